@@ -1,0 +1,26 @@
+/* CRY_UUID_STRING_FLAGS: how the text of a UUID is written. */
+#ifndef CRY_CRY_UUID_STRING_FLAGS_H
+#define CRY_CRY_UUID_STRING_FLAGS_H
+
+#include <pb/pb_obj.h>
+
+typedef PB_INT CRY_UUID_STRING_FLAGS;
+
+#define CRY_UUID_STRING_FLAG_UPPERCASE      ( (CRY_UUID_STRING_FLAGS)0x1 ) /* hexadecimal digits in capitals */
+#define CRY_UUID_STRING_FLAG_LOW_LINE       ( (CRY_UUID_STRING_FLAGS)0x2 ) /* low lines in place of hyphens */
+#define CRY_UUID_STRING_FLAG_CURLY_BRACKET  ( (CRY_UUID_STRING_FLAGS)0x4 ) /* between curly brackets */
+#define CRY_UUID_STRING_FLAG_APOSTROPHE     ( (CRY_UUID_STRING_FLAGS)0x8 ) /* between apostrophes */
+#define CRY_UUID_STRING_FLAG_QUOTATION_MARK ( (CRY_UUID_STRING_FLAGS)0x10 ) /* between quotation marks */
+
+PB_BEGIN_DECLS
+
+/* cryUuidStringFlagsNormalize: the flags without undefined bits. */
+PB_EXPORT PB_INT cryUuidStringFlagsNormalize( PB_INT flags );
+/* cryUuidStringFlagsToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
+PB_EXPORT PB_STRING *cryUuidStringFlagsToString( PB_INT flags );
+/* cryUuidStringFlagsFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
+PB_EXPORT PB_INT cryUuidStringFlagsFromString( PB_STRING *pbs );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,22 @@
+/* CRY_VAULT_ITEM_TYPE: what an item of the vault holds. */
+#ifndef CRY_CRY_VAULT_ITEM_TYPE_H
+#define CRY_CRY_VAULT_ITEM_TYPE_H
+
+#include <pb/pb_obj.h>
+
+typedef PB_INT CRY_VAULT_ITEM_TYPE;
+
+#define CRY_VAULT_ITEM_TYPE_IDENTITY ( (CRY_VAULT_ITEM_TYPE)0 ) /* a private key with its certificates */
+
+#define CRY_VAULT_ITEM_TYPE_OK( value ) ( ( value ) >= 0 && ( value ) <= CRY_VAULT_ITEM_TYPE_IDENTITY )
+
+PB_BEGIN_DECLS
+
+/* cryVaultItemTypeToString: the name of a value, as "CRY_VAULT_ITEM_TYPE_IDENTITY", a new string; another value aborts ("CRY_VAULT_ITEM_TYPE_OK( type )"). */
+PB_EXPORT PB_STRING *cryVaultItemTypeToString( PB_INT type );
+/* cryVaultItemTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+PB_EXPORT PB_INT cryVaultItemTypeFromString( PB_STRING *pbs );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,14 @@
+/* Everything of the library cs. */
+#ifndef CS_CS_H
+#define CS_CS_H
+
+#include <pb/pb_module.h>
+
+PB_BEGIN_DECLS
+
+/* csModule: the module object of this library. */
+PB_EXPORT const PB_MODULE *csModule( void );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,32 @@
+/* What the openssl module gives to the libraries that use OpenSSL types. To be used between its start-up and its shut-down; what was handed out stays valid
+   afterwards. */
+#ifndef OPENSSL_MODULE_INTERNAL_OPENSSL_MODULE_H
+#define OPENSSL_MODULE_INTERNAL_OPENSSL_MODULE_H
+
+#include <openssl_module/openssl_module.h>
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+PB_BEGIN_DECLS
+
+/* openssl___Digest: a message digest of the default context by its OpenSSL name, fetched at the first call and kept for the life of the process; null when
+   this libcrypto does not have it. Owned by the module. */
+PB_EXPORT const EVP_MD *openssl___Digest( const char *name );
+
+/* openssl___TryParseCertificate: what d2i_X509 makes of the first certificate in `length` bytes: the same verdict, the same certificate, the same errors in
+   the queue. RSA and named-curve EC certificates are parsed in the lean context. The caller frees the result. */
+PB_EXPORT X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length );
+
+/* openssl___TryParsePrivateKeyShort: an RSA or named-curve EC private key from a DER PrivateKeyInfo (RFC 5208) that fills `length` bytes, in the lean
+   context; null where the ordinary way has to decide. Leaves no errors in the queue. */
+PB_EXPORT EVP_PKEY *openssl___TryParsePrivateKeyShort( const PB_BYTE *der, PB_INT length );
+/* openssl___TryParsePublicKeyShort: the same for a DER SubjectPublicKeyInfo (RFC 5280, 4.1). */
+PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length );
+
+/* openssl___SetLeanContextUsed: switches the short ways off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
+PB_EXPORT PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used );
+
+PB_END_DECLS
+
+#endif

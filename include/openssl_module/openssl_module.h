@@ -1,0 +1,21 @@
+/* The openssl module: starts libcrypto once for everybody, fetches algorithms once, and keeps a private library context in which certificates and keys are
+   parsed several times faster than in the default one. */
+#ifndef OPENSSL_MODULE_OPENSSL_MODULE_H
+#define OPENSSL_MODULE_OPENSSL_MODULE_H
+
+#include <pb/pb_module.h>
+
+PB_BEGIN_DECLS
+
+/* opensslModule: the module object of this library. */
+PB_EXPORT const PB_MODULE *opensslModule( void );
+/* opensslVersion: what libcrypto says of its version, a new string. */
+PB_EXPORT PB_STRING *opensslVersion( void );
+/* opensslLeanContextUsed: whether the lean context passed its self-check at the start and is used; otherwise everything goes through the default context. */
+PB_EXPORT PB_BOOL opensslLeanContextUsed( void );
+/* opensslLeanContextState: the same in words, with the reason when it is not used; a new string. */
+PB_EXPORT PB_STRING *opensslLeanContextState( void );
+
+PB_END_DECLS
+
+#endif

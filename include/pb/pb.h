@@ -1,0 +1,24 @@
+/* Everything of the base library. */
+#ifndef PB_PB_H
+#define PB_PB_H
+
+#include <pb/pb_abort.h>
+#include <pb/pb_base.h>
+#include <pb/pb_boxed_int.h>
+#include <pb/pb_buffer.h>
+#include <pb/pb_byte_source.h>
+#include <pb/pb_charset.h>
+#include <pb/pb_dict.h>
+#include <pb/pb_enum.h>
+#include <pb/pb_flagset.h>
+#include <pb/pb_line_source.h>
+#include <pb/pb_mem.h>
+#include <pb/pb_module.h>
+#include <pb/pb_obj.h>
+#include <pb/pb_runtime.h>
+#include <pb/pb_store.h>
+#include <pb/pb_string.h>
+#include <pb/pb_time.h>
+#include <pb/pb_vector.h>
+
+#endif

@@ -1,0 +1,76 @@
+/* The types, the linkage and the contract checks that every library of the family uses. */
+#ifndef PB_PB_BASE_H
+#define PB_PB_BASE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define PB_BEGIN_DECLS \
+    extern "C"         \
+    {
+#define PB_END_DECLS }
+#define PB_NORETURN [[noreturn]]
+#define PB_DEFAULT_NULL = nullptr
+#else
+#define PB_BEGIN_DECLS
+#define PB_END_DECLS
+#define PB_NORETURN _Noreturn
+#define PB_DEFAULT_NULL
+#endif
+
+/* Marks a function or object that a library exports; everything else is hidden. */
+#define PB_EXPORT __attribute__( ( visibility( "default" ) ) )
+
+typedef int64_t  PB_INT;  /* counts, offsets, enumeration values, flags */
+typedef int32_t  PB_BOOL; /* 0 is false, everything else true; functions return 0 or 1 */
+typedef uint32_t PB_CHAR; /* one Unicode code point */
+typedef uint8_t  PB_BYTE;
+
+#define PB_INT_MAX INT64_MAX
+#define PB_INT_MIN INT64_MIN
+
+#define PB_TRUE ( (PB_BOOL)1 )
+#define PB_FALSE ( (PB_BOOL)0 )
+
+/* PB_OBJECT_TYPE: declares an opaque object type of the family. In C++ it also tells pb::Ref and pb::fields that pointers to the type are
+   reference-counted objects; a pointer to anything else does not compile there. */
+#ifdef __cplusplus
+#define PB_OBJECT_TYPE( TYPE ) \
+    typedef struct TYPE TYPE;  \
+    extern "C++" void pb_isObject( const TYPE * )
+#else
+#define PB_OBJECT_TYPE( TYPE ) typedef struct TYPE TYPE
+#endif
+
+PB_BEGIN_DECLS
+
+/* pb___Abort: reports a broken contract and ends the process with abort(). `context` is null or names the standard function, `file` is the path
+   from the repository root, `expression` is the text of the check. The handler that pbAbortSetHandler installed runs first. Never returns. */
+PB_EXPORT PB_NORETURN void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression );
+
+PB_END_DECLS
+
+/* Contract checks, kept in every build. They stringify what they were given at their first macro level, so NULL and the like stay as written. */
+#define PB_CHECK( ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, __FILE__, __LINE__, #__VA_ARGS__ ) )
+#define PB_CHECK_CONTEXT( context, ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
+/* Checks an address of a pointer, then the pointer: the texts are `name` and `*name`. */
+#define PB_CHECK_HANDLE( handle )                                                                                \
+    ( __builtin_expect( !( handle ), 0 )      ? pb___Abort( NULL, __FILE__, __LINE__, #handle )                  \
+            : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) : (void)0 )
+
+/* Arithmetic and conversion checks, named as the contract texts have them. */
+static inline PB_BOOL pb___IntAddOk( PB_INT a, PB_INT b )
+{
+    PB_INT sum;
+    return !__builtin_add_overflow( a, b, &sum );
+}
+#define PB_INT_ADD_OK( a, b ) pb___IntAddOk( ( a ), ( b ) )
+#define PB_INT_TO_SIZET_CONV_OK( value ) ( ( value ) >= 0 && (uint64_t)( value ) <= (uint64_t)SIZE_MAX )
+#define PB_INT_FROM_SIZET_CONV_OK( value ) ( (uint64_t)( value ) <= (uint64_t)PB_INT_MAX )
+#define PB_INT_TO_UNSIGNED_INT_CONV_OK( value ) ( ( value ) >= 0 && ( value ) <= (PB_INT)UINT32_MAX )
+#define PB_INT_TO_SIGNED_INT_CONV_OK( value ) ( ( value ) >= (PB_INT)INT32_MIN && ( value ) <= (PB_INT)INT32_MAX )
+#define PB_SIZEOF( thing ) ( (PB_INT)sizeof( thing ) )
+#define PB_SIZEOF_ARRAY( array ) ( (PB_INT)( sizeof( array ) / sizeof( ( array )[0] ) ) )
+
+#endif

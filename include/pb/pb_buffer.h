@@ -1,0 +1,71 @@
+/* Byte buffers. */
+#ifndef PB_PB_BUFFER_H
+#define PB_PB_BUFFER_H
+
+#include <pb/pb_obj.h>
+
+PB_OBJECT_TYPE( PB_BUFFER );
+
+PB_BEGIN_DECLS
+
+/* pbBufferCreate: an empty buffer. */
+PB_EXPORT PB_BUFFER *pbBufferCreate( void );
+/* pbBufferCreateFrom: a copy with the same bytes and the same sensitive mark; null aborts ("source"). */
+PB_EXPORT PB_BUFFER *pbBufferCreateFrom( PB_BUFFER *source );
+/* pbBufferCreateFromBytes: a copy of `byteCount` bytes. Aborts on a null pointer with a count ("bytes || !byteCount") and on a negative count. */
+PB_EXPORT PB_BUFFER *pbBufferCreateFromBytes( const void *bytes, PB_INT byteCount );
+/* pbBufferCreateFromBytesUse: takes over memory that came from pbMemAlloc and holds `byteCount` bytes; the buffer frees it. */
+PB_EXPORT PB_BUFFER *pbBufferCreateFromBytesUse( void *bytes, PB_INT byteCount );
+/* pbBufferCreateFromInner: a copy of the bytes from `byteOffset` up to `byteOffset + byteCount`; inherits the sensitive mark. Aborts when the range
+   does not lie in the buffer. */
+PB_EXPORT PB_BUFFER *pbBufferCreateFromInner( PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
+
+/* pbBufferLength: number of bytes; null aborts ("buf"). */
+PB_EXPORT PB_INT pbBufferLength( PB_BUFFER *buf );
+/* pbBufferBitLength: number of bits, eight a byte. */
+PB_EXPORT PB_INT pbBufferBitLength( PB_BUFFER *buf );
+/* pbBufferSpace: how many bytes can still be appended before the length would no longer fit. */
+PB_EXPORT PB_INT pbBufferSpace( PB_BUFFER *buf );
+/* pbBufferBytes: lends the bytes: valid while the caller holds the buffer and until it is edited. Never null. */
+PB_EXPORT const PB_BYTE *pbBufferBytes( PB_BUFFER *buf );
+/* pbBufferByteAt: one byte; an index outside the buffer aborts ("byteIndex >= 0", "byteIndex < pbBufferLength( buf )"). */
+PB_EXPORT PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex );
+
+/* pbBufferAppend: appends all bytes of another buffer (which may be the same one) and takes over its sensitive mark. */
+PB_EXPORT void pbBufferAppend( PB_BUFFER **buf, PB_BUFFER *other );
+/* pbBufferAppendBytes: appends `byteCount` bytes from memory. */
+PB_EXPORT void pbBufferAppendBytes( PB_BUFFER **buf, const void *bytes, PB_INT byteCount );
+/* pbBufferAppendByte: appends one byte. */
+PB_EXPORT void pbBufferAppendByte( PB_BUFFER **buf, PB_BYTE byte );
+/* pbBufferAppendInner: appends a range of another buffer and takes over its sensitive mark. */
+PB_EXPORT void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *other, PB_INT byteOffset, PB_INT byteCount );
+/* pbBufferDelInner: removes a range; aborts when it does not lie in the buffer. */
+PB_EXPORT void pbBufferDelInner( PB_BUFFER **buf, PB_INT byteOffset, PB_INT byteCount );
+/* pbBufferClear: removes all bytes; the sensitive mark stays. */
+PB_EXPORT void pbBufferClear( PB_BUFFER **buf );
+/* pb___BufferExtend: appends `byteCount` bytes and returns where they are to be written by the caller, before anything else is done with the buffer. */
+PB_EXPORT PB_BYTE *pb___BufferExtend( PB_BUFFER **buf, PB_INT byteCount );
+
+/* pb___BufferCreateLength: a new buffer of `byteCount` bytes, whose content is the caller's to write before anything else is done with it. */
+PB_EXPORT PB_BUFFER *pb___BufferCreateLength( PB_INT byteCount, PB_BYTE **bytes );
+
+/* pbBufferSetSensitive: marks the content as secret: it is overwritten when it is freed or moved, and what is derived from it inherits the mark.
+   There is no way back. */
+PB_EXPORT void pbBufferSetSensitive( PB_BUFFER **buf );
+/* pbBufferSensitive: whether the mark is set. */
+PB_EXPORT PB_BOOL pbBufferSensitive( PB_BUFFER *buf );
+
+/* pbBufferSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by bytes, a buffer
+   before every longer one that begins with it; ToString gives lower-case hexadecimal digits, of a sensitive buffer only its length. */
+PB_EXPORT const PB_SORT *pbBufferSort( void );
+PB_EXPORT PB_OBJ        *pbBufferObj( PB_BUFFER *obj );
+PB_EXPORT PB_BUFFER     *pbBufferFrom( PB_OBJ *obj );
+PB_EXPORT PB_BUFFER     *pbBufferRetain( PB_BUFFER *obj );
+PB_EXPORT void           pbBufferRelease( PB_BUFFER *obj );
+PB_EXPORT PB_INT         pbBufferCompare( PB_BUFFER *objA, PB_BUFFER *objB );
+PB_EXPORT PB_BOOL        pbBufferEquals( PB_BUFFER *objA, PB_BUFFER *objB );
+PB_EXPORT PB_STRING     *pbBufferToString( PB_BUFFER *obj );
+
+PB_END_DECLS
+
+#endif

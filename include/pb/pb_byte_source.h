@@ -1,0 +1,38 @@
+/* Byte sources: bytes that are read once, from front to end. */
+#ifndef PB_PB_BYTE_SOURCE_H
+#define PB_PB_BYTE_SOURCE_H
+
+#include <pb/pb_buffer.h>
+
+PB_OBJECT_TYPE( PB_BYTE_SOURCE );
+
+PB_BEGIN_DECLS
+
+/* PB_BYTE_SOURCE_READ: puts up to `max` bytes at `to` and returns how many; 0 is the end, -1 an error. */
+typedef PB_INT ( *PB_BYTE_SOURCE_READ )( void *closure, PB_BYTE *to, PB_INT max );
+
+/* pbBufferByteSourceCreate: reads the bytes of a buffer, which it holds; null aborts ("buf"). */
+PB_EXPORT PB_BYTE_SOURCE *pbBufferByteSourceCreate( PB_BUFFER *buf );
+/* pbCallbackByteSourceCreate: reads through `read`; `release` (may be null) is called with `closure` when the source is freed. */
+PB_EXPORT PB_BYTE_SOURCE *pbCallbackByteSourceCreate( PB_BYTE_SOURCE_READ read, void ( *release )( void *closure ), void *closure );
+
+/* pbByteSourceRead: appends up to `max` bytes to a buffer and returns how many; 0 at the end and after an error. May block where the callback does. */
+PB_EXPORT PB_INT pbByteSourceRead( PB_BYTE_SOURCE *source, PB_BUFFER **buf, PB_INT max );
+/* pbByteSourceEnd: whether a read has met the end. */
+PB_EXPORT PB_BOOL pbByteSourceEnd( PB_BYTE_SOURCE *source );
+/* pbByteSourceError: whether a read has failed; no further bytes come then. */
+PB_EXPORT PB_BOOL pbByteSourceError( PB_BYTE_SOURCE *source );
+
+/* pbByteSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+PB_EXPORT const PB_SORT  *pbByteSourceSort( void );
+PB_EXPORT PB_OBJ         *pbByteSourceObj( PB_BYTE_SOURCE *obj );
+PB_EXPORT PB_BYTE_SOURCE *pbByteSourceFrom( PB_OBJ *obj );
+PB_EXPORT PB_BYTE_SOURCE *pbByteSourceRetain( PB_BYTE_SOURCE *obj );
+PB_EXPORT void            pbByteSourceRelease( PB_BYTE_SOURCE *obj );
+PB_EXPORT PB_INT          pbByteSourceCompare( PB_BYTE_SOURCE *objA, PB_BYTE_SOURCE *objB );
+PB_EXPORT PB_BOOL         pbByteSourceEquals( PB_BYTE_SOURCE *objA, PB_BYTE_SOURCE *objB );
+PB_EXPORT PB_STRING      *pbByteSourceToString( PB_BYTE_SOURCE *obj );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,56 @@
+/* Vectors: objects in order. */
+#ifndef PB_PB_VECTOR_H
+#define PB_PB_VECTOR_H
+
+#include <pb/pb_obj.h>
+
+PB_OBJECT_TYPE( PB_VECTOR );
+
+PB_BEGIN_DECLS
+
+/* A vector holds one reference to each of its objects; null is not held and aborts ("obj"). An index that is not in the vector aborts. */
+
+/* pbVectorCreate: an empty vector. */
+PB_EXPORT PB_VECTOR *pbVectorCreate( void );
+/* pbVectorCreateFrom: a copy that shares the objects; null aborts ("source"). */
+PB_EXPORT PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source );
+/* pbVectorLength: number of objects; null aborts ("vector"). */
+PB_EXPORT PB_INT pbVectorLength( PB_VECTOR *vector );
+/* pbVectorObjAt: the object at an index, a new reference. */
+PB_EXPORT PB_OBJ *pbVectorObjAt( PB_VECTOR *vector, PB_INT index );
+/* pb___VectorPeekObjAt: the same, lent: valid while the vector is held and not edited. */
+PB_EXPORT PB_OBJ *pb___VectorPeekObjAt( PB_VECTOR *vector, PB_INT index );
+/* pbVectorContainsOnly: whether every object is of this sort; true of an empty vector, false of a null one. Null `sort` aborts. */
+PB_EXPORT PB_BOOL pbVectorContainsOnly( PB_VECTOR *vector, const PB_SORT *sort );
+
+/* pbVectorAppendObj: adds an object at the end, in constant time on average. */
+PB_EXPORT void pbVectorAppendObj( PB_VECTOR **vector, PB_OBJ *obj );
+/* pbVectorPrependObj: adds an object at the front. */
+PB_EXPORT void pbVectorPrependObj( PB_VECTOR **vector, PB_OBJ *obj );
+/* pbVectorInsertObj: adds an object before the one at `index`, which may be the length. */
+PB_EXPORT void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj );
+/* pbVectorSetObjAt: replaces the object at an index. */
+PB_EXPORT void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj );
+/* pbVectorDelObjAt: removes the object at an index; the first one in constant time. */
+PB_EXPORT void pbVectorDelObjAt( PB_VECTOR **vector, PB_INT index );
+/* pbVectorTakeFirst: removes the first object in constant time and hands its reference out; an empty vector aborts. */
+PB_EXPORT PB_OBJ *pbVectorTakeFirst( PB_VECTOR **vector );
+/* pbVectorInsert: inserts all objects of another vector (which may be the same one), in their order, before the one at `index`. */
+PB_EXPORT void pbVectorInsert( PB_VECTOR **vector, PB_INT index, PB_VECTOR *other );
+/* pbVectorClear: removes all objects. */
+PB_EXPORT void pbVectorClear( PB_VECTOR **vector );
+
+/* pbVectorSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare goes object by object with
+   pbObjCompare, then by length. */
+PB_EXPORT const PB_SORT *pbVectorSort( void );
+PB_EXPORT PB_OBJ        *pbVectorObj( PB_VECTOR *obj );
+PB_EXPORT PB_VECTOR     *pbVectorFrom( PB_OBJ *obj );
+PB_EXPORT PB_VECTOR     *pbVectorRetain( PB_VECTOR *obj );
+PB_EXPORT void           pbVectorRelease( PB_VECTOR *obj );
+PB_EXPORT PB_INT         pbVectorCompare( PB_VECTOR *objA, PB_VECTOR *objB );
+PB_EXPORT PB_BOOL        pbVectorEquals( PB_VECTOR *objA, PB_VECTOR *objB );
+PB_EXPORT PB_STRING     *pbVectorToString( PB_VECTOR *obj );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,14 @@
+/* Everything of the library tr. */
+#ifndef TR_TR_H
+#define TR_TR_H
+
+#include <pb/pb_module.h>
+
+PB_BEGIN_DECLS
+
+/* trModule: the module object of this library. */
+PB_EXPORT const PB_MODULE *trModule( void );
+
+PB_END_DECLS
+
+#endif

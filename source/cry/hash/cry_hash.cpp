@@ -1,0 +1,146 @@
+#include <cry/cry_hash.h>
+#include <cry/internal/cry_hash.h>
+
+#include "base/cry_ossl.hpp"
+#include "base/cry_update.hpp"
+#include "hash/cry_hash_algorithm.hpp"
+
+#include <atomic>
+
+struct CRY_HASH : PB_OBJ
+{
+    PB_BOOL     final;
+    EVP_MD_CTX *mdCtx;
+};
+
+static constexpr auto hashFields = pb::fields<&CRY_HASH::final, &CRY_HASH::mdCtx>;
+
+static void freeHash( CRY_HASH *hash )
+{
+    PB_CHECK( hash );
+    hashFields.release( hash );
+}
+
+PB_SORT_DEFINE( cry, Hash, CRY_HASH, .free = pb::slot<freeHash> )
+
+CRY_HASH *cryHashTryCreate( PB_INT alg )
+{
+    PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
+    CRY_HASH *hash = pb::create<CRY_HASH>();
+    hash->mdCtx    = EVP_MD_CTX_new();
+    PB_CHECK( hash->mdCtx );
+    const EVP_MD *md = cry::digestOf( alg );
+    if( md && EVP_DigestInit_ex2( hash->mdCtx, md, nullptr ) )
+        return hash;
+    cryHashRelease( hash );
+    return nullptr;
+}
+
+void cryHashUpdateBytes( CRY_HASH *hash, const PB_BYTE *data, PB_INT byteCount )
+{
+    PB_CHECK( hash );
+    PB_CHECK( !hash->final );
+    PB_CHECK( data || !byteCount );
+    PB_CHECK( byteCount >= 0 );
+    while( byteCount )
+    {
+        PB_INT bytesToHash = byteCount < cry::updatePiece ? byteCount : cry::updatePiece;
+        PB_CHECK( PB_INT_TO_SIZET_CONV_OK( bytesToHash ) );
+        PB_CHECK( EVP_DigestUpdate( hash->mdCtx, data, (size_t)bytesToHash ) );
+        data += bytesToHash;
+        byteCount -= bytesToHash;
+    }
+}
+
+static auto feeding( CRY_HASH *hash )
+{
+    return [hash]( const PB_BYTE *bytes, PB_INT byteCount ) { cryHashUpdateBytes( hash, bytes, byteCount ); };
+}
+
+void cryHashUpdate( CRY_HASH *hash, PB_BUFFER *data )
+{
+    PB_CHECK( hash );
+    PB_CHECK( data );
+    cryHashUpdateBytes( hash, pbBufferBytes( data ), pbBufferLength( data ) );
+}
+
+void cryHashUpdateByte( CRY_HASH *hash, PB_BYTE byte ) { cryHashUpdateBytes( hash, &byte, 1 ); }
+
+void cryHashUpdateInner( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount )
+{
+    cry::updateInner( data, byteOffset, byteCount, feeding( hash ) );
+}
+
+void cryHashUpdateOuter( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount )
+{
+    cry::updateOuter( data, byteOffset, byteCount, feeding( hash ) );
+}
+
+void cryHashUpdateLeading( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteCount ) { cry::updateLeading( data, byteCount, feeding( hash ) ); }
+
+void cryHashUpdateTrailing( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteCount ) { cry::updateTrailing( data, byteCount, feeding( hash ) ); }
+
+PB_BUFFER *cryHashFinal( CRY_HASH *hash )
+{
+    PB_CHECK( hash );
+    PB_CHECK( !hash->final );
+    hash->final = PB_TRUE;
+    PB_BYTE      digest[EVP_MAX_MD_SIZE];
+    unsigned int digestLength;
+    PB_CHECK( EVP_DigestFinal_ex( hash->mdCtx, (unsigned char *)digest, &digestLength ) );
+    return pbBufferCreateFromBytes( digest, digestLength );
+}
+
+PB_BOOL cry___HashIsFinal( CRY_HASH *hash )
+{
+    PB_CHECK( hash );
+    return hash->final;
+}
+
+namespace
+{
+
+// Contexts that one-shot digests use again, since making one costs as much as hashing a short message. Threads begin at different places, so they seldom meet;
+// a thread that finds its place empty makes a context of its own. Kept for the life of the process, like the algorithms.
+constexpr unsigned sparePlaces = 16;
+
+constinit std::atomic<EVP_MD_CTX *> spares[CRY_HASH_ALGORITHM_SHA3_512 + 1][sparePlaces];
+constinit std::atomic<unsigned>     threadsSeen{ 0 };
+constinit thread_local unsigned     ownPlace = sparePlaces;
+
+std::atomic<EVP_MD_CTX *> &spareOf( PB_INT alg )
+{
+    if( ownPlace == sparePlaces )
+        ownPlace = threadsSeen.fetch_add( 1, std::memory_order_relaxed ) % sparePlaces;
+    return spares[alg][ownPlace];
+}
+
+}
+
+PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data )
+{
+    PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
+    const EVP_MD *md = cry::digestOf( alg );
+    if( !md )
+        return nullptr;
+    PB_CHECK( data );
+
+    // A context keeps what it was fed until it is used again, so secrets do not go through one that is kept.
+    bool                         kept = !pbBufferSensitive( data );
+    std::atomic<EVP_MD_CTX *>   &spare = spareOf( alg );
+    cry::ossl::Ptr<EVP_MD_CTX> mdCtx( kept ? spare.exchange( nullptr, std::memory_order_acquire ) : nullptr );
+    if( !mdCtx )
+        mdCtx.reset( EVP_MD_CTX_new() );
+    PB_CHECK( mdCtx );
+    if( !EVP_DigestInit_ex2( mdCtx.get(), md, nullptr ) )
+        return nullptr;
+
+    PB_BYTE     *digest;
+    unsigned int digestLength;
+    PB_BUFFER   *result = pb___BufferCreateLength( cryHashAlgorithmDigestSizeBits( alg ) / 8, &digest );
+    PB_CHECK( EVP_DigestUpdate( mdCtx.get(), pbBufferBytes( data ), (size_t)pbBufferLength( data ) ) );
+    PB_CHECK( EVP_DigestFinal_ex( mdCtx.get(), (unsigned char *)digest, &digestLength ) );
+    if( kept )
+        mdCtx.reset( spare.exchange( mdCtx.release(), std::memory_order_acq_rel ) );
+    return result;
+}

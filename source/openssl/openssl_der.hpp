@@ -1,0 +1,91 @@
+// Just enough of DER (X.690) to see which way a certificate or key takes. Whatever this does not understand goes the ordinary way.
+#pragma once
+
+#include <pb/pb_base.h>
+
+#include <string_view>
+
+namespace openssl
+{
+
+using Bytes = std::basic_string_view<PB_BYTE>;
+
+inline constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagNull = 0x05, tagOid = 0x06, tagSequence = 0x30, tagVersion = 0xA0;
+
+// Takes one element with a definite length off the front and returns its content; null data when there is none of this tag.
+inline Bytes take( Bytes &rest, PB_BYTE tag )
+{
+    if( rest.size() < 2 || rest[0] != tag )
+        return {};
+    size_t length = rest[1];
+    size_t header = 2;
+    if( length >= 0x80 )
+    {
+        size_t count = length & 0x7F;
+        if( count == 0 || count > 4 || rest.size() < 2 + count )
+            return {};
+        length = 0;
+        for( size_t index = 0; index < count; index++ )
+            length = length << 8 | rest[2 + index];
+        header += count;
+    }
+    if( rest.size() - header < length )
+        return {};
+    Bytes content = rest.substr( header, length );
+    rest.remove_prefix( header + length );
+    return content;
+}
+
+// Whether an AlgorithmIdentifier is one that the lean context knows: rsaEncryption with a NULL, or id-ecPublicKey with a named curve other than SM2, whose
+// keys carry the same identifier and would silently load as another kind.
+inline bool isShortAlgorithm( Bytes algorithm )
+{
+    static constexpr PB_BYTE rsaEncryption[] = { 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01 };
+    static constexpr PB_BYTE ecPublicKey[]   = { 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01 };
+    static constexpr PB_BYTE sm2[]           = { 0x2A, 0x81, 0x1C, 0xCF, 0x55, 0x01, 0x82, 0x2D };
+
+    Bytes oid = take( algorithm, tagOid );
+    if( oid == Bytes( rsaEncryption, sizeof rsaEncryption ) )
+        return algorithm.size() == 2 && algorithm[0] == tagNull && algorithm[1] == 0;
+    if( oid != Bytes( ecPublicKey, sizeof ecPublicKey ) )
+        return false;
+    Bytes curve = take( algorithm, tagOid );
+    return !curve.empty() && algorithm.empty() && curve != Bytes( sm2, sizeof sm2 );
+}
+
+inline bool isShortPublicKey( Bytes spki )
+{
+    Bytes content = take( spki, tagSequence );
+    Bytes algorithm = take( content, tagSequence );
+    return spki.empty() && isShortAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
+}
+
+inline bool isShortPrivateKey( Bytes info )
+{
+    Bytes content = take( info, tagSequence );
+    Bytes version = take( content, tagInteger );
+    Bytes algorithm = take( content, tagSequence );
+    return info.empty() && version.size() == 1 && version[0] == 0 && isShortAlgorithm( algorithm ) && !take( content, tagOctetString ).empty() && content.empty();
+}
+
+// Bytes behind the certificate are allowed.
+inline bool isShortCertificate( Bytes der )
+{
+    Bytes certificate = take( der, tagSequence );
+    Bytes tbs         = take( certificate, tagSequence );
+    if( !tbs.empty() && tbs[0] == tagVersion )
+        take( tbs, tagVersion );
+    for( PB_BYTE tag : { tagInteger, tagSequence, tagSequence, tagSequence, tagSequence } )
+    {
+        // An empty issuer or subject is an element like any other, so the place tells whether one was taken, not the content.
+        size_t before = tbs.size();
+        take( tbs, tag );
+        if( tbs.size() == before )
+            return false;
+    }
+    Bytes spki    = tbs;
+    Bytes content = take( tbs, tagSequence );
+    return !content.empty() && isShortPublicKey( spki.substr( 0, spki.size() - tbs.size() ) );
+}
+
+}

@@ -1,0 +1,191 @@
+#include <pb/pb_boxed_int.h>
+#include <pb/pb_dict.h>
+#include <pb/pb_string.h>
+#include <pb/sort.hpp>
+
+#include <map>
+
+namespace
+{
+
+struct Before
+{
+    using is_transparent = void;
+
+    static PB_OBJ *of( PB_OBJ *obj ) { return obj; }
+    static PB_OBJ *of( const pb::Ref<PB_OBJ> &ref ) { return ref.get(); }
+
+    bool operator()( const auto &a, const auto &b ) const { return pbObjCompare( of( a ), of( b ) ) < 0; }
+};
+
+using Map = std::map<pb::Ref<PB_OBJ>, pb::Ref<PB_OBJ>, Before>;
+
+}
+
+struct PB_DICT : PB_OBJ
+{
+    Map *map; // null while the dictionary is empty
+};
+
+static void freeDict( PB_DICT *dict )
+{
+    PB_CHECK( dict );
+    delete dict->map;
+    pb::setPoison( dict->map );
+}
+
+static const Map &mapOf( PB_DICT *dict )
+{
+    static const Map *none = new Map;
+    return dict && dict->map ? *dict->map : *none;
+}
+
+static PB_INT compareDict( PB_DICT *dictA, PB_DICT *dictB )
+{
+    PB_CHECK( dictA );
+    PB_CHECK( dictB );
+    const Map &a  = mapOf( dictA );
+    const Map &b  = mapOf( dictB );
+    auto       ia = a.begin();
+    auto       ib = b.begin();
+    for( ; ia != a.end() && ib != b.end(); ++ia, ++ib )
+    {
+        if( PB_INT order = pbObjCompare( ia->first.get(), ib->first.get() ) )
+            return order;
+        if( PB_INT order = pbObjCompare( ia->second.get(), ib->second.get() ) )
+            return order;
+    }
+    return ib != b.end() ? -1 : ia != a.end();
+}
+
+PB_SORT_DEFINE( pb, Dict, PB_DICT, .free = pb::slot<freeDict>, .compare = pb::slot<compareDict> )
+
+static Map &writableMap( PB_DICT **dict )
+{
+    PB_DICT *target = pb::makeWritable( dict, pbDictCreateFrom );
+    if( !target->map )
+        target->map = new Map;
+    return *target->map;
+}
+
+static pb::Ref<PB_OBJ> boxed( PB_INT key ) { return pb::share( pb::asObj( pb::adopt( pbBoxedIntCreate( key ) ).get() ) ); }
+
+PB_DICT *pbDictCreate() { return pb::create<PB_DICT>(); }
+
+PB_DICT *pbDictCreateFrom( PB_DICT *source )
+{
+    PB_CHECK( source );
+    PB_DICT *dict = pbDictCreate();
+    if( source->map )
+        dict->map = new Map( *source->map );
+    return dict;
+}
+
+PB_INT pbDictLength( PB_DICT *dict ) { return (PB_INT)mapOf( dict ).size(); }
+
+PB_OBJ *pbDictObjKey( PB_DICT *dict, PB_OBJ *key )
+{
+    PB_CHECK( key );
+    const Map &map   = mapOf( dict );
+    auto       found = map.find( key );
+    return found == map.end() ? nullptr : pb::shareOrNull( found->second.get() );
+}
+
+PB_OBJ *pbDictIntKey( PB_DICT *dict, PB_INT key ) { return pbDictObjKey( dict, boxed( key ).get() ); }
+
+PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key )
+{
+    PB_CHECK( key );
+    return pbDictObjKey( dict, pbStringObj( key ) );
+}
+
+PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key )
+{
+    PB_CHECK( key );
+    return mapOf( dict ).contains( key );
+}
+
+PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key ) { return pbDictHasObjKey( dict, boxed( key ).get() ); }
+
+PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key )
+{
+    PB_CHECK( key );
+    return pbDictHasObjKey( dict, pbStringObj( key ) );
+}
+
+void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    PB_CHECK( value );
+    writableMap( dict ).insert_or_assign( pb::share( key ), pb::share( value ) );
+}
+
+void pbDictSetIntKey( PB_DICT **dict, PB_INT key, PB_OBJ *value )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( value );
+    writableMap( dict ).insert_or_assign( boxed( key ), pb::share( value ) );
+}
+
+void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    PB_CHECK( value );
+    writableMap( dict ).insert_or_assign( pb::share( pbStringObj( key ) ), pb::share( value ) );
+}
+
+void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    if( !mapOf( *dict ).contains( key ) )
+        return;
+    Map &map = writableMap( dict );
+    map.erase( map.find( key ) );
+}
+
+void pbDictDelIntKey( PB_DICT **dict, PB_INT key )
+{
+    PB_CHECK_HANDLE( dict );
+    pbDictDelObjKey( dict, boxed( key ).get() );
+}
+
+void pbDictDelStringKey( PB_DICT **dict, PB_STRING *key )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    pbDictDelObjKey( dict, pbStringObj( key ) );
+}
+
+void pbDictInclude( PB_DICT **dict, PB_DICT *other )
+{
+    PB_CHECK_HANDLE( dict );
+    pb::Ref<PB_DICT> held = pb::share( other );
+    for( const auto &[key, value] : mapOf( other ) )
+        writableMap( dict ).insert_or_assign( key, value );
+}
+
+void pbDictClear( PB_DICT **dict )
+{
+    PB_CHECK_HANDLE( dict );
+    pb::Ref<PB_DICT> old = pb::adopt( *dict );
+    *dict                = pbDictCreate();
+}
+
+PB_VECTOR *pbDictKeysVector( PB_DICT *dict )
+{
+    pb::Ref<PB_VECTOR> keys = pb::adopt( pbVectorCreate() );
+    for( const auto &[key, value] : mapOf( dict ) )
+        pbVectorAppendObj( keys.handle(), key.get() );
+    return keys.take();
+}
+
+PB_VECTOR *pbDictValuesVector( PB_DICT *dict )
+{
+    pb::Ref<PB_VECTOR> values = pb::adopt( pbVectorCreate() );
+    for( const auto &[key, value] : mapOf( dict ) )
+        pbVectorAppendObj( values.handle(), value.get() );
+    return values.take();
+}

@@ -1,0 +1,199 @@
+#include <pb/pb_mem.h>
+#include <pb/pb_vector.h>
+#include <pb/sort.hpp>
+
+#include <cstring>
+
+struct PB_VECTOR : PB_OBJ
+{
+    PB_OBJ **memory;
+    PB_INT   capacity;
+    PB_INT   first; // the objects are memory[first] to memory[first + length - 1]
+    PB_INT   length;
+};
+
+static PB_OBJ **objects( PB_VECTOR *vector ) { return vector->memory + vector->first; }
+
+static void freeVector( PB_VECTOR *vector )
+{
+    PB_CHECK( vector );
+    for( PB_INT index = 0; index < vector->length; index++ )
+        pb::releaseOrNull( objects( vector )[index] );
+    pbMemFree( vector->memory );
+    pb::setPoison( vector->memory );
+}
+
+static PB_INT compareVector( PB_VECTOR *vectorA, PB_VECTOR *vectorB )
+{
+    PB_CHECK( vectorA );
+    PB_CHECK( vectorB );
+    PB_INT common = vectorA->length < vectorB->length ? vectorA->length : vectorB->length;
+    for( PB_INT index = 0; index < common; index++ )
+    {
+        if( PB_INT order = pbObjCompare( objects( vectorA )[index], objects( vectorB )[index] ) )
+            return order;
+    }
+    return vectorA->length < vectorB->length ? -1 : vectorA->length > vectorB->length;
+}
+
+PB_SORT_DEFINE( pb, Vector, PB_VECTOR, .free = pb::slot<freeVector>, .compare = pb::slot<compareVector> )
+
+static PB_VECTOR *writable( PB_VECTOR **vector ) { return pb::makeWritable( vector, pbVectorCreateFrom ); }
+
+// Opens a gap of `count` places before `index`.
+static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
+{
+    PB_CHECK( PB_INT_ADD_OK( vector->length, count ) );
+    PB_INT wanted = vector->length + count;
+    if( index == 0 && vector->first >= count )
+    {
+        vector->first -= count;
+        vector->length = wanted;
+        return objects( vector );
+    }
+    bool atFront = index == 0 && vector->length > 0;
+    if( atFront || vector->first + wanted > vector->capacity )
+    {
+        // Half of the room may lie unused in front before it is moved away, so both ends grow and shrink in O(1) on average.
+        PB_INT   capacity = wanted > vector->capacity / 2 ? wanted * 2 : vector->capacity;
+        PB_INT   first    = atFront ? ( capacity - wanted ) / 2 : 0;
+        PB_OBJ **memory = (PB_OBJ **)pbMemReallocN( nullptr, capacity, sizeof( PB_OBJ * ) );
+        if( vector->length )
+            std::memcpy( memory + first, objects( vector ), (size_t)vector->length * sizeof( PB_OBJ * ) );
+        pbMemFree( vector->memory );
+        vector->memory   = memory;
+        vector->capacity = capacity;
+        vector->first    = first;
+    }
+    PB_OBJ **gap = objects( vector ) + index;
+    std::memmove( gap + count, gap, (size_t)( vector->length - index ) * sizeof( PB_OBJ * ) );
+    vector->length = wanted;
+    return gap;
+}
+
+PB_VECTOR *pbVectorCreate() { return pb::create<PB_VECTOR>(); }
+
+PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source )
+{
+    PB_CHECK( source );
+    pb::Ref<PB_VECTOR> vector = pb::adopt( pbVectorCreate() );
+    pbVectorInsert( vector.handle(), 0, source );
+    return vector.take();
+}
+
+PB_INT pbVectorLength( PB_VECTOR *vector )
+{
+    PB_CHECK( vector );
+    return vector->length;
+}
+
+PB_OBJ *pb___VectorPeekObjAt( PB_VECTOR *vector, PB_INT index )
+{
+    PB_CHECK( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index < pbVectorLength( vector ) );
+    return objects( vector )[index];
+}
+
+PB_OBJ *pbVectorObjAt( PB_VECTOR *vector, PB_INT index )
+{
+    PB_CHECK( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index < pbVectorLength( vector ) );
+    return pb::shareOrNull( objects( vector )[index] );
+}
+
+PB_BOOL pbVectorContainsOnly( PB_VECTOR *vector, const PB_SORT *sort )
+{
+    PB_CHECK( sort );
+    if( !vector )
+        return PB_FALSE;
+    for( PB_INT index = 0; index < vector->length; index++ )
+    {
+        if( objects( vector )[index]->sort != sort )
+            return PB_FALSE;
+    }
+    return PB_TRUE;
+}
+
+void pbVectorAppendObj( PB_VECTOR **vector, PB_OBJ *obj )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( obj );
+    PB_VECTOR *target = writable( vector );
+    *openGap( target, target->length, 1 ) = pb::shareOrNull( obj );
+}
+
+void pbVectorPrependObj( PB_VECTOR **vector, PB_OBJ *obj )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( obj );
+    *openGap( writable( vector ), 0, 1 ) = pb::shareOrNull( obj );
+}
+
+void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index <= pbVectorLength( *vector ) );
+    PB_CHECK( obj );
+    *openGap( writable( vector ), index, 1 ) = pb::shareOrNull( obj );
+}
+
+void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index < pbVectorLength( *vector ) );
+    PB_CHECK( obj );
+    pb::assign( objects( writable( vector ) )[index], obj );
+}
+
+// Closes the place at `index` and returns the reference that it held.
+static PB_OBJ *takeAt( PB_VECTOR *vector, PB_INT index )
+{
+    PB_OBJ **place = objects( vector ) + index;
+    PB_OBJ  *obj   = *place;
+    vector->length--;
+    if( index == 0 )
+        vector->first++;
+    else
+        std::memmove( place, place + 1, (size_t)( vector->length - index ) * sizeof( PB_OBJ * ) );
+    return obj;
+}
+
+void pbVectorDelObjAt( PB_VECTOR **vector, PB_INT index )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index < pbVectorLength( *vector ) );
+    pb::releaseOrNull( takeAt( writable( vector ), index ) );
+}
+
+PB_OBJ *pbVectorTakeFirst( PB_VECTOR **vector )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( pbVectorLength( *vector ) > 0 );
+    return takeAt( writable( vector ), 0 );
+}
+
+void pbVectorInsert( PB_VECTOR **vector, PB_INT index, PB_VECTOR *other )
+{
+    PB_CHECK_HANDLE( vector );
+    PB_CHECK( index >= 0 );
+    PB_CHECK( index <= pbVectorLength( *vector ) );
+    PB_CHECK( other );
+    if( !other->length )
+        return;
+    pb::Ref<PB_VECTOR> held = pb::share( other );
+    PB_OBJ           **gap  = openGap( writable( vector ), index, other->length );
+    for( PB_INT from = 0; from < other->length; from++ )
+        gap[from] = pb::shareOrNull( objects( other )[from] );
+}
+
+void pbVectorClear( PB_VECTOR **vector )
+{
+    PB_CHECK_HANDLE( vector );
+    pb::Ref<PB_VECTOR> old = pb::adopt( *vector );
+    *vector                = pbVectorCreate();
+}

@@ -1,0 +1,88 @@
+// The storage that buffers and strings share: bytes that start inside the object and move to memory of their own when they outgrow it.
+#pragma once
+
+#include <pb/pb_mem.h>
+
+#include <cstring>
+
+namespace pb
+{
+
+struct Bytes
+{
+    PB_BYTE *bytes;
+    PB_INT   length;
+    PB_INT   capacity;
+    PB_BOOL  owned; // the memory is not the object's own
+    PB_BOOL  sensitive;
+
+    // `inside` is the memory that was allocated behind the object.
+    void init( void *inside, PB_INT insideCapacity )
+    {
+        bytes    = (PB_BYTE *)inside;
+        capacity = insideCapacity;
+    }
+
+    void use( void *memory, PB_INT count )
+    {
+        bytes  = (PB_BYTE *)memory;
+        length = capacity = count;
+        owned             = true;
+    }
+
+    void reserve( PB_INT wanted )
+    {
+        if( wanted <= capacity )
+            return;
+        PB_INT roomy = capacity > PB_INT_MAX / 2 ? wanted : capacity * 2;
+        if( roomy < wanted )
+            roomy = wanted;
+        if( roomy < 32 )
+            roomy = 32;
+        if( owned && !sensitive )
+            bytes = (PB_BYTE *)pbMemReallocN( bytes, roomy, 1 );
+        else
+        {
+            PB_BYTE *moved = (PB_BYTE *)pbMemAlloc( (size_t)roomy );
+            if( length )
+                std::memcpy( moved, bytes, (size_t)length );
+            release();
+            bytes = moved;
+        }
+        capacity = roomy;
+        owned    = true;
+    }
+
+    PB_BYTE *extend( PB_INT count )
+    {
+        PB_CHECK( PB_INT_ADD_OK( length, count ) );
+        reserve( length + count );
+        PB_BYTE *where = bytes + length;
+        length += count;
+        return where;
+    }
+
+    void append( const void *from, PB_INT count )
+    {
+        if( count )
+            std::memmove( extend( count ), from, (size_t)count );
+    }
+
+    // Bytes that are no longer used are overwritten too, wherever they lie.
+    void shrink( PB_INT newLength )
+    {
+        if( sensitive )
+            pbMemCleanse( bytes + newLength, (size_t)( length - newLength ) );
+        length = newLength;
+    }
+
+    void release()
+    {
+        if( sensitive )
+            pbMemCleanse( bytes, (size_t)length );
+        if( owned )
+            pbMemFree( bytes );
+    }
+};
+
+}

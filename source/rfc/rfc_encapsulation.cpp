@@ -1,0 +1,73 @@
+#include <rfc/rfc_encapsulation.h>
+
+#include <string_view>
+
+namespace
+{
+
+// Goes through a text line by line; LF, CR LF and CR end a line.
+struct Lines
+{
+    std::string_view text;
+    size_t           at;
+    PB_INT           line;
+
+    bool             more() const { return at < text.size(); }
+    std::string_view current() const
+    {
+        size_t end = text.find_first_of( "\r\n", at );
+        return text.substr( at, end == text.npos ? text.npos : end - at );
+    }
+    void next()
+    {
+        at = text.find_first_of( "\r\n", at );
+        if( at == text.npos )
+        {
+            at = text.size();
+            return;
+        }
+        at += text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n' ? 2 : 1;
+        line++;
+    }
+};
+
+// Blanks before a boundary do not hide it.
+bool begins( std::string_view line, std::string_view boundary )
+{
+    size_t first = line.find_first_not_of( " \t" );
+    return first != line.npos && line.substr( first ).starts_with( boundary );
+}
+
+}
+
+PB_BOOL rfcEncapsulationFindNext( const PB_BYTE *text, PB_INT length, PB_INT offset, PB_INT line, RFC_ENCAPSULATION *found )
+{
+    PB_CHECK( text || !length );
+    PB_CHECK( length >= 0 );
+    PB_CHECK( offset >= 0 );
+    PB_CHECK( offset <= length );
+    PB_CHECK( found );
+    Lines lines{ { (const char *)text, (size_t)length }, (size_t)offset, line };
+    while( lines.more() && !begins( lines.current(), "-----BEGIN " ) )
+        lines.next();
+    if( !lines.more() )
+        return PB_FALSE;
+    *found = { (PB_INT)lines.at, 0, lines.line, lines.line, PB_FALSE };
+    for( lines.next(); lines.more(); lines.next() )
+    {
+        std::string_view current = lines.current();
+        bool             end     = begins( current, "-----END " );
+        // A block that is cut off must not swallow the one behind it.
+        if( !end && begins( current, "-----BEGIN " ) )
+            break;
+        found->endLine = lines.line;
+        if( end )
+        {
+            found->length   = (PB_INT)( lines.at + current.size() ) - found->offset;
+            found->complete = PB_TRUE;
+            return PB_TRUE;
+        }
+    }
+    found->length = (PB_INT)lines.at - found->offset;
+    return PB_TRUE;
+}

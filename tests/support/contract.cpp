@@ -1,0 +1,36 @@
+#include "support/contract.hpp"
+
+#include <pb/pb_abort.h>
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+
+static thread_local std::jmp_buf     place;
+static thread_local support::Abort *current;
+
+static void leave( const char *context, const char *file, PB_INT line, const char *expression )
+{
+    if( !current )
+        return;
+    *current = { true, context ? context : "(null)", file, expression };
+    static std::FILE *hits = std::getenv( "CRY_CONTRACT_HITS" ) ? std::fopen( std::getenv( "CRY_CONTRACT_HITS" ), "a" ) : nullptr;
+    if( hits )
+    {
+        std::fprintf( hits, "%s:%lld:%s\n", file, (long long)line, expression );
+        std::fflush( hits );
+    }
+    std::longjmp( place, 1 );
+}
+
+support::Abort support::abortOf( const std::function<void()> &call )
+{
+    Abort            result;
+    PB_ABORT_HANDLER before = pbAbortSetHandler( leave );
+    current                 = &result;
+    if( setjmp( place ) == 0 )
+        call();
+    current = nullptr;
+    pbAbortSetHandler( before );
+    return result;
+}

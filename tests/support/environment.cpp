@@ -1,0 +1,52 @@
+#include "support/environment.hpp"
+
+#include <bn/bn.h>
+#include <cry/cry.h>
+#include <cs/cs.h>
+#include <in/in.h>
+#include <openssl_module/openssl_module.h>
+#include <pb/pb.h>
+#include <pb/ref.hpp>
+#include <rfc/rfc.h>
+#include <tr/tr.h>
+
+namespace
+{
+
+// Runs the family around all tests, with the modules that are linked into the program.
+class Family : public testing::Environment
+{
+public:
+    void SetUp() override
+    {
+        for( const PB_MODULE *module : { rfcModule(), bnModule(), inModule(), trModule(), csModule(), opensslModule(), cryModule() } )
+            pbRuntimeRegisterModule( module );
+        support::startFamily();
+    }
+
+    void TearDown() override
+    {
+        if( pbRuntimeStarted() )
+            pbRuntimeStop();
+    }
+};
+
+}
+
+void support::startFamily()
+{
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+    if( !pbRuntimeStart( options.get() ) )
+    {
+        pb::Ref<PB_STRING> error = pb::adopt( pbRuntimeStartError() );
+        FAIL() << pbStringPeekUtf8( error.get(), nullptr );
+    }
+}
+
+int main( int argc, char **argv )
+{
+    testing::InitGoogleTest( &argc, argv );
+    testing::AddGlobalTestEnvironment( new Family );
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,12 @@
+// The started family that white-box tests run in.
+#pragma once
+
+#include <gtest/gtest.h>
+
+namespace support
+{
+
+// Starts the runtime with all modules; for tests that stopped it.
+void startFamily();
+
+}
