@@ -40,6 +40,12 @@ else()
     set( PRODUCT_BUILD_KIND Release )
 endif()
 
+# family_product_definitions( file ): the definitions that the file of a module needs for the module's record.
+function( family_product_definitions FILE )
+    set_source_files_properties( ${FILE} PROPERTIES COMPILE_DEFINITIONS
+        "PB_PRODUCT_TAG=\"orvelletr\";PB_PRODUCT_DISPLAY_NAME=\"${CRY_PRODUCT_DISPLAY_NAME}\";PB_PRODUCT_VENDOR=\"${CRY_PRODUCT_VENDOR}\";PB_PRODUCT_COPYRIGHT=\"${CRY_PRODUCT_COPYRIGHT}\";PB_PRODUCT_MAJOR=${PROJECT_VERSION_MAJOR};PB_PRODUCT_MINOR=${PROJECT_VERSION_MINOR};PB_PRODUCT_BUILD=${PROJECT_VERSION_PATCH};PB_PRODUCT_BUILD_TIME=\"${PRODUCT_BUILD_TIME}\";PB_PRODUCT_BUILD_KIND=\"${PRODUCT_BUILD_KIND}\"" )
+endfunction()
+
 function( family_library NAME )
     cmake_parse_arguments( LIB "" "HEADERS" "DEPENDS;LINK" ${ARGN} )
     if( NOT LIB_HEADERS )
@@ -55,8 +61,7 @@ function( family_library NAME )
         -fno-exceptions -fvisibility=hidden -fno-semantic-interposition )
     # The module's record carries the build; only its file is compiled again when that changes.
     file( GLOB_RECURSE moduleSource ${folder}/*${NAME}_module.cpp )
-    set_source_files_properties( ${moduleSource} PROPERTIES COMPILE_DEFINITIONS
-        "PB_PRODUCT_TAG=\"orvelletr\";PB_PRODUCT_DISPLAY_NAME=\"${CRY_PRODUCT_DISPLAY_NAME}\";PB_PRODUCT_VENDOR=\"${CRY_PRODUCT_VENDOR}\";PB_PRODUCT_COPYRIGHT=\"${CRY_PRODUCT_COPYRIGHT}\";PB_PRODUCT_MAJOR=${PROJECT_VERSION_MAJOR};PB_PRODUCT_MINOR=${PROJECT_VERSION_MINOR};PB_PRODUCT_BUILD=${PROJECT_VERSION_PATCH};PB_PRODUCT_BUILD_TIME=\"${PRODUCT_BUILD_TIME}\";PB_PRODUCT_BUILD_KIND=\"${PRODUCT_BUILD_KIND}\"" )
+    family_product_definitions( ${moduleSource} )
     target_compile_definitions( ${NAME}_objects PRIVATE "PB_PRODUCT_SOVERSION=\"${PROJECT_VERSION_MAJOR}\"" )
 
     # The version script keeps everything else in, libstdc++'s templates above all.

@@ -9,11 +9,14 @@
 #include <cry/cry_module.h>
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_ec_named_curve.h>
+#include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_type.h>
 #include <cry/cry_uuid_string_flags.h>
 #include <cry/cry_uuid_variant.h>
 #include <cry/cry_uuid_version.h>
 #include <cry/cry_vault_item_type.h>
+#include <cry/cry_x509_certificate.h>
+#include <cry/cry_x509_certificates.h>
 #include <cry/cry_x509_extended_key_usage.h>
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>

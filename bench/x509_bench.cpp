@@ -1,0 +1,150 @@
+#include "material.hpp"
+#include "pairs.hpp"
+
+#include <cry/cry_pkey_private.h>
+#include <cry/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_system_places.h>
+
+#include <fstream>
+#include <memory>
+#include <openssl/pem.h>
+#include <openssl/x509_vfy.h>
+#include <vector>
+
+namespace
+{
+
+using Chain = std::array<bench::Certificate, 3>;
+
+X509 *plainFromDer( const std::string &der )
+{
+    const unsigned char *at = (const unsigned char *)der.data();
+    return d2i_X509( nullptr, &at, (long)der.size() );
+}
+
+pb::Ref<CRY_X509_CERTIFICATE> oursFromDer( const std::string &der )
+{
+    return pb::adopt( cryX509CertificateTryCreateFromDer( bench::buffer( der ).get() ) );
+}
+
+// What a program writes that verifies a chain: store, parameters, context, the result copied.
+void plainVerify( X509 *leaf, X509 *intermediate, X509 *root )
+{
+    X509_STORE *store = X509_STORE_new();
+    X509_STORE_add_cert( store, root );
+    STACK_OF( X509 ) *untrusted = sk_X509_new_null();
+    sk_X509_push( untrusted, intermediate );
+    X509_STORE_CTX *context = X509_STORE_CTX_new();
+    X509_STORE_CTX_init( context, store, leaf, untrusted );
+    X509_VERIFY_PARAM *parameters = X509_VERIFY_PARAM_new();
+    X509_VERIFY_PARAM_set_depth( parameters, 255 );
+    X509_VERIFY_PARAM_set_flags( parameters, X509_V_FLAG_PARTIAL_CHAIN );
+    X509_VERIFY_PARAM_set_time( parameters, time( nullptr ) );
+    X509_STORE_CTX_set0_param( context, parameters );
+    if( X509_verify_cert( context ) != 1 )
+        std::abort();
+    X509_STORE_CTX_free( context );
+    sk_X509_free( untrusted );
+    X509_STORE_free( store );
+}
+
+struct OursChain
+{
+    pb::Ref<CRY_X509_CERTIFICATE>  leaf;
+    pb::Ref<CRY_X509_CERTIFICATES> extra = pb::adopt( cryX509CertificatesCreate() ), trusted = pb::adopt( cryX509CertificatesCreate() );
+
+    explicit OursChain( const Chain &chain ) : leaf( oursFromDer( chain[0].der ) )
+    {
+        cryX509CertificatesAppendCertificate( extra.handle(), oursFromDer( chain[1].der ).get() );
+        cryX509CertificatesAppendCertificate( trusted.handle(), oursFromDer( chain[2].der ).get() );
+    }
+
+    void verify( PB_TIME *now ) const
+    {
+        if( !pb::adopt( cry___X509CertificateChainTryVerifyCertificate( leaf.get(), extra.get(), trusted.get(), now ) ) )
+            std::abort();
+    }
+};
+
+void registerKind( const std::string &kind, const Chain &chain )
+{
+    const std::string &der = chain[0].der;
+    auto               buf = std::make_shared<pb::Ref<PB_BUFFER>>( bench::buffer( der ) );
+    for( int threads : { 1, 2 } )
+    {
+        bench::pair(
+            "certificate from DER, " + kind, [buf] { cryX509CertificateRelease( cryX509CertificateTryCreateFromDer( buf->get() ) ); },
+            [&der] { X509_free( plainFromDer( der ) ); }, threads );
+    }
+
+    const std::string &text    = chain[0].pem;
+    auto               textBuf = std::make_shared<pb::Ref<PB_BUFFER>>( bench::buffer( text ) );
+    bench::pair(
+        "certificate from PEM, " + kind,
+        [textBuf] {
+            pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( textBuf->get() ) );
+            cryX509CertificateRelease( cryX509CertificateTryCreateFromPem( pem.get() ) );
+        },
+        [&text] {
+            BIO *bio = BIO_new_mem_buf( text.data(), (int)text.size() );
+            X509_free( PEM_read_bio_X509( bio, nullptr, nullptr, nullptr ) );
+            BIO_free( bio );
+        } );
+
+    const std::string &key    = chain[0].keyPem;
+    auto               keyBuf = std::make_shared<pb::Ref<PB_BUFFER>>( bench::buffer( key ) );
+    bench::pair(
+        "private key from PEM, " + kind,
+        [keyBuf] {
+            pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( keyBuf->get() ) );
+            cryPkeyPrivateRelease( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
+        },
+        [&key] {
+            BIO *bio = BIO_new_mem_buf( key.data(), (int)key.size() );
+            EVP_PKEY_free( PEM_read_bio_PrivateKey( bio, nullptr, nullptr, nullptr ) );
+            BIO_free( bio );
+        } );
+
+    auto now = std::make_shared<pb::Ref<PB_TIME>>( pb::adopt( pbTimeNow() ) );
+    bench::pair(
+        "chain of three from DER, parsed and verified, " + kind, [now, &chain] { OursChain( chain ).verify( now->get() ); },
+        [&chain] {
+            X509 *leaf = plainFromDer( chain[0].der ), *intermediate = plainFromDer( chain[1].der ), *root = plainFromDer( chain[2].der );
+            plainVerify( leaf, intermediate, root );
+            X509_free( leaf );
+            X509_free( intermediate );
+            X509_free( root );
+        } );
+
+    auto              ours = std::make_shared<OursChain>( chain );
+    std::vector<X509 *> plain;
+    for( const bench::Certificate &each : chain )
+        plain.push_back( plainFromDer( each.der ) );
+    bench::pair(
+        "chain of three verified, " + kind, [now, ours] { ours->verify( now->get() ); }, [plain] { plainVerify( plain[0], plain[1], plain[2] ); } );
+}
+
+}
+
+void bench::registerX509()
+{
+    registerKind( "RSA", material().rsa );
+    registerKind( "EC", material().ec );
+
+    const char *bundle = cry___x509SystemPlaces[0];
+    if( !std::ifstream( bundle ) )
+        return;
+    pair(
+        "platform roots loaded, store included",
+        [] {
+            pb::Ref<CRY_X509_CERTIFICATES> roots = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
+            X509_STORE_free( cry___X509CertificatesCreateOpensslX509Store( roots.get() ) );
+        },
+        [bundle] {
+            X509_STORE *store = X509_STORE_new();
+            X509_STORE_load_file( store, bundle );
+            X509_STORE_free( store );
+        } );
+}

@@ -1,0 +1,35 @@
+/* Private keys. */
+#ifndef CRY_CRY_PKEY_PRIVATE_H
+#define CRY_CRY_PKEY_PRIVATE_H
+
+#include <cry/cry_pem.h>
+
+/* CRY_PKEY_PRIVATE: a private key with its canonical PEM: unencrypted PKCS#8 (RFC 5958) under the label PRIVATE KEY, as OpenSSL writes it. Immutable, for any
+   thread. */
+PB_OBJECT_TYPE( CRY_PKEY_PRIVATE );
+
+PB_BEGIN_DECLS
+
+/* cryPkeyPrivateTryCreateFromPem: the key in a PEM object of any form that OpenSSL reads (PKCS#8, traditional, SEC1); null when it is none or is protected by
+   a pass phrase. Null aborts ("pem"). */
+PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem );
+/* cryPkeyPrivatePem: the canonical PEM, a new reference, whatever form the key was read from; null aborts ("priv"). */
+PB_EXPORT CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv );
+/* cryPkeyPrivateStore: the store of the canonical PEM (cryPemStore). */
+PB_EXPORT PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv );
+/* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */
+PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store );
+
+/* cryPkeyPrivateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the canonical PEM. */
+PB_EXPORT const PB_SORT    *cryPkeyPrivateSort( void );
+PB_EXPORT PB_OBJ           *cryPkeyPrivateObj( CRY_PKEY_PRIVATE *obj );
+PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateFrom( PB_OBJ *obj );
+PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateRetain( CRY_PKEY_PRIVATE *obj );
+PB_EXPORT void              cryPkeyPrivateRelease( CRY_PKEY_PRIVATE *obj );
+PB_EXPORT PB_INT            cryPkeyPrivateCompare( CRY_PKEY_PRIVATE *objA, CRY_PKEY_PRIVATE *objB );
+PB_EXPORT PB_BOOL           cryPkeyPrivateEquals( CRY_PKEY_PRIVATE *objA, CRY_PKEY_PRIVATE *objB );
+PB_EXPORT PB_STRING        *cryPkeyPrivateToString( CRY_PKEY_PRIVATE *obj );
+
+PB_END_DECLS
+
+#endif

@@ -1,0 +1,42 @@
+/* X.509 certificates (RFC 5280). */
+#ifndef CRY_CRY_X509_CERTIFICATE_H
+#define CRY_CRY_X509_CERTIFICATE_H
+
+#include <cry/cry_hash_algorithm.h>
+#include <cry/cry_pem.h>
+
+/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as OpenSSL writes it. Immutable, for any thread. */
+PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
+
+PB_BEGIN_DECLS
+
+/* cryX509CertificateTryCreateFromDer: the certificate at the front of some DER; bytes behind it are dropped. Null when it does not parse or the buffer is longer
+   than 2147483647 bytes. Null aborts ("buf"). */
+PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf );
+/* cryX509CertificateTryCreateFromPem: the certificate in a PEM object with the label CERTIFICATE or X509 CERTIFICATE; null when it is none. Null aborts
+   ("pem"). */
+PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem );
+/* cryX509CertificatePem: the canonical PEM, a new reference; null aborts ("cert"). Its data is the certificate's DER. */
+PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when this libcrypto does not have the algorithm. An invalid
+   algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
+PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg );
+/* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
+PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */
+PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryRestore( PB_STORE *store );
+
+/* cryX509CertificateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the canonical PEM,
+   so certificates are equal exactly when their DER is. */
+PB_EXPORT const PB_SORT        *cryX509CertificateSort( void );
+PB_EXPORT PB_OBJ               *cryX509CertificateObj( CRY_X509_CERTIFICATE *obj );
+PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateFrom( PB_OBJ *obj );
+PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateRetain( CRY_X509_CERTIFICATE *obj );
+PB_EXPORT void                  cryX509CertificateRelease( CRY_X509_CERTIFICATE *obj );
+PB_EXPORT PB_INT                cryX509CertificateCompare( CRY_X509_CERTIFICATE *objA, CRY_X509_CERTIFICATE *objB );
+PB_EXPORT PB_BOOL               cryX509CertificateEquals( CRY_X509_CERTIFICATE *objA, CRY_X509_CERTIFICATE *objB );
+PB_EXPORT PB_STRING            *cryX509CertificateToString( CRY_X509_CERTIFICATE *obj );
+
+PB_END_DECLS
+
+#endif

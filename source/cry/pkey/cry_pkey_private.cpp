@@ -1,0 +1,113 @@
+#include <cry/cry_pkey_private.h>
+#include <cry/internal/cry_pkey_private.h>
+
+#include "base/cry_ossl_pem_object.hpp"
+
+#include <openssl/pem.h>
+#include <openssl_module/internal/openssl_module.h>
+
+struct CRY_PKEY_PRIVATE : PB_OBJ
+{
+    CRY_PEM  *pem;
+    EVP_PKEY *pkey;
+};
+
+static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey>;
+static constexpr auto privateOrder  = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
+
+static void freePrivate( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    privateFields.release( priv );
+}
+
+static PB_INT comparePrivate( CRY_PKEY_PRIVATE *privA, CRY_PKEY_PRIVATE *privB )
+{
+    PB_CHECK( privA );
+    PB_CHECK( privB );
+    return privateOrder.compare( privA, privB );
+}
+
+PB_SORT_DEFINE( cry, PkeyPrivate, CRY_PKEY_PRIVATE, .free = pb::slot<freePrivate>, .compare = pb::slot<comparePrivate> )
+
+namespace
+{
+
+struct PrivateTraits
+{
+    using Object                 = CRY_PKEY_PRIVATE;
+    using Handle                 = EVP_PKEY;
+    static constexpr auto handle = &Object::pkey;
+
+    static EVP_PKEY *tryRead( CRY_PEM *pem )
+    {
+        PB_BUFFER *data = cry::pem::data( pem );
+        if( cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) )
+        {
+            if( EVP_PKEY *pkey = openssl___TryParsePrivateKeyShort( pbBufferBytes( data ), pbBufferLength( data ) ) )
+                return pkey;
+        }
+        return cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey );
+    }
+
+    static pb::Ref<CRY_PEM> tryWrite( EVP_PKEY *pkey )
+    {
+        return cry::ossl::writeThroughText(
+            [pkey]( BIO *bio ) { return PEM_write_bio_PKCS8PrivateKey( bio, pkey, nullptr, nullptr, 0, nullptr, nullptr ); } );
+    }
+
+    static int       upRef( EVP_PKEY *pkey ) { return EVP_PKEY_up_ref( pkey ); }
+    static EVP_PKEY *dup( EVP_PKEY *pkey ) { return EVP_PKEY_dup( pkey ); }
+};
+
+using Private = cry::ossl::PemObject<PrivateTraits>;
+
+}
+
+CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem )
+{
+    PB_CHECK( pem );
+    return Private::tryCreateFromPem( pem );
+}
+
+CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store )
+{
+    PB_CHECK( store );
+    return Private::tryRestore( store );
+}
+
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey )
+{
+    PB_CHECK( pkey );
+    return Private::tryCreateUse( pkey );
+}
+
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey )
+{
+    PB_CHECK( pkey );
+    return Private::tryCreateUpRef( pkey );
+}
+
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey )
+{
+    PB_CHECK( pkey );
+    return Private::tryCreateCopy( pkey );
+}
+
+CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    return pb::shareOrNull( priv->pem );
+}
+
+PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    return cryPemStore( priv->pem );
+}
+
+EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    return priv->pkey;
+}

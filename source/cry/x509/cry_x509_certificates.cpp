@@ -1,0 +1,227 @@
+#include "x509/cry_x509_certificates.hpp"
+
+#include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificates.h>
+
+#include "base/cry_ossl.hpp"
+
+struct CRY_X509_CERTIFICATES : PB_OBJ
+{
+    PB_VECTOR  *certificates;
+    X509_STORE *x509Store; // remembered, else null; made from the certificates and dropped with every edit
+};
+
+static constexpr auto certificatesFields = pb::fields<&CRY_X509_CERTIFICATES::certificates, &CRY_X509_CERTIFICATES::x509Store>;
+static constexpr auto certificatesOrder  = pb::someFields<&CRY_X509_CERTIFICATES::certificates>;
+
+static void freeCertificates( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    certificatesFields.release( certs );
+}
+
+static PB_INT compareCertificates( CRY_X509_CERTIFICATES *certsA, CRY_X509_CERTIFICATES *certsB )
+{
+    PB_CHECK( certsA );
+    PB_CHECK( certsB );
+    return certificatesOrder.compare( certsA, certsB );
+}
+
+PB_SORT_DEFINE( cry, X509Certificates, CRY_X509_CERTIFICATES, .free = pb::slot<freeCertificates>, .compare = pb::slot<compareCertificates> )
+
+// The vector of a collection that may be edited.
+static PB_VECTOR **writable( CRY_X509_CERTIFICATES **certs )
+{
+    CRY_X509_CERTIFICATES *target = pb::makeWritable( certs, cryX509CertificatesCreateFrom );
+    X509_STORE_free( target->x509Store );
+    target->x509Store = nullptr;
+    return &target->certificates;
+}
+
+CRY_X509_CERTIFICATES *cryX509CertificatesCreate()
+{
+    CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
+    certs->certificates          = pbVectorCreate();
+    return certs;
+}
+
+CRY_X509_CERTIFICATES *cryX509CertificatesCreateFrom( CRY_X509_CERTIFICATES *source )
+{
+    PB_CHECK( source );
+    CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
+    certificatesOrder.copy( certs, source );
+    return certs;
+}
+
+CRY_X509_CERTIFICATES *cryX509CertificatesTryCreateFromPemVector( PB_VECTOR *pv )
+{
+    PB_CHECK( pbVectorContainsOnly( pv, cryPemSort() ) );
+    pb::Ref<CRY_X509_CERTIFICATES> certs = pb::adopt( cryX509CertificatesCreate() );
+    for( PB_INT index = 0; index < pbVectorLength( pv ); index++ )
+    {
+        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateTryCreateFromPem( cryPemFrom( pb___VectorPeekObjAt( pv, index ) ) ) );
+        if( !cert )
+            return nullptr;
+        cryX509CertificatesAppendCertificate( certs.handle(), cert.get() );
+    }
+    return certs.take();
+}
+
+CRY_X509_CERTIFICATES *cry___X509CertificatesTryCreateFromOpensslStackOfX509( STACK_OF( X509 ) * x509s )
+{
+    PB_CHECK( x509s );
+    int length = sk_X509_num( x509s );
+    PB_CHECK( length >= 0 );
+    pb::Ref<CRY_X509_CERTIFICATES> certs = pb::adopt( cryX509CertificatesCreate() );
+    for( int index = 0; index < length; index++ )
+    {
+        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Copy( sk_X509_value( x509s, index ) ) );
+        if( !cert )
+            return nullptr;
+        cryX509CertificatesAppendCertificate( certs.handle(), cert.get() );
+    }
+    return certs.take();
+}
+
+PB_INT cryX509CertificatesCertificatesLength( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    return pbVectorLength( certs->certificates );
+}
+
+CRY_X509_CERTIFICATE *cry::x509::peekAt( CRY_X509_CERTIFICATES *certs, PB_INT index )
+{
+    return cryX509CertificateFrom( pb___VectorPeekObjAt( certs->certificates, index ) );
+}
+
+CRY_X509_CERTIFICATE *cryX509CertificatesCertificateAt( CRY_X509_CERTIFICATES *certs, PB_INT index )
+{
+    PB_CHECK( certs );
+    return pb::shareOrNull( cry::x509::peekAt( certs, index ) );
+}
+
+PB_VECTOR *cryX509CertificatesCertificatesVector( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    return pb::shareOrNull( certs->certificates );
+}
+
+void cryX509CertificatesSetCertificatesVector( CRY_X509_CERTIFICATES **certs, PB_VECTOR *vec )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( pbVectorContainsOnly( vec, cryX509CertificateSort() ) );
+    pb::assign( *writable( certs ), vec );
+}
+
+void cryX509CertificatesAppendCertificate( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATE *certificate )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( certificate );
+    pbVectorAppendObj( writable( certs ), cryX509CertificateObj( certificate ) );
+}
+
+void cryX509CertificatesPrependCertificate( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATE *certificate )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( certificate );
+    pbVectorPrependObj( writable( certs ), cryX509CertificateObj( certificate ) );
+}
+
+void cryX509CertificatesInsertCertificate( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATE *certificate )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( certificate );
+    pbVectorInsertObj( writable( certs ), index, cryX509CertificateObj( certificate ) );
+}
+
+void cryX509CertificatesSetCertificateAt( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATE *certificate )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( certificate );
+    pbVectorSetObjAt( writable( certs ), index, cryX509CertificateObj( certificate ) );
+}
+
+void cryX509CertificatesDelCertificateAt( CRY_X509_CERTIFICATES **certs, PB_INT index )
+{
+    PB_CHECK_HANDLE( certs );
+    pbVectorDelObjAt( writable( certs ), index );
+}
+
+void cryX509CertificatesClearCertificates( CRY_X509_CERTIFICATES **certs )
+{
+    PB_CHECK_HANDLE( certs );
+    pbVectorClear( writable( certs ) );
+}
+
+void cryX509CertificatesInsert( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATES *other )
+{
+    PB_CHECK_HANDLE( certs );
+    PB_CHECK( other );
+    // The other one may be the same object.
+    pb::Ref<PB_VECTOR> vec = pb::share( other->certificates );
+    pbVectorInsert( writable( certs ), index, vec.get() );
+}
+
+void cryX509CertificatesAppend( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATES *other )
+{
+    PB_CHECK_HANDLE( certs );
+    cryX509CertificatesInsert( certs, pbVectorLength( ( *certs )->certificates ), other );
+}
+
+void cryX509CertificatesPrepend( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATES *other )
+{
+    PB_CHECK_HANDLE( certs );
+    cryX509CertificatesInsert( certs, 0, other );
+}
+
+PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    PB_STORE *store = pbStoreCreateArray();
+    for( PB_INT index = 0; index < pbVectorLength( certs->certificates ); index++ )
+    {
+        pb::Ref<PB_STORE> each = pb::adopt( cryX509CertificateStore( cry::x509::peekAt( certs, index ) ) );
+        pbStoreAppendStore( &store, each.get() );
+    }
+    return store;
+}
+
+CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
+{
+    PB_CHECK( store );
+    pb::Ref<CRY_X509_CERTIFICATES> certs = pb::adopt( cryX509CertificatesCreate() );
+    for( PB_INT index = 0; index < pbStoreLength( store ); index++ )
+    {
+        pb::Ref<PB_STORE> each = pb::adopt( pbStoreStoreAt( store, index ) );
+        if( !each )
+            continue;
+        if( pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateTryRestore( each.get() ) ) )
+            cryX509CertificatesAppendCertificate( certs.handle(), cert.get() );
+    }
+    return certs.take();
+}
+
+X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    X509_STORE *x509Store = X509_STORE_new();
+    PB_CHECK( x509Store );
+    for( PB_INT index = 0; index < pbVectorLength( certs->certificates ); index++ )
+    {
+        CRY_X509_CERTIFICATE *cert = cry::x509::peekAt( certs, index );
+        PB_CHECK( X509_STORE_add_cert( x509Store, cry___X509CertificatePeekOpensslX509( cert ) ) > 0 );
+    }
+    return x509Store;
+}
+
+X509_STORE *cry::x509::rememberedStore( CRY_X509_CERTIFICATES *certs )
+{
+    X509_STORE *known = __atomic_load_n( &certs->x509Store, __ATOMIC_ACQUIRE );
+    if( known )
+        return known;
+    cry::ossl::Ptr<X509_STORE> made( cry___X509CertificatesCreateOpensslX509Store( certs ) );
+    // Another thread may have been faster; its store is as good.
+    if( __atomic_compare_exchange_n( &certs->x509Store, &known, made.get(), false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE ) )
+        return made.release();
+    return known;
+}

@@ -1,0 +1,101 @@
+#include "x509/cry_x509_system_linux.hpp"
+
+#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_system_places.h>
+#include <pb/pb_boxed_int.h>
+#include <pb/pb_dict.h>
+#include <pb/pb_path_file.h>
+#include <pb/ref.hpp>
+#include <rfc/rfc_encapsulation.h>
+
+#include <algorithm>
+#include <dirent.h>
+#include <openssl/err.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace
+{
+
+// The roots read so far, each once.
+class Roots
+{
+public:
+    // Takes every block of a file that is a certificate; what stands between blocks, and blocks that do not parse, are passed over.
+    void addFile( const std::string &path )
+    {
+        pb::Ref<PB_STRING> name = pb::adopt( pbStringCreateFromCstr( path.c_str(), -1 ) );
+        pb::Ref<PB_BUFFER> text = pb::adopt( pbPathFileTryReadBuffer( name.get(), CRY___X509_SYSTEM_PLACE_MAX_LENGTH ) );
+        if( !text )
+            return;
+        RFC_ENCAPSULATION block{};
+        while( rfcEncapsulationFindNext( pbBufferBytes( text.get() ), pbBufferLength( text.get() ), block.offset + block.length, 1, &block ) )
+            addBlock( pb::adopt( pbBufferCreateFromInner( text.get(), block.offset, block.length ) ) );
+    }
+
+    // Takes the files of a directory that are named by a hash, in the order of their names.
+    void addDirectory( const std::string &path )
+    {
+        std::vector<std::string> names;
+        if( DIR *directory = opendir( path.c_str() ) )
+        {
+            while( const dirent *entry = readdir( directory ) )
+            {
+                if( isHashed( entry->d_name ) )
+                    names.emplace_back( entry->d_name );
+            }
+            closedir( directory );
+        }
+        std::sort( names.begin(), names.end() );
+        for( const std::string &name : names )
+            addFile( path + "/" + name );
+    }
+
+    CRY_X509_CERTIFICATES *take() { return certificates.take(); }
+
+private:
+    static bool isHashed( std::string_view name )
+    {
+        auto isHex = []( char c ) { return ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ); };
+        return name.size() >= 10 && name[8] == '.' && std::all_of( name.begin(), name.begin() + 8, isHex ) &&
+               name.find_first_not_of( "0123456789", 9 ) == name.npos;
+    }
+
+    void addBlock( pb::Ref<PB_BUFFER> text )
+    {
+        pb::Ref<CRY_PEM>              pem  = pb::adopt( cryPemTryDecode( text.get() ) );
+        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( pem ? cryX509CertificateTryCreateFromPem( pem.get() ) : nullptr );
+        if( !cert || pbDictHasObjKey( known.get(), cert.obj() ) )
+            return;
+        pbDictSetObjKey( known.handle(), cert.obj(), cert.obj() );
+        cryX509CertificatesAppendCertificate( certificates.handle(), cert.get() );
+    }
+
+    pb::Ref<CRY_X509_CERTIFICATES> certificates = pb::adopt( cryX509CertificatesCreate() );
+    pb::Ref<PB_DICT>               known        = pb::adopt( pbDictCreate() );
+};
+
+}
+
+CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> places )
+{
+    Roots roots;
+    // What is skipped is no failure, so its reasons do not stay in the queue.
+    ERR_set_mark();
+    for( const char *place : places )
+    {
+        struct stat status;
+        if( stat( place, &status ) != 0 )
+            continue;
+        if( S_ISDIR( status.st_mode ) )
+            roots.addDirectory( place );
+        else
+            roots.addFile( place );
+        break;
+    }
+    ERR_pop_to_mark();
+    return roots.take();
+}
+
+CRY_X509_CERTIFICATES *cry___X509SystemPlatformTrustedCertificatesLoad() { return cry::x509::loadFirstPlace( cry___x509SystemPlaces ); }
