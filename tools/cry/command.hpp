@@ -1,0 +1,33 @@
+// What every subcommand has: its options, and how it ends.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+
+namespace tool
+{
+
+// How the tool ends.
+enum Exit
+{
+    exitGood      = 0,
+    exitNegative  = 1, // the verdict is negative
+    exitUnusable  = 2, // wrong use, or input that cannot be read
+};
+
+// Ends the command with exitUnusable and this message, which names the file and the place.
+struct Unusable : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// Each adds its subcommand; when it was given, the callback puts the exit code into `exit`.
+void addVerify( CLI::App &app, int &exit );
+void addHash( CLI::App &app, int &exit );
+void addRoots( CLI::App &app, int &exit );
+
+// What `cry --version` prints.
+void printVersion( bool json );
+
+}

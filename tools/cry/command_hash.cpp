@@ -1,0 +1,283 @@
+#include "command.hpp"
+#include "describe.hpp"
+#include "input.hpp"
+#include "terminal.hpp"
+
+#include <cerrno>
+#include <cry/cry_hash.h>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <optional>
+#include <rfc/rfc.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct Options
+{
+    std::string              algorithm = "sha256";
+    std::vector<std::string> files;
+    bool                     check = false, json = false;
+};
+
+struct Name
+{
+    const char        *text;
+    CRY_HASH_ALGORITHM value;
+};
+
+constexpr Name names[] = {
+    { "md5", CRY_HASH_ALGORITHM_MD5 },
+    { "sha1", CRY_HASH_ALGORITHM_SHA1 },
+    { "sha224", CRY_HASH_ALGORITHM_SHA2_224 },
+    { "sha256", CRY_HASH_ALGORITHM_SHA2_256 },
+    { "sha384", CRY_HASH_ALGORITHM_SHA2_384 },
+    { "sha512", CRY_HASH_ALGORITHM_SHA2_512 },
+    { "sha3-224", CRY_HASH_ALGORITHM_SHA3_224 },
+    { "sha3-256", CRY_HASH_ALGORITHM_SHA3_256 },
+    { "sha3-384", CRY_HASH_ALGORITHM_SHA3_384 },
+    { "sha3-512", CRY_HASH_ALGORITHM_SHA3_512 },
+};
+
+std::string allNames()
+{
+    std::string all;
+    for( const Name &name : names )
+        all += ( all.empty() ? "" : ", " ) + std::string( name.text );
+    return all;
+}
+
+CRY_HASH_ALGORITHM algorithmOf( const std::string &text )
+{
+    std::string lower;
+    for( char c : text )
+        lower += c >= 'A' && c <= 'Z' ? (char)( c + 32 ) : c;
+    for( const Name &name : names )
+    {
+        if( lower == name.text )
+            return name.value;
+    }
+    pb::Ref<PB_STRING> str   = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
+    PB_INT             value = cryHashAlgorithmFromString( str.get() );
+    if( value < 0 )
+        throw tool::Unusable( "--algorithm: '" + tool::printable( text ) + "' is unknown; known are " + allNames() );
+    return value;
+}
+
+// A file that is read piece by piece.
+class Stream
+{
+public:
+    explicit Stream( const std::string &name ) : path( name ), file( path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) )
+    {
+        if( file < 0 )
+            fail();
+    }
+    ~Stream()
+    {
+        if( file > STDIN_FILENO )
+            close( file );
+    }
+    Stream( const Stream & )            = delete;
+    Stream &operator=( const Stream & ) = delete;
+
+    // The size of a regular file, else 0.
+    uint64_t size() const
+    {
+        struct stat status;
+        return fstat( file, &status ) == 0 && S_ISREG( status.st_mode ) ? (uint64_t)status.st_size : 0;
+    }
+
+    // 0 at the end.
+    size_t readSome( PB_BYTE *to, size_t most ) const
+    {
+        for( ;; )
+        {
+            ssize_t count = read( file, to, most );
+            if( count >= 0 )
+                return (size_t)count;
+            if( errno != EINTR )
+                fail();
+        }
+    }
+
+private:
+    [[noreturn]] void fail() const { throw tool::Unusable( tool::nameOf( path ) + ": " + std::strerror( errno ) ); }
+
+    std::string path;
+    int         file;
+};
+
+std::string digestOf( const std::string &path, CRY_HASH_ALGORITHM algorithm )
+{
+    Stream            stream( path );
+    tool::Progress    progress( path, stream.size() );
+    pb::Ref<CRY_HASH> hash = pb::adopt( cryHashTryCreate( algorithm ) );
+    if( !hash )
+        throw tool::Unusable( "this libcrypto does not have the algorithm" );
+    std::vector<PB_BYTE> piece( 1 << 20 );
+    while( size_t count = stream.readSome( piece.data(), piece.size() ) )
+    {
+        cryHashUpdateBytes( hash.get(), piece.data(), (PB_INT)count );
+        progress.advance( count );
+    }
+    return tool::take( pbBufferToString( pb::adopt( cryHashFinal( hash.get() ) ).get() ) );
+}
+
+// As sha256sum writes a line: a name with a backslash or a line end in it is escaped, and a backslash stands before the digest then.
+std::string listLine( const std::string &digest, const std::string &path )
+{
+    std::string escaped;
+    for( char c : path )
+        escaped += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : std::string( 1, c );
+    return ( escaped == path ? "" : "\\" ) + digest + "  " + escaped + "\n";
+}
+
+struct Entry
+{
+    std::string digest, path;
+};
+
+std::optional<Entry> parseLine( std::string_view line, size_t digits )
+{
+    bool escaped = line.starts_with( '\\' );
+    if( escaped )
+        line.remove_prefix( 1 );
+    // Two blanks, or a blank and an asterisk, stand between the two.
+    if( line.size() < digits + 3 || line[digits] != ' ' || ( line[digits + 1] != ' ' && line[digits + 1] != '*' ) )
+        return {};
+    Entry entry;
+    for( char c : line.substr( 0, digits ) )
+    {
+        char lower = c >= 'A' && c <= 'F' ? (char)( c + 32 ) : c;
+        if( !( ( lower >= '0' && lower <= '9' ) || ( lower >= 'a' && lower <= 'f' ) ) )
+            return {};
+        entry.digest += lower;
+    }
+    std::string_view path = line.substr( digits + 2 );
+    for( size_t index = 0; index < path.size(); index++ )
+    {
+        if( !escaped || path[index] != '\\' )
+        {
+            entry.path += path[index];
+            continue;
+        }
+        if( ++index == path.size() || ( path[index] != '\\' && path[index] != 'n' && path[index] != 'r' ) )
+            return {};
+        entry.path += path[index] == 'n' ? '\n' : path[index] == 'r' ? '\r' : '\\';
+    }
+    return entry;
+}
+
+// The state of one run over many files.
+struct Result
+{
+    nlohmann::ordered_json files  = nlohmann::ordered_json::array();
+    size_t                 failed = 0, unreadable = 0, malformed = 0, good = 0;
+};
+
+void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORITHM algorithm, Result &result )
+{
+    pb::Ref<PB_BUFFER> content = tool::readWhole( list );
+    std::string_view   rest( (const char *)pbBufferBytes( content.get() ), (size_t)pbBufferLength( content.get() ) );
+    size_t             digits = (size_t)cryHashAlgorithmDigestSizeBits( algorithm ) / 4;
+    size_t             known  = 0;
+    for( PB_INT number = 1; !rest.empty(); number++ )
+    {
+        std::string_view line = rest.substr( 0, rest.find( '\n' ) );
+        rest.remove_prefix( std::min( line.size() + 1, rest.size() ) );
+        if( line.ends_with( '\r' ) )
+            line.remove_suffix( 1 );
+        if( line.empty() || line.starts_with( '#' ) )
+            continue;
+        std::optional<Entry> entry = parseLine( line, digits );
+        if( !entry )
+        {
+            tool::complain( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
+                            " hexadecimal digits, two blanks and a file name" );
+            result.malformed++;
+            continue;
+        }
+        known++;
+        std::string verdict;
+        try
+        {
+            bool same = digestOf( entry->path, algorithm ) == entry->digest;
+            verdict   = same ? "OK" : "FAILED";
+            ( same ? result.good : result.failed )++;
+        }
+        catch( const tool::Unusable &problem )
+        {
+            tool::complain( problem.what() );
+            verdict = "UNREADABLE";
+            result.unreadable++;
+        }
+        result.files.push_back( { { "file", entry->path }, { "verdict", verdict } } );
+        if( !options.json )
+            tool::print( tool::printable( entry->path ) + ": " + ( verdict == "OK" ? tool::green( verdict ) : tool::red( verdict ) ) + "\n" );
+    }
+    if( !known )
+        throw tool::Unusable( tool::nameOf( list ) + ": holds no line of a digest and a file name" );
+}
+
+int hash( Options options )
+{
+    CRY_HASH_ALGORITHM algorithm = algorithmOf( options.algorithm );
+    if( options.files.empty() )
+        options.files.push_back( "-" );
+    Result result;
+    for( const std::string &file : options.files )
+    {
+        try
+        {
+            if( options.check )
+            {
+                checkList( options, file, algorithm, result );
+                continue;
+            }
+            std::string digest = digestOf( file, algorithm );
+            if( options.json )
+                result.files.push_back( { { "file", file }, { "digest", digest } } );
+            else
+                tool::print( listLine( digest, file ) );
+        }
+        catch( const tool::Unusable &problem )
+        {
+            // The other files are still worth an answer.
+            tool::complain( problem.what() );
+            result.unreadable++;
+        }
+    }
+    if( options.check && result.failed )
+        tool::complain( tool::counted( result.failed, "digest" ) + " did not match" );
+    if( options.json )
+    {
+        nlohmann::ordered_json json{ { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) } };
+        if( options.check )
+            json["verdict"] = result.failed ? "bad" : result.unreadable || result.malformed ? "unknown" : "good";
+        json["files"] = result.files;
+        tool::printJson( json );
+    }
+    if( result.failed )
+        return tool::exitNegative;
+    return result.unreadable || result.malformed ? tool::exitUnusable : tool::exitGood;
+}
+
+}
+
+void tool::addHash( CLI::App &app, int &exit )
+{
+    auto      options = std::make_shared<Options>();
+    CLI::App *command = app.add_subcommand( "hash", "compute or check digests of files" );
+    command->add_option( "FILE", options->files, "files to read; - and none at all are standard input" )->expected( 0, -1 );
+    command->add_option( "--algorithm", options->algorithm, "one of " + allNames() )->type_name( "NAME" )->capture_default_str();
+    command->add_flag( "--check", options->check, "read lists of digests from the files and check them" );
+    command->add_flag( "--json", options->json, "print the result as JSON" );
+    command->footer( "Prints and reads lines as sha256sum does.\n"
+                     "Exit: 0 done, or all digests match; 1 a digest does not match; 2 wrong use, or a file or line that cannot be read." );
+    command->callback( [options, &exit] { exit = hash( *options ); } );
+}

@@ -1,0 +1,49 @@
+// Reading what people give: files and standard input, PEM text with anything around it, DER. What is wrong is said with file and line.
+#pragma once
+
+#include <cry/cry_x509_certificate.h>
+#include <pb/pb.h>
+#include <pb/ref.hpp>
+
+#include <string>
+#include <vector>
+
+namespace tool
+{
+
+// How a file is called in messages; "-" is standard input.
+std::string nameOf( const std::string &path );
+
+// The whole content of a file or of standard input. Throws Unusable when it cannot be read or is larger than any file of certificates.
+pb::Ref<PB_BUFFER> readWhole( const std::string &path );
+
+// One block of PEM text in a file, and what is wrong with it.
+struct Block
+{
+    PB_INT           line; // of BEGIN
+    pb::Ref<CRY_PEM> pem;  // null when the block is damaged
+    std::string      problem;
+    PB_INT           problemLine = 0;
+};
+
+// All blocks of a text.
+std::vector<Block> findBlocks( PB_BUFFER *text );
+
+// A certificate, and where it stood.
+struct Certificate
+{
+    pb::Ref<CRY_X509_CERTIFICATE> certificate;
+    std::string                   file;
+    PB_INT                        line = 0; // 0 for DER
+};
+
+// The certificates of a file, in order. Throws Unusable, naming file and line, when anything in it is damaged or there is none.
+std::vector<Certificate> readCertificates( const std::string &path );
+
+// The certificate in a block; when there is none, `problem` says why.
+pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
+
+// The text of a string object, which is released.
+std::string take( PB_STRING *str );
+
+}

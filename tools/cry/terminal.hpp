@@ -1,0 +1,46 @@
+// Text for people: colour, safety of the terminal, progress.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+namespace tool
+{
+
+// Colours only where standard output is a terminal.
+std::string green( std::string_view text );
+std::string red( std::string_view text );
+std::string faint( std::string_view text );
+
+// Text that came from a certificate or a file name, with control and direction characters written as \u{...}, so that it cannot play with the terminal.
+std::string printable( std::string_view text );
+
+// Writes to standard output. JSON comes indented, with a line end.
+void print( std::string_view text );
+void printJson( const nlohmann::ordered_json &json );
+
+// Writes one line to standard error, beginning with "cry: ".
+void complain( std::string_view text );
+
+// Standard output is written out; Unusable when it cannot take what was printed (a full disk).
+void flushOutput();
+
+// A bar on standard error, when that is a terminal and there is much to do.
+class Progress
+{
+public:
+    Progress( std::string what, uint64_t total );
+    ~Progress();
+    void advance( uint64_t bytes );
+
+private:
+    std::string what;
+    uint64_t    total;
+    uint64_t    done  = 0;
+    int         shown = -1;
+    bool        visible;
+};
+
+}
