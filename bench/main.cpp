@@ -1,12 +1,12 @@
 #include "pairs.hpp"
 
 #include <cstdio>
+#include <pb/runtime.hpp>
 
 int main( int argc, char **argv )
 {
-    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
-    pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
-    if( !pbRuntimeStart( options.get() ) )
+    pb::Runtime runtime{ "cry" };
+    if( !runtime.started() )
     {
         pb::Ref<PB_STRING> error = pb::adopt( pbRuntimeStartError() );
         std::fprintf( stderr, "%s\n", pbStringPeekUtf8( error.get(), nullptr ) );

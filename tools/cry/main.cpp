@@ -3,27 +3,16 @@
 #include "terminal.hpp"
 
 #include <exception>
-#include <pb/pb_runtime.h>
+#include <pb/runtime.hpp>
 
 namespace
 {
 
-// Runs the family around the command.
-struct Runtime
-{
-    Runtime()
-    {
-        pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
-        pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
-        if( !pbRuntimeStart( options.get() ) )
-            throw tool::Unusable( tool::take( pbRuntimeStartError() ) );
-    }
-    ~Runtime() { pbRuntimeStop(); }
-};
-
 int run( int argc, char **argv )
 {
-    Runtime  runtime;
+    pb::Runtime runtime{ "cry" };
+    if( !runtime.started() )
+        throw tool::Unusable( tool::take( pbRuntimeStartError() ) );
     CLI::App app( "Certificates, digests and the platform's trust, by the cry module" );
     app.name( "cry" );
     bool version = false, json = false;
