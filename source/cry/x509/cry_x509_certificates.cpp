@@ -4,6 +4,10 @@
 #include <cry/internal/cry_x509_certificates.h>
 
 #include "base/cry_ossl.hpp"
+#include "base/cry_pem.hpp"
+
+#include <set>
+#include <string_view>
 
 struct CRY_X509_CERTIFICATES : PB_OBJ
 {
@@ -201,16 +205,30 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
     return certs.take();
 }
 
+// Adds certificates as X509_STORE_add_cert does, each once and in order, but that function sorts the whole store for every one of them.
+static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
+{
+    STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
+    std::set<std::string_view> known;
+    for( PB_INT index = 0; index < pbVectorLength( certificates ); index++ )
+    {
+        CRY_X509_CERTIFICATE *cert = cryX509CertificateFrom( pb___VectorPeekObjAt( certificates, index ) );
+        PB_BUFFER            *der  = cry::pem::data( pb::adopt( cryX509CertificatePem( cert ) ).get() );
+        if( !known.emplace( (const char *)pbBufferBytes( der ), (size_t)pbBufferLength( der ) ).second )
+            continue;
+        X509_OBJECT *object = X509_OBJECT_new();
+        PB_CHECK( object );
+        PB_CHECK( X509_OBJECT_set1_X509( object, cry___X509CertificatePeekOpensslX509( cert ) ) > 0 );
+        PB_CHECK( sk_X509_OBJECT_push( objects, object ) > 0 );
+    }
+}
+
 X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES *certs )
 {
     PB_CHECK( certs );
     X509_STORE *x509Store = X509_STORE_new();
     PB_CHECK( x509Store );
-    for( PB_INT index = 0; index < pbVectorLength( certs->certificates ); index++ )
-    {
-        CRY_X509_CERTIFICATE *cert = cry::x509::peekAt( certs, index );
-        PB_CHECK( X509_STORE_add_cert( x509Store, cry___X509CertificatePeekOpensslX509( cert ) ) > 0 );
-    }
+    fillStore( x509Store, certs->certificates );
     return x509Store;
 }
 
