@@ -12,7 +12,8 @@ void bench::registerHash()
         auto data = std::make_shared<std::string>( size, 'x' );
         auto held = std::make_shared<pb::Ref<PB_BUFFER>>( buffer( *data ) );
         pair(
-            "hash one-shot, SHA-256/" + std::to_string( size ), [held] { pbBufferRelease( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, held->get() ) ); },
+            "hash one-shot, SHA-256/" + std::to_string( size ),
+            [held] { pbBufferRelease( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, held->get() ) ); },
             [data] {
                 unsigned char digest[EVP_MAX_MD_SIZE];
                 unsigned int  length;

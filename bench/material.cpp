@@ -26,7 +26,7 @@ static void addExtension( X509 *x509, int nid, const char *value )
 
 static void makeChain( std::array<bench::Certificate, 3> &chain, EVP_PKEY *( *makeKey )() )
 {
-    static const char *const names[] = { "leaf", "intermediate", "root" };
+    static const char *const names[]    = { "leaf", "intermediate", "root" };
     EVP_PKEY                *issuerKey  = nullptr;
     const char              *issuerName = nullptr;
     for( int place = 2; place >= 0; place-- )

@@ -118,7 +118,7 @@ void registerKind( const std::string &kind, const Chain &chain )
             X509_free( root );
         } );
 
-    auto              ours = std::make_shared<OursChain>( chain );
+    auto                ours = std::make_shared<OursChain>( chain );
     std::vector<X509 *> plain;
     for( const bench::Certificate &each : chain )
         plain.push_back( plainFromDer( each.der ) );

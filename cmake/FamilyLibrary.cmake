@@ -67,9 +67,9 @@ function( family_library NAME )
     # The version script keeps everything else in, libstdc++'s templates above all.
     file( STRINGS ${folder}/exports.txt names )
     string( JOIN " " names ${names} )
-    string( REPLACE " " "\;\n        " names "${names}" )
+    string( REPLACE " " ";\n        " names "${names}" )
     set( script ${CMAKE_BINARY_DIR}/${NAME}.map )
-    file( CONFIGURE OUTPUT ${script} CONTENT "{\n    global:\n        @names@\;\n    local:\n        *\;\n}\;\n" @ONLY )
+    file( CONFIGURE OUTPUT ${script} CONTENT "{\n    global:\n        @names@;\n    local:\n        *;\n};\n" @ONLY )
     set_property( DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${folder}/exports.txt )
 
     add_library( ${NAME} SHARED $<TARGET_OBJECTS:${NAME}_objects> )

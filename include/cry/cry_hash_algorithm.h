@@ -6,8 +6,8 @@
 
 typedef PB_INT CRY_HASH_ALGORITHM;
 
-#define CRY_HASH_ALGORITHM_MD5      ( (CRY_HASH_ALGORITHM)0 ) /* RFC 1321; broken, for old data only */
-#define CRY_HASH_ALGORITHM_SHA1     ( (CRY_HASH_ALGORITHM)1 ) /* FIPS 180-4; broken, for old data only */
+#define CRY_HASH_ALGORITHM_MD5 ( (CRY_HASH_ALGORITHM)0 )      /* RFC 1321; broken, for old data only */
+#define CRY_HASH_ALGORITHM_SHA1 ( (CRY_HASH_ALGORITHM)1 )     /* FIPS 180-4; broken, for old data only */
 #define CRY_HASH_ALGORITHM_SHA2_224 ( (CRY_HASH_ALGORITHM)2 ) /* FIPS 180-4 */
 #define CRY_HASH_ALGORITHM_SHA2_256 ( (CRY_HASH_ALGORITHM)3 )
 #define CRY_HASH_ALGORITHM_SHA2_384 ( (CRY_HASH_ALGORITHM)4 )

@@ -8,7 +8,7 @@
 typedef PB_INT CRY_PKEY_TYPE;
 
 #define CRY_PKEY_TYPE_RSA ( (CRY_PKEY_TYPE)0 ) /* rsaEncryption, RFC 8017 */
-#define CRY_PKEY_TYPE_EC  ( (CRY_PKEY_TYPE)1 ) /* id-ecPublicKey, RFC 5480 */
+#define CRY_PKEY_TYPE_EC ( (CRY_PKEY_TYPE)1 )  /* id-ecPublicKey, RFC 5480 */
 
 #define CRY_PKEY_TYPE_OK( value ) ( ( value ) >= 0 && ( value ) <= CRY_PKEY_TYPE_EC )
 

@@ -6,10 +6,10 @@
 
 typedef PB_INT CRY_UUID_STRING_FLAGS;
 
-#define CRY_UUID_STRING_FLAG_UPPERCASE      ( (CRY_UUID_STRING_FLAGS)0x1 ) /* hexadecimal digits in capitals */
-#define CRY_UUID_STRING_FLAG_LOW_LINE       ( (CRY_UUID_STRING_FLAGS)0x2 ) /* low lines in place of hyphens */
-#define CRY_UUID_STRING_FLAG_CURLY_BRACKET  ( (CRY_UUID_STRING_FLAGS)0x4 ) /* between curly brackets */
-#define CRY_UUID_STRING_FLAG_APOSTROPHE     ( (CRY_UUID_STRING_FLAGS)0x8 ) /* between apostrophes */
+#define CRY_UUID_STRING_FLAG_UPPERCASE ( (CRY_UUID_STRING_FLAGS)0x1 )       /* hexadecimal digits in capitals */
+#define CRY_UUID_STRING_FLAG_LOW_LINE ( (CRY_UUID_STRING_FLAGS)0x2 )        /* low lines in place of hyphens */
+#define CRY_UUID_STRING_FLAG_CURLY_BRACKET ( (CRY_UUID_STRING_FLAGS)0x4 )   /* between curly brackets */
+#define CRY_UUID_STRING_FLAG_APOSTROPHE ( (CRY_UUID_STRING_FLAGS)0x8 )      /* between apostrophes */
 #define CRY_UUID_STRING_FLAG_QUOTATION_MARK ( (CRY_UUID_STRING_FLAGS)0x10 ) /* between quotation marks */
 
 PB_BEGIN_DECLS

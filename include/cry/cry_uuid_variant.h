@@ -6,10 +6,10 @@
 
 typedef PB_INT CRY_UUID_VARIANT;
 
-#define CRY_UUID_VARIANT_RESERVED_FOR_NCS       ( (CRY_UUID_VARIANT)0 ) /* NCS backward compatibility */
-#define CRY_UUID_VARIANT_STANDARD               ( (CRY_UUID_VARIANT)1 ) /* the variant of RFC 4122 */
+#define CRY_UUID_VARIANT_RESERVED_FOR_NCS ( (CRY_UUID_VARIANT)0 )       /* NCS backward compatibility */
+#define CRY_UUID_VARIANT_STANDARD ( (CRY_UUID_VARIANT)1 )               /* the variant of RFC 4122 */
 #define CRY_UUID_VARIANT_RESERVED_FOR_MICROSOFT ( (CRY_UUID_VARIANT)2 ) /* Microsoft backward compatibility */
-#define CRY_UUID_VARIANT_RESERVED_FOR_FUTURE    ( (CRY_UUID_VARIANT)3 )
+#define CRY_UUID_VARIANT_RESERVED_FOR_FUTURE ( (CRY_UUID_VARIANT)3 )
 
 #define CRY_UUID_VARIANT_OK( value ) ( ( value ) >= 0 && ( value ) <= CRY_UUID_VARIANT_RESERVED_FOR_FUTURE )
 

@@ -6,10 +6,11 @@
 
 typedef PB_INT CRY_X509_POLICY_FLAGS;
 
-#define CRY_X509_POLICY_FLAG_DISABLE_VALIDATION                ( (CRY_X509_POLICY_FLAGS)0x1 ) /* no validation at all */
-#define CRY_X509_POLICY_FLAG_DISABLE_SUBJECT_CHECKS            ( (CRY_X509_POLICY_FLAGS)0x2 ) /* subject alternative names are not checked */
-#define CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING       ( (CRY_X509_POLICY_FLAGS)0x4 ) /* a wildcard is a name like any other */
-#define CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS ( (CRY_X509_POLICY_FLAGS)0x8 ) /* certificates of the lenient address pass the check of their names */
+#define CRY_X509_POLICY_FLAG_DISABLE_VALIDATION ( (CRY_X509_POLICY_FLAGS)0x1 )          /* no validation at all */
+#define CRY_X509_POLICY_FLAG_DISABLE_SUBJECT_CHECKS ( (CRY_X509_POLICY_FLAGS)0x2 )      /* subject alternative names are not checked */
+#define CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING ( (CRY_X509_POLICY_FLAGS)0x4 ) /* a wildcard is a name like any other */
+#define CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS \
+    ( (CRY_X509_POLICY_FLAGS)0x8 ) /* certificates of the lenient address pass the check of their names */
 
 PB_BEGIN_DECLS
 

@@ -6,7 +6,7 @@
 
 typedef PB_INT CRY_X509_SAN_TYPE;
 
-#define CRY_X509_SAN_TYPE_DNS_NAME   ( (CRY_X509_SAN_TYPE)0 )
+#define CRY_X509_SAN_TYPE_DNS_NAME ( (CRY_X509_SAN_TYPE)0 )
 #define CRY_X509_SAN_TYPE_IP_ADDRESS ( (CRY_X509_SAN_TYPE)1 )
 
 #define CRY_X509_SAN_TYPE_OK( value ) ( ( value ) >= 0 && ( value ) <= CRY_X509_SAN_TYPE_IP_ADDRESS )

@@ -6,8 +6,8 @@
 
 typedef PB_INT CRY_X509_STACK_TRUST_MODE;
 
-#define CRY_X509_STACK_TRUST_MODE_FIXED        ( (CRY_X509_STACK_TRUST_MODE)0 ) /* from its options */
-#define CRY_X509_STACK_TRUST_MODE_SYSTEM       ( (CRY_X509_STACK_TRUST_MODE)1 ) /* the trusted roots of the platform */
+#define CRY_X509_STACK_TRUST_MODE_FIXED ( (CRY_X509_STACK_TRUST_MODE)0 )        /* from its options */
+#define CRY_X509_STACK_TRUST_MODE_SYSTEM ( (CRY_X509_STACK_TRUST_MODE)1 )       /* the trusted roots of the platform */
 #define CRY_X509_STACK_TRUST_MODE_SYNCHRONIZED ( (CRY_X509_STACK_TRUST_MODE)2 ) /* the synchronized certificates of its options */
 
 #define CRY_X509_STACK_TRUST_MODE_OK( value ) ( ( value ) >= 0 && ( value ) <= CRY_X509_STACK_TRUST_MODE_SYNCHRONIZED )

@@ -19,6 +19,7 @@
 
 // PB_MODULE_DEFINE( name, description, version, dependencies, startup, halt, shutdown ): exports `name___module`, `name___module_record`,
 // `name___module_version_string` (a text that tools find in the file by its prefix) and `nameModule()`.
+// clang-format off
 #define PB_MODULE_DEFINE( name, description, version, dependencies, startupFunction, haltFunction, shutdownFunction )                                \
     extern "C" PB_EXPORT const PB_MODULE        name##___module;                                                                                     \
     extern "C" PB_EXPORT const PB_MODULE_RECORD name##___module_record;                                                                              \
@@ -33,6 +34,7 @@
     extern "C" const PB_MODULE name##___module = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &name##___module_record, startupFunction, haltFunction,    \
         fourthHook, shutdownFunction };                                                                                                              \
     const PB_MODULE           *name##Module() { return &name##___module; }
+// clang-format on
 
 namespace pb
 {

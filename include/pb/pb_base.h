@@ -38,7 +38,7 @@ typedef uint8_t  PB_BYTE;
 #ifdef __cplusplus
 #define PB_OBJECT_TYPE( TYPE ) \
     typedef struct TYPE TYPE;  \
-    extern "C++" void pb_isObject( const TYPE * )
+    extern "C++" void   pb_isObject( const TYPE *obj )
 #else
 #define PB_OBJECT_TYPE( TYPE ) typedef struct TYPE TYPE
 #endif
@@ -47,17 +47,19 @@ PB_BEGIN_DECLS
 
 /* pb___Abort: reports a broken contract and ends the process with abort(). `context` is null or names the standard function, `file` is the path
    from the repository root, `expression` is the text of the check. The handler that pbAbortSetHandler installed runs first. Never returns. */
-PB_EXPORT PB_NORETURN void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression );
+PB_NORETURN PB_EXPORT void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression );
 
 PB_END_DECLS
 
 /* Contract checks, kept in every build. They stringify what they were given at their first macro level, so NULL and the like stay as written. */
 #define PB_CHECK( ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, __FILE__, __LINE__, #__VA_ARGS__ ) )
-#define PB_CHECK_CONTEXT( context, ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
+#define PB_CHECK_CONTEXT( context, ... ) \
+    ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
 /* Checks an address of a pointer, then the pointer: the texts are `name` and `*name`. */
-#define PB_CHECK_HANDLE( handle )                                                                                \
-    ( __builtin_expect( !( handle ), 0 )      ? pb___Abort( NULL, __FILE__, __LINE__, #handle )                  \
-            : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) : (void)0 )
+#define PB_CHECK_HANDLE( handle )                                                                       \
+    ( __builtin_expect( !( handle ), 0 )          ? pb___Abort( NULL, __FILE__, __LINE__, #handle )     \
+            : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) \
+                                                  : (void)0 )
 
 /* Arithmetic and conversion checks, named as the contract texts have them. */
 static inline PB_BOOL pb___IntAddOk( PB_INT a, PB_INT b )

@@ -23,9 +23,9 @@ struct PB_OBJ
 /* PB_SORT_SLOTS: what a sort can do; a slot that is null has the base library's default behaviour. */
 struct PB_SORT_SLOTS
 {
-    void ( *free )( PB_OBJ *obj ) PB_DEFAULT_NULL;                   /* releases the fields, before the memory is returned */
+    void ( *free )( PB_OBJ *obj ) PB_DEFAULT_NULL;                     /* releases the fields, before the memory is returned */
     PB_INT ( *compare )( PB_OBJ *objA, PB_OBJ *objB ) PB_DEFAULT_NULL; /* total order; negative, zero, positive */
-    PB_STRING *( *toString )( PB_OBJ *obj ) PB_DEFAULT_NULL;         /* a new string */
+    PB_STRING *( *toString )(PB_OBJ *obj)PB_DEFAULT_NULL;              /* a new string */
     void ( *reserved1 )( void ) PB_DEFAULT_NULL;
     void ( *reserved2 )( void ) PB_DEFAULT_NULL;
     void ( *reserved3 )( void ) PB_DEFAULT_NULL;

@@ -61,9 +61,9 @@ public:
     T *get() const { return object; }
     T *take() { return std::exchange( object, nullptr ); }
     // The address of the pointer, for setters, which may replace the object by a copy.
-    T      **handle() { return &object; }
+    T **handle() { return &object; }
     explicit operator bool() const { return object != nullptr; }
-    PB_OBJ  *obj() const { return asObj( object ); }
+    PB_OBJ *obj() const { return asObj( object ); }
 
 private:
     template<Object U>

@@ -43,7 +43,7 @@ struct Field;
 template<class T>
 struct PlainField
 {
-    static void   release( T & ) {}
+    static void   release( [[maybe_unused]] T &field ) {}
     static void   copy( T &to, const T &from ) { to = from; }
     static PB_INT compare( const T &a, const T &b ) { return a < b ? -1 : b < a ? 1 : 0; }
 };
@@ -194,7 +194,7 @@ inline bool isShared( const T *obj )
 
 // makeWritable: the one place where copy-on-write happens. Afterwards the caller's pointer is an object that nobody else holds.
 template<Object T>
-inline T *makeWritable( T **handle, T *( *createFrom )( T * ) )
+inline T *makeWritable( T **handle, T *( *createFrom )(T *))
 {
     if( isShared( *handle ) )
     {
@@ -221,10 +221,11 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_SORT;
 extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
 
 // A check that shared code makes for an exported function, whose file and line it takes.
-#define PB_CHECK_AT( site, ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, ( site ).file, ( site ).line, #__VA_ARGS__ ) )
+#define PB_CHECK_AT( site, ... ) \
+    ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, ( site ).file, ( site ).line, #__VA_ARGS__ ) )
 
-#define PB_OBJ_STATIC( sort ) \
-    { \
+#define PB_OBJ_STATIC( sort )         \
+    {                                 \
         PB_OBJ_STATIC_REF_COUNT, sort \
     }
 

@@ -7,10 +7,10 @@
 /* RFC_ENCAPSULATION: one block found in a text. Offsets and lengths in bytes, lines counted from 1. */
 typedef struct RFC_ENCAPSULATION
 {
-    PB_INT offset; /* where its BEGIN line starts */
-    PB_INT length; /* up to and with its END line, without the line end; up to the end of the text when `complete` is false */
-    PB_INT line;   /* the line of BEGIN */
-    PB_INT endLine; /* the line of END; the last line of the text when `complete` is false */
+    PB_INT  offset;   /* where its BEGIN line starts */
+    PB_INT  length;   /* up to and with its END line, without the line end; up to the end of the text when `complete` is false */
+    PB_INT  line;     /* the line of BEGIN */
+    PB_INT  endLine;  /* the line of END; the last line of the text when `complete` is false */
     PB_BOOL complete; /* an END line was found before the text or another block began */
 } RFC_ENCAPSULATION;
 

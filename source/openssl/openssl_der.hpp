@@ -10,7 +10,8 @@ namespace openssl
 
 using Bytes = std::basic_string_view<PB_BYTE>;
 
-inline constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagNull = 0x05, tagOid = 0x06, tagSequence = 0x30, tagVersion = 0xA0;
+inline constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagNull = 0x05, tagOid = 0x06, tagSequence = 0x30,
+                         tagVersion = 0xA0;
 
 // Takes one element with a definite length off the front and returns its content; null data when there is none of this tag.
 inline Bytes take( Bytes &rest, PB_BYTE tag )
@@ -55,17 +56,18 @@ inline bool isShortAlgorithm( Bytes algorithm )
 
 inline bool isShortPublicKey( Bytes spki )
 {
-    Bytes content = take( spki, tagSequence );
+    Bytes content   = take( spki, tagSequence );
     Bytes algorithm = take( content, tagSequence );
     return spki.empty() && isShortAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
 }
 
 inline bool isShortPrivateKey( Bytes info )
 {
-    Bytes content = take( info, tagSequence );
-    Bytes version = take( content, tagInteger );
+    Bytes content   = take( info, tagSequence );
+    Bytes version   = take( content, tagInteger );
     Bytes algorithm = take( content, tagSequence );
-    return info.empty() && version.size() == 1 && version[0] == 0 && isShortAlgorithm( algorithm ) && !take( content, tagOctetString ).empty() && content.empty();
+    return info.empty() && version.size() == 1 && version[0] == 0 && isShortAlgorithm( algorithm ) && !take( content, tagOctetString ).empty() &&
+        content.empty();
 }
 
 // Bytes behind the certificate are allowed.

@@ -23,7 +23,7 @@ constexpr size_t operations = 32;
 
 struct Filter
 {
-    OSSL_PROVIDER                                         *source;
+    OSSL_PROVIDER                                      *source;
     std::array<std::vector<OSSL_ALGORITHM>, operations> chosen;
 };
 
@@ -45,7 +45,10 @@ bool isNamed( const char *names, std::initializer_list<std::string_view> wanted 
     return false;
 }
 
-bool has( const char *properties, std::string_view wanted ) { return properties && std::string_view( properties ).find( wanted ) != std::string_view::npos; }
+bool has( const char *properties, std::string_view wanted )
+{
+    return properties && std::string_view( properties ).find( wanted ) != std::string_view::npos;
+}
 
 bool isChosen( int operation, const OSSL_ALGORITHM &algorithm )
 {
@@ -53,8 +56,9 @@ bool isChosen( int operation, const OSSL_ALGORITHM &algorithm )
     switch( operation )
     {
     case OSSL_OP_DIGEST:
-        return isNamed( names, { "MD5", "SHA1", "SHA2-224", "SHA2-256", "SHA2-384", "SHA2-512", "SHA2-512/224", "SHA2-512/256", "SHA3-224", "SHA3-256", "SHA3-384",
-                                   "SHA3-512", "SHAKE-256" } );
+        return isNamed( names,
+            { "MD5", "SHA1", "SHA2-224", "SHA2-256", "SHA2-384", "SHA2-512", "SHA2-512/224", "SHA2-512/256", "SHA3-224", "SHA3-256", "SHA3-384",
+                "SHA3-512", "SHAKE-256" } );
     case OSSL_OP_KEYMGMT:
     case OSSL_OP_ENCODER:
         return isNamed( names, { "RSA", "EC" } );
@@ -62,7 +66,8 @@ bool isChosen( int operation, const OSSL_ALGORITHM &algorithm )
         return isNamed( names, { "RSA", "ECDSA" } );
     case OSSL_OP_DECODER:
         return isNamed( names, { "RSA", "EC" } ) && has( algorithm.property_definition, "input=der" ) &&
-               ( has( algorithm.property_definition, "structure=SubjectPublicKeyInfo" ) || has( algorithm.property_definition, "structure=PrivateKeyInfo" ) );
+            ( has( algorithm.property_definition, "structure=SubjectPublicKeyInfo" ) ||
+                has( algorithm.property_definition, "structure=PrivateKeyInfo" ) );
     default:
         return false;
     }
@@ -119,7 +124,7 @@ OSSL_LIB_CTX *createLeanContext( const char **reason )
     *reason = "the default provider cannot be loaded";
     if( !fillFilter() )
         return nullptr;
-    *reason             = "the filtering provider cannot be loaded";
+    *reason            = "the filtering provider cannot be loaded";
     OSSL_LIB_CTX *lean = OSSL_LIB_CTX_new();
     if( !lean || !OSSL_PROVIDER_add_builtin( lean, providerName, startProvider ) || !OSSL_PROVIDER_load( lean, providerName ) )
         return nullptr;
@@ -144,6 +149,9 @@ EVP_PKEY *parsePrivateKeyIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT leng
     return pkey;
 }
 
-EVP_PKEY *parsePublicKeyIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT length ) { return d2i_PUBKEY_ex( nullptr, &der, (long)length, lean, nullptr ); }
+EVP_PKEY *parsePublicKeyIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT length )
+{
+    return d2i_PUBKEY_ex( nullptr, &der, (long)length, lean, nullptr );
+}
 
 }

@@ -114,16 +114,16 @@ EVP_PKEY *openssl___TryParsePrivateKeyShort( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return tryShort( openssl::isShortPrivateKey( view( der, length ) ),
-        [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePrivateKeyIn( lean, der, length ); } );
+    return tryShort(
+        openssl::isShortPrivateKey( view( der, length ) ), [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePrivateKeyIn( lean, der, length ); } );
 }
 
 EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return tryShort( openssl::isShortPublicKey( view( der, length ) ),
-        [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePublicKeyIn( lean, der, length ); } );
+    return tryShort(
+        openssl::isShortPublicKey( view( der, length ) ), [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePublicKeyIn( lean, der, length ); } );
 }
 
 PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used )

@@ -23,7 +23,7 @@ struct Encoding
         values.fill( invalid );
         for( int value = 0; value < 1 << bits; value++ )
         {
-            alphabet[value]                     = characters[value];
+            alphabet[value]                    = characters[value];
             values[(PB_BYTE)characters[value]] = (PB_BYTE)value;
         }
     }

@@ -6,14 +6,14 @@
 #include <cstdio>
 #include <cstdlib>
 
-static thread_local std::jmp_buf     place;
+static thread_local std::jmp_buf    place;
 static thread_local support::Abort *current;
 
 static void leave( const char *context, const char *file, PB_INT line, const char *expression )
 {
     if( !current )
         return;
-    *current = { true, context ? context : "(null)", file, expression };
+    *current               = { true, context ? context : "(null)", file, expression };
     static std::FILE *hits = std::getenv( "CRY_CONTRACT_HITS" ) ? std::fopen( std::getenv( "CRY_CONTRACT_HITS" ), "a" ) : nullptr;
     if( hits )
     {

@@ -22,17 +22,18 @@ Abort abortOf( const std::function<void()> &call );
 
 // Each hit is also written to the file that the environment variable CRY_CONTRACT_HITS names, for the gate that counts checks nobody hit.
 #define EXPECT_ABORT( wantedFile, wantedExpression, ... ) EXPECT_ABORT_IN( "(null)", wantedFile, wantedExpression, __VA_ARGS__ )
-#define EXPECT_ABORT_IN( wantedContext, wantedFile, wantedExpression, ... )                 \
-    do                                                                                      \
-    {                                                                                       \
-        support::Abort abort = support::abortOf( [&] { __VA_ARGS__; } );                    \
-        EXPECT_TRUE( abort.happened ) << "no abort: " #__VA_ARGS__;                         \
-        if( abort.happened )                                                                \
-        {                                                                                   \
-            EXPECT_EQ( abort.context, wantedContext );                                      \
-            EXPECT_EQ( abort.file, wantedFile );                                            \
-            EXPECT_EQ( abort.expression, wantedExpression );                                \
-        }                                                                                   \
-    } while( 0 )
+#define EXPECT_ABORT_IN( wantedContext, wantedFile, wantedExpression, ... ) \
+    do                                                                      \
+    {                                                                       \
+        support::Abort abort = support::abortOf( [&] { __VA_ARGS__; } );    \
+        EXPECT_TRUE( abort.happened ) << "no abort: " #__VA_ARGS__;         \
+        if( abort.happened )                                                \
+        {                                                                   \
+            EXPECT_EQ( abort.context, wantedContext );                      \
+            EXPECT_EQ( abort.file, wantedFile );                            \
+            EXPECT_EQ( abort.expression, wantedExpression );                \
+        }                                                                   \
+    }                                                                       \
+    while( 0 )
 
 }

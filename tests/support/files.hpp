@@ -36,7 +36,7 @@ std::vector<std::filesystem::path> filesBelow( const std::filesystem::path &fold
 }
 
 // Skips the test visibly where the public vectors are not there.
-#define NEED_VECTORS( folder )                                                          \
-    std::optional<std::filesystem::path> folder = support::vectors();                   \
-    if( !folder )                                                                       \
+#define NEED_VECTORS( folder )                                        \
+    std::optional<std::filesystem::path> folder = support::vectors(); \
+    if( !folder )                                                     \
     GTEST_SKIP() << "the public test vectors are not on this machine (see README, CRY_VECTORS)"

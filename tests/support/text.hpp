@@ -25,7 +25,10 @@ inline std::string text( PB_STRING *str )
 }
 inline std::string text( const pb::Ref<PB_STRING> &str ) { return text( str.get() ); }
 
-inline std::string bytes( PB_BUFFER *buf ) { return buf ? std::string( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ) : "(null)"; }
+inline std::string bytes( PB_BUFFER *buf )
+{
+    return buf ? std::string( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ) : "(null)";
+}
 inline std::string bytes( const pb::Ref<PB_BUFFER> &buf ) { return bytes( buf.get() ); }
 
 // A vector of strings and back.

@@ -11,9 +11,9 @@ namespace tool
 // How the tool ends.
 enum Exit
 {
-    exitGood      = 0,
-    exitNegative  = 1, // the verdict is negative
-    exitUnusable  = 2, // wrong use, or input that cannot be read
+    exitGood     = 0,
+    exitNegative = 1, // the verdict is negative
+    exitUnusable = 2, // wrong use, or input that cannot be read
 };
 
 // Ends the command with exitUnusable and this message, which names the file and the place.

@@ -198,7 +198,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         if( !entry )
         {
             tool::complain( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
-                            " hexadecimal digits, two blanks and a file name" );
+                " hexadecimal digits, two blanks and a file name" );
             result.malformed++;
             continue;
         }

@@ -67,7 +67,8 @@ std::vector<fs::path> hashedFiles( const fs::path &directory )
     for( const fs::directory_entry &entry : fs::directory_iterator( directory, ignored ) )
     {
         std::string name = entry.path().filename().string();
-        if( name.size() >= 10 && name[8] == '.' && name.find_first_not_of( "0123456789abcdef" ) == 8 && name.find_first_not_of( "0123456789", 9 ) == name.npos )
+        if( name.size() >= 10 && name[8] == '.' && name.find_first_not_of( "0123456789abcdef" ) == 8 &&
+            name.find_first_not_of( "0123456789", 9 ) == name.npos )
             files.push_back( entry.path() );
     }
     std::sort( files.begin(), files.end() );
@@ -126,8 +127,8 @@ int roots( const Options &options )
         if( options.json )
             list.push_back( facts.json() );
         else
-            tool::print( tool::nameOrNone( facts.subject ) + "\n   " + tool::faint( "valid    " ) + facts.validFrom + " to " + facts.validUntil + "\n   " +
-                         tool::faint( "key      " ) + facts.key + "\n   " + tool::faint( "SHA-256  " ) + facts.fingerprint + "\n" );
+            tool::print( tool::nameOrNone( facts.subject ) + "\n   " + tool::faint( "valid    " ) + facts.validFrom + " to " + facts.validUntil +
+                "\n   " + tool::faint( "key      " ) + facts.key + "\n   " + tool::faint( "SHA-256  " ) + facts.fingerprint + "\n" );
     }
     if( options.json )
     {
@@ -147,7 +148,8 @@ int roots( const Options &options )
     else
         tool::print( "\n" + tool::counted( length, "root" ) + " from " + source.place + ", " + ageOf( source ) + "\n" );
     for( const Skipped &each : source.skipped )
-        tool::print( "skipped: " + ( each.line ? tool::printable( each.file ) + ":" + std::to_string( each.line ) + ": " : "" ) + each.reason + "\n" );
+        tool::print(
+            "skipped: " + ( each.line ? tool::printable( each.file ) + ":" + std::to_string( each.line ) + ": " : "" ) + each.reason + "\n" );
     return tool::exitGood;
 }
 

@@ -86,7 +86,7 @@ std::string details( const tool::Facts &facts, const std::string &indent )
 {
     auto line = [&indent]( const char *what, const std::string &value ) { return indent + tool::faint( what ) + value + "\n"; };
     return line( "issuer       ", tool::nameOrNone( facts.issuer ) ) + line( "valid        ", facts.validFrom + " to " + facts.validUntil ) +
-           line( "key          ", facts.key ) + line( "signature    ", facts.signatureAlgorithm ) + line( "SHA-256      ", facts.fingerprint );
+        line( "key          ", facts.key ) + line( "signature    ", facts.signatureAlgorithm ) + line( "SHA-256      ", facts.fingerprint );
 }
 
 void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::string &time )
@@ -153,10 +153,15 @@ void tool::addVerify( CLI::App &app, int &exit )
 {
     auto      options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand( "verify", "verify a certificate chain" );
-    command->add_option( "CHAIN", options->chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )->required();
-    command->add_option( "--trust", options->trust, "certificates to trust besides the platform's roots" )->type_name( "FILE" )->allow_extra_args( false );
+    command->add_option( "CHAIN", options->chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
+        ->required();
+    command->add_option( "--trust", options->trust, "certificates to trust besides the platform's roots" )
+        ->type_name( "FILE" )
+        ->allow_extra_args( false );
     command->add_flag( "--no-system", options->noSystem, "do not trust the platform's roots" );
-    command->add_option( "--intermediates", options->intermediates, "further untrusted intermediates" )->type_name( "FILE" )->allow_extra_args( false );
+    command->add_option( "--intermediates", options->intermediates, "further untrusted intermediates" )
+        ->type_name( "FILE" )
+        ->allow_extra_args( false );
     command->add_option( "--time", options->time, "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now when left out" )->type_name( "TIME" );
     command->add_flag( "--json", options->json, "print the result as JSON" );
     command->footer( "Prints the chain from the leaf to the trusted certificate, or why there is none.\n"

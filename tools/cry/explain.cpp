@@ -18,8 +18,8 @@ tool::Reason tool::explain( CRY_X509_CERTIFICATE *leaf, CRY_X509_CERTIFICATES *e
         return reason;
     }
     std::unique_ptr<X509_STORE, decltype( &X509_STORE_free )> store( cry___X509CertificatesCreateOpensslX509Store( trusted ), X509_STORE_free );
-    auto freeStack = []( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); };
-    std::unique_ptr<STACK_OF( X509 ), decltype( freeStack )> untrusted( sk_X509_new_null(), freeStack );
+    auto                                                      freeStack = []( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); };
+    std::unique_ptr<STACK_OF( X509 ), decltype( freeStack )>  untrusted( sk_X509_new_null(), freeStack );
     std::unique_ptr<X509_STORE_CTX, decltype( &X509_STORE_CTX_free )> context( X509_STORE_CTX_new(), X509_STORE_CTX_free );
     for( PB_INT index = 0; index < cryX509CertificatesCertificatesLength( extra ); index++ )
     {

@@ -14,7 +14,7 @@ struct Reason
 {
     int                           code = 0; // OpenSSL's X509_V_ERR_...
     std::string                   text;
-    int                           depth = 0; // 0 is the leaf
+    int                           depth = 0;   // 0 is the leaf
     pb::Ref<CRY_X509_CERTIFICATE> certificate; // the one it speaks of; may be null
 };
 

@@ -213,7 +213,7 @@ std::vector<tool::Certificate> tool::readCertificates( const std::string &path )
 {
     pb::Ref<PB_BUFFER> content = readWhole( path );
     std::string        name    = nameOf( path );
-    auto               at      = [&name]( PB_INT line, const std::string &problem ) { return Unusable( name + ":" + std::to_string( line ) + ": " + problem ); };
+    auto at = [&name]( PB_INT line, const std::string &problem ) { return Unusable( name + ":" + std::to_string( line ) + ": " + problem ); };
     if( !pbBufferLength( content.get() ) )
         throw Unusable( name + ": is empty" );
 

@@ -16,7 +16,7 @@ int run( int argc, char **argv )
     CLI::App app( "Certificates, digests and the platform's trust, by the cry module" );
     app.name( "cry" );
     bool version = false, json = false;
-    int  exit    = tool::exitGood;
+    int  exit = tool::exitGood;
     app.add_flag( "--version", version, "print what the module says of itself" );
     app.add_flag( "--json", json, "print the version as JSON" );
     app.require_subcommand( 0, 1 );

@@ -32,7 +32,7 @@ std::pair<uint32_t, size_t> decode( std::string_view text )
 bool isDangerous( uint32_t c )
 {
     return c < 0x20 || ( c >= 0x7F && c < 0xA0 ) || c == 0x061C || ( c >= 0x200E && c <= 0x200F ) || ( c >= 0x2028 && c <= 0x202E ) ||
-           ( c >= 0x2066 && c <= 0x2069 ) || c == 0xFEFF;
+        ( c >= 0x2066 && c <= 0x2069 ) || c == 0xFEFF;
 }
 
 }

@@ -22,8 +22,8 @@ void tool::printVersion( bool json )
 {
     const PB_MODULE_RECORD *record  = pbModuleRecord( cryModule() );
     std::string             product = std::to_string( record->productVersionMajor ) + "." + std::to_string( record->productVersionMinor ) + "." +
-                          std::to_string( record->productVersionBuild );
-    std::string openssl = take( opensslVersion() ), lean = take( opensslLeanContextState() );
+        std::to_string( record->productVersionBuild );
+    std::string            openssl = take( opensslVersion() ), lean = take( opensslLeanContextState() );
     nlohmann::ordered_json modules;
     std::string            moduleList;
     for( const PB_MODULE *module : { bnModule(), cryModule(), csModule(), inModule(), opensslModule(), pbModule(), rfcModule(), trModule() } )
@@ -35,9 +35,10 @@ void tool::printVersion( bool json )
     if( json )
     {
         printJson( nlohmann::ordered_json{ { "format", 1 }, { "module", record->moduleName }, { "description", record->moduleDescription },
-            { "version", record->moduleVersion }, { "product", record->productDisplayName }, { "productTag", record->productTag }, { "productVersion", product },
-            { "buildTime", record->buildTime }, { "vendor", record->vendorName }, { "copyright", record->copyright }, { "dependencies", record->dependencies },
-            { "marker", markerText() }, { "modules", modules }, { "openssl", openssl }, { "leanContext", lean } } );
+            { "version", record->moduleVersion }, { "product", record->productDisplayName }, { "productTag", record->productTag },
+            { "productVersion", product }, { "buildTime", record->buildTime }, { "vendor", record->vendorName }, { "copyright", record->copyright },
+            { "dependencies", record->dependencies }, { "marker", markerText() }, { "modules", modules }, { "openssl", openssl },
+            { "leanContext", lean } } );
         return;
     }
     print( std::string( record->moduleName ) + " " + record->moduleVersion + " (" + record->moduleDescription + ")\n" );

@@ -28,9 +28,9 @@ struct PemObject
     // Takes the handle over, also when it fails.
     static Object *tryCreateUse( Handle *handle )
     {
-        Object *obj           = pb::create<Object>();
+        Object *obj          = pb::create<Object>();
         obj->*Traits::handle = handle;
-        obj->pem              = Traits::tryWrite( handle ).take();
+        obj->pem             = Traits::tryWrite( handle ).take();
         if( obj->pem )
             return obj;
         pb::releaseOrNull( obj );
@@ -66,7 +66,7 @@ inline int noPassPhrase( char *, int, int, void * ) { return 0; }
 
 // What one of OpenSSL's PEM_read_bio functions makes of the text of a PEM object.
 template<class Handle>
-Handle *readThroughText( CRY_PEM *pem, Handle *( *read )( BIO *, Handle **, pem_password_cb *, void * ), pb::Site site = pb::Site::here() )
+Handle *readThroughText( CRY_PEM *pem, Handle *( *read )(BIO *, Handle **, pem_password_cb *, void *), pb::Site site = pb::Site::here() )
 {
     Ptr<BIO> bio = memoryBio( site );
     return cry___PemEncodeToBio( pem, bio.get() ) ? read( bio.get(), nullptr, noPassPhrase, nullptr ) : nullptr;

@@ -132,8 +132,8 @@ PB_BUFFER *cryPemEncode( CRY_PEM *pem )
     PB_INT           ends  = (PB_INT)( begin.size() + end.size() + 2 * ( label.size() + dashes.size() + lineEnd.size() ) );
 
     char              *to;
-    pb::Ref<PB_BUFFER> text =
-        pb::adopt( pb___BufferCreateLength( ends + rfc___BaseEncodedLength( bytes, RFC_BASE_64 ) + lines * (PB_INT)lineEnd.size(), (PB_BYTE **)&to ) );
+    pb::Ref<PB_BUFFER> text = pb::adopt(
+        pb___BufferCreateLength( ends + rfc___BaseEncodedLength( bytes, RFC_BASE_64 ) + lines * (PB_INT)lineEnd.size(), (PB_BYTE **)&to ) );
     to = put( put( put( put( to, begin ), label ), dashes ), lineEnd );
     forEachLine( pem->data, [&]( const PB_BYTE *from, PB_INT count ) {
         rfc___BaseEncodeBytes( from, count, RFC_BASE_64, to );
@@ -175,10 +175,7 @@ CRY_PEM *cryPemTryDecode( PB_BUFFER *buf )
     return cry::pem::tryReadSingle( cry::pem::TextLines( buf ) );
 }
 
-static void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() )
-{
-    PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) );
-}
+static void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
 
 // The vector with every line trimmed, without empty lines and comments.
 static pb::Ref<PB_VECTOR> cleaned( PB_VECTOR *vec )

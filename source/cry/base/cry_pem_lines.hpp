@@ -25,7 +25,10 @@ inline constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dash
 class TextLines
 {
 public:
-    explicit TextLines( PB_BUFFER *buf ) : at( (const char *)pbBufferBytes( buf ) ), last( at + pbBufferLength( buf ) ), secret( pbBufferSensitive( buf ) ) {}
+    explicit TextLines( PB_BUFFER *buf ) :
+        at( (const char *)pbBufferBytes( buf ) ), last( at + pbBufferLength( buf ) ), secret( pbBufferSensitive( buf ) )
+    {
+    }
 
     bool sensitive() const { return secret; }
 

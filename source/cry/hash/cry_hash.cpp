@@ -126,8 +126,8 @@ PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data )
     PB_CHECK( data );
 
     // A context keeps what it was fed until it is used again, so secrets do not go through one that is kept.
-    bool                         kept = !pbBufferSensitive( data );
-    std::atomic<EVP_MD_CTX *>   &spare = spareOf( alg );
+    bool                       kept  = !pbBufferSensitive( data );
+    std::atomic<EVP_MD_CTX *> &spare = spareOf( alg );
     cry::ossl::Ptr<EVP_MD_CTX> mdCtx( kept ? spare.exchange( nullptr, std::memory_order_acquire ) : nullptr );
     if( !mdCtx )
         mdCtx.reset( EVP_MD_CTX_new() );

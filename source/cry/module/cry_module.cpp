@@ -4,8 +4,8 @@
 #include <cry/internal/cry_module.h>
 #include <pb/module.hpp>
 
-#define CRY_MODULE_WIDE( Name )                         \
-    {                                                   \
+#define CRY_MODULE_WIDE( Name )                       \
+    {                                                 \
         cry___##Name##Startup, cry___##Name##Shutdown \
     }
 

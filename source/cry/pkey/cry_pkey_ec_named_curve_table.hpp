@@ -76,15 +76,18 @@ inline constexpr NamedCurve namedCurves[] = {
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_C2PNB368W1, "c2pnb368w1", 702, "X9.62 curve over a 368 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_C2TNB431R1, "c2tnb431r1", 703, "X9.62 curve over a 431 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS1, "wap-wsg-idm-ecid-wtls1", 735, "WTLS curve over a 113 bit binary field" ),
-    CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS3, "wap-wsg-idm-ecid-wtls3", 736, "NIST/SECG/WTLS curve over a 163 bit binary field" ),
+    CRY_NAMED_CURVE(
+        CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS3, "wap-wsg-idm-ecid-wtls3", 736, "NIST/SECG/WTLS curve over a 163 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS4, "wap-wsg-idm-ecid-wtls4", 737, "SECG curve over a 113 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS5, "wap-wsg-idm-ecid-wtls5", 738, "X9.62 curve over a 163 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS6, "wap-wsg-idm-ecid-wtls6", 739, "SECG/WTLS curve over a 112 bit prime field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS7, "wap-wsg-idm-ecid-wtls7", 740, "SECG/WTLS curve over a 160 bit prime field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS8, "wap-wsg-idm-ecid-wtls8", 741, "WTLS curve over a 112 bit prime field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS9, "wap-wsg-idm-ecid-wtls9", 742, "WTLS curve over a 160 bit prime field" ),
-    CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS10, "wap-wsg-idm-ecid-wtls10", 743, "NIST/SECG/WTLS curve over a 233 bit binary field" ),
-    CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS11, "wap-wsg-idm-ecid-wtls11", 744, "NIST/SECG/WTLS curve over a 233 bit binary field" ),
+    CRY_NAMED_CURVE(
+        CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS10, "wap-wsg-idm-ecid-wtls10", 743, "NIST/SECG/WTLS curve over a 233 bit binary field" ),
+    CRY_NAMED_CURVE(
+        CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS11, "wap-wsg-idm-ecid-wtls11", 744, "NIST/SECG/WTLS curve over a 233 bit binary field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_WAP_WSG_IDM_ECID_WTLS12, "wap-wsg-idm-ecid-wtls12", 745, "WTLS curve over a 224 bit prime field" ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_3, "Oakley-EC2N-3", 749, "IPSec/IKE/Oakley curve #3 over a 155 bit binary field." ),
     CRY_NAMED_CURVE( CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_4, "Oakley-EC2N-4", 750, "IPSec/IKE/Oakley curve #4 over a 185 bit binary field." ),

@@ -9,7 +9,7 @@
 
 // RFC 2253 in escaping and order, but with a blank after the comma; OpenSSL's one-line form would put blanks around the equals sign and not reverse the order.
 static constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT |
-                                           ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
+    ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
 static_assert( nameFlags == 0x12031B );
 
 PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name )

@@ -59,7 +59,7 @@ private:
     {
         auto isHex = []( char c ) { return ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ); };
         return name.size() >= 10 && name[8] == '.' && std::all_of( name.begin(), name.begin() + 8, isHex ) &&
-               name.find_first_not_of( "0123456789", 9 ) == name.npos;
+            name.find_first_not_of( "0123456789", 9 ) == name.npos;
     }
 
     void addBlock( pb::Ref<PB_BUFFER> text )

@@ -57,16 +57,16 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
         // Half of the room may lie unused in front before it is moved away, so both ends grow and shrink in O(1) on average.
         PB_INT   capacity = wanted > vector->capacity / 2 ? wanted * 2 : vector->capacity;
         PB_INT   first    = atFront ? ( capacity - wanted ) / 2 : 0;
-        PB_OBJ **memory = (PB_OBJ **)pbMemReallocN( nullptr, capacity, sizeof( PB_OBJ * ) );
+        PB_OBJ **memory   = (PB_OBJ **)pbMemReallocN( nullptr, capacity, sizeof *vector->memory );
         if( vector->length )
-            std::memcpy( memory + first, objects( vector ), (size_t)vector->length * sizeof( PB_OBJ * ) );
+            std::memcpy( memory + first, objects( vector ), (size_t)vector->length * sizeof *vector->memory );
         pbMemFree( vector->memory );
         vector->memory   = memory;
         vector->capacity = capacity;
         vector->first    = first;
     }
     PB_OBJ **gap = objects( vector ) + index;
-    std::memmove( gap + count, gap, (size_t)( vector->length - index ) * sizeof( PB_OBJ * ) );
+    std::memmove( gap + count, gap, (size_t)( vector->length - index ) * sizeof *vector->memory );
     vector->length = wanted;
     return gap;
 }
@@ -120,7 +120,7 @@ void pbVectorAppendObj( PB_VECTOR **vector, PB_OBJ *obj )
 {
     PB_CHECK_HANDLE( vector );
     PB_CHECK( obj );
-    PB_VECTOR *target = writable( vector );
+    PB_VECTOR *target                     = writable( vector );
     *openGap( target, target->length, 1 ) = pb::shareOrNull( obj );
 }
 
@@ -158,7 +158,7 @@ static PB_OBJ *takeAt( PB_VECTOR *vector, PB_INT index )
     if( index == 0 )
         vector->first++;
     else
-        std::memmove( place, place + 1, (size_t)( vector->length - index ) * sizeof( PB_OBJ * ) );
+        std::memmove( place, place + 1, (size_t)( vector->length - index ) * sizeof *vector->memory );
     return obj;
 }
 

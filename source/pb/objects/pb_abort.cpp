@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-static std::atomic<PB_ABORT_HANDLER> currentHandler{ nullptr };
+static std::atomic<PB_ABORT_HANDLER>   currentHandler{ nullptr };
 static std::atomic<void ( * )( void )> currentFlush{ nullptr };
 
 PB_ABORT_HANDLER pbAbortSetHandler( PB_ABORT_HANDLER handler ) { return currentHandler.exchange( handler ); }
@@ -19,7 +19,8 @@ void pb___Abort( const char *context, const char *file, PB_INT line, const char 
 
     // One write, so that lines of several threads do not mix.
     char text[1024];
-    int  length = std::snprintf( text, sizeof text, "abort: %s%s%s:%lld: %s\n", context ? context : "", context ? ": " : "", file, (long long)line, expression );
+    int  length = std::snprintf(
+        text, sizeof text, "abort: %s%s%s:%lld: %s\n", context ? context : "", context ? ": " : "", file, (long long)line, expression );
     if( length > 0 )
     {
         size_t size = (size_t)length < sizeof text ? (size_t)length : sizeof text - 1;

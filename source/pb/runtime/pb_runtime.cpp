@@ -125,9 +125,8 @@ std::string directoryOfThisLibrary()
 
 bool nameOk( const std::string &name )
 {
-    return !name.empty() && name.size() <= 64 && std::all_of( name.begin(), name.end(), []( char c ) {
-        return ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '_';
-    } );
+    return !name.empty() && name.size() <= 64 &&
+        std::all_of( name.begin(), name.end(), []( char c ) { return ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '_'; } );
 }
 
 // A start in progress: modules in the order in which they can be started.
@@ -215,7 +214,7 @@ struct Plan
         if( module->record->formatVersion != PB_MODULE_RECORD_FORMAT_VERSION )
         {
             fail( "module " + named( name ) + " has a record of format " + std::to_string( module->record->formatVersion ) + ", this runtime knows " +
-                  std::to_string( PB_MODULE_RECORD_FORMAT_VERSION ) );
+                std::to_string( PB_MODULE_RECORD_FORMAT_VERSION ) );
             return false;
         }
         if( name != module->record->moduleName )

@@ -39,7 +39,7 @@ static PB_STRING *stringToString( PB_STRING *str )
 
 PB_SORT_DEFINE( pb, String, PB_STRING, .free = pb::slot<freeString>, .compare = pb::slot<compareString>, .toString = pb::slot<stringToString> )
 
-static constinit PB_BYTE   nothing[1] = {};
+static constinit PB_BYTE   nothing[1]  = {};
 static constinit PB_STRING emptyString = { { PB_OBJ_STATIC_REF_COUNT, &pb___sort_PB_STRING }, { nothing, 0, 0, PB_FALSE, PB_FALSE }, 0 };
 
 static PB_STRING *createWithRoom( PB_INT bytes )

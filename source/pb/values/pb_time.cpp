@@ -15,8 +15,8 @@ struct PB_TIME : PB_OBJ
     PB_INT millisecond;
 };
 
-static constexpr auto timeFields = pb::fields<&PB_TIME::year, &PB_TIME::month, &PB_TIME::day, &PB_TIME::hour, &PB_TIME::minute, &PB_TIME::second,
-    &PB_TIME::millisecond>;
+static constexpr auto timeFields =
+    pb::fields<&PB_TIME::year, &PB_TIME::month, &PB_TIME::day, &PB_TIME::hour, &PB_TIME::minute, &PB_TIME::second, &PB_TIME::millisecond>;
 
 static PB_INT compareTime( PB_TIME *tmA, PB_TIME *tmB )
 {
@@ -44,7 +44,7 @@ PB_BOOL pbTimeFieldsOk( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_I
 {
     auto within = []( PB_INT value, PB_INT least, PB_INT most ) { return value >= least && value <= most; };
     return within( year, 0, 9999 ) && within( month, 1, 12 ) && within( day, 1, 31 ) && within( hour, 0, 23 ) && within( minute, 0, 59 ) &&
-           within( second, 0, 61 ) && within( millisecond, 0, 999 );
+        within( second, 0, 61 ) && within( millisecond, 0, 999 );
 }
 
 PB_TIME *pbTimeCreate( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_INT minute, PB_INT second, PB_INT millisecond )
@@ -71,7 +71,8 @@ static PB_TIME *tryCreateFromSeconds( PB_INT seconds, PB_INT millisecond )
     std::chrono::year_month_day date{ std::chrono::sys_days{ std::chrono::days{ days } } };
     if( (int)date.year() < 0 || (int)date.year() > 9999 )
         return nullptr;
-    return pbTimeCreate( (int)date.year(), (unsigned)date.month(), (unsigned)date.day(), secondsIn / 3600, secondsIn / 60 % 60, secondsIn % 60, millisecond );
+    return pbTimeCreate(
+        (int)date.year(), (unsigned)date.month(), (unsigned)date.day(), secondsIn / 3600, secondsIn / 60 % 60, secondsIn % 60, millisecond );
 }
 
 PB_TIME *pbTimeNow()
@@ -107,7 +108,8 @@ PB_TIME *pbTimeTryCreateFromString( PB_STRING *text )
             value = value * 10 + ( at[index] - '0' );
         return value;
     };
-    PB_INT year = number( 0, 4 ), month = number( 5, 2 ), day = number( 8, 2 ), hour = number( 11, 2 ), minute = number( 14, 2 ), second = number( 17, 2 );
+    PB_INT year = number( 0, 4 ), month = number( 5, 2 ), day = number( 8, 2 ), hour = number( 11, 2 ), minute = number( 14, 2 ),
+           second      = number( 17, 2 );
     PB_INT millisecond = length == 24 ? number( 20, 3 ) : 0;
     // A fraction of zero is not what ToString writes.
     if( ( length == 24 && !millisecond ) || !pbTimeFieldsOk( year, month, day, hour, minute, second, millisecond ) )
@@ -119,7 +121,8 @@ PB_BOOL pbTimeTryConvertToTimeT( PB_TIME *tm, time_t *seconds )
 {
     PB_CHECK( tm );
     PB_CHECK( seconds );
-    std::chrono::year_month_day date{ std::chrono::year{ (int)tm->year }, std::chrono::month{ (unsigned)tm->month }, std::chrono::day{ (unsigned)tm->day } };
+    std::chrono::year_month_day date{ std::chrono::year{ (int)tm->year }, std::chrono::month{ (unsigned)tm->month },
+        std::chrono::day{ (unsigned)tm->day } };
     if( !date.ok() )
         return PB_FALSE;
     PB_INT days = std::chrono::sys_days{ date }.time_since_epoch().count();

@@ -1,0 +1,75 @@
+#include <pb/pb.h>
+
+#include <csignal>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace
+{
+
+void handler( const char *context, const char *file, PB_INT line, const char *expression )
+{
+    std::fprintf( stderr, "handler: %s %s %lld %s\n", context ? context : "(null)", file, (long long)line, expression );
+}
+
+void flush() { std::fprintf( stderr, "flush\n" ); }
+
+}
+
+TEST( AbortDeathTest, WritesOneLineAndEndsTheProcess )
+{
+    EXPECT_EXIT(
+        pb___Abort( nullptr, "source/x/y.cpp", 12, "value >= 0" ), testing::KilledBySignal( SIGABRT ), "^abort: source/x/y.cpp:12: value >= 0\n$" );
+}
+
+TEST( AbortDeathTest, NamesTheStandardFunction )
+{
+    EXPECT_EXIT( pb___Abort( "stdfunc retain", "source/x/y.cpp", 12, "obj" ), testing::KilledBySignal( SIGABRT ),
+        "^abort: stdfunc retain: source/x/y.cpp:12: obj\n$" );
+}
+
+TEST( AbortDeathTest, CallsTheHandlerThenWritesThenFlushes )
+{
+    EXPECT_EXIT(
+        {
+            pbAbortSetHandler( handler );
+            pb___AbortSetFlush( flush );
+            pb___Abort( nullptr, "source/x/y.cpp", 12, "value >= 0" );
+        },
+        testing::KilledBySignal( SIGABRT ), "^handler: \\(null\\) source/x/y.cpp 12 value >= 0\nabort: source/x/y.cpp:12: value >= 0\nflush\n$" );
+}
+
+TEST( AbortDeathTest, EndsWithoutAHandlerAndAFlushThatWereTakenAway )
+{
+    EXPECT_EXIT(
+        {
+            pbAbortSetHandler( handler );
+            pb___AbortSetFlush( flush );
+            pbAbortSetHandler( nullptr );
+            pb___AbortSetFlush( nullptr );
+            pb___Abort( nullptr, "source/x/y.cpp", 12, "obj" );
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/x/y.cpp:12: obj\n$" );
+}
+
+TEST( AbortDeathTest, CutsATextThatDoesNotFit )
+{
+    std::string expression( 5000, 'x' );
+    EXPECT_EXIT(
+        pb___Abort( nullptr, "source/x/y.cpp", 12, expression.c_str() ), testing::KilledBySignal( SIGABRT ), "^abort: source/x/y.cpp:12: x{900}" );
+}
+
+TEST( AbortDeathTest, IsWhatABrokenContractOfAnExportedFunctionCalls )
+{
+    EXPECT_EXIT( pbObjRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: source/pb/objects/pb_obj.cpp:[0-9]+: obj\n$" );
+    EXPECT_EXIT(
+        pbStringRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: stdfunc retain: source/pb/values/pb_string.cpp:[0-9]+: obj\n$" );
+}
+
+TEST( Abort, HandlersReplaceEachOther )
+{
+    EXPECT_EQ( pbAbortSetHandler( handler ), nullptr );
+    EXPECT_EQ( pbAbortSetHandler( nullptr ), handler );
+    EXPECT_EQ( pbAbortSetHandler( nullptr ), nullptr );
+}

@@ -1,0 +1,6 @@
+// A module that depends on one that is not there.
+#include <pb/module.hpp>
+
+extern "C" PB_EXPORT const PB_MODULE *frame_orphanModule( void );
+
+PB_MODULE_DEFINE( frame_orphan, "Orphan", "1.5", "frame_absent pb", pb::startNothing, pb::doNothing, pb::doNothing )

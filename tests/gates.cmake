@@ -1,0 +1,31 @@
+# The programs that use the libraries as a host does, and the gates: what must hold for the exported names, the headers, the layers, the form of the code, an
+# installation and the binary interface. A gate that cannot run here ends with 77 and counts as skipped.
+
+find_package( Python3 REQUIRED COMPONENTS Interpreter )
+
+add_subdirectory( frame )
+
+function( gate NAME )
+    add_test( NAME ${NAME} COMMAND ${ARGN} )
+    set_tests_properties( ${NAME} PROPERTIES LABELS gate SKIP_RETURN_CODE 77 TIMEOUT 600 )
+endfunction()
+
+# -B: no compiled Python in the source tree.
+set( python ${Python3_EXECUTABLE} -B )
+set( architecture ${CMAKE_CURRENT_SOURCE_DIR}/architecture )
+gate( gate_exports ${python} ${architecture}/check_exports.py ${CMAKE_BINARY_DIR}/lib )
+gate( gate_headers ${python} ${architecture}/check_headers.py )
+gate( gate_documentation ${python} ${architecture}/check_documentation.py )
+gate( gate_layers ${python} ${architecture}/check_layers.py )
+gate( gate_format ${architecture}/check_format.sh )
+gate( gate_self_test ${python} ${architecture}/test_gates.py )
+
+# What is instrumented is not what is installed.
+if( NOT CRY_SANITIZE AND NOT CRY_COVERAGE )
+    gate( gate_install ${CMAKE_CURRENT_SOURCE_DIR}/install/install_test.sh ${CMAKE_BINARY_DIR} )
+    # The types come from full debug information, which Release builds do not have.
+    if( CMAKE_BUILD_TYPE STREQUAL Debug AND CMAKE_CXX_COMPILER_ID STREQUAL GNU )
+        gate( gate_abi ${CMAKE_CURRENT_SOURCE_DIR}/abi/check_abi.sh $<TARGET_FILE:cry> )
+        gate( gate_abi_self_test ${CMAKE_CURRENT_SOURCE_DIR}/abi/test_abi.sh )
+    endif()
+endif()
