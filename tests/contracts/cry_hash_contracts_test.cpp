@@ -23,7 +23,7 @@ TEST( CryHashContracts, Algorithm )
 
 TEST( CryHashContracts, StandardFunctions )
 {
-    pb::Ref<CRY_HASH> hash  = pb::adopt( cryHashTryCreate( CRY_HASH_ALGORITHM_SHA2_256 ) );
+    pb::Ref<CRY_HASH>  hash  = pb::adopt( cryHashTryCreate( CRY_HASH_ALGORITHM_SHA2_256 ) );
     pb::Ref<PB_STRING> other = str( "x" );
     EXPECT_ABORT_IN( "stdfunc from", file, "!obj || pbObjSort(obj)==&cry___sort_CRY_HASH", cryHashFrom( other.obj() ) );
     EXPECT_ABORT_IN( "stdfunc retain", file, "obj", cryHashRetain( nullptr ) );

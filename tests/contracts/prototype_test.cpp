@@ -18,8 +18,8 @@ using namespace support;
 
 static constexpr char here[] = "tests/contracts/prototype_test.cpp";
 
-static PB_BOOL startToy() { return PB_TRUE; }
-static void    stopToy() {}
+static PB_BOOL             startToy() { return PB_TRUE; }
+static void                stopToy() {}
 extern "C" const PB_MODULE toy___module;
 extern "C" const PB_MODULE toy___module = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), nullptr, startToy, stopToy, stopToy, stopToy };
 
@@ -197,7 +197,7 @@ struct ToyRequestTraits
     {
         return cry::ossl::writeThroughText( [request]( BIO *bio ) { return PEM_write_bio_X509_REQ( bio, request ); } );
     }
-    static int       upRef( X509_REQ * ) { return 0; }
+    static int       upRef( X509_REQ       *) { return 0; }
     static X509_REQ *dup( X509_REQ *request ) { return X509_REQ_dup( request ); }
 };
 
@@ -307,8 +307,8 @@ TEST( Prototype, FieldsCompareNullFirstAndStopAtTheFirstDifference )
 
 TEST( Prototype, SettersCopyWhatOthersHold )
 {
-    pb::Ref<TOY_FIELDS> mine = pb::adopt( pb::create<TOY_FIELDS>() );
-    mine.get()->name         = str( "old" ).take();
+    pb::Ref<TOY_FIELDS> mine   = pb::adopt( pb::create<TOY_FIELDS>() );
+    mine.get()->name           = str( "old" ).take();
     pb::Ref<TOY_FIELDS> theirs = mine;
     toyFieldsSetName( mine.handle(), str( "new" ).get() );
     EXPECT_NE( mine.get(), theirs.get() );

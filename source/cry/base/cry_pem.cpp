@@ -175,8 +175,6 @@ CRY_PEM *cryPemTryDecode( PB_BUFFER *buf )
     return cry::pem::tryReadSingle( cry::pem::TextLines( buf ) );
 }
 
-static void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
-
 // The vector with every line trimmed, without empty lines and comments.
 static pb::Ref<PB_VECTOR> cleaned( PB_VECTOR *vec )
 {
@@ -193,7 +191,7 @@ static pb::Ref<PB_VECTOR> cleaned( PB_VECTOR *vec )
 PB_BOOL cry___PemTryDecodeFromStringVector( PB_VECTOR **vec, CRY_PEM **pem )
 {
     PB_CHECK( vec );
-    checkLines( vec );
+    cry::pem::checkLines( vec );
     PB_CHECK( pem );
     *pem                     = nullptr;
     pb::Ref<PB_VECTOR> lines = cleaned( *vec );
@@ -214,7 +212,7 @@ PB_BOOL cry___PemTryDecodeFromStringVector( PB_VECTOR **vec, CRY_PEM **pem )
 CRY_PEM *cryPemTryDecodeFromStringVector( PB_VECTOR *vec )
 {
     PB_CHECK( vec );
-    checkLines( &vec );
+    cry::pem::checkLines( &vec );
     return cry::pem::tryReadSingle( cry::pem::StringLines( vec ) );
 }
 
@@ -266,11 +264,15 @@ CRY_PEM *cry___PemTryDecodeFromBio( BIO *bio )
 {
     PB_CHECK( bio );
     pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
-    // It may be a private key; its label is not known yet.
+    // It may be a private key. Only its label will tell, so the mark is not handed on.
     pbBufferSetSensitive( text.handle() );
-    PB_BYTE bytes[128];
-    PB_BOOL end = PB_FALSE;
-    while( !end )
+    struct Piece
+    {
+        PB_BYTE bytes[128];
+        ~Piece() { pbMemCleanse( bytes, sizeof bytes ); }
+    } piece;
+    PB_BYTE( &bytes )[128] = piece.bytes;
+    for( ;; )
     {
         int bytesRead = BIO_read( bio, bytes, sizeof bytes );
         PB_CHECK( bytesRead <= PB_SIZEOF( bytes ) );
@@ -281,11 +283,8 @@ CRY_PEM *cry___PemTryDecodeFromBio( BIO *bio )
             pbBufferAppendBytes( text.handle(), bytes, bytesRead );
         }
         else if( BIO_ctrl( bio, BIO_CTRL_EOF, 0, nullptr ) )
-            end = PB_TRUE;
+            return cry::pem::tryReadSingle( cry::pem::TextLines( text.get(), false ) );
         else if( !BIO_test_flags( bio, BIO_FLAGS_SHOULD_RETRY ) )
             return nullptr;
     }
-    pbMemCleanse( bytes, sizeof bytes );
-    CRY_PEM *pem = cryPemTryDecode( text.get() );
-    return pem;
 }

@@ -3,8 +3,10 @@
 
 #include "base/cry_pem.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <pb/pb_mem.h>
+#include <pb/sort.hpp>
 #include <rfc/rfc_base.h>
 #include <string_view>
 
@@ -25,10 +27,8 @@ inline constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dash
 class TextLines
 {
 public:
-    explicit TextLines( PB_BUFFER *buf ) :
-        at( (const char *)pbBufferBytes( buf ) ), last( at + pbBufferLength( buf ) ), secret( pbBufferSensitive( buf ) )
-    {
-    }
+    TextLines( PB_BUFFER *buf, bool sensitive ) : at( (const char *)pbBufferBytes( buf ) ), last( at + pbBufferLength( buf ) ), secret( sensitive ) {}
+    explicit TextLines( PB_BUFFER *buf ) : TextLines( buf, pbBufferSensitive( buf ) ) {}
 
     bool sensitive() const { return secret; }
 
@@ -59,31 +59,37 @@ private:
         return line;
     }
 
-    // LF, CR LF, CR and NEL end a line. Lines that end with LF are by far the most, so the others are looked for within them.
+    // Where the next one of these characters is, the end of the text when there is none. Each is looked for again only when it was passed, so the time is
+    // linear whatever the lines end with.
+    const char *nextOf( char wanted, const char *&place ) const
+    {
+        if( !place || place < at )
+        {
+            place = (const char *)std::memchr( at, wanted, (size_t)( last - at ) );
+            place = place ? place : last;
+        }
+        return place;
+    }
+
+    // LF, CR LF, CR and NEL end a line.
     std::string_view rawLine()
     {
-        const char *lf      = (const char *)std::memchr( at, '\n', (size_t)( last - at ) );
-        const char *lineEnd = lf ? lf : last;
-        const char *after   = lf ? lf + 1 : last;
-        if( const char *cr = (const char *)std::memchr( at, '\r', (size_t)( lineEnd - at ) ); cr && cr + 1 != lf )
-        {
-            lineEnd = cr;
-            after   = cr + 1;
-        }
-        if( const char *nel = (const char *)std::memchr( at, '\x85', (size_t)( lineEnd - at ) ) )
-        {
-            lineEnd = nel;
-            after   = nel + 1;
-        }
+        const char      *lineEnd = std::min( { nextOf( '\n', lf ), nextOf( '\r', cr ), nextOf( '\x85', nel ) } );
         std::string_view line( at, (size_t)( lineEnd - at ) );
-        at = after;
+        at = lineEnd == last ? last : lineEnd + ( *lineEnd == '\r' && lineEnd + 1 < last && lineEnd[1] == '\n' ? 2 : 1 );
         return line;
     }
 
     const char *at;
     const char *last;
+    const char *lf  = nullptr;
+    const char *cr  = nullptr;
+    const char *nel = nullptr;
     bool        secret;
 };
+
+// The check of all readers of lines; the text speaks of the address of a vector, which is what the block reader takes.
+inline void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
 
 // The same over a vector of strings.
 class StringLines

@@ -35,6 +35,6 @@ PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf )
 PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec )
 {
     PB_CHECK( vec );
-    PB_CHECK( pbVectorContainsOnly( vec, pbStringSort() ) );
+    cry::pem::checkLines( &vec );
     return cry::pem::tryReadAll( cry::pem::StringLines( vec ) );
 }

@@ -78,7 +78,8 @@ static PB_INT wholeCharacters( PB_CHAR_SOURCE *source, PB_INT max )
     {
         ucs4_t character;
         int    length = u8_mbtoucr( &character, bytes + used, (size_t)( left - used ) );
-        if( length == -2 && !pbByteSourceEnd( source->bytes ) )
+        // How many bytes of a malformed character become one U+FFFD shows only when all that it may have are there.
+        if( length < 0 && left - used < 4 && !pbByteSourceEnd( source->bytes ) )
             break;
         used += length > 0 ? length : u8_mbtouc( &character, bytes + used, (size_t)( left - used ) );
     }

@@ -41,8 +41,10 @@ PB_SORT_DEFINE( pb, Buffer, PB_BUFFER, .free = pb::slot<freeBuffer>, .compare = 
 
 static PB_BUFFER *createWithRoom( PB_INT room )
 {
-    PB_BUFFER *buf = pb::create<PB_BUFFER>( (size_t)room );
-    buf->content.init( buf + 1, room );
+    PB_INT     inside = pb::Bytes::insideOf( room );
+    PB_BUFFER *buf    = pb::create<PB_BUFFER>( (size_t)inside );
+    buf->content.init( buf + 1, inside );
+    buf->content.reserve( room );
     return buf;
 }
 

@@ -16,6 +16,9 @@ struct Bytes
     PB_BOOL  owned; // the memory is not the object's own
     PB_BOOL  sensitive;
 
+    // How much of a wished room lies inside the object. New objects are zeroed, which is not worth it for much content.
+    static PB_INT insideOf( PB_INT room ) { return room <= 4096 ? room : 0; }
+
     // `inside` is the memory that was allocated behind the object.
     void init( void *inside, PB_INT insideCapacity )
     {

@@ -44,8 +44,10 @@ static constinit PB_STRING emptyString = { { PB_OBJ_STATIC_REF_COUNT, &pb___sort
 
 static PB_STRING *createWithRoom( PB_INT bytes )
 {
-    PB_STRING *str = pb::create<PB_STRING>( (size_t)bytes + 1 );
-    str->content.init( str + 1, bytes + 1 );
+    PB_INT     inside = pb::Bytes::insideOf( bytes + 1 );
+    PB_STRING *str    = pb::create<PB_STRING>( (size_t)inside );
+    str->content.init( str + 1, inside );
+    str->content.reserve( bytes + 1 );
     return str;
 }
 

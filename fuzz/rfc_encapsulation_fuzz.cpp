@@ -1,0 +1,71 @@
+// Finding blocks in any text: they lie in it one after the other, their line numbers are those of counting, and each found alone is the same block.
+#include "start.hpp"
+
+using namespace fuzz;
+
+namespace
+{
+
+// The number of line ends in a text; the halves of a CR LF are one.
+PB_INT lineEnds( std::string_view text )
+{
+    PB_INT count = 0;
+    for( size_t index = 0; index < text.size(); index++ )
+        count += text[index] == '\r' || ( text[index] == '\n' && ( !index || text[index - 1] != '\r' ) );
+    return count;
+}
+
+bool find( std::string_view text, size_t offset, PB_INT line, RFC_ENCAPSULATION &found )
+{
+    return rfcEncapsulationFindNext( (const PB_BYTE *)text.data(), (PB_INT)text.size(), (PB_INT)offset, line, &found );
+}
+
+bool begins( std::string_view line, std::string_view boundary )
+{
+    size_t first = line.find_first_not_of( " \t" );
+    return first != line.npos && line.substr( first ).starts_with( boundary );
+}
+
+}
+
+int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
+{
+    start();
+    std::string_view  text( (const char *)bytes, size );
+    size_t            offset = 0;
+    PB_INT            line   = 1;
+    RFC_ENCAPSULATION found;
+    while( find( text, offset, line, found ) )
+    {
+        FUZZ_CHECK( found.offset >= (PB_INT)offset && found.length > 0 && found.offset + found.length <= (PB_INT)size );
+        std::string_view block = text.substr( (size_t)found.offset, (size_t)found.length );
+        FUZZ_CHECK( begins( block, "-----BEGIN " ) );
+        FUZZ_CHECK(
+            found.offset == 0 || text[(size_t)found.offset - 1] == '\n' || text[(size_t)found.offset - 1] == '\r' || found.offset == (PB_INT)offset );
+        FUZZ_CHECK( found.line == 1 + lineEnds( text.substr( 0, (size_t)found.offset ) ) );
+        FUZZ_CHECK( found.endLine >= found.line );
+        if( found.complete )
+        {
+            size_t last = block.find_last_of( "\r\n" );
+            FUZZ_CHECK( last != block.npos && begins( block.substr( last + 1 ), "-----END " ) );
+            FUZZ_CHECK( found.endLine == found.line + lineEnds( block ) );
+        }
+        else
+        {
+            size_t after = (size_t)( found.offset + found.length );
+            FUZZ_CHECK( after == size || begins( text.substr( after ), "-----BEGIN " ) );
+        }
+
+        RFC_ENCAPSULATION alone;
+        FUZZ_CHECK( find( block, 0, found.line, alone ) );
+        FUZZ_CHECK( alone.offset == 0 && alone.length == found.length && alone.line == found.line && alone.endLine == found.endLine );
+        FUZZ_CHECK( alone.complete == found.complete );
+        offset = (size_t)( found.offset + found.length );
+        line   = found.complete ? found.endLine : 1 + lineEnds( text.substr( 0, offset ) );
+    }
+    // What is left holds no BEGIN line: a block may only start where a line does.
+    for( size_t at = offset; at < size; at++ )
+        FUZZ_CHECK( !( at == 0 || text[at - 1] == '\n' || text[at - 1] == '\r' ) ||
+            !begins( text.substr( at, text.substr( at ).find_first_of( "\r\n" ) ), "-----BEGIN " ) );
+    return 0;
+}

@@ -1,0 +1,70 @@
+// What every fuzzer needs: the started family, checks, and short ways to values.
+#pragma once
+
+#include <bn/bn.h>
+#include <cry/cry.h>
+#include <cs/cs.h>
+#include <in/in.h>
+#include <openssl_module/openssl_module.h>
+#include <pb/pb.h>
+#include <pb/ref.hpp>
+#include <rfc/rfc.h>
+#include <tr/tr.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+extern "C" int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size );
+
+namespace fuzz
+{
+
+// Ends the process where a result is not what it must be.
+#define FUZZ_CHECK( ... ) ( ( __VA_ARGS__ ) ? (void)0 : fuzz::fail( __FILE__, __LINE__, #__VA_ARGS__ ) )
+
+[[noreturn]] inline void fail( const char *file, int line, const char *expression )
+{
+    std::fprintf( stderr, "%s:%d: %s\n", file, line, expression );
+    std::abort();
+}
+
+// Starts the family at the first call, with the modules that are linked into the program.
+inline void start()
+{
+    if( pbRuntimeStarted() )
+        return;
+    for( const PB_MODULE *module : { rfcModule(), bnModule(), inModule(), trModule(), csModule(), opensslModule(), cryModule() } )
+        pbRuntimeRegisterModule( module );
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+    FUZZ_CHECK( pbRuntimeStart( options.get() ) );
+    std::atexit( [] { pbRuntimeStop(); } );
+}
+
+inline pb::Ref<PB_BUFFER> buffer( std::string_view bytes ) { return pb::adopt( pbBufferCreateFromBytes( bytes.data(), (PB_INT)bytes.size() ) ); }
+
+inline std::string_view view( const pb::Ref<PB_BUFFER> &buf )
+{
+    return { (const char *)pbBufferBytes( buf.get() ), (size_t)pbBufferLength( buf.get() ) };
+}
+
+inline std::string_view view( PB_STRING *str )
+{
+    PB_INT      length;
+    const char *text = pbStringPeekUtf8( str, &length );
+    return { text, (size_t)length };
+}
+inline std::string_view view( const pb::Ref<PB_STRING> &str ) { return view( str.get() ); }
+
+// Takes bytes that steer a fuzzer off the front of an input; 0 where there are none.
+inline uint8_t takeByte( std::string_view &input )
+{
+    if( input.empty() )
+        return 0;
+    uint8_t byte = (uint8_t)input.front();
+    input.remove_prefix( 1 );
+    return byte;
+}
+
+}

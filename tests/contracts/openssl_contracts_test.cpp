@@ -1,0 +1,19 @@
+#include <openssl_module/internal/openssl_module.h>
+
+#include "support/contract.hpp"
+
+static constexpr char file[] = "source/openssl/openssl_module.cpp";
+
+TEST( OpensslContracts, Digest ) { EXPECT_ABORT( file, "name", openssl___Digest( nullptr ) ); }
+
+TEST( OpensslContracts, Parsers )
+{
+    static constexpr PB_BYTE der[] = { 0x30, 0x00 };
+    EXPECT_ABORT( file, "der", openssl___TryParseCertificate( nullptr, 0 ) );
+    EXPECT_ABORT( file, "length >= 0", openssl___TryParseCertificate( der, -1 ) );
+    for( auto parse : { openssl___TryParsePrivateKeyShort, openssl___TryParsePublicKeyShort } )
+    {
+        EXPECT_ABORT( file, "der", parse( nullptr, 0 ) );
+        EXPECT_ABORT( file, "length >= 0", parse( der, -1 ) );
+    }
+}

@@ -1,0 +1,111 @@
+#include <pb/pb.h>
+
+#include "support/standard_functions.hpp"
+#include "support/text.hpp"
+
+using namespace support;
+
+static constexpr char file[]     = "source/pb/stores/pb_store.cpp";
+static constexpr char array[]    = "pbStoreIsArray( *store )";
+static constexpr char notArray[] = "!pbStoreIsArray( *store )";
+
+TEST( PbStoresContracts, StandardFunctions )
+{
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    EXPECT_STANDARD_CHECKS( file, pb, Store, PB_STORE, "store", store.get() );
+}
+
+TEST( PbStoresContracts, ReadersByIndex )
+{
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    pbStoreSetIntValueCstr( store.handle(), "a", -1, 1 );
+    PB_INT  number;
+    PB_BOOL flag;
+    EXPECT_ABORT( file, "source", pbStoreCreateFrom( nullptr ) );
+    EXPECT_ABORT( file, "store", pbStoreIsArray( nullptr ) );
+    EXPECT_ABORT( file, "store", pbStoreLength( nullptr ) );
+    for( auto read :
+        std::initializer_list<std::function<void( PB_STORE *, PB_INT )>>{ []( PB_STORE *from, PB_INT index ) { pbStoreKeyAt( from, index ); },
+            []( PB_STORE *from, PB_INT index ) { pbStoreValueAt( from, index ); },
+            []( PB_STORE *from, PB_INT index ) { pbStoreStoreAt( from, index ); },
+            [&]( PB_STORE *from, PB_INT index ) { pbStoreIntValueAt( from, index, &number ); },
+            [&]( PB_STORE *from, PB_INT index ) { pbStoreBoolValueAt( from, index, &flag ); },
+            []( PB_STORE *from, PB_INT index ) { pbStoreIsNullAt( from, index ); } } )
+    {
+        EXPECT_ABORT( file, "store", read( nullptr, 0 ) );
+        EXPECT_ABORT( file, "index >= 0", read( store.get(), -1 ) );
+        EXPECT_ABORT( file, "index < pbStoreLength( store )", read( store.get(), 1 ) );
+    }
+    EXPECT_ABORT( file, "value", pbStoreIntValueAt( store.get(), 0, nullptr ) );
+    EXPECT_ABORT( file, "value", pbStoreBoolValueAt( store.get(), 0, nullptr ) );
+}
+
+TEST( PbStoresContracts, ReadersByKey )
+{
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+    PB_INT            number;
+    PB_BOOL           flag;
+    for( auto read : std::initializer_list<std::function<void( PB_STORE *, const char *, PB_INT )>>{
+             []( PB_STORE *from, const char *key, PB_INT length ) { pbStoreIndexCstr( from, key, length ); },
+             []( PB_STORE *from, const char *key, PB_INT length ) { pbStoreValueCstr( from, key, length ); },
+             []( PB_STORE *from, const char *key, PB_INT length ) { pbStoreStoreCstr( from, key, length ); },
+             [&]( PB_STORE *from, const char *key, PB_INT length ) { pbStoreIntValueCstr( from, key, length, &number ); },
+             [&]( PB_STORE *from, const char *key, PB_INT length ) { pbStoreBoolValueCstr( from, key, length, &flag ); } } )
+    {
+        EXPECT_ABORT( file, "store", read( nullptr, "a", -1 ) );
+        EXPECT_ABORT( file, "key", read( store.get(), nullptr, 0 ) );
+        EXPECT_ABORT( file, "length >= -1", read( store.get(), "a", -2 ) );
+    }
+    EXPECT_ABORT( file, "value", pbStoreIntValueCstr( store.get(), "a", -1, nullptr ) );
+    EXPECT_ABORT( file, "value", pbStoreBoolValueCstr( store.get(), "a", -1, nullptr ) );
+}
+
+TEST( PbStoresContracts, ArrayEditors )
+{
+    pb::Ref<PB_STORE>  store = pb::adopt( pbStoreCreateArray() );
+    pb::Ref<PB_STORE>  keyed = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STRING> text  = str( "x" );
+    PB_STORE          *none  = nullptr;
+    for( auto append : std::initializer_list<std::function<void( PB_STORE ** )>>{ [&]( PB_STORE **to ) { pbStoreAppendValue( to, text.get() ); },
+             [&]( PB_STORE **to ) { pbStoreAppendStore( to, keyed.get() ); }, []( PB_STORE **to ) { pbStoreAppendIntValue( to, 1 ); },
+             []( PB_STORE **to ) { pbStoreAppendBoolValue( to, PB_TRUE ); }, []( PB_STORE **to ) { pbStoreAppendValueNull( to ); } } )
+    {
+        EXPECT_ABORT( file, "store", append( nullptr ) );
+        EXPECT_ABORT( file, "*store", append( &none ) );
+        EXPECT_ABORT( file, array, append( keyed.handle() ) );
+    }
+    EXPECT_ABORT( file, "value", pbStoreAppendValue( store.handle(), nullptr ) );
+    EXPECT_ABORT( file, "value", pbStoreAppendStore( store.handle(), nullptr ) );
+    // The kind of the store is looked at before the value.
+    EXPECT_ABORT( file, array, pbStoreAppendValue( keyed.handle(), nullptr ) );
+    EXPECT_EQ( pbStoreLength( keyed.get() ), 0 );
+}
+
+TEST( PbStoresContracts, KeyedEditors )
+{
+    pb::Ref<PB_STORE>  store = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STORE>  list  = pb::adopt( pbStoreCreateArray() );
+    pb::Ref<PB_STRING> text  = str( "x" );
+    PB_STORE          *none  = nullptr;
+    for( auto set : std::initializer_list<std::function<void( PB_STORE **, const char *, PB_INT )>>{
+             [&]( PB_STORE **to, const char *key, PB_INT length ) { pbStoreSetValueCstr( to, key, length, text.get() ); },
+             [&]( PB_STORE **to, const char *key, PB_INT length ) { pbStoreSetStoreCstr( to, key, length, list.get() ); },
+             []( PB_STORE **to, const char *key, PB_INT length ) { pbStoreSetIntValueCstr( to, key, length, 1 ); },
+             []( PB_STORE **to, const char *key, PB_INT length ) { pbStoreSetBoolValueCstr( to, key, length, PB_TRUE ); },
+             []( PB_STORE **to, const char *key, PB_INT length ) { pbStoreSetValueNullCstr( to, key, length ); } } )
+    {
+        EXPECT_ABORT( file, "store", set( nullptr, "a", -1 ) );
+        EXPECT_ABORT( file, "*store", set( &none, "a", -1 ) );
+        EXPECT_ABORT( file, notArray, set( list.handle(), "a", -1 ) );
+        EXPECT_ABORT( file, "key", set( store.handle(), nullptr, 0 ) );
+        EXPECT_ABORT( file, "length >= -1", set( store.handle(), "a", -2 ) );
+    }
+    EXPECT_ABORT( file, "value", pbStoreSetValueCstr( store.handle(), "a", -1, nullptr ) );
+    EXPECT_ABORT( file, "value", pbStoreSetStoreCstr( store.handle(), "a", -1, nullptr ) );
+
+    EXPECT_ABORT( file, "store", pbStoreDelCstr( nullptr, "a", -1 ) );
+    EXPECT_ABORT( file, "*store", pbStoreDelCstr( &none, "a", -1 ) );
+    EXPECT_ABORT( file, "key", pbStoreDelCstr( store.handle(), nullptr, 0 ) );
+    EXPECT_ABORT( file, "length >= -1", pbStoreDelCstr( store.handle(), "a", -2 ) );
+    EXPECT_EQ( pbStoreLength( store.get() ), 0 );
+}
