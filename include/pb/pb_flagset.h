@@ -12,7 +12,8 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_FLAGSET *pbFlagsetCreate( void );
 /* pbFlagsetCreateFrom: a copy; null aborts ("source"). */
 PB_EXPORT PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source );
-/* pbFlagsetSetFlagCstr: names a flag, whose value is one bit (or several); `length` -1 means zero-terminated. */
+/* pbFlagsetSetFlagCstr: names a flag, whose value is one bit (or several), in place of the name or the value that was there; `length` -1 means
+   zero-terminated. A value of 0 or less aborts ("value > 0"). */
 PB_EXPORT void pbFlagsetSetFlagCstr( PB_FLAGSET **flagset, const char *name, PB_INT length, PB_INT value );
 /* pbFlagsetHasFlagCstr: whether there is a flag of this name. */
 PB_EXPORT PB_BOOL pbFlagsetHasFlagCstr( PB_FLAGSET *flagset, const char *name, PB_INT length );

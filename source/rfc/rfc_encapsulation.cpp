@@ -52,22 +52,18 @@ PB_BOOL rfcEncapsulationFindNext( const PB_BYTE *text, PB_INT length, PB_INT off
         lines.next();
     if( !lines.more() )
         return PB_FALSE;
-    *found = { (PB_INT)lines.at, 0, lines.line, lines.line, PB_FALSE };
+    *found = { (PB_INT)lines.at, (PB_INT)lines.current().size(), lines.line, lines.line, PB_FALSE };
     for( lines.next(); lines.more(); lines.next() )
     {
         std::string_view current = lines.current();
-        bool             end     = begins( current, "-----END " );
+        found->complete          = begins( current, "-----END " );
         // A block that is cut off must not swallow the one behind it.
-        if( !end && begins( current, "-----BEGIN " ) )
+        if( !found->complete && begins( current, "-----BEGIN " ) )
             break;
+        found->length  = (PB_INT)( lines.at + current.size() ) - found->offset;
         found->endLine = lines.line;
-        if( end )
-        {
-            found->length   = (PB_INT)( lines.at + current.size() ) - found->offset;
-            found->complete = PB_TRUE;
-            return PB_TRUE;
-        }
+        if( found->complete )
+            break;
     }
-    found->length = (PB_INT)lines.at - found->offset;
     return PB_TRUE;
 }

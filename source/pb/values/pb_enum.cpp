@@ -1,8 +1,8 @@
-#include <pb/pb_boxed_int.h>
-#include <pb/pb_dict.h>
 #include <pb/pb_enum.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
+
+#include "values/pb_names.hpp"
 
 struct PB_ENUM : PB_OBJ
 {
@@ -47,17 +47,8 @@ void pbEnumSetEnumerantCstr( PB_ENUM **enumeration, const char *name, PB_INT len
 {
     PB_CHECK_HANDLE( enumeration );
     PB_CHECK( name );
-    PB_ENUM              *target   = pb::makeWritable( enumeration, pbEnumCreateFrom );
-    pb::Ref<PB_STRING>    text     = pb::adopt( pbStringCreateFromCstr( name, length ) );
-    pb::Ref<PB_BOXED_INT> number   = pb::adopt( pbBoxedIntCreate( value ) );
-    pb::Ref<PB_OBJ>       oldName  = pb::adopt( pbDictIntKey( target->nameByValue, value ) );
-    pb::Ref<PB_OBJ>       oldValue = pb::adopt( pbDictStringKey( target->valueByName, text.get() ) );
-    if( oldName )
-        pbDictDelObjKey( &target->valueByName, oldName.get() );
-    if( oldValue )
-        pbDictDelObjKey( &target->nameByValue, oldValue.get() );
-    pbDictSetObjKey( &target->nameByValue, number.obj(), text.obj() );
-    pbDictSetObjKey( &target->valueByName, text.obj(), number.obj() );
+    PB_ENUM *target = pb::makeWritable( enumeration, pbEnumCreateFrom );
+    pb::setName( target->nameByValue, target->valueByName, name, length, value );
 }
 
 PB_STRING *pbEnumGenerate( PB_ENUM *enumeration, PB_INT value )
@@ -72,6 +63,5 @@ PB_INT pbEnumParse( PB_ENUM *enumeration, PB_STRING *name )
 {
     PB_CHECK( enumeration );
     PB_CHECK( name );
-    pb::Ref<PB_BOXED_INT> value = pb::adopt( pbBoxedIntFrom( pbDictStringKey( enumeration->valueByName, name ) ) );
-    return value ? pbBoxedIntValue( value.get() ) : -1;
+    return pb::valueOf( enumeration->valueByName, name, -1 );
 }

@@ -1,8 +1,8 @@
-#include <pb/pb_boxed_int.h>
-#include <pb/pb_dict.h>
 #include <pb/pb_flagset.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
+
+#include "values/pb_names.hpp"
 
 struct PB_FLAGSET : PB_OBJ
 {
@@ -48,11 +48,8 @@ void pbFlagsetSetFlagCstr( PB_FLAGSET **flagset, const char *name, PB_INT length
     PB_CHECK_HANDLE( flagset );
     PB_CHECK( name );
     PB_CHECK( value > 0 );
-    PB_FLAGSET           *target = pb::makeWritable( flagset, pbFlagsetCreateFrom );
-    pb::Ref<PB_STRING>    text   = pb::adopt( pbStringCreateFromCstr( name, length ) );
-    pb::Ref<PB_BOXED_INT> number = pb::adopt( pbBoxedIntCreate( value ) );
-    pbDictSetObjKey( &target->nameByValue, number.obj(), text.obj() );
-    pbDictSetObjKey( &target->valueByName, text.obj(), number.obj() );
+    PB_FLAGSET *target = pb::makeWritable( flagset, pbFlagsetCreateFrom );
+    pb::setName( target->nameByValue, target->valueByName, name, length, value );
 }
 
 PB_BOOL pbFlagsetHasFlagCstr( PB_FLAGSET *flagset, const char *name, PB_INT length )
@@ -88,10 +85,8 @@ PB_INT pbFlagsetParse( PB_FLAGSET *flagset, PB_STRING *text )
     pb::Ref<PB_VECTOR> parts = pb::adopt( pbStringSplitChar( text, '|' ) );
     for( PB_INT index = 0; index < pbVectorLength( parts.get() ); index++ )
     {
-        pb::Ref<PB_STRING>    name  = pb::adopt( pbStringTrim( pbStringFrom( pb___VectorPeekObjAt( parts.get(), index ) ) ) );
-        pb::Ref<PB_BOXED_INT> value = pb::adopt( pbBoxedIntFrom( pbDictStringKey( flagset->valueByName, name.get() ) ) );
-        if( value )
-            flags |= pbBoxedIntValue( value.get() );
+        pb::Ref<PB_STRING> name = pb::adopt( pbStringTrim( pbStringFrom( pb___VectorPeekObjAt( parts.get(), index ) ) ) );
+        flags |= pb::valueOf( flagset->valueByName, name.get(), 0 );
     }
     return flags;
 }

@@ -116,6 +116,9 @@ static bool sameBytes( const void *a, const void *b, PB_INT count ) { return !co
 
 static PB_STRING *writable( PB_STRING **str ) { return pb::makeWritable( str, pbStringCreateFrom ); }
 
+// The bytes of the character that begins with this byte. The library's own function says 0 of U+0000.
+static PB_INT characterLength( PB_BYTE first ) { return first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4; }
+
 // Where the code point with this index begins; the index may be the length.
 static PB_INT byteOffset( const PB_STRING *str, PB_INT index )
 {
@@ -123,7 +126,7 @@ static PB_INT byteOffset( const PB_STRING *str, PB_INT index )
         return index;
     PB_INT offset = 0;
     for( ; index > 0; index-- )
-        offset += u8_mblen( str->content.bytes + offset, (size_t)( str->content.length - offset ) );
+        offset += characterLength( str->content.bytes[offset] );
     return offset;
 }
 
@@ -313,7 +316,7 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
         pbVectorAppendObj( parts.handle(), part.obj() );
         if( !found )
             return parts.take();
-        begin = found + u8_mblen( found, (size_t)( end - found ) );
+        begin = found + characterLength( *found );
     }
 }
 
@@ -322,7 +325,7 @@ PB_STRING *pbStringToCaseFold( PB_STRING *str )
     PB_CHECK( str );
     size_t   length = 0;
     uint8_t *folded = u8_casefold( str->content.bytes, (size_t)str->content.length, nullptr, nullptr, nullptr, &length );
-    PB_CHECK( folded || !length );
+    PB_CHECK( folded );
     PB_STRING *result = createValid( folded, (PB_INT)length, str->content.sensitive );
     if( str->content.sensitive )
         pbMemCleanse( folded, length );
