@@ -22,6 +22,9 @@ struct Unusable : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+// A value as it was given; every option that takes one needs this as its transformation (see hideNames in main.cpp).
+inline std::string plain( const std::string &value ) { return value.starts_with( '\0' ) ? value.substr( 1 ) : value; }
+
 // Each adds its subcommand; when it was given, the callback puts the exit code into `exit`.
 void addVerify( CLI::App &app, int &exit );
 void addHash( CLI::App &app, int &exit );

@@ -30,6 +30,9 @@ struct Name
     CRY_HASH_ALGORITHM value;
 };
 
+// A list with more bad lines than this is probably no list at all.
+constexpr size_t malformedShown = 10;
+
 constexpr Name names[] = {
     { "md5", CRY_HASH_ALGORITHM_MD5 },
     { "sha1", CRY_HASH_ALGORITHM_SHA1 },
@@ -159,6 +162,8 @@ std::optional<Entry> parseLine( std::string_view line, size_t digits )
         entry.digest += lower;
     }
     std::string_view path = line.substr( digits + 2 );
+    if( path.find( '\0' ) != path.npos )
+        return {}; // no file has such a name, and what stands before the NUL may be the name of another
     for( size_t index = 0; index < path.size(); index++ )
     {
         if( !escaped || path[index] != '\\' )
@@ -185,7 +190,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
     pb::Ref<PB_BUFFER> content = tool::readWhole( list );
     std::string_view   rest( (const char *)pbBufferBytes( content.get() ), (size_t)pbBufferLength( content.get() ) );
     size_t             digits = (size_t)cryHashAlgorithmDigestSizeBits( algorithm ) / 4;
-    size_t             known  = 0;
+    size_t             known = 0, malformed = 0;
     for( PB_INT number = 1; !rest.empty(); number++ )
     {
         std::string_view line = rest.substr( 0, rest.find( '\n' ) );
@@ -197,9 +202,9 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         std::optional<Entry> entry = parseLine( line, digits );
         if( !entry )
         {
-            tool::complain( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
-                " hexadecimal digits, two blanks and a file name" );
-            result.malformed++;
+            if( ++malformed <= malformedShown )
+                tool::complain( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
+                    " hexadecimal digits, two blanks and a file name" );
             continue;
         }
         known++;
@@ -220,8 +225,12 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         if( !options.json )
             tool::print( tool::printable( entry->path ) + ": " + ( verdict == "OK" ? tool::green( verdict ) : tool::red( verdict ) ) + "\n" );
     }
+    result.malformed += malformed;
+    if( malformed > malformedShown )
+        tool::complain( tool::nameOf( list ) + ": and " + tool::counted( malformed - malformedShown, "further line" ) );
     if( !known )
-        throw tool::Unusable( tool::nameOf( list ) + ": holds no line of a digest and a file name" );
+        throw tool::Unusable(
+            tool::nameOf( list ) + ": holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
 }
 
 int hash( Options options )
@@ -273,8 +282,14 @@ void tool::addHash( CLI::App &app, int &exit )
 {
     auto      options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand( "hash", "compute or check digests of files" );
-    command->add_option( "FILE", options->files, "files to read; - and none at all are standard input" )->expected( 0, -1 );
-    command->add_option( "--algorithm", options->algorithm, "one of " + allNames() )->type_name( "NAME" )->capture_default_str();
+    command->add_option( "FILE", options->files, "files to read; - and none at all are standard input" )
+        ->expected( 0, -1 )
+        ->type_name( "" )
+        ->transform( tool::plain );
+    command->add_option( "--algorithm", options->algorithm, "one of " + allNames() )
+        ->type_name( "NAME" )
+        ->transform( tool::plain )
+        ->capture_default_str();
     command->add_flag( "--check", options->check, "read lists of digests from the files and check them" );
     command->add_flag( "--json", options->json, "print the result as JSON" );
     command->footer( "Prints and reads lines as sha256sum does.\n"

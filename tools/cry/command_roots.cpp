@@ -48,7 +48,9 @@ void look( const fs::path &file, Source &source )
         source.skipped.push_back( { file.string(), 0, problem.what() } );
         return;
     }
-    for( tool::Block &block : tool::findBlocks( content.get() ) )
+    tool::Blocks blocks( content.get() );
+    tool::Block  block;
+    while( blocks.next( block ) )
     {
         std::string problem = block.problem;
         PB_INT      line    = block.problemLine;

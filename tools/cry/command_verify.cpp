@@ -4,9 +4,10 @@
 #include "input.hpp"
 #include "terminal.hpp"
 
+#include <algorithm>
 #include <cry/internal/cry_x509_certificates.h>
 #include <memory>
-#include <set>
+#include <openssl/x509_vfy.h>
 
 namespace
 {
@@ -15,10 +16,9 @@ struct Options
 {
     std::vector<std::string> trust, intermediates;
     std::string              time, chain;
-    bool                     noSystem = false, json = false;
+    bool                     now = true, noSystem = false, json = false;
 };
 
-// Where trust came from, for the message when there is none.
 struct Input
 {
     pb::Ref<CRY_X509_CERTIFICATE>  leaf;
@@ -26,9 +26,10 @@ struct Input
     pb::Ref<PB_TIME>               tm;
 };
 
-pb::Ref<PB_TIME> timeOf( const std::string &text )
+pb::Ref<PB_TIME> timeOf( const Options &options )
 {
-    if( text.empty() )
+    const std::string &text = options.time;
+    if( options.now )
         return pb::adopt( pbTimeTryCreateFromTimeT( time( nullptr ) ) );
     pb::Ref<PB_STRING> str = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
     pb::Ref<PB_TIME>   tm  = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
@@ -49,14 +50,14 @@ void append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<tool::Certifi
 Input readInput( const Options &options )
 {
     Input input;
-    input.tm = timeOf( options.time );
+    input.tm = timeOf( options );
     if( options.noSystem && options.trust.empty() )
         throw tool::Unusable( "nothing is trusted: give --trust FILE, or leave out --no-system" );
     std::vector<std::string> inputs = options.trust;
     inputs.insert( inputs.end(), options.intermediates.begin(), options.intermediates.end() );
     inputs.push_back( options.chain );
     if( std::count( inputs.begin(), inputs.end(), "-" ) > 1 )
-        throw tool::Unusable( "standard input can be read only once" );
+        throw tool::Unusable( "standard input is given more than once, but can be read only once" );
 
     std::vector<tool::Certificate> chain = tool::readCertificates( options.chain );
     input.leaf                           = chain[0].certificate;
@@ -102,6 +103,22 @@ void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const 
     }
 }
 
+// What to try, where OpenSSL's text does not say it; null for nothing.
+const char *hintFor( int code )
+{
+    switch( code )
+    {
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+        return "Its issuer is neither among the given certificates nor trusted (see --intermediates and --trust).";
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+        return "It is not among the trusted certificates (see --trust).";
+    default:
+        return nullptr;
+    }
+}
+
 void printReason( const tool::Reason &reason, const std::string &time )
 {
     tool::print( tool::red( "bad" ) + ": the chain does not verify at " + time + "\n\n" );
@@ -110,6 +127,8 @@ void printReason( const tool::Reason &reason, const std::string &time )
     {
         tool::Facts facts( reason.certificate.get() );
         tool::print( "it speaks of " + tool::nameOrNone( facts.subject ) + "\n" + details( facts, "   " ) );
+        if( const char *hint = hintFor( reason.code ) )
+            tool::print( "\n" + std::string( hint ) + "\n" );
     }
 }
 
@@ -154,17 +173,25 @@ void tool::addVerify( CLI::App &app, int &exit )
     auto      options = std::make_shared<Options>();
     CLI::App *command = app.add_subcommand( "verify", "verify a certificate chain" );
     command->add_option( "CHAIN", options->chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
-        ->required();
+        ->required()
+        ->type_name( "" )
+        ->transform( tool::plain );
     command->add_option( "--trust", options->trust, "certificates to trust besides the platform's roots" )
         ->type_name( "FILE" )
-        ->allow_extra_args( false );
+        ->allow_extra_args( false )
+        ->transform( tool::plain );
     command->add_flag( "--no-system", options->noSystem, "do not trust the platform's roots" );
     command->add_option( "--intermediates", options->intermediates, "further untrusted intermediates" )
         ->type_name( "FILE" )
-        ->allow_extra_args( false );
-    command->add_option( "--time", options->time, "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now when left out" )->type_name( "TIME" );
+        ->allow_extra_args( false )
+        ->transform( tool::plain );
+    CLI::Option *time = command->add_option( "--time", options->time, "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now when left out" );
+    time->type_name( "TIME" )->transform( tool::plain );
     command->add_flag( "--json", options->json, "print the result as JSON" );
     command->footer( "Prints the chain from the leaf to the trusted certificate, or why there is none.\n"
                      "Exit: 0 the chain verifies, 1 it does not, 2 wrong use or unreadable input." );
-    command->callback( [options, &exit] { exit = verify( *options ); } );
+    command->callback( [options, time, &exit] {
+        options->now = !time->count();
+        exit         = verify( *options );
+    } );
 }

@@ -17,7 +17,7 @@ namespace
 std::string nameText( X509_NAME *name )
 {
     PB_STRING *text = cry___X509TryDecodeX509Name( name );
-    return text ? tool::take( text ) : "";
+    return text ? tool::take( text ) : "(unreadable)";
 }
 
 std::string timeText( const ASN1_TIME *time )

@@ -7,7 +7,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <openssl/err.h>
-#include <rfc/rfc.h>
+#include <openssl/x509.h>
+#include <set>
 #include <string_view>
 #include <unistd.h>
 
@@ -15,6 +16,9 @@ namespace
 {
 
 constexpr PB_INT maxLength = 64 << 20;
+
+// How many labels of other blocks a message names.
+constexpr size_t othersNamed = 5;
 
 constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dashes = "-----", blanks = " \t\v\f";
 
@@ -26,26 +30,31 @@ std::string_view trim( std::string_view line )
     return line.substr( first, line.find_last_not_of( blanks ) - first + 1 );
 }
 
-// The lines of a block with their numbers.
-struct Line
+// Goes through the lines of a block, without blanks around them.
+class Lines
 {
-    PB_INT           number;
-    std::string_view text;
-};
+public:
+    Lines( std::string_view block, PB_INT firstLine ) : rest( block ), following( firstLine ) {}
 
-std::vector<Line> linesOf( std::string_view text, PB_INT number )
-{
-    std::vector<Line> lines;
-    while( !text.empty() )
+    bool next()
     {
-        size_t cut = text.find_first_of( "\r\n" );
-        lines.push_back( { number++, trim( text.substr( 0, cut ) ) } );
-        if( cut == text.npos )
-            break;
-        text.remove_prefix( cut + ( text.substr( cut ).starts_with( "\r\n" ) ? 2 : 1 ) );
+        if( rest.empty() )
+            return false;
+        size_t cut = rest.find_first_of( "\r\n" );
+        number     = following++;
+        text       = trim( rest.substr( 0, cut ) );
+        rest.remove_prefix( cut == rest.npos ? rest.size() : cut + ( rest.substr( cut ).starts_with( "\r\n" ) ? 2 : 1 ) );
+        return true;
     }
-    return lines;
-}
+    bool isLast() const { return rest.empty(); }
+
+    std::string_view text;
+    PB_INT           number = 0;
+
+private:
+    std::string_view rest;
+    PB_INT           following;
+};
 
 // The label between the dashes; false when the line is not such a line.
 bool labelIn( std::string_view line, std::string_view start, std::string_view &label )
@@ -58,6 +67,13 @@ bool labelIn( std::string_view line, std::string_view start, std::string_view &l
 
 bool isBase64( char c ) { return ( c >= 'A' && c <= 'Z' ) || ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '+' || c == '/'; }
 
+bool isCertificate( std::string_view label ) { return label == "CERTIFICATE" || label == "X509 CERTIFICATE" || label == "TRUSTED CERTIFICATE"; }
+
+bool startsWith( PB_BUFFER *buf, std::string_view bytes )
+{
+    return std::string_view( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ).starts_with( bytes );
+}
+
 std::string quoted( char c )
 {
     char text[16];
@@ -68,44 +84,76 @@ std::string quoted( char c )
     return text;
 }
 
-// Finds out what is wrong with a block that the decoder refused.
-void diagnose( std::string_view text, tool::Block &block )
+// A label for a message; what is no label can be of any length.
+std::string shown( std::string_view label )
 {
-    auto say = [&block]( PB_INT line, std::string problem ) {
-        block.problemLine = line;
-        block.problem     = std::move( problem );
-    };
-    std::vector<Line> lines = linesOf( text, block.line );
-    std::string_view  label, endLabel;
-    if( !labelIn( lines.front().text, begin, label ) )
-        return say( block.line, "the BEGIN line does not end with -----" );
-    if( !labelIn( lines.back().text, end, endLabel ) )
-        return say( lines.back().number, "the END line does not end with -----" );
-    if( label != endLabel )
-        return say( lines.back().number, "BEGIN says '" + tool::printable( label ) + "' and END says '" + tool::printable( endLabel ) + "'" );
-    size_t characters = 0;
-    PB_INT padded     = 0;
-    for( size_t index = 1; index + 1 < lines.size(); index++ )
+    constexpr size_t most = 60;
+    return "'" + tool::printable( label.substr( 0, most ) ) + ( label.size() > most ? "...'" : "'" );
+}
+
+// What stands between BEGIN and END.
+struct Body
+{
+    size_t      characters = 0, padding = 0;
+    PB_INT      padded = 0, headers = 0, last = 0; // lines; 0 for none
+    PB_INT      wrongLine = 0;                     // of the first thing that is wrong
+    std::string wrong;
+
+    void add( std::string_view line, PB_INT number )
     {
-        const Line &line = lines[index];
-        if( line.text.starts_with( '#' ) )
-            continue;
-        if( line.text.find( ':' ) != line.text.npos )
-            return say( line.number, "the block has header lines (an encrypted key in the old form), which are not read" );
-        for( char c : line.text )
+        if( line.empty() || line.starts_with( '#' ) || wrongLine )
+            return;
+        last = number;
+        if( !headers && line.find( ':' ) != line.npos )
+            headers = number;
+        for( char c : line )
         {
             characters++;
             if( c == '=' )
-                padded = line.number;
-            else if( !isBase64( c ) )
-                return say( line.number, "base 64 with a wrong character, " + quoted( c ) );
-            else if( padded )
-                return say( line.number, "base 64 goes on after its padding" );
+            {
+                padding++;
+                padded = padded ? padded : number;
+            }
+            else if( !isBase64( c ) || padding )
+            {
+                wrongLine = number;
+                wrong     = isBase64( c ) ? "base 64 goes on after its padding" : "base 64 with a wrong character, " + quoted( c );
+                return;
+            }
         }
     }
-    if( characters % 4 || padded )
-        return say( lines.back().number, "base 64 is cut off or wrongly padded" );
-    say( block.line, "'" + tool::printable( label ) + "' is not a label" );
+};
+
+// Finds out what is wrong with a block that the decoder refused.
+void diagnose( std::string_view block, tool::Block &result )
+{
+    auto say = [&result]( PB_INT line, std::string problem ) {
+        result.problemLine = line;
+        result.problem     = std::move( problem );
+    };
+    std::string_view label, endLabel;
+    Lines            lines( block, result.line );
+    lines.next();
+    if( !labelIn( lines.text, begin, label ) )
+        return say( result.line, "the BEGIN line does not end with -----" );
+    result.label = label;
+    if( !cryPemLabelOk( pb::adopt( pbStringCreateFromCstr( label.data(), (PB_INT)label.size() ) ).get() ) )
+        return say( result.line, shown( label ) + " is not a label" );
+    Body body;
+    while( lines.next() && !lines.isLast() )
+        body.add( lines.text, lines.number );
+    if( !labelIn( lines.text, end, endLabel ) )
+        return say( lines.number, "the END line does not end with -----" );
+    if( label != endLabel )
+        return say( lines.number, "BEGIN says " + shown( label ) + " and END says " + shown( endLabel ) );
+    result.headers = body.headers;
+    if( body.headers )
+        return say( body.headers, "the block has header lines (as encrypted keys in the old form do), which are not read" );
+    if( body.wrongLine )
+        return say( body.wrongLine, body.wrong );
+    if( body.characters % 4 && body.padding <= 2 )
+        return say( body.last, "base 64 is cut off: its characters are not a multiple of four" );
+    say( body.padded ? body.padded : result.line, body.padded ? "base 64 is wrongly padded" : "the block cannot be decoded" );
 }
 
 // The reason that OpenSSL gave first, which is the innermost.
@@ -115,6 +163,18 @@ std::string opensslReason()
     const char   *reason = code ? ERR_reason_error_string( code ) : nullptr;
     ERR_clear_error();
     return reason ? reason : "";
+}
+
+// Why DER does not parse, in brackets. Of what is no sequence, which every certificate is, OpenSSL has nothing to say that helps.
+std::string derReason( PB_BUFFER *buf )
+{
+    if( !startsWith( buf, "\x30" ) )
+        return "";
+    ERR_clear_error();
+    const unsigned char *at = pbBufferBytes( buf );
+    X509_free( d2i_X509( nullptr, &at, (long)pbBufferLength( buf ) ) );
+    std::string reason = opensslReason();
+    return reason.empty() ? "" : " (" + reason + ")";
 }
 
 }
@@ -127,7 +187,7 @@ std::string tool::take( PB_STRING *str )
     return { text, (size_t)length };
 }
 
-std::string tool::nameOf( const std::string &path ) { return path == "-" ? "standard input" : printable( path ); }
+std::string tool::nameOf( const std::string &path ) { return path == "-" ? "standard input" : path.empty() ? "''" : printable( path ); }
 
 pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path )
 {
@@ -157,33 +217,33 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path )
         {
             if( file != STDIN_FILENO )
                 close( file );
-            throw Unusable( nameOf( path ) + ": is larger than 64 MiB, which no file of certificates is" );
+            throw Unusable( nameOf( path ) + ": is larger than 64 MiB, which no file of certificates or list of digests is" );
         }
     }
 }
 
-std::vector<tool::Block> tool::findBlocks( PB_BUFFER *text )
+// A byte order mark, which some editors write, must not hide the first block.
+tool::Blocks::Blocks( PB_BUFFER *text ) : whole( text ), found{ startsWith( text, "\xEF\xBB\xBF" ) ? 3 : 0, 0, 1, 1, PB_FALSE } {}
+
+bool tool::Blocks::next( Block &block )
 {
-    std::vector<Block> blocks;
-    const PB_BYTE     *bytes = pbBufferBytes( text );
-    RFC_ENCAPSULATION  found{ 0, 0, 1, 1, PB_FALSE };
-    while( rfcEncapsulationFindNext( bytes, pbBufferLength( text ), found.offset + found.length, found.endLine, &found ) )
+    const PB_BYTE *bytes = pbBufferBytes( whole );
+    if( !rfcEncapsulationFindNext( bytes, pbBufferLength( whole ), found.offset + found.length, found.endLine, &found ) )
+        return false;
+    block      = {};
+    block.line = found.line;
+    if( !found.complete )
     {
-        Block block{ found.line, {}, {}, 0 };
-        if( !found.complete )
-        {
-            block.problem     = "the block that begins here has no END line";
-            block.problemLine = found.line;
-        }
-        else
-        {
-            block.pem = pb::adopt( cryPemTryDecode( pb::adopt( pbBufferCreateFromInner( text, found.offset, found.length ) ).get() ) );
-            if( !block.pem )
-                diagnose( { (const char *)bytes + found.offset, (size_t)found.length }, block );
-        }
-        blocks.push_back( std::move( block ) );
+        block.problem     = "the block that begins here has no END line";
+        block.problemLine = found.line;
+        return true;
     }
-    return blocks;
+    block.pem = pb::adopt( cryPemTryDecode( pb::adopt( pbBufferCreateFromInner( whole, found.offset, found.length ) ).get() ) );
+    if( block.pem )
+        block.label = take( cryPemLabel( block.pem.get() ) );
+    else
+        diagnose( { (const char *)bytes + found.offset, (size_t)found.length }, block );
+    return true;
 }
 
 pb::Ref<CRY_X509_CERTIFICATE> tool::certificateIn( CRY_PEM *pem, std::string &problem )
@@ -194,7 +254,7 @@ pb::Ref<CRY_X509_CERTIFICATE> tool::certificateIn( CRY_PEM *pem, std::string &pr
         problem = "a TRUSTED CERTIFICATE is not read; 'openssl x509' turns it into a CERTIFICATE";
         return {};
     }
-    if( label != "CERTIFICATE" && label != "X509 CERTIFICATE" )
+    if( !isCertificate( label ) )
     {
         problem = "a block of " + ( label.empty() ? "no label" : printable( label ) ) + " is no certificate";
         return {};
@@ -218,33 +278,40 @@ std::vector<tool::Certificate> tool::readCertificates( const std::string &path )
         throw Unusable( name + ": is empty" );
 
     std::vector<Certificate> certificates;
-    std::vector<Block>       blocks = findBlocks( content.get() );
-    std::string              others;
-    for( Block &block : blocks )
+    std::set<std::string>    others;
+    Blocks                   blocks( content.get() );
+    Block                    block;
+    while( blocks.next( block ) )
     {
-        if( !block.pem )
-            throw at( block.problemLine, block.problem );
         // A file of a server often holds its key too.
-        std::string label = take( cryPemLabel( block.pem.get() ) );
-        if( label != "TRUSTED CERTIFICATE" && label != "CERTIFICATE" && label != "X509 CERTIFICATE" )
+        if( !isCertificate( block.label ) && ( block.pem || block.headers ) )
         {
-            others += ( others.empty() ? "" : ", " ) + ( label.empty() ? "no label" : printable( label ) );
+            if( others.size() < othersNamed )
+                others.insert( block.label.empty() ? "a block without label" : shown( block.label ) );
             continue;
         }
+        if( !block.pem )
+            throw at( block.problemLine, block.problem );
         std::string                   problem;
         pb::Ref<CRY_X509_CERTIFICATE> certificate = certificateIn( block.pem.get(), problem );
         if( !certificate )
             throw at( block.line, problem );
         certificates.push_back( { certificate, path, block.line } );
     }
-    if( certificates.empty() && !blocks.empty() )
-        throw Unusable( name + ": holds no certificate, only " + others );
+    if( certificates.empty() && !others.empty() )
+    {
+        std::string list;
+        for( const std::string &each : others )
+            list += ( list.empty() ? "" : ", " ) + each;
+        throw Unusable( name + ": holds no certificate, only " + list );
+    }
     if( certificates.empty() )
     {
-        ERR_clear_error();
+        if( startsWith( content.get(), "\xFF\xFE" ) || startsWith( content.get(), "\xFE\xFF" ) )
+            throw Unusable( name + ": is text in UTF-16; PEM is read in ASCII or UTF-8" );
         pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryX509CertificateTryCreateFromDer( content.get() ) );
         if( !certificate )
-            throw Unusable( name + ": is neither PEM text nor a certificate in DER" );
+            throw Unusable( name + ": is neither PEM text nor a certificate in DER" + derReason( content.get() ) );
         certificates.push_back( { certificate, path, 0 } );
     }
     return certificates;

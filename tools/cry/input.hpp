@@ -4,6 +4,7 @@
 #include <cry/cry_x509_certificate.h>
 #include <pb/pb.h>
 #include <pb/ref.hpp>
+#include <rfc/rfc_encapsulation.h>
 
 #include <string>
 #include <vector>
@@ -20,14 +21,25 @@ pb::Ref<PB_BUFFER> readWhole( const std::string &path );
 // One block of PEM text in a file, and what is wrong with it.
 struct Block
 {
-    PB_INT           line; // of BEGIN
-    pb::Ref<CRY_PEM> pem;  // null when the block is damaged
+    PB_INT           line = 0; // of BEGIN
+    std::string      label;    // what BEGIN says
+    pb::Ref<CRY_PEM> pem;      // null when the block is damaged
     std::string      problem;
     PB_INT           problemLine = 0;
+    bool             headers     = false; // it is only header lines that are wrong
 };
 
-// All blocks of a text.
-std::vector<Block> findBlocks( PB_BUFFER *text );
+// Goes through the blocks of a text, which it lends.
+class Blocks
+{
+public:
+    explicit Blocks( PB_BUFFER *text );
+    bool next( Block &block ); // false at the end
+
+private:
+    PB_BUFFER        *whole;
+    RFC_ENCAPSULATION found;
+};
 
 // A certificate, and where it stood.
 struct Certificate

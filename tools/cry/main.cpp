@@ -2,11 +2,59 @@
 #include "input.hpp"
 #include "terminal.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <pb/runtime.hpp>
 
 namespace
 {
+
+// CLI11 would split a file name as "[a,b]", swallow "++", and leave what stands behind "--" to nobody. A NUL, which no argument holds, hides what is
+// no option; tool::plain takes it away.
+std::vector<std::string> hideNames( int argc, char **argv )
+{
+    const std::string        hidden( 1, '\0' );
+    std::vector<std::string> arguments;
+    bool                     command = false, names = false;
+    for( int index = 1; index < argc; index++ )
+    {
+        std::string text   = argv[index];
+        bool        option = text.size() > 1 && text.starts_with( '-' );
+        if( !names && text == "--" )
+        {
+            names = command;
+            continue;
+        }
+        bool name = command && ( names || !option );
+        // "--time=" has a value, which is empty; CLI11 would take the next argument.
+        bool empty = option && !name && text.starts_with( "--" ) && text.find( '=' ) == text.size() - 1;
+        if( empty )
+            text.pop_back();
+        arguments.push_back( name ? hidden + text : text );
+        if( empty )
+            arguments.push_back( hidden );
+        command = command || !option;
+    }
+    std::reverse( arguments.begin(), arguments.end() ); // as CLI11 takes them
+    return arguments;
+}
+
+// What is wrong with the arguments, and the help that fits.
+std::string explained( const CLI::App &app, const CLI::ParseError &problem )
+{
+    std::string text = problem.what(), help = "cry";
+    for( const CLI::App *command : app.get_subcommands() )
+        help += " " + command->get_name();
+    std::vector<std::string> extras = app.remaining( true );
+    if( problem.get_exit_code() == (int)CLI::ExitCodes::ExtrasError && !extras.empty() )
+    {
+        std::string first = tool::plain( extras.front() );
+        text              = first.starts_with( '-' ) ? "unknown option '" + first + "'"
+                         : help == "cry"             ? "'" + first + "' is not a command"
+                                                     : "one argument too many, '" + first + "'";
+    }
+    return text + "; '" + help + " --help' tells more";
+}
 
 int run( int argc, char **argv )
 {
@@ -15,23 +63,23 @@ int run( int argc, char **argv )
         throw tool::Unusable( tool::take( pbRuntimeStartError() ) );
     CLI::App app( "Certificates, digests and the platform's trust, by the cry module" );
     app.name( "cry" );
-    bool version = false, json = false;
-    int  exit = tool::exitGood;
-    app.add_flag( "--version", version, "print what the module says of itself" );
-    app.add_flag( "--json", json, "print the version as JSON" );
+    bool         version = false, json = false;
+    int          exit        = tool::exitGood;
+    CLI::Option *versionFlag = app.add_flag( "--version", version, "print what the module says of itself" );
+    app.add_flag( "--json", json, "with --version: print it as JSON" )->needs( versionFlag );
     app.require_subcommand( 0, 1 );
     tool::addVerify( app, exit );
     tool::addHash( app, exit );
     tool::addRoots( app, exit );
     try
     {
-        app.parse( argc, argv );
+        app.parse( hideNames( argc, argv ) );
     }
     catch( const CLI::ParseError &problem )
     {
         if( problem.get_exit_code() == 0 )
             return app.exit( problem );
-        throw tool::Unusable( std::string( problem.what() ) + "; 'cry --help' tells more" );
+        throw tool::Unusable( explained( app, problem ) );
     }
     if( version )
         tool::printVersion( json );

@@ -16,23 +16,34 @@ std::string coloured( std::string_view text, const char *code )
     return terminal ? "\033[" + std::string( code ) + "m" + std::string( text ) + "\033[0m" : std::string( text );
 }
 
-// The code point at the front of valid UTF-8, and how many bytes it has.
+// The code point at the front of a text and how many bytes it has; no bytes when they are not UTF-8.
 std::pair<uint32_t, size_t> decode( std::string_view text )
 {
+    static constexpr uint32_t least[] = { 0, 0, 0x80, 0x800, 0x10000 };
+
     unsigned char first = (unsigned char)text[0];
-    size_t        count = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    if( first < 0x80 || first < 0xC0 || count > text.size() )
-        return { first < 0x80 ? first : 0xFFFD, 1 };
+    if( first < 0x80 )
+        return { first, 1 };
+    size_t count = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if( first < 0xC0 || first >= 0xF8 || count > text.size() )
+        return { 0, 0 };
     uint32_t value = first & ( 0xFFu >> ( count + 1 ) );
     for( size_t index = 1; index < count; index++ )
-        value = value << 6 | ( (unsigned char)text[index] & 0x3F );
-    return { value, count };
+    {
+        unsigned char next = (unsigned char)text[index];
+        if( ( next & 0xC0 ) != 0x80 )
+            return { 0, 0 };
+        value = value << 6 | ( next & 0x3F );
+    }
+    bool surrogate = value >= 0xD800 && value < 0xE000;
+    return { value, value < least[count] || value > 0x10FFFF || surrogate ? 0 : count };
 }
 
+// Control characters, and those that cannot be seen or turn the direction.
 bool isDangerous( uint32_t c )
 {
-    return c < 0x20 || ( c >= 0x7F && c < 0xA0 ) || c == 0x061C || ( c >= 0x200E && c <= 0x200F ) || ( c >= 0x2028 && c <= 0x202E ) ||
-        ( c >= 0x2066 && c <= 0x2069 ) || c == 0xFEFF;
+    return c < 0x20 || ( c >= 0x7F && c < 0xA0 ) || c == 0x061C || ( c >= 0x200B && c <= 0x200F ) || ( c >= 0x2028 && c <= 0x202E ) ||
+        ( c >= 0x2060 && c <= 0x206F ) || c == 0xFEFF || ( c >= 0xFFF9 && c <= 0xFFFB ) || ( c >= 0xE0000 && c <= 0xE0FFF );
 }
 
 }
@@ -47,15 +58,18 @@ std::string tool::printable( std::string_view text )
     while( !text.empty() )
     {
         auto [c, count] = decode( text );
-        if( isDangerous( c ) )
+        if( !count || isDangerous( c ) )
         {
             char escape[16];
-            std::snprintf( escape, sizeof escape, "\\u{%X}", c );
+            if( count )
+                std::snprintf( escape, sizeof escape, "\\u{%X}", c );
+            else
+                std::snprintf( escape, sizeof escape, "\\x{%02X}", (unsigned char)text[0] );
             out += escape;
         }
         else
             out += text.substr( 0, count );
-        text.remove_prefix( count );
+        text.remove_prefix( count ? count : 1 );
     }
     return out;
 }
@@ -64,14 +78,15 @@ void tool::print( std::string_view text ) { std::fwrite( text.data(), 1, text.si
 
 void tool::printJson( const nlohmann::ordered_json &json )
 {
-    // A file name need not be UTF-8.
-    print( json.dump( 2, ' ', false, nlohmann::ordered_json::error_handler_t::replace ) + "\n" );
+    // A file name need not be UTF-8. Text in ASCII cannot play with the terminal.
+    print( json.dump( 2, ' ', true, nlohmann::ordered_json::error_handler_t::replace ) + "\n" );
 }
 
 void tool::complain( std::string_view text )
 {
     std::fflush( stdout );
-    std::string line = "cry: " + std::string( text ) + "\n";
+    // Most of it is printable already; a second time changes nothing.
+    std::string line = "cry: " + printable( text ) + "\n";
     std::fwrite( line.data(), 1, line.size(), stderr );
 }
 

@@ -14,7 +14,8 @@ std::string green( std::string_view text );
 std::string red( std::string_view text );
 std::string faint( std::string_view text );
 
-// Text that came from a certificate or a file name, with control and direction characters written as \u{...}, so that it cannot play with the terminal.
+// Text that came from a certificate or a file name, made so that it cannot play with the terminal: control, invisible and direction characters are
+// written as \u{...}, bytes that are not UTF-8 as \x{...}.
 std::string printable( std::string_view text );
 
 // Writes to standard output. JSON comes indented, with a line end.
