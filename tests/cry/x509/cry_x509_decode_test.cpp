@@ -1,0 +1,288 @@
+#include <bn/bn_int.h>
+#include <cry/internal/cry_x509_decode.h>
+
+#include "support/certificates.hpp"
+#include "support/text.hpp"
+
+#include <gtest/gtest.h>
+#include <openssl/asn1.h>
+#include <openssl/bn.h>
+#include <openssl/err.h>
+#include <openssl/x509.h>
+
+using namespace support;
+
+namespace
+{
+
+struct Part
+{
+    const char      *field;
+    std::string_view value;
+    int              type = MBSTRING_UTF8;
+    int              set  = 0; // -1 joins the part to the one before
+};
+
+// The decoded name; nothing when it does not decode.
+std::string decodedName( std::initializer_list<Part> parts )
+{
+    X509_NAME *name = X509_NAME_new();
+    for( const Part &part : parts )
+        EXPECT_EQ(
+            X509_NAME_add_entry_by_txt( name, part.field, part.type, (const unsigned char *)part.value.data(), (int)part.value.size(), -1, part.set ),
+            1 )
+            << part.field;
+    std::string out = text( pb::adopt( cry___X509TryDecodeX509Name( name ) ) );
+    X509_NAME_free( name );
+    return out;
+}
+
+std::string decodedInteger( const char *decimal )
+{
+    BIGNUM *number = nullptr;
+    EXPECT_GT( BN_dec2bn( &number, decimal ), 0 );
+    ASN1_INTEGER   *integer = BN_to_ASN1_INTEGER( number, nullptr );
+    pb::Ref<BN_INT> decoded = pb::adopt( cry___X509TryDecodeAsn1Integer( integer ) );
+    ASN1_INTEGER_free( integer );
+    BN_free( number );
+    return decoded ? text( pb::adopt( bnIntConvertToDecimalString( decoded.get() ) ) ) : "(null)";
+}
+
+std::string decodedString( int type, std::string_view value )
+{
+    ASN1_STRING *string = ASN1_STRING_type_new( type );
+    EXPECT_EQ( ASN1_STRING_set( string, value.data(), (int)value.size() ), 1 );
+    std::string out = text( pb::adopt( cry___X509TryDecodeAsn1String( string ) ) );
+    ASN1_STRING_free( string );
+    return out;
+}
+
+std::string decodedTime( int type, std::string_view value )
+{
+    ASN1_TIME *time = ASN1_STRING_type_new( type );
+    EXPECT_EQ( ASN1_STRING_set( time, value.data(), (int)value.size() ), 1 );
+    pb::Ref<PB_TIME> decoded = pb::adopt( cry___X509TryDecodeAsn1Time( time ) );
+    ASN1_STRING_free( time );
+    return decoded ? text( pb::adopt( pbTimeToString( decoded.get() ) ) ) : "(null)";
+}
+
+std::string utc( std::string_view value ) { return decodedTime( V_ASN1_UTCTIME, value ); }
+std::string general( std::string_view value ) { return decodedTime( V_ASN1_GENERALIZEDTIME, value ); }
+
+}
+
+TEST( CryX509DecodeName, MostSpecificPartComesFirst )
+{
+    EXPECT_EQ( decodedName( { { "C", "DE" }, { "O", "Example" }, { "CN", "host" } } ), "CN=host, O=Example, C=DE" );
+    EXPECT_EQ( decodedName( { { "CN", "host" } } ), "CN=host" );
+    EXPECT_EQ( decodedName( { { "DC", "org" }, { "DC", "example" }, { "UID", "me" } } ), "UID=me, DC=example, DC=org" );
+}
+
+TEST( CryX509DecodeName, EmptyNameIsTheEmptyString ) { EXPECT_EQ( decodedName( {} ), "" ); }
+
+TEST( CryX509DecodeName, PartsOfOneSetAreJoinedByPlus )
+{
+    EXPECT_EQ( decodedName( { { "C", "DE" }, { "O", "Example" }, { "OU", "Tests", MBSTRING_UTF8, -1 }, { "CN", "host" } } ),
+        "CN=host, OU=Tests + O=Example, C=DE" );
+}
+
+TEST( CryX509DecodeName, SpecialCharactersAreQuoted )
+{
+    EXPECT_EQ( decodedName( { { "O", "Example, Inc." } } ), "O=\"Example, Inc.\"" );
+    EXPECT_EQ( decodedName( { { "O", "a+b" } } ), "O=\"a+b\"" );
+    EXPECT_EQ( decodedName( { { "O", "a<b;c>d" } } ), "O=\"a<b;c>d\"" );
+    EXPECT_EQ( decodedName( { { "O", " a" } } ), "O=\" a\"" );
+    EXPECT_EQ( decodedName( { { "O", "a " } } ), "O=\"a \"" );
+    EXPECT_EQ( decodedName( { { "O", "#a" } } ), "O=\"#a\"" );
+    EXPECT_EQ( decodedName( { { "O", "a#b c=d" } } ), "O=a#b c=d" );
+    EXPECT_EQ( decodedName( { { "O", "a\"b" } } ), "O=a\\\"b" );
+    EXPECT_EQ( decodedName( { { "O", "a\\b" } } ), "O=a\\\\b" );
+    EXPECT_EQ( decodedName( { { "O", "a\nb\x7F" } } ), "O=a\\0Ab\\7F" );
+}
+
+TEST( CryX509DecodeName, CharactersOutsideAsciiStayAsTheyAre )
+{
+    EXPECT_EQ( decodedName( { { "O", "Größe 中 😀" } } ), "O=Größe 中 😀" );
+    EXPECT_EQ( decodedName( { { "O", std::string_view( "\x00\xC4\x4E\x2D", 4 ), V_ASN1_BMPSTRING } } ), "O=Ä中" );
+    EXPECT_EQ( decodedName( { { "O", std::string_view( "\x00\x01\xF6\x00", 4 ), V_ASN1_UNIVERSALSTRING } } ), "O=😀" );
+    EXPECT_EQ( decodedName( { { "O",
+                   "Gr\xF6\xDF"
+                   "e",
+                   V_ASN1_T61STRING } } ),
+        "O=Größe" );
+}
+
+TEST( CryX509DecodeName, UnknownTypesAreDumpedAsDer )
+{
+    EXPECT_EQ( decodedName( { { "O", "ab", V_ASN1_BIT_STRING } } ), "O=#0303016162" );
+    EXPECT_EQ( decodedName( { { "1.2.3.4", "ab" } } ), "1.2.3.4=ab" );
+}
+
+TEST( CryX509DecodeName, MalformedUtf8IsNoName )
+{
+    EXPECT_EQ( decodedName( { { "O", "good" },
+                   { "CN",
+                       "a\xFF"
+                       "b",
+                       V_ASN1_UTF8STRING } } ),
+        "(null)" );
+    EXPECT_EQ( decodedName( { { "CN", "\xC3", V_ASN1_UTF8STRING } } ), "(null)" );
+}
+
+TEST( CryX509DecodeName, LongNamesComeWhole )
+{
+    std::string      value( 5000, 'x' );
+    X509_NAME       *name  = X509_NAME_new();
+    X509_NAME_ENTRY *entry = X509_NAME_ENTRY_create_by_NID(
+        nullptr, NID_commonName, V_ASN1_UTF8STRING, (const unsigned char *)value.data(), (int)value.size() );
+    ASSERT_EQ( X509_NAME_add_entry( name, entry, -1, 0 ), 1 );
+    EXPECT_EQ( text( pb::adopt( cry___X509TryDecodeX509Name( name ) ) ), "CN=" + value );
+    X509_NAME_ENTRY_free( entry );
+    X509_NAME_free( name );
+}
+
+TEST( CryX509DecodeInteger, KeepsSizeAndSign )
+{
+    for( const char *decimal :
+        { "0", "1", "-1", "127", "128", "-128", "-129", "9223372036854775807", "9223372036854775808", "-9223372036854775808", "-9223372036854775809",
+            "18446744073709551616", "1461501637330902918203684832716283019655932542975", "-1461501637330902918203684832716283019655932542975" } )
+        EXPECT_EQ( decodedInteger( decimal ), decimal );
+}
+
+TEST( CryX509DecodeInteger, AnotherTypeIsNone )
+{
+    ASN1_STRING *string = ASN1_STRING_type_new( V_ASN1_OCTET_STRING );
+    ASN1_STRING_set( string, "\x01", 1 );
+    EXPECT_EQ( cry___X509TryDecodeAsn1Integer( string ), nullptr );
+    ASN1_STRING_free( string );
+    ERR_clear_error();
+}
+
+TEST( CryX509DecodeString, EveryCharacterTypeBecomesUnicode )
+{
+    EXPECT_EQ( decodedString( V_ASN1_UTF8STRING, "Größe" ), "Größe" );
+    EXPECT_EQ( decodedString( V_ASN1_PRINTABLESTRING, "Example" ), "Example" );
+    EXPECT_EQ( decodedString( V_ASN1_IA5STRING, "me@example" ), "me@example" );
+    EXPECT_EQ( decodedString( V_ASN1_VISIBLESTRING, "abc" ), "abc" );
+    EXPECT_EQ( decodedString( V_ASN1_NUMERICSTRING, "0 1" ), "0 1" );
+    EXPECT_EQ( decodedString( V_ASN1_T61STRING, "\xC4" ), "Ä" );
+    EXPECT_EQ( decodedString( V_ASN1_BMPSTRING, std::string_view( "\x00\xC4\x4E\x2D", 4 ) ), "Ä中" );
+    EXPECT_EQ( decodedString( V_ASN1_UNIVERSALSTRING, std::string_view( "\x00\x01\xF6\x00", 4 ) ), "😀" );
+    EXPECT_EQ( decodedString( V_ASN1_UTF8STRING, std::string_view( "a\0b", 3 ) ), std::string( "a\0b", 3 ) );
+}
+
+TEST( CryX509DecodeString, EmptyIsNone )
+{
+    for( int type : { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING, V_ASN1_BMPSTRING, V_ASN1_UNIVERSALSTRING } )
+        EXPECT_EQ( decodedString( type, "" ), "(null)" ) << type;
+}
+
+TEST( CryX509DecodeString, MalformedAndOtherTypesAreNone )
+{
+    EXPECT_EQ( decodedString( V_ASN1_UTF8STRING, "\xFF" ), "(null)" );
+    EXPECT_EQ( decodedString( V_ASN1_BMPSTRING, "abc" ), "(null)" );
+    EXPECT_EQ( decodedString( V_ASN1_UNIVERSALSTRING, "abcde" ), "(null)" );
+    EXPECT_EQ( decodedString( V_ASN1_OCTET_STRING, "abc" ), "(null)" );
+    EXPECT_EQ( decodedString( V_ASN1_INTEGER, "abc" ), "(null)" );
+    ERR_clear_error();
+}
+
+TEST( CryX509DecodeTime, TwoDigitYearsAre1950To2049 )
+{
+    EXPECT_EQ( utc( "491231235959Z" ), "2049-12-31T23:59:59Z" );
+    EXPECT_EQ( utc( "500101000000Z" ), "1950-01-01T00:00:00Z" );
+    EXPECT_EQ( utc( "000101000000Z" ), "2000-01-01T00:00:00Z" );
+    EXPECT_EQ( utc( "991231235959Z" ), "1999-12-31T23:59:59Z" );
+}
+
+TEST( CryX509DecodeTime, FourDigitYearsAreTakenAsTheyAre )
+{
+    EXPECT_EQ( general( "20250102030405Z" ), "2025-01-02T03:04:05Z" );
+    EXPECT_EQ( general( "00000101000000Z" ), "0000-01-01T00:00:00Z" );
+    EXPECT_EQ( general( "99991231235959Z" ), "9999-12-31T23:59:59Z" );
+    EXPECT_EQ( general( "19490101000000Z" ), "1949-01-01T00:00:00Z" );
+}
+
+TEST( CryX509DecodeTime, FractionsAreDropped )
+{
+    EXPECT_EQ( general( "20250101120000.123Z" ), "2025-01-01T12:00:00Z" );
+    EXPECT_EQ( general( "20250101120000.0Z" ), "2025-01-01T12:00:00Z" );
+    EXPECT_EQ( general( "20250101120000.999999999999999999Z" ), "2025-01-01T12:00:00Z" );
+    EXPECT_EQ( general( "20250101120000.9223372036854775807Z" ), "2025-01-01T12:00:00Z" );
+    EXPECT_EQ( general( "20250101120000.0000000000000000000000000000001Z" ), "2025-01-01T12:00:00Z" );
+}
+
+TEST( CryX509DecodeTime, MalformedFractionsAreNone )
+{
+    for( const char *value : { "20250101120000.Z", "20250101120000.", "20250101120000.1", "20250101120000..1Z", "20250101120000.1.Z",
+             "20250101120000.-1Z", "20250101120000.+1Z", "20250101120000.1 Z", "20250101120000.1ZZ", "20250101120000.9223372036854775808Z",
+             "20250101120000,5Z", "20250101120000.1+0100" } )
+        EXPECT_EQ( general( value ), "(null)" ) << value;
+    EXPECT_EQ( utc( "250101120000.1Z" ), "(null)" );
+}
+
+TEST( CryX509DecodeTime, FieldsAreChecked )
+{
+    for( const char *value :
+        { "250001000000Z", "251301000000Z", "250100000000Z", "250132000000Z", "250101240000Z", "250101006000Z", "250101000062Z" } )
+    {
+        EXPECT_EQ( utc( value ), "(null)" ) << value;
+        EXPECT_EQ( general( std::string( "20" ) + value ), "(null)" ) << value;
+    }
+    EXPECT_EQ( utc( "250101000060Z" ), "2025-01-01T00:00:60Z" );
+    EXPECT_EQ( utc( "250101000061Z" ), "2025-01-01T00:00:61Z" );
+    EXPECT_EQ( general( "20251231235960Z" ), "2025-12-31T23:59:60Z" );
+    // Whether the month has the day is not looked at.
+    EXPECT_EQ( utc( "250230000000Z" ), "2025-02-30T00:00:00Z" );
+    EXPECT_EQ( general( "20250431000000Z" ), "2025-04-31T00:00:00Z" );
+}
+
+TEST( CryX509DecodeTime, OnlyUniversalTimeWithSecondsIsTaken )
+{
+    for( const char *value : { "2501010000Z", "250101000000", "250101000000+0000", "250101000000-0500", "2501010000+0000", "250101000000z",
+             "250101000000ZZ", "250101000000 Z", "250101000000Z ", " 250101000000Z", "20250101000000Z", "25010100000Z", "2501010000000Z", "", "Z" } )
+        EXPECT_EQ( utc( value ), "(null)" ) << value;
+    for( const char *value : { "202501010000Z", "20250101000000", "20250101120000+0100", "20250101000000-0500", "2025010100Z", "20250101000000z",
+             "20250101000000ZZ", "250101000000Z", "2025010100000Z", "202501010000000Z", "", "Z" } )
+        EXPECT_EQ( general( value ), "(null)" ) << value;
+}
+
+TEST( CryX509DecodeTime, EveryPlaceMustBeADigit )
+{
+    for( const std::string &good : { std::string( "250101000000Z" ), std::string( "20250101000000Z" ) } )
+    {
+        for( size_t index = 0; index < good.size(); index++ )
+        {
+            for( char bad : { '/', ':', ' ', '-', '+', 'a', '\0', '\xB2' } )
+            {
+                std::string value = good;
+                value[index]      = bad;
+                EXPECT_EQ( good.size() == 13 ? utc( value ) : general( value ), "(null)" ) << index << ": " << (int)bad;
+            }
+        }
+    }
+}
+
+TEST( CryX509DecodeTime, AnotherTypeOrNoDataIsNone )
+{
+    EXPECT_EQ( decodedTime( V_ASN1_OCTET_STRING, "250101000000Z" ), "(null)" );
+    EXPECT_EQ( decodedTime( V_ASN1_UTF8STRING, "20250101000000Z" ), "(null)" );
+    for( int type : { V_ASN1_UTCTIME, V_ASN1_GENERALIZEDTIME } )
+    {
+        ASN1_TIME *time = ASN1_STRING_type_new( type );
+        EXPECT_EQ( cry___X509TryDecodeAsn1Time( time ), nullptr );
+        ASN1_STRING_free( time );
+    }
+}
+
+TEST( CryX509DecodeTime, EveryKindOfCertificateTimeDecodes )
+{
+    for( auto [written, wanted] : { std::pair( "19500101000000Z", "1950-01-01T00:00:00Z" ), std::pair( "20491231235959Z", "2049-12-31T23:59:59Z" ),
+             std::pair( "20500101000000Z", "2050-01-01T00:00:00Z" ), std::pair( "99991231235959Z", "9999-12-31T23:59:59Z" ) } )
+    {
+        Cert             cert    = makeCertificate( { .subject = "CN=a", .subjectKey = key( KeyKind::p256 ), .notAfter = written } );
+        pb::Ref<PB_TIME> decoded = pb::adopt( cry___X509TryDecodeAsn1Time( X509_get0_notAfter( cert.get() ) ) );
+        ASSERT_TRUE( decoded ) << written;
+        EXPECT_EQ( text( pb::adopt( pbTimeToString( decoded.get() ) ) ), wanted );
+    }
+}

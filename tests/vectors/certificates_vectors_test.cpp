@@ -1,0 +1,342 @@
+// Certificates, names, serial numbers and times of the public corpora, held against OpenSSL's own reading of them.
+#include <bn/bn_int.h>
+#include <cry/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_decode.h>
+
+#include "support/certificates.hpp"
+#include "support/files.hpp"
+#include "support/text.hpp"
+
+#include <gtest/gtest.h>
+#include <openssl/bn.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <unordered_set>
+
+using namespace support;
+namespace fs = std::filesystem;
+
+namespace
+{
+
+std::string fromBase64( const std::string &text )
+{
+    std::string out( text.size() / 4 * 3 + 3, 0 );
+    int         length  = EVP_DecodeBlock( (unsigned char *)out.data(), (const unsigned char *)text.data(), (int)text.size() );
+    size_t      padding = text.size() - text.find_last_not_of( '=' ) - 1;
+    EXPECT_GE( length, 0 ) << text;
+    out.resize( length < 0 || text.empty() ? 0 : (size_t)length - padding );
+    return out;
+}
+
+// What the name decoder has to give: OpenSSL's text, when it is UTF-8.
+std::string printedName( const X509_NAME *name )
+{
+    BIO *bio = BIO_new( BIO_s_mem() );
+    X509_NAME_print_ex( bio, name, 0,
+        ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT | ASN1_STRFLGS_DUMP_UNKNOWN |
+            ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV );
+    char              *printed = nullptr;
+    long               length  = BIO_get_mem_data( bio, &printed );
+    std::string        out( printed ? printed : "", (size_t)length );
+    pb::Ref<PB_STRING> valid = pb::adopt( pbStringTryCreateFromCstr( out.data(), (PB_INT)out.size() ) );
+    BIO_free( bio );
+    return valid ? out : "(null)";
+}
+
+std::string decodedName( X509_NAME *name ) { return text( pb::adopt( cry___X509TryDecodeX509Name( name ) ) ); }
+
+std::string decodedTime( const ASN1_TIME *time )
+{
+    pb::Ref<PB_TIME> decoded = pb::adopt( cry___X509TryDecodeAsn1Time( time ) );
+    return decoded ? text( pb::adopt( pbTimeToString( decoded.get() ) ) ) : "(null)";
+}
+
+std::string decodedSerial( const ASN1_INTEGER *serial )
+{
+    pb::Ref<BN_INT> decoded = pb::adopt( cry___X509TryDecodeAsn1Integer( serial ) );
+    return decoded ? text( pb::adopt( bnIntConvertToDecimalString( decoded.get() ) ) ) : "(null)";
+}
+
+std::string decimal( BIGNUM *number )
+{
+    char       *digits = BN_bn2dec( number );
+    std::string out    = digits;
+    OPENSSL_free( digits );
+    BN_free( number );
+    return out;
+}
+
+std::string formatted( const std::tm &tm )
+{
+    char out[64];
+    std::snprintf(
+        out, sizeof out, "%04d-%02d-%02dT%02d:%02d:%02dZ", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec );
+    return out;
+}
+
+// Whether a value is in the one form that certificates may have. OpenSSL takes offsets and missing seconds too, the decoder must not.
+bool isStrict( std::string_view value, bool isUtc )
+{
+    return value.size() == ( isUtc ? 13u : 15u ) && value.find_first_not_of( "0123456789" ) == value.size() - 1 && value.back() == 'Z';
+}
+
+std::string wantedTime( const ASN1_TIME *time )
+{
+    std::tm tm{};
+    bool    strict = isStrict( { (const char *)time->data, (size_t)time->length }, time->type == V_ASN1_UTCTIME );
+    return strict && ASN1_TIME_to_tm( time, &tm ) ? formatted( tm ) : "(null)";
+}
+
+struct Counts
+{
+    int taken   = 0;
+    int refused = 0;
+};
+
+// Everything that is asked of one certificate, or of bytes that may be none. The same bytes are looked at once in the process.
+void check( const std::string &body, const std::string &where, Counts &counts )
+{
+    SCOPED_TRACE( where );
+    Cert wanted = parseDer( body );
+    ERR_clear_error();
+    ( wanted ? counts.taken : counts.refused )++;
+    static std::unordered_set<std::string> seen;
+    if( !seen.insert( body ).second )
+        return;
+
+    pb::Ref<CRY_X509_CERTIFICATE> cert  = pb::adopt( cryX509CertificateTryCreateFromDer( buf( body ).get() ) );
+    pb::Ref<CRY_X509_CERTIFICATE> again = pb::adopt( cryX509CertificateTryCreateFromPem( pem( "CERTIFICATE", body ).get() ) );
+    ERR_clear_error();
+    ASSERT_EQ( (bool)cert, (bool)wanted );
+    ASSERT_EQ( (bool)again, (bool)wanted );
+    if( !wanted )
+        return;
+
+    std::string canonical = der( wanted );
+    ASSERT_EQ( hex( der( cert.get() ) ), hex( canonical ) );
+    ASSERT_TRUE( cryX509CertificateEquals( cert.get(), again.get() ) );
+    unsigned char digest[32];
+    ASSERT_EQ( EVP_Digest( canonical.data(), canonical.size(), digest, nullptr, EVP_sha256(), nullptr ), 1 );
+    ASSERT_EQ( hex( bytes( pb::adopt( cryX509CertificateTryFingerprint( cert.get(), CRY_HASH_ALGORITHM_SHA2_256 ) ) ) ),
+        hex( { (const char *)digest, sizeof digest } ) );
+
+    // The decoders on this certificate, OpenSSL on its own one.
+    X509 *x509 = cry___X509CertificatePeekOpensslX509( cert.get() );
+    EXPECT_EQ( decodedName( X509_get_subject_name( x509 ) ), printedName( X509_get_subject_name( wanted.get() ) ) );
+    EXPECT_EQ( decodedName( X509_get_issuer_name( x509 ) ), printedName( X509_get_issuer_name( wanted.get() ) ) );
+    EXPECT_EQ( decodedSerial( X509_get0_serialNumber( x509 ) ), decimal( ASN1_INTEGER_to_BN( X509_get0_serialNumber( wanted.get() ), nullptr ) ) );
+    EXPECT_EQ( decodedTime( X509_get0_notBefore( x509 ) ), wantedTime( X509_get0_notBefore( wanted.get() ) ) );
+    EXPECT_EQ( decodedTime( X509_get0_notAfter( x509 ) ), wantedTime( X509_get0_notAfter( wanted.get() ) ) );
+    ERR_clear_error();
+}
+
+// Every PEM block in a text, by OpenSSL's reader; those with headers are none for us.
+void forEachBlock( const std::string &content, auto block )
+{
+    BIO           *bio    = BIO_new_mem_buf( content.data(), (int)content.size() );
+    char          *label  = nullptr;
+    char          *header = nullptr;
+    unsigned char *data   = nullptr;
+    long           length = 0;
+    while( PEM_read_bio( bio, &label, &header, &data, &length ) == 1 )
+    {
+        if( !*header )
+            block( std::string( label ), std::string( (const char *)data, (size_t)length ) );
+        OPENSSL_free( label );
+        OPENSSL_free( header );
+        OPENSSL_free( data );
+    }
+    BIO_free( bio );
+    ERR_clear_error();
+}
+
+// A block of any label: what OpenSSL's reader of certificates makes of it, or not.
+void checkBlock( const std::string &label, const std::string &body, const std::string &where, Counts &counts )
+{
+    SCOPED_TRACE( where );
+    std::string text = pemText( label, body );
+    BIO        *bio  = BIO_new_mem_buf( text.data(), (int)text.size() );
+    Cert        wanted( PEM_read_bio_X509( bio, nullptr, nullptr, nullptr ), X509_free );
+    BIO_free( bio );
+    pb::Ref<CRY_PEM>              block = pb::adopt( cryPemTryDecode( buf( text ).get() ) );
+    pb::Ref<CRY_X509_CERTIFICATE> cert  = pb::adopt( block ? cryX509CertificateTryCreateFromPem( block.get() ) : nullptr );
+    ERR_clear_error();
+    ASSERT_TRUE( block );
+    ASSERT_EQ( (bool)cert, (bool)wanted ) << label;
+    if( wanted )
+        check( body, where, counts );
+    else
+        counts.refused++;
+}
+
+}
+
+TEST( CertificatesVectors, EveryFileOfThePackageIsTakenAsOpensslTakesIt )
+{
+    std::vector<fs::path> files = packageFiles( "python3-cryptography-vectors" );
+    if( files.empty() )
+        GTEST_SKIP() << "the Debian package python3-cryptography-vectors is not installed";
+    Counts whole;
+    Counts blocks;
+    for( const fs::path &file : files )
+    {
+        std::string extension = file.extension();
+        if( extension != ".crt" && extension != ".cer" && extension != ".pem" && extension != ".der" )
+            continue;
+        std::string content = support::read( file );
+        if( content.find( "-----BEGIN " ) == content.npos )
+            check( content, file, whole );
+        forEachBlock(
+            content, [&]( const std::string &label, const std::string &body ) { checkBlock( label, body, file.string() + ", " + label, blocks ); } );
+    }
+    EXPECT_GT( whole.taken, 400 );
+    EXPECT_GT( whole.refused, 20 );
+    EXPECT_GT( blocks.taken, 80 );
+    EXPECT_GT( blocks.refused, 50 );
+}
+
+TEST( CertificatesVectors, ParsedFactsOfTheCorporaAreOurs )
+{
+    NEED_VECTORS( folder );
+    Counts counts;
+    int    names = 0;
+    int    lax   = 0;
+    for( const char *corpus : { "boringssl", "botan", "google-ct", "mbedtls", "mbedtls-der", "openssl", "pyca", "zlint" } )
+    {
+        for( const auto &each : nlohmann::json::parse( support::read( *folder / "x509parse" / ( std::string( corpus ) + "-crt.json.xz" ) ) ) )
+        {
+            std::string                   where = std::string( corpus ) + " " + each["id"].get<std::string>();
+            std::string                   body  = fromBase64( each["der_b64"] );
+            const auto                   &facts = each["openssl"];
+            pb::Ref<CRY_X509_CERTIFICATE> cert  = pb::adopt( cryX509CertificateTryCreateFromDer( buf( body ).get() ) );
+            SCOPED_TRACE( where );
+            check( body, where, counts );
+            ASSERT_EQ( (bool)cert, facts["parse"].get<bool>() );
+            if( !cert )
+                continue;
+            unsigned char digest[32];
+            EVP_Digest( body.data(), body.size(), digest, nullptr, EVP_sha256(), nullptr );
+            ASSERT_EQ( hex( { (const char *)digest, sizeof digest } ), each["sha256"].get<std::string>() );
+
+            X509   *x509   = cry___X509CertificatePeekOpensslX509( cert.get() );
+            BIGNUM *serial = nullptr;
+            ASSERT_GT( BN_hex2bn( &serial, facts["serial"].get<std::string>().c_str() ), 0 );
+            EXPECT_EQ( decodedSerial( X509_get0_serialNumber( x509 ) ), decimal( serial ) );
+            for( auto [decoded, end] : { std::pair( decodedTime( X509_get0_notBefore( x509 ) ), std::string( "not_before" ) ),
+                     std::pair( decodedTime( X509_get0_notAfter( x509 ) ), std::string( "not_after" ) ) } )
+            {
+                bool strict = isStrict( facts[end + "_raw"].get<std::string>(), facts[end + "_type"] == "UTC" );
+                EXPECT_EQ( decoded, strict && !facts[end].is_null() ? facts[end].get<std::string>() : "(null)" ) << end;
+                lax += !strict;
+            }
+            // The corpus has names without blanks behind the separators. Where nothing is escaped, that is the only difference.
+            for( auto [decoded, fact] : { std::pair( decodedName( X509_get_subject_name( x509 ) ), "subject_rfc2253" ),
+                     std::pair( decodedName( X509_get_issuer_name( x509 ) ), "issuer_rfc2253" ) } )
+            {
+                std::string compact = facts[fact];
+                if( compact.find_first_of( "\\\"#" ) != compact.npos )
+                    continue;
+                std::string wanted;
+                for( char c : compact )
+                    wanted += c == ',' ? ", " : c == '+' ? " + " : std::string( 1, c );
+                EXPECT_EQ( decoded, wanted );
+                names++;
+            }
+        }
+    }
+    EXPECT_EQ( counts.taken, 1232 );
+    EXPECT_EQ( counts.refused, 200 );
+    EXPECT_GT( names, 2000 );
+    EXPECT_GE( lax, 7 );
+}
+
+TEST( CertificatesVectors, EveryCertificateOfTheChainCorporaIsTakenAsOpensslTakesIt )
+{
+    NEED_VECTORS( folder );
+    Counts counts;
+    for( const char *corpus : { "limbo/limbo", "limbo/bettertls-pathbuilding", "limbo/bettertls-nameconstraints", "paths/boringssl-chains",
+             "paths/bsi", "paths/nist76", "paths/openssl-verify", "paths/pkits", "paths/x509test" } )
+    {
+        nlohmann::json cases = nlohmann::json::parse( support::read( *folder / ( std::string( corpus ) + ".json.xz" ) ) )["testcases"];
+        for( const auto &each : cases )
+        {
+            std::vector<std::string> texts = each["trusted_certs"];
+            for( const auto &text : each["untrusted_intermediates"] )
+                texts.push_back( text );
+            texts.push_back( each["peer_certificate"] );
+            std::string where = each["id"];
+            for( const std::string &text : texts )
+            {
+                static std::unordered_set<std::string> seen;
+                if( !seen.insert( text ).second )
+                    continue;
+                int found = 0;
+                forEachBlock( text, [&]( const std::string &, const std::string &body ) {
+                    check( body, where, counts );
+                    found++;
+                } );
+                EXPECT_EQ( found, 1 ) << where;
+            }
+        }
+    }
+    EXPECT_GT( counts.taken, 20000 );
+    EXPECT_GE( counts.refused, 1 );
+}
+
+// The corpus says what strict RFC 5280 makes of each value; where it leaves that open, what its source makes of it. time_exceptions.json lists where the decoder
+// answers differently, and why.
+TEST( CertificatesVectors, TimesDecodeAsTheCorpusSaysButForTheListedExceptions )
+{
+    NEED_VECTORS( folder );
+    nlohmann::json                        corpus     = nlohmann::json::parse( support::read( *folder / "time" / "asn1_time.json" ) );
+    nlohmann::json                        exceptions = nlohmann::json::parse( support::read( CRY_SOURCE_DIR "/tests/vectors/time_exceptions.json" ) );
+    std::map<std::string, nlohmann::json> listed;
+    for( const auto &each : exceptions )
+    {
+        EXPECT_TRUE( listed.emplace( each["case"], each ).second ) << each["case"] << " is listed twice";
+        EXPECT_FALSE( each["reason"].get<std::string>().empty() ) << each["case"];
+    }
+
+    for( const auto &each : corpus )
+    {
+        std::string id     = each["id"];
+        std::string value  = unhex( each["value_hex"].get<std::string>() );
+        bool        isUtc  = each["type"] == "UTC";
+        std::string strict = each["strict_rfc5280"];
+        bool        valid  = ( strict.starts_with( "undecided" ) ? each["upstream"] : each["strict_rfc5280"] ) == "valid";
+
+        std::string wanted = "(null)";
+        if( valid )
+        {
+            std::string year = isUtc ? ( value[0] < '5' ? "20" : "19" ) + value.substr( 0, 2 ) : value.substr( 0, 4 );
+            std::string rest = value.substr( isUtc ? 2 : 4 );
+            wanted = year + "-" + rest.substr( 0, 2 ) + "-" + rest.substr( 2, 2 ) + "T" + rest.substr( 4, 2 ) + ":" + rest.substr( 6, 2 ) + ":" +
+                rest.substr( 8, 2 ) + "Z";
+            if( !each["upstream_time"].is_null() )
+            {
+                EXPECT_EQ( wanted, each["upstream_time"].get<std::string>() ) << id;
+            }
+        }
+
+        ASN1_TIME *time = ASN1_STRING_type_new( isUtc ? V_ASN1_UTCTIME : V_ASN1_GENERALIZEDTIME );
+        ASSERT_EQ( ASN1_STRING_set( time, value.data(), (int)value.size() ), 1 );
+        std::string actual = decodedTime( time );
+        ASN1_STRING_free( time );
+
+        auto exception = listed.find( id );
+        if( exception == listed.end() )
+        {
+            EXPECT_EQ( actual, wanted ) << id << " " << each["type"] << " " << each["value"];
+            continue;
+        }
+        EXPECT_EQ( exception->second["expected"], wanted ) << id;
+        EXPECT_EQ( exception->second["actual"], actual ) << id;
+        EXPECT_NE( actual, wanted ) << id << " is no exception any more";
+        listed.erase( exception );
+    }
+    for( const auto &[id, entry] : listed )
+        ADD_FAILURE() << id << " is listed as an exception but is no case of the corpus";
+    EXPECT_EQ( corpus.size(), 119u );
+}
