@@ -65,21 +65,22 @@ public:
     explicit operator bool() const { return object != nullptr; }
     PB_OBJ *obj() const { return asObj( object ); }
 
-private:
-    template<Object U>
-    friend Ref<U> adopt( U *newReference );
-    template<Object U>
-    friend Ref<U> share( U *borrowed );
+    // What adopt calls.
+    static Ref of( T *newReference )
+    {
+        Ref ref;
+        ref.object = newReference;
+        return ref;
+    }
 
+private:
     T *object = nullptr;
 };
 
 template<Object T>
 Ref<T> adopt( T *newReference )
 {
-    Ref<T> ref;
-    ref.object = newReference;
-    return ref;
+    return Ref<T>::of( newReference );
 }
 
 template<Object T>
