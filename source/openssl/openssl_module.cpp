@@ -90,14 +90,14 @@ const EVP_MD *openssl___Digest( const char *name )
     PB_CHECK( name );
     Process         &own = process();
     std::scoped_lock lock( own.mutex );
-    auto             known = own.digests.find( name );
-    if( known == own.digests.end() )
-    {
-        ERR_set_mark();
-        known = own.digests.emplace( name, EVP_MD_fetch( nullptr, name, nullptr ) ).first;
-        ERR_pop_to_mark();
-    }
-    return known->second;
+    EVP_MD         *&digest = own.digests[name];
+    if( digest )
+        return digest;
+    ERR_set_mark();
+    // A thread may have made another context its default one; what is kept here is everybody's.
+    digest = EVP_MD_fetch( OSSL_LIB_CTX_get0_global_default(), name, nullptr );
+    ERR_pop_to_mark();
+    return digest;
 }
 
 X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length )

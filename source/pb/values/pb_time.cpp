@@ -63,11 +63,11 @@ PB_TIME *pbTimeCreate( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_IN
 
 static PB_TIME *tryCreateFromSeconds( PB_INT seconds, PB_INT millisecond )
 {
-    PB_INT days      = seconds >= 0 ? seconds / secondsPerDay : -( ( -( seconds + 1 ) ) / secondsPerDay ) - 1;
-    PB_INT secondsIn = seconds - days * secondsPerDay;
-    // The years 0 to 9999 lie well inside this range, and the calendar below would overflow outside it.
+    PB_INT days = seconds / secondsPerDay - ( seconds % secondsPerDay < 0 );
+    // The years 0 to 9999 lie well inside this range, and what follows would overflow outside it.
     if( days < -800000 || days > 3000000 )
         return nullptr;
+    PB_INT                      secondsIn = seconds - days * secondsPerDay;
     std::chrono::year_month_day date{ std::chrono::sys_days{ std::chrono::days{ days } } };
     if( (int)date.year() < 0 || (int)date.year() > 9999 )
         return nullptr;

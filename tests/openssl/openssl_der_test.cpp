@@ -1,0 +1,374 @@
+#include "openssl_der.hpp"
+
+#include <cry/internal/cry_x509_certificate.h>
+
+#include "base/cry_ossl.hpp"
+#include "support/text.hpp"
+
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <openssl/x509v3.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace support;
+using cry::ossl::Ptr;
+
+namespace
+{
+
+openssl::Bytes view( std::string_view bytes ) { return { (const PB_BYTE *)bytes.data(), bytes.size() }; }
+
+std::string text( openssl::Bytes bytes ) { return { (const char *)bytes.data(), bytes.size() }; }
+
+// "content|rest" in hexadecimal, "none" when nothing was taken.
+std::string taken( std::string_view hexadecimal, PB_BYTE tag )
+{
+    std::string    bytes   = unhex( hexadecimal );
+    openssl::Bytes rest    = view( bytes );
+    openssl::Bytes content = openssl::take( rest, tag );
+    if( !content.data() )
+        return rest == view( bytes ) ? "none" : "none, but moved";
+    return hex( text( content ) ) + "|" + hex( text( rest ) );
+}
+
+std::string element( PB_BYTE tag, std::string_view content )
+{
+    std::string out( 1, (char)tag );
+    if( content.size() >= 0x100 )
+        out += { (char)0x82, (char)( content.size() >> 8 ) };
+    else if( content.size() >= 0x80 )
+        out += (char)0x81;
+    out += (char)content.size();
+    return out + std::string( content );
+}
+
+// The same with the length in this many bytes.
+std::string longElement( PB_BYTE tag, std::string_view content, int bytes )
+{
+    std::string out = { (char)tag, (char)( 0x80 | bytes ) };
+    while( bytes-- > 0 )
+        out += bytes < 8 ? (char)( content.size() >> ( 8 * bytes ) ) : (char)0;
+    return out + std::string( content );
+}
+
+const std::string nullElement( "\x05\x00", 2 );
+const std::string rsa      = element( 0x06, unhex( "2a864886f70d010101" ) );
+const std::string rsaPss   = element( 0x06, unhex( "2a864886f70d01010a" ) );
+const std::string ec       = element( 0x06, unhex( "2a8648ce3d0201" ) );
+const std::string p256     = element( 0x06, unhex( "2a8648ce3d030107" ) );
+const std::string sm2      = element( 0x06, unhex( "2a811ccf5501822d" ) );
+const std::string ed25519  = element( 0x06, unhex( "2b6570" ) );
+const std::string dsa      = element( 0x06, unhex( "2a8648ce380401" ) );
+const std::string keyBits  = element( 0x03, unhex( "00040102" ) );
+const std::string keyOctet = element( 0x04, unhex( "3000" ) );
+const std::string version0 = unhex( "020100" );
+
+std::string sequence( std::string_view content ) { return element( 0x30, content ); }
+std::string spkiOf( const std::string &algorithm ) { return sequence( sequence( algorithm ) + keyBits ); }
+
+bool shortAlgorithm( const std::string &algorithm ) { return openssl::isShortAlgorithm( view( algorithm ) ); }
+bool shortPublic( const std::string &spki ) { return openssl::isShortPublicKey( view( spki ) ); }
+bool shortPrivate( const std::string &info ) { return openssl::isShortPrivateKey( view( info ) ); }
+bool shortCertificate( const std::string &certificate ) { return openssl::isShortCertificate( view( certificate ) ); }
+
+struct CertificateParts
+{
+    std::string version   = element( 0xA0, unhex( "020102" ) );
+    std::string serial    = unhex( "020101" );
+    std::string signature = sequence( rsa + nullElement );
+    std::string issuer    = sequence( "" );
+    std::string validity  = sequence( element( 0x17, "200101000000Z" ) + element( 0x17, "300101000000Z" ) );
+    std::string subject   = sequence( "" );
+    std::string spki      = spkiOf( ec + p256 );
+    std::string rest      = element( 0xA3, sequence( "" ) );
+
+    std::string join() const
+    {
+        return sequence( sequence( version + serial + signature + issuer + validity + subject + spki + rest ) + signature + keyBits );
+    }
+};
+
+// A real certificate.
+std::string certificateOf( EVP_PKEY *key )
+{
+    Ptr<X509> x509( X509_new() );
+    X509_set_version( x509.get(), X509_VERSION_3 );
+    ASN1_INTEGER_set( X509_get_serialNumber( x509.get() ), 1 );
+    X509_gmtime_adj( X509_getm_notBefore( x509.get() ), 0 );
+    X509_gmtime_adj( X509_getm_notAfter( x509.get() ), 3600 );
+    X509_NAME_add_entry_by_txt( X509_get_subject_name( x509.get() ), "CN", MBSTRING_ASC, (const unsigned char *)"test", -1, -1, 0 );
+    X509_set_pubkey( x509.get(), key );
+    bool plain = EVP_PKEY_is_a( key, "ED25519" );
+    EXPECT_GT( X509_sign( x509.get(), key, plain ? nullptr : EVP_sha256() ), 0 );
+    unsigned char *der    = nullptr;
+    int            length = i2d_X509( x509.get(), &der );
+    std::string    out( (char *)der, (size_t)length );
+    OPENSSL_free( der );
+    return out;
+}
+
+std::string privateOf( EVP_PKEY *key )
+{
+    PKCS8_PRIV_KEY_INFO *info   = EVP_PKEY2PKCS8( key );
+    unsigned char       *der    = nullptr;
+    int                  length = i2d_PKCS8_PRIV_KEY_INFO( info, &der );
+    std::string          out( (char *)der, (size_t)length );
+    OPENSSL_free( der );
+    PKCS8_PRIV_KEY_INFO_free( info );
+    return out;
+}
+
+std::string publicOf( EVP_PKEY *key )
+{
+    unsigned char *der    = nullptr;
+    int            length = i2d_PUBKEY( key, &der );
+    std::string    out( (char *)der, (size_t)length );
+    OPENSSL_free( der );
+    return out;
+}
+
+// Bytes that end where the memory ends: a byte read behind them is a fault in every build.
+class Guarded
+{
+public:
+    explicit Guarded( size_t most ) : page( (size_t)sysconf( _SC_PAGESIZE ) ), size( ( most + page - 1 ) / page * page )
+    {
+        memory = (PB_BYTE *)mmap( nullptr, size + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0 );
+        EXPECT_NE( memory, MAP_FAILED );
+        EXPECT_EQ( mprotect( memory + size, page, PROT_NONE ), 0 );
+    }
+    ~Guarded() { munmap( memory, size + page ); }
+    Guarded( const Guarded & )            = delete;
+    Guarded &operator=( const Guarded & ) = delete;
+
+    openssl::Bytes put( std::string_view bytes )
+    {
+        PB_BYTE *at = memory + size - bytes.size();
+        std::memcpy( at, bytes.data(), bytes.size() );
+        return { at, bytes.size() };
+    }
+
+private:
+    size_t   page;
+    size_t   size;
+    PB_BYTE *memory;
+};
+
+}
+
+TEST( OpensslDer, TakesShortForm )
+{
+    EXPECT_EQ( taken( "0201ff", 0x02 ), "ff|" );
+    EXPECT_EQ( taken( "0201ff0500", 0x02 ), "ff|0500" );
+    EXPECT_EQ( taken( "0500", 0x05 ), "|" );
+    EXPECT_EQ( taken( "047f" + hex( std::string( 127, 'x' ) ) + "01", 0x04 ), hex( std::string( 127, 'x' ) ) + "|01" );
+}
+
+TEST( OpensslDer, TakesLongForm )
+{
+    EXPECT_EQ( taken( "048102aabbcc", 0x04 ), "aabb|cc" );
+    EXPECT_EQ( taken( "04820002aabbcc", 0x04 ), "aabb|cc" );
+    EXPECT_EQ( taken( "0483000002aabbcc", 0x04 ), "aabb|cc" );
+    EXPECT_EQ( taken( "048400000002aabbcc", 0x04 ), "aabb|cc" );
+    EXPECT_EQ( taken( "048400000000", 0x04 ), "|" );
+    std::string big( 0x10203, 'y' );
+    EXPECT_EQ( taken( "0483010203" + hex( big ), 0x04 ), hex( big ) + "|" );
+}
+
+TEST( OpensslDer, RefusesIndefiniteAndOverlongLengths )
+{
+    EXPECT_EQ( taken( "30800000", 0x30 ), "none" );
+    EXPECT_EQ( taken( "04850000000002aabb", 0x04 ), "none" );
+    EXPECT_EQ( taken( "04880000000000000002aabb", 0x04 ), "none" );
+    EXPECT_EQ( taken( "04ff" + hex( std::string( 200, '\0' ) ), 0x04 ), "none" );
+}
+
+TEST( OpensslDer, RefusesWhatEndsTooEarly )
+{
+    for( const char *each : { "", "04", "0401", "0402aa", "0481", "048101", "0482", "048201", "048200", "04820001", "048380", "04840000",
+             "0484000000", "0484ffffffff", "0484ffffffffaa", "04847fffffffaa", "0484fffffffaaa" } )
+        EXPECT_EQ( taken( each, 0x04 ), "none" ) << each;
+}
+
+TEST( OpensslDer, RefusesAnotherTag )
+{
+    EXPECT_EQ( taken( "0401aa", 0x02 ), "none" );
+    EXPECT_EQ( taken( "2401aa", 0x04 ), "none" );
+    EXPECT_EQ( taken( "1f0401aa", 0x04 ), "none" );
+}
+
+TEST( OpensslDer, KnowsTheAlgorithmsOfTheShortWay )
+{
+    EXPECT_TRUE( shortAlgorithm( rsa + nullElement ) );
+    EXPECT_TRUE( shortAlgorithm( ec + p256 ) );
+    // Any named curve, known to this libcrypto or not, as long as it is not SM2's.
+    EXPECT_TRUE( shortAlgorithm( ec + element( 0x06, unhex( "2b8104000a" ) ) ) );
+    EXPECT_TRUE( shortAlgorithm( ec + element( 0x06, unhex( "2a0304" ) ) ) );
+
+    EXPECT_FALSE( shortAlgorithm( "" ) );
+    EXPECT_FALSE( shortAlgorithm( rsa ) );
+    EXPECT_FALSE( shortAlgorithm( rsa + nullElement + nullElement ) );
+    EXPECT_FALSE( shortAlgorithm( rsa + unhex( "058100" ) ) );
+    EXPECT_FALSE( shortAlgorithm( rsa + unhex( "050100" ) ) );
+    EXPECT_FALSE( shortAlgorithm( rsa + p256 ) );
+    EXPECT_FALSE( shortAlgorithm( rsaPss ) );
+    EXPECT_FALSE( shortAlgorithm( rsaPss + nullElement ) );
+    EXPECT_FALSE( shortAlgorithm( rsaPss + sequence( "" ) ) );
+    EXPECT_FALSE( shortAlgorithm( ec ) );
+    EXPECT_FALSE( shortAlgorithm( ec + nullElement ) );
+    EXPECT_FALSE( shortAlgorithm( ec + sequence( unhex( "020101" ) ) ) );
+    EXPECT_FALSE( shortAlgorithm( ec + unhex( "0600" ) ) );
+    EXPECT_FALSE( shortAlgorithm( ec + sm2 ) );
+    EXPECT_FALSE( shortAlgorithm( ec + longElement( 0x06, unhex( "2a811ccf5501822d" ), 1 ) ) );
+    EXPECT_FALSE( shortAlgorithm( ec + p256 + nullElement ) );
+    EXPECT_FALSE( shortAlgorithm( ed25519 ) );
+    EXPECT_FALSE( shortAlgorithm( dsa + sequence( "" ) ) );
+}
+
+TEST( OpensslDer, KnowsPublicKeysOfTheShortWay )
+{
+    EXPECT_TRUE( shortPublic( spkiOf( rsa + nullElement ) ) );
+    EXPECT_TRUE( shortPublic( spkiOf( ec + p256 ) ) );
+
+    EXPECT_FALSE( shortPublic( spkiOf( ec + sm2 ) ) );
+    EXPECT_FALSE( shortPublic( spkiOf( ed25519 ) ) );
+    EXPECT_FALSE( shortPublic( spkiOf( ec + p256 ) + nullElement ) );
+    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + keyBits + nullElement ) ) );
+    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) ) ) );
+    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + unhex( "0300" ) ) ) );
+    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + keyOctet ) ) );
+    EXPECT_FALSE( shortPublic( sequence( keyBits ) ) );
+    EXPECT_FALSE( shortPublic( "" ) );
+    std::string indefinite = unhex( "3080" ) + sequence( ec + p256 ) + keyBits + unhex( "0000" );
+    EXPECT_FALSE( shortPublic( indefinite ) );
+}
+
+TEST( OpensslDer, KnowsPrivateKeysOfTheShortWay )
+{
+    std::string algorithm = sequence( ec + p256 );
+    EXPECT_TRUE( shortPrivate( sequence( version0 + sequence( rsa + nullElement ) + keyOctet ) ) );
+    EXPECT_TRUE( shortPrivate( sequence( version0 + algorithm + keyOctet ) ) );
+
+    EXPECT_FALSE( shortPrivate( sequence( unhex( "020101" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( unhex( "02020000" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( unhex( "0200" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( algorithm + keyOctet ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + sequence( ec + sm2 ) + keyOctet ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyBits ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + unhex( "0400" ) ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet + unhex( "a000" ) ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet + unhex( "810100" ) ) ) );
+    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet ) + unhex( "00" ) ) );
+    EXPECT_FALSE( shortPrivate( "" ) );
+}
+
+TEST( OpensslDer, KnowsCertificatesOfTheShortWay )
+{
+    CertificateParts good;
+    EXPECT_TRUE( shortCertificate( good.join() ) );
+    EXPECT_TRUE( shortCertificate( good.join() + "behind it" ) );
+
+    auto with = []( auto change ) {
+        CertificateParts parts;
+        change( parts );
+        return shortCertificate( parts.join() );
+    };
+    EXPECT_TRUE( with( []( CertificateParts &parts ) { parts.version = ""; } ) );
+    EXPECT_TRUE( with( []( CertificateParts &parts ) { parts.rest = ""; } ) );
+    EXPECT_TRUE( with( []( CertificateParts &parts ) { parts.spki = spkiOf( rsa + nullElement ); } ) );
+
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.spki = spkiOf( ec + sm2 ); } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.spki = spkiOf( ed25519 ); } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.spki = ""; } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.serial = ""; } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.signature = ""; } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.subject = ""; } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.version = element( 0x80, unhex( "02" ) ); } ) );
+    EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.subject = unhex( "30800000" ); } ) );
+    EXPECT_FALSE( shortCertificate( "" ) );
+    EXPECT_FALSE( shortCertificate( sequence( "" ) ) );
+    EXPECT_FALSE( shortCertificate( sequence( sequence( "" ) ) ) );
+}
+
+TEST( OpensslDer, AgreesWithWhatOpensslWrites )
+{
+    struct Case
+    {
+        EVP_PKEY *key;
+        bool      isShort;
+    };
+    Case cases[] = { { EVP_RSA_gen( 1024 ), true }, { EVP_EC_gen( "P-256" ), true }, { EVP_EC_gen( "brainpoolP256r1" ), true },
+        { EVP_EC_gen( "sect163k1" ), true }, { EVP_PKEY_Q_keygen( nullptr, nullptr, "ED25519" ), false } };
+    for( const Case &each : cases )
+    {
+        Ptr<EVP_PKEY> key( each.key );
+        ASSERT_TRUE( key );
+        EXPECT_EQ( shortPublic( publicOf( each.key ) ), each.isShort );
+        EXPECT_EQ( shortPrivate( privateOf( each.key ) ), each.isShort );
+        EXPECT_EQ( shortCertificate( certificateOf( each.key ) ), each.isShort );
+    }
+    Ptr<EVP_PKEY> sm2Key( EVP_PKEY_Q_keygen( nullptr, nullptr, "SM2" ) );
+    ASSERT_TRUE( sm2Key );
+    EXPECT_FALSE( shortPublic( publicOf( sm2Key.get() ) ) );
+    EXPECT_FALSE( shortPrivate( privateOf( sm2Key.get() ) ) );
+}
+
+TEST( OpensslDer, StaysInsideOfEveryPrefix )
+{
+    Ptr<EVP_PKEY>            rsaKey( EVP_RSA_gen( 1024 ) ), ecKey( EVP_EC_gen( "P-384" ) );
+    std::vector<std::string> inputs;
+    for( EVP_PKEY *key : { rsaKey.get(), ecKey.get() } )
+        inputs.insert( inputs.end(), { certificateOf( key ), privateOf( key ), publicOf( key ) } );
+    // Deep in the lengths: every one says more than there is.
+    inputs.push_back( unhex( "3084ffffffff3084ffffffff0284ffffffff3084ffffffff0684ffffffff" ) );
+
+    Guarded guarded( 4096 );
+    for( const std::string &input : inputs )
+    {
+        for( size_t length = 0; length <= input.size(); length++ )
+        {
+            std::unique_ptr<PB_BYTE[]> exact( new PB_BYTE[length] );
+            std::memcpy( exact.get(), input.data(), length );
+            openssl::Bytes onHeap( exact.get(), length ), atTheEnd = guarded.put( std::string_view( input ).substr( 0, length ) );
+            bool           whole                           = length == input.size();
+            decltype( &openssl::isShortPublicKey ) looks[] = { openssl::isShortAlgorithm, openssl::isShortPublicKey, openssl::isShortPrivateKey,
+                openssl::isShortCertificate };
+            for( auto look : looks )
+            {
+                EXPECT_EQ( look( onHeap ), look( atTheEnd ) );
+                // A shorter piece of something is never that thing.
+                EXPECT_FALSE( !whole && look( onHeap ) ) << length;
+            }
+        }
+    }
+}
+
+TEST( OpensslDer, StaysInsideWithEveryLengthByte )
+{
+    Ptr<EVP_PKEY> key( EVP_EC_gen( "P-256" ) );
+    Guarded       guarded( 4096 );
+    PB_INT        refused = 0;
+    for( const std::string &input : { certificateOf( key.get() ), privateOf( key.get() ), publicOf( key.get() ) } )
+    {
+        for( size_t at = 0; at < input.size(); at++ )
+        {
+            for( int value : { 0x00, 0x01, 0x7F, 0x80, 0x81, 0x82, 0x83, 0x84, 0x85, 0xFF } )
+            {
+                std::string changed              = input;
+                changed[at]                      = (char)value;
+                openssl::Bytes             bytes = guarded.put( changed );
+                std::unique_ptr<PB_BYTE[]> exact( new PB_BYTE[changed.size()] );
+                std::memcpy( exact.get(), changed.data(), changed.size() );
+                openssl::Bytes onHeap( exact.get(), changed.size() );
+                EXPECT_EQ( openssl::isShortCertificate( bytes ), openssl::isShortCertificate( onHeap ) );
+                EXPECT_EQ( openssl::isShortPrivateKey( bytes ), openssl::isShortPrivateKey( onHeap ) );
+                EXPECT_EQ( openssl::isShortPublicKey( bytes ), openssl::isShortPublicKey( onHeap ) );
+                refused += !openssl::isShortCertificate( bytes ) && !openssl::isShortPrivateKey( bytes ) && !openssl::isShortPublicKey( bytes );
+            }
+        }
+    }
+    EXPECT_GT( refused, 100 );
+}
