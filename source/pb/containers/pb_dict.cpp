@@ -68,6 +68,12 @@ static Map &writableMap( PB_DICT **dict )
     return *target->map;
 }
 
+// Puts a value under a key. The references are taken first: a dictionary that is put into itself is shared then, so what goes in is what it was.
+static void set( PB_DICT **dict, pb::Ref<PB_OBJ> key, pb::Ref<PB_OBJ> value )
+{
+    writableMap( dict ).insert_or_assign( std::move( key ), std::move( value ) );
+}
+
 static pb::Ref<PB_OBJ> boxed( PB_INT key ) { return pb::share( pb::asObj( pb::adopt( pbBoxedIntCreate( key ) ).get() ) ); }
 
 PB_DICT *pbDictCreate() { return pb::create<PB_DICT>(); }
@@ -118,14 +124,14 @@ void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value )
     PB_CHECK_HANDLE( dict );
     PB_CHECK( key );
     PB_CHECK( value );
-    writableMap( dict ).insert_or_assign( pb::share( key ), pb::share( value ) );
+    set( dict, pb::share( key ), pb::share( value ) );
 }
 
 void pbDictSetIntKey( PB_DICT **dict, PB_INT key, PB_OBJ *value )
 {
     PB_CHECK_HANDLE( dict );
     PB_CHECK( value );
-    writableMap( dict ).insert_or_assign( boxed( key ), pb::share( value ) );
+    set( dict, boxed( key ), pb::share( value ) );
 }
 
 void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value )
@@ -133,7 +139,7 @@ void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value )
     PB_CHECK_HANDLE( dict );
     PB_CHECK( key );
     PB_CHECK( value );
-    writableMap( dict ).insert_or_assign( pb::share( pbStringObj( key ) ), pb::share( value ) );
+    set( dict, pb::share( pbStringObj( key ) ), pb::share( value ) );
 }
 
 void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key )

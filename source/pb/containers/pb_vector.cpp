@@ -71,6 +71,13 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
     return gap;
 }
 
+// Puts an object before the one at `index`. Its reference is taken first: a vector that is put into itself is shared then, so what goes in is what it was.
+static void place( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
+{
+    pb::Ref<PB_OBJ> held                     = pb::share( obj );
+    *openGap( writable( vector ), index, 1 ) = held.take();
+}
+
 PB_VECTOR *pbVectorCreate() { return pb::create<PB_VECTOR>(); }
 
 PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source )
@@ -120,15 +127,14 @@ void pbVectorAppendObj( PB_VECTOR **vector, PB_OBJ *obj )
 {
     PB_CHECK_HANDLE( vector );
     PB_CHECK( obj );
-    PB_VECTOR *target                     = writable( vector );
-    *openGap( target, target->length, 1 ) = pb::shareOrNull( obj );
+    place( vector, pbVectorLength( *vector ), obj );
 }
 
 void pbVectorPrependObj( PB_VECTOR **vector, PB_OBJ *obj )
 {
     PB_CHECK_HANDLE( vector );
     PB_CHECK( obj );
-    *openGap( writable( vector ), 0, 1 ) = pb::shareOrNull( obj );
+    place( vector, 0, obj );
 }
 
 void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
@@ -137,7 +143,7 @@ void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
     PB_CHECK( index >= 0 );
     PB_CHECK( index <= pbVectorLength( *vector ) );
     PB_CHECK( obj );
-    *openGap( writable( vector ), index, 1 ) = pb::shareOrNull( obj );
+    place( vector, index, obj );
 }
 
 void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
@@ -146,6 +152,7 @@ void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
     PB_CHECK( index >= 0 );
     PB_CHECK( index < pbVectorLength( *vector ) );
     PB_CHECK( obj );
+    pb::Ref<PB_OBJ> held = pb::share( obj );
     pb::assign( objects( writable( vector ) )[index], obj );
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string_view>
+#include <unistr.h>
 #include <unordered_map>
 #include <vector>
 
@@ -111,32 +112,43 @@ static Content &writable( PB_STORE **store ) { return *pb::makeWritable( store, 
 static Entry entryOf( PB_STRING *value ) { return { {}, Kind::string, 0, pb::share( pbStringObj( value ) ) }; }
 static Entry entryOf( PB_STORE *value ) { return { {}, Kind::store, 0, pb::share( pbStoreObj( value ) ) }; }
 
-static std::string_view keyOf( const char *key, PB_INT length, pb::Site site = pb::Site::here() )
+// A key as it is stored: valid UTF-8.
+struct Key
+{
+    pb::Ref<PB_STRING> str; // made only where the text is malformed
+    std::string_view   text;
+};
+
+static Key keyOf( const char *key, PB_INT length, pb::Site site = pb::Site::here() )
 {
     PB_CHECK_AT( site, key );
     PB_CHECK_AT( site, length >= -1 );
-    return { key, length < 0 ? std::strlen( key ) : (size_t)length };
+    std::string_view text( key, length < 0 ? std::strlen( key ) : (size_t)length );
+    if( !u8_check( (const uint8_t *)text.data(), text.size() ) )
+        return { {}, text };
+    pb::Ref<PB_STRING> str = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
+    return { str, viewOf( str.get() ) };
 }
 
-static const Entry *entryUnder( PB_STORE *store, std::string_view key )
+static const Entry *entryUnder( PB_STORE *store, const Key &key )
 {
-    auto found = store->content->places.find( key );
+    auto found = store->content->places.find( key.text );
     return found == store->content->places.end() ? nullptr : &store->content->entries[found->second];
 }
 
 static void append( PB_STORE **store, Entry entry ) { writable( store ).entries.push_back( std::move( entry ) ); }
 
-static void set( PB_STORE **store, std::string_view key, Entry entry )
+static void set( PB_STORE **store, const Key &key, Entry entry )
 {
     Content &content = writable( store );
-    auto     found   = content.places.find( key );
+    auto     found   = content.places.find( key.text );
     if( found != content.places.end() )
     {
         entry.key                      = content.entries[found->second].key;
         content.entries[found->second] = std::move( entry );
         return;
     }
-    entry.key = pb::adopt( pbStringCreateFromCstr( key.data(), (PB_INT)key.size() ) );
+    entry.key = pb::adopt( pbStringCreateFromCstr( key.text.data(), (PB_INT)key.text.size() ) );
     content.places.emplace( viewOf( entry.key.get() ), content.entries.size() );
     content.entries.push_back( std::move( entry ) );
 }

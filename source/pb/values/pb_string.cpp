@@ -323,14 +323,14 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
 PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
-    size_t   length = 0;
-    uint8_t *folded = u8_casefold( str->content.bytes, (size_t)str->content.length, nullptr, nullptr, nullptr, &length );
-    PB_CHECK( folded );
+    // No character folds to more than three times its bytes. With room enough the library takes no memory of its own, which it would not cleanse.
+    size_t   room   = (size_t)str->content.length * 3 + 16;
+    uint8_t *memory = (uint8_t *)pbMemAlloc( room );
+    size_t   length = room;
+    uint8_t *folded = u8_casefold( str->content.bytes, (size_t)str->content.length, nullptr, nullptr, memory, &length );
+    PB_CHECK( folded == memory );
     PB_STRING *result = createValid( folded, (PB_INT)length, str->content.sensitive );
-    if( str->content.sensitive )
-        pbMemCleanse( folded, length );
-    // The library's own memory, not the family's.
-    free( folded );
+    pbMemFreeSensitive( memory, str->content.sensitive ? length : 0 );
     return result;
 }
 

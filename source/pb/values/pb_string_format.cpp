@@ -157,6 +157,8 @@ void pbStringAppendFormatCstr( PB_STRING **str, const char *format, PB_INT lengt
     PB_CHECK( length >= -1 );
     va_list args;
     va_start( args, length );
-    appendFormat( str, format, length, args );
+    // What is appended may be made from the string itself.
+    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromFormatCstrArgs( format, length, args ) );
     va_end( args );
+    pbStringAppend( str, text.get() );
 }
