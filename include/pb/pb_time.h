@@ -19,8 +19,8 @@ PB_EXPORT PB_TIME *pbTimeCreate( PB_INT year, PB_INT month, PB_INT day, PB_INT h
 PB_EXPORT PB_TIME *pbTimeNow( void );
 /* pbTimeTryCreateFromTimeT: from seconds since 1970-01-01 UTC, leap seconds not counted; null outside the years 0 to 9999. */
 PB_EXPORT PB_TIME *pbTimeTryCreateFromTimeT( time_t seconds );
-/* pbTimeTryCreateFromString: takes exactly 2026-07-21T13:01:14Z and 2026-07-21T13:01:14.250Z (RFC 3339 with capital letters, UTC, no or three digits of
-   fraction); everything else gives null. */
+/* pbTimeTryCreateFromString: takes exactly 2026-07-21T13:01:14Z and 2026-07-21T13:01:14.250Z (RFC 3339 with capital letters, UTC, no fraction or three
+   digits other than 000); everything else gives null. */
 PB_EXPORT PB_TIME *pbTimeTryCreateFromString( PB_STRING *text );
 /* pbTimeTryConvertToTimeT: seconds since 1970-01-01 UTC; false for a day that the month does not have. Second 60 and 61 carry over, milliseconds are cut
    toward the past. */

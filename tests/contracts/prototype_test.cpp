@@ -18,10 +18,10 @@ using namespace support;
 
 static constexpr char here[] = "tests/contracts/prototype_test.cpp";
 
-static PB_BOOL             startToy() { return PB_TRUE; }
-static void                stopToy() {}
+static PB_BOOL                       startToy() { return PB_TRUE; }
+static void                          stopToy() {}
 extern "C" PB_EXPORT const PB_MODULE toy___module;
-extern "C" const PB_MODULE toy___module = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), nullptr, startToy, stopToy, stopToy, stopToy };
+extern "C" const PB_MODULE           toy___module = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), nullptr, startToy, stopToy, stopToy, stopToy };
 
 PB_OBJECT_TYPE( TOY_PLAIN );
 PB_OBJECT_TYPE( TOY_FIELDS );

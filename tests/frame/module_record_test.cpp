@@ -54,9 +54,9 @@ struct Case
     const char             *dependencies;
 };
 
-#define MODULE( name, description, version, dependencies )                                                                                           \
-    {                                                                                                                                                \
-        name##Module(), &name##___module, &name##___module_record, name##___module_version_string, #name, description, version, dependencies         \
+#define MODULE( name, description, version, dependencies )                                                                                   \
+    {                                                                                                                                        \
+        name##Module(), &name##___module, &name##___module_record, name##___module_version_string, #name, description, version, dependencies \
     }
 
 const std::vector<Case> &cases()

@@ -205,7 +205,7 @@ PB_BUFFER *pb___BufferCreateLength( PB_INT byteCount, PB_BYTE **bytes )
 void pbBufferSetSensitive( PB_BUFFER **buf )
 {
     PB_CHECK_HANDLE( buf );
-    writable( buf )->content.sensitive = PB_TRUE;
+    writable( buf )->content.setSensitive();
 }
 
 PB_BOOL pbBufferSensitive( PB_BUFFER *buf )

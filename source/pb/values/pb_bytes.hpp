@@ -79,6 +79,13 @@ struct Bytes
         length = newLength;
     }
 
+    // What lies behind the content may be what was removed from it.
+    void setSensitive()
+    {
+        sensitive = PB_TRUE;
+        pbMemCleanse( bytes + length, (size_t)( capacity - length ) );
+    }
+
     void release()
     {
         if( sensitive )

@@ -376,7 +376,7 @@ PB_BUFFER *pbStringConvertToLatin1( PB_STRING *str )
 void pbStringSetSensitive( PB_STRING **str )
 {
     PB_CHECK_HANDLE( str );
-    writable( str )->content.sensitive = PB_TRUE;
+    writable( str )->content.setSensitive();
 }
 
 PB_BOOL pbStringSensitive( PB_STRING *str )

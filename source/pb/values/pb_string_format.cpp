@@ -158,7 +158,10 @@ void pbStringAppendFormatCstr( PB_STRING **str, const char *format, PB_INT lengt
     va_list args;
     va_start( args, length );
     // What is appended may be made from the string itself.
-    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromFormatCstrArgs( format, length, args ) );
+    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreate() );
+    if( pbStringSensitive( *str ) )
+        pbStringSetSensitive( text.handle() );
+    appendFormat( text.handle(), format, length, args );
     va_end( args );
     pbStringAppend( str, text.get() );
 }

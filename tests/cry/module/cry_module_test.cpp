@@ -25,9 +25,9 @@ struct Wanted
     void ( *shutdown )();
 };
 
-#define WANTED( name )                                                                                                                               \
-    {                                                                                                                                                \
-        #name, cry___##name##Startup, cry___##name##Shutdown                                                                                         \
+#define WANTED( name )                                       \
+    {                                                        \
+        #name, cry___##name##Startup, cry___##name##Shutdown \
     }
 
 // A table that uses another one stands after it.
