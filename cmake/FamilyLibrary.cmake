@@ -10,6 +10,10 @@ string( TIMESTAMP PRODUCT_BUILD_TIME "UTC %Y-%m-%d %H:%M:%S (%A)" UTC )
 
 set( FAMILY_WARNINGS -Wall -Wextra -Werror -Wmissing-declarations -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor -Wvla )
 set( FAMILY_CXX_WARNINGS )
+if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
+    # GCC 12 sees overlaps in inlined std::string code that are not there.
+    list( APPEND FAMILY_WARNINGS -Wno-restrict )
+endif()
 if( CMAKE_CXX_COMPILER_ID MATCHES Clang )
     list( APPEND FAMILY_CXX_WARNINGS -Wglobal-constructors -Wexit-time-destructors -Wthread-safety )
 endif()
