@@ -13,6 +13,7 @@ int main( int argc, char **argv )
         return 1;
     }
     bench::registerHash();
+    bench::registerCipher();
     bench::registerPem();
     bench::registerX509();
     benchmark::Initialize( &argc, argv );

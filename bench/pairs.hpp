@@ -31,6 +31,7 @@ inline pb::Ref<PB_BUFFER> buffer( const std::string &bytes ) { return pb::adopt(
 
 // Each registers its pairs; the runtime is started.
 void registerHash();
+void registerCipher();
 void registerPem();
 void registerX509();
 

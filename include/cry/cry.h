@@ -2,15 +2,18 @@
 #ifndef CRY_CRY_H
 #define CRY_CRY_H
 
+#include <cry/cry_aes.h>
 #include <cry/cry_aes_mode.h>
 #include <cry/cry_aes_operation.h>
 #include <cry/cry_hash.h>
 #include <cry/cry_hash_algorithm.h>
+#include <cry/cry_mac.h>
 #include <cry/cry_module.h>
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_ec_named_curve.h>
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_type.h>
+#include <cry/cry_random.h>
 #include <cry/cry_uuid_string_flags.h>
 #include <cry/cry_uuid_variant.h>
 #include <cry/cry_uuid_version.h>

@@ -16,6 +16,7 @@
 #include <pb/pb_module.h>
 #include <pb/pb_obj.h>
 #include <pb/pb_path_file.h>
+#include <pb/pb_random.h>
 #include <pb/pb_runtime.h>
 #include <pb/pb_store.h>
 #include <pb/pb_string.h>

@@ -5,9 +5,13 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
+#include <openssl/params.h>
+#include <shared_mutex>
 #include <string>
+#include <string_view>
 
 #include "openssl_der.hpp"
 #include "openssl_lean.hpp"
@@ -18,10 +22,12 @@ namespace
 // Everything is made once per process: algorithms, contexts and what was parsed with them may be in use after the module's shut-down.
 struct Process
 {
-    std::mutex                      mutex;
-    std::map<std::string, EVP_MD *> digests;
-    OSSL_LIB_CTX                   *lean    = nullptr;
-    const char                     *problem = nullptr; // why the lean context is not used
+    std::shared_mutex                                 mutex;
+    std::map<std::string, EVP_MD *, std::less<>>      digests;
+    std::map<std::string, EVP_CIPHER *, std::less<>>  ciphers;
+    std::map<std::string, EVP_MAC_CTX *, std::less<>> hmacs;
+    OSSL_LIB_CTX                                     *lean    = nullptr;
+    const char                                       *problem = nullptr; // why the lean context is not used
 };
 
 Process &process()
@@ -45,6 +51,44 @@ void startProcess()
     ERR_pop_to_mark();
     if( !own.problem )
         leanInUse.store( own.lean, std::memory_order_release );
+}
+
+// What is kept under a name, made at the first call. What libcrypto does not have is not kept, and its errors neither.
+template<class Map>
+auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL_LIB_CTX *everybodys, const char *name ) ) ->
+    typename Map::mapped_type
+{
+    Process &own = process();
+    {
+        std::shared_lock lock( own.mutex );
+        auto             known = map.find( std::string_view( name ) );
+        if( known != map.end() )
+            return known->second;
+    }
+    std::scoped_lock lock( own.mutex );
+    auto             known = map.find( std::string_view( name ) );
+    if( known != map.end() )
+        return known->second;
+    ERR_set_mark();
+    // A thread may have made another context its default one; what is kept here is everybody's.
+    typename Map::mapped_type made = make( OSSL_LIB_CTX_get0_global_default(), name );
+    ERR_pop_to_mark();
+    if( made )
+        map.emplace( name, made );
+    return made;
+}
+
+EVP_MAC_CTX *prepareHmac( OSSL_LIB_CTX *everybodys, const char *digestName )
+{
+    EVP_MAC     *mac          = EVP_MAC_fetch( everybodys, "HMAC", nullptr );
+    EVP_MAC_CTX *context      = mac ? EVP_MAC_CTX_new( mac ) : nullptr;
+    std::string  digest       = digestName;
+    OSSL_PARAM   parameters[] = { OSSL_PARAM_construct_utf8_string( OSSL_MAC_PARAM_DIGEST, digest.data(), 0 ), OSSL_PARAM_construct_end() };
+    EVP_MAC_free( mac );
+    if( context && EVP_MAC_CTX_set_params( context, parameters ) == 1 )
+        return context;
+    EVP_MAC_CTX_free( context );
+    return nullptr;
 }
 
 PB_BOOL startup()
@@ -88,16 +132,21 @@ PB_STRING *opensslLeanContextState()
 const EVP_MD *openssl___Digest( const char *name )
 {
     PB_CHECK( name );
-    Process         &own = process();
-    std::scoped_lock lock( own.mutex );
-    EVP_MD         *&digest = own.digests[name];
-    if( digest )
-        return digest;
-    ERR_set_mark();
-    // A thread may have made another context its default one; what is kept here is everybody's.
-    digest = EVP_MD_fetch( OSSL_LIB_CTX_get0_global_default(), name, nullptr );
-    ERR_pop_to_mark();
-    return digest;
+    return kept(
+        process().digests, name, []( OSSL_LIB_CTX *everybodys, const char *wanted ) { return EVP_MD_fetch( everybodys, wanted, nullptr ); } );
+}
+
+const EVP_CIPHER *openssl___Cipher( const char *name )
+{
+    PB_CHECK( name );
+    return kept(
+        process().ciphers, name, []( OSSL_LIB_CTX *everybodys, const char *wanted ) { return EVP_CIPHER_fetch( everybodys, wanted, nullptr ); } );
+}
+
+const EVP_MAC_CTX *openssl___Hmac( const char *digestName )
+{
+    PB_CHECK( digestName );
+    return kept( process().hmacs, digestName, prepareHmac );
 }
 
 X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length )

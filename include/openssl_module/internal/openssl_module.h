@@ -14,6 +14,12 @@ PB_BEGIN_DECLS
    this libcrypto does not have it. Owned by the module. */
 PB_EXPORT const EVP_MD *openssl___Digest( const char *name );
 
+/* openssl___Cipher: the same for a cipher. */
+PB_EXPORT const EVP_CIPHER *openssl___Cipher( const char *name );
+/* openssl___Hmac: a MAC context for HMAC with the digest of this OpenSSL name, without a key, to be duplicated; null when this libcrypto cannot provide it. Owned by
+   the module. */
+PB_EXPORT const EVP_MAC_CTX *openssl___Hmac( const char *digestName );
+
 /* openssl___TryParseCertificate: what d2i_X509 makes of the first certificate in `length` bytes: the same verdict, the same certificate, the same errors in
    the queue. RSA and named-curve EC certificates are parsed in the lean context. The caller frees the result. */
 PB_EXPORT X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length );

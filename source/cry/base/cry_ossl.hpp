@@ -15,6 +15,8 @@ namespace cry::ossl
 // The one table of how OpenSSL's objects are freed.
 inline void freeOf( BIO *bio ) { BIO_free( bio ); }
 inline void freeOf( EVP_MD_CTX *ctx ) { EVP_MD_CTX_free( ctx ); }
+inline void freeOf( EVP_MAC_CTX *ctx ) { EVP_MAC_CTX_free( ctx ); }
+inline void freeOf( EVP_CIPHER_CTX *ctx ) { EVP_CIPHER_CTX_free( ctx ); }
 inline void freeOf( EVP_PKEY *pkey ) { EVP_PKEY_free( pkey ); }
 inline void freeOf( X509 *x509 ) { X509_free( x509 ); }
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }

@@ -115,9 +115,10 @@ char *put( char *to, std::string_view text ) { return (char *)std::memcpy( to, t
 // Calls line( bytes, count ) for the bytes of each line of the body.
 void forEachLine( PB_BUFFER *data, auto line )
 {
-    const PB_BYTE *bytes = pbBufferBytes( data );
-    for( PB_INT left = pbBufferLength( data ); left > 0; left -= lineBytes, bytes += lineBytes )
-        line( bytes, left < lineBytes ? left : lineBytes );
+    const PB_BYTE *bytes  = pbBufferBytes( data );
+    PB_INT         length = pbBufferLength( data );
+    for( PB_INT offset = 0; offset < length; offset += lineBytes )
+        line( bytes + offset, length - offset < lineBytes ? length - offset : lineBytes );
 }
 
 }

@@ -1,0 +1,15 @@
+/* Random bytes of the operating system. */
+#ifndef PB_PB_RANDOM_H
+#define PB_PB_RANDOM_H
+
+#include <pb/pb_base.h>
+
+PB_BEGIN_DECLS
+
+/* pbRandomBytes: fills `byteCount` bytes from the kernel's generator (getrandom); one that fails aborts. May block once, early after the machine's start. Aborts on
+   a null pointer with a count ("bytes || !byteCount") and on a negative count. */
+PB_EXPORT void pbRandomBytes( PB_BYTE *bytes, PB_INT byteCount );
+
+PB_END_DECLS
+
+#endif
