@@ -9,9 +9,7 @@
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/params.h>
-#include <shared_mutex>
 #include <string>
-#include <string_view>
 
 #include "openssl_der.hpp"
 #include "openssl_lean.hpp"
@@ -22,12 +20,12 @@ namespace
 // Everything is made once per process: algorithms, contexts and what was parsed with them may be in use after the module's shut-down.
 struct Process
 {
-    std::shared_mutex                                 mutex;
-    std::map<std::string, EVP_MD *, std::less<>>      digests;
-    std::map<std::string, EVP_CIPHER *, std::less<>>  ciphers;
-    std::map<std::string, EVP_MAC_CTX *, std::less<>> hmacs;
-    OSSL_LIB_CTX                                     *lean    = nullptr;
-    const char                                       *problem = nullptr; // why the lean context is not used
+    std::mutex                           mutex;
+    std::map<std::string, EVP_MD *>      digests;
+    std::map<std::string, EVP_CIPHER *>  ciphers;
+    std::map<std::string, EVP_MAC_CTX *> hmacs;
+    OSSL_LIB_CTX                        *lean    = nullptr;
+    const char                          *problem = nullptr; // why the lean context is not used
 };
 
 Process &process()
@@ -53,29 +51,20 @@ void startProcess()
         leanInUse.store( own.lean, std::memory_order_release );
 }
 
-// What is kept under a name, made at the first call. What libcrypto does not have is not kept, and its errors neither.
+// What is kept under a name, made at the first call. What libcrypto does not have is asked for again, and its errors are not kept.
 template<class Map>
 auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL_LIB_CTX *everybodys, const char *name ) ) ->
     typename Map::mapped_type
 {
-    Process &own = process();
-    {
-        std::shared_lock lock( own.mutex );
-        auto             known = map.find( std::string_view( name ) );
-        if( known != map.end() )
-            return known->second;
-    }
-    std::scoped_lock lock( own.mutex );
-    auto             known = map.find( std::string_view( name ) );
-    if( known != map.end() )
-        return known->second;
+    std::scoped_lock           lock( process().mutex );
+    typename Map::mapped_type &found = map[name];
+    if( found )
+        return found;
     ERR_set_mark();
     // A thread may have made another context its default one; what is kept here is everybody's.
-    typename Map::mapped_type made = make( OSSL_LIB_CTX_get0_global_default(), name );
+    found = make( OSSL_LIB_CTX_get0_global_default(), name );
     ERR_pop_to_mark();
-    if( made )
-        map.emplace( name, made );
-    return made;
+    return found;
 }
 
 EVP_MAC_CTX *prepareHmac( OSSL_LIB_CTX *everybodys, const char *digestName )

@@ -9,6 +9,7 @@
 #include "base/cry_ossl.hpp"
 #include "openssl_der.hpp"
 #include "support/files.hpp"
+#include "support/lean.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -29,16 +30,6 @@ static void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
 
 namespace
 {
-
-class Lean
-{
-public:
-    explicit Lean( bool used ) : before( openssl___SetLeanContextUsed( used ) ) {}
-    ~Lean() { openssl___SetLeanContextUsed( before ); }
-
-private:
-    PB_BOOL before;
-};
 
 // The codes in the error queue, which is empty afterwards.
 std::string takeErrors()

@@ -5,6 +5,7 @@
 
 #include "base/cry_ossl.hpp"
 #include "openssl_der.hpp"
+#include "support/lean.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -22,16 +23,6 @@ static void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
 
 namespace
 {
-
-class Lean
-{
-public:
-    explicit Lean( bool used ) : before( openssl___SetLeanContextUsed( used ) ) {}
-    ~Lean() { openssl___SetLeanContextUsed( before ); }
-
-private:
-    PB_BOOL before;
-};
 
 constexpr time_t now = 1900000000;
 
