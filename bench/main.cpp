@@ -15,6 +15,7 @@ int main( int argc, char **argv )
     bench::registerHash();
     bench::registerCipher();
     bench::registerPem();
+    bench::registerKeys();
     bench::registerX509();
     benchmark::Initialize( &argc, argv );
     benchmark::RunSpecifiedBenchmarks();

@@ -33,6 +33,7 @@ inline pb::Ref<PB_BUFFER> buffer( const std::string &bytes ) { return pb::adopt(
 void registerHash();
 void registerCipher();
 void registerPem();
+void registerKeys();
 void registerX509();
 
 }

@@ -3,6 +3,8 @@
 #define CRY_CRY_PKEY_PRIVATE_H
 
 #include <cry/cry_pem.h>
+#include <cry/cry_pkey_info.h>
+#include <cry/cry_pkey_public.h>
 
 /* CRY_PKEY_PRIVATE: a private key with its canonical PEM: unencrypted PKCS#8 (RFC 5958) under the label PRIVATE KEY, as OpenSSL writes it. Immutable, for any
    thread. */
@@ -15,6 +17,10 @@ PB_BEGIN_DECLS
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem );
 /* cryPkeyPrivatePem: the canonical PEM, a new reference, whatever form the key was read from; null aborts ("priv"). */
 PB_EXPORT CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv );
+/* cryPkeyPrivateInfo: what kind of key it is, a new object. */
+PB_EXPORT CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv );
+/* cryPkeyPrivatePublicKey: the public half, a new object that shares nothing with the private key; null when OpenSSL cannot write it. */
+PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv );
 /* cryPkeyPrivateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv );
 /* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */

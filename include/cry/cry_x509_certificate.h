@@ -4,6 +4,8 @@
 
 #include <cry/cry_hash_algorithm.h>
 #include <cry/cry_pem.h>
+#include <cry/cry_pkey_private.h>
+#include <cry/cry_pkey_public.h>
 
 /* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as OpenSSL writes it. Immutable, for any thread. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
@@ -18,6 +20,11 @@ PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *b
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem );
 /* cryX509CertificatePem: the canonical PEM, a new reference; null aborts ("cert"). Its data is the certificate's DER. */
 PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the certificate; null when OpenSSL cannot write it. A certificate
+   whose key OpenSSL cannot decode aborts ("pkey"). */
+PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key; null aborts ("cert", "privateKey"). */
+PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey );
 /* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when this libcrypto does not have the algorithm. An invalid
    algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
 PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg );

@@ -11,7 +11,7 @@ namespace openssl
 using Bytes = std::basic_string_view<PB_BYTE>;
 
 inline constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagNull = 0x05, tagOid = 0x06, tagSequence = 0x30,
-                         tagVersion = 0xA0;
+                         tagVersion = 0xA0, uncompressedPoint = 0x04;
 
 // Takes one element with a definite length off the front and returns its content; null data when there is none of this tag.
 inline Bytes take( Bytes &rest, PB_BYTE tag )
@@ -37,6 +37,23 @@ inline Bytes take( Bytes &rest, PB_BYTE tag )
     return content;
 }
 
+// The same, of an element that says its length in as few bytes as it can.
+inline Bytes takeMinimal( Bytes &rest, PB_BYTE tag )
+{
+    size_t whole   = rest.size();
+    Bytes  content = take( rest, tag );
+    size_t header  = whole - rest.size() - content.size();
+    size_t needed  = content.size() < 0x80 ? 2 : content.size() < 0x100 ? 3 : content.size() < 0x10000 ? 4 : content.size() < 0x1000000 ? 5 : 6;
+    return header == needed ? content : Bytes();
+}
+
+// Whether an INTEGER follows that is positive and has no leading zeros; it is taken off.
+inline bool takePositive( Bytes &rest )
+{
+    Bytes number = takeMinimal( rest, tagInteger );
+    return !number.empty() && number[0] < 0x80 && ( number[0] != 0 || ( number.size() > 1 && number[1] >= 0x80 ) );
+}
+
 // Whether an AlgorithmIdentifier is one that the lean context knows: rsaEncryption with a NULL, or id-ecPublicKey with a named curve other than SM2, whose
 // keys carry the same identifier and would silently load as another kind.
 inline bool isShortAlgorithm( Bytes algorithm )
@@ -59,6 +76,25 @@ inline bool isShortPublicKey( Bytes spki )
     Bytes content   = take( spki, tagSequence );
     Bytes algorithm = take( content, tagSequence );
     return spki.empty() && isShortAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
+}
+
+// Whether a public key that takes the short way is what OpenSSL writes of it: DER throughout, an EC point uncompressed.
+inline bool isCanonicalPublicKey( Bytes spki )
+{
+    Bytes content   = takeMinimal( spki, tagSequence );
+    Bytes algorithm = takeMinimal( content, tagSequence );
+    Bytes bits      = takeMinimal( content, tagBitString );
+    if( !spki.empty() || !content.empty() || bits.size() < 2 || bits[0] != 0 )
+        return false;
+    Bytes key = bits.substr( 1 );
+    if( takeMinimal( algorithm, tagOid ).empty() )
+        return false;
+    if( takeMinimal( algorithm, tagOid ).empty() )
+    {
+        Bytes numbers = takeMinimal( key, tagSequence );
+        return algorithm.size() == 2 && key.empty() && takePositive( numbers ) && takePositive( numbers ) && numbers.empty();
+    }
+    return algorithm.empty() && key[0] == uncompressedPoint;
 }
 
 inline bool isShortPrivateKey( Bytes info )

@@ -28,7 +28,8 @@ struct Filter
 };
 
 // Made once per process and never freed, as the context that uses it.
-Filter *filter;
+Filter        *filter;
+OSSL_PROVIDER *filtering;
 
 bool isNamed( const char *names, std::initializer_list<std::string_view> wanted )
 {
@@ -126,11 +127,14 @@ OSSL_LIB_CTX *createLeanContext( const char **reason )
         return nullptr;
     *reason            = "the filtering provider cannot be loaded";
     OSSL_LIB_CTX *lean = OSSL_LIB_CTX_new();
-    if( !lean || !OSSL_PROVIDER_add_builtin( lean, providerName, startProvider ) || !OSSL_PROVIDER_load( lean, providerName ) )
+    filtering          = lean && OSSL_PROVIDER_add_builtin( lean, providerName, startProvider ) ? OSSL_PROVIDER_load( lean, providerName ) : nullptr;
+    if( !filtering )
         return nullptr;
     *reason = nullptr;
     return lean;
 }
+
+bool isLean( const OSSL_PROVIDER *provider ) { return provider && provider == filtering; }
 
 X509 *parseCertificateIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT length )
 {

@@ -13,6 +13,9 @@ namespace openssl
 // have what it needs.
 OSSL_LIB_CTX *createLeanContext( const char **reason );
 
+// Whether this is the lean context's provider.
+bool isLean( const OSSL_PROVIDER *provider );
+
 // The two ways; `lean` as made above.
 X509     *parseCertificateIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT length );
 EVP_PKEY *parsePrivateKeyIn( OSSL_LIB_CTX *lean, const PB_BYTE *der, PB_INT length );

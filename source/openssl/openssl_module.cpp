@@ -164,6 +164,19 @@ EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length )
         openssl::isShortPublicKey( view( der, length ) ), [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePublicKeyIn( lean, der, length ); } );
 }
 
+PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length )
+{
+    PB_CHECK( der );
+    PB_CHECK( length >= 0 );
+    return openssl::isCanonicalPublicKey( view( der, length ) );
+}
+
+OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey )
+{
+    PB_CHECK( pkey );
+    return openssl::isLean( EVP_PKEY_get0_provider( pkey ) ) ? process().lean : nullptr;
+}
+
 PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used )
 {
     Process &own = process();

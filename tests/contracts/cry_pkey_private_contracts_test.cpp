@@ -36,6 +36,8 @@ TEST( CryPkeyPrivateContracts, Arguments )
     EXPECT_ABORT( file, "pem", cryPkeyPrivateTryCreateFromPem( nullptr ) );
     EXPECT_ABORT( file, "store", cryPkeyPrivateTryRestore( nullptr ) );
     EXPECT_ABORT( file, "priv", cryPkeyPrivatePem( nullptr ) );
+    EXPECT_ABORT( file, "priv", cryPkeyPrivateInfo( nullptr ) );
+    EXPECT_ABORT( file, "priv", cryPkeyPrivatePublicKey( nullptr ) );
     EXPECT_ABORT( file, "priv", cryPkeyPrivateStore( nullptr ) );
     EXPECT_ABORT( file, "priv", cry___PkeyPrivatePeekOpensslEvpPkey( nullptr ) );
     EXPECT_ABORT( file, "pkey", cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( nullptr ) );

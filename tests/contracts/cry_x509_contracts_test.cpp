@@ -1,3 +1,4 @@
+#include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_decode.h>
@@ -5,6 +6,8 @@
 #include "support/certificates.hpp"
 #include "support/contract.hpp"
 #include "support/text.hpp"
+
+#include <openssl/err.h>
 
 using namespace support;
 
@@ -59,6 +62,33 @@ TEST( CryX509CertificateContracts, Fingerprint )
     EXPECT_ABORT( certificateFile, "cert", cryX509CertificateTryFingerprint( nullptr, -1 ) );
     for( PB_INT alg : { (PB_INT)-1, (PB_INT)10, PB_INT_MIN, PB_INT_MAX } )
         EXPECT_ABORT( certificateFile, "CRY_HASH_ALGORITHM_OK( alg )", cryX509CertificateTryFingerprint( cert.get(), alg ) );
+}
+
+TEST( CryX509CertificateContracts, Keys )
+{
+    pb::Ref<CRY_X509_CERTIFICATE> cert = anyCertificate();
+    pb::Ref<CRY_PKEY_PRIVATE>     priv = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, 2 ).get() ) );
+    EXPECT_ABORT( certificateFile, "cert", cryX509CertificatePublicKey( nullptr ) );
+    EXPECT_ABORT( certificateFile, "cert", cryX509CertificateCheckPrivateKey( nullptr, priv.get() ) );
+    EXPECT_ABORT( certificateFile, "cert", cryX509CertificateCheckPrivateKey( nullptr, nullptr ) );
+    EXPECT_ABORT( certificateFile, "privateKey", cryX509CertificateCheckPrivateKey( cert.get(), nullptr ) );
+    EXPECT_TRUE( cryX509CertificateCheckPrivateKey( cert.get(), priv.get() ) );
+}
+
+TEST( CryX509CertificateContracts, AKeyThatOpensslCannotDecodeIsNotGiven )
+{
+    // id-ecPublicKey, 1.2.840.10045.2.1, becomes 1.2.840.10045.2.127.
+    static constexpr std::string_view ecPublicKey = "\x06\x07\x2A\x86\x48\xCE\x3D\x02\x01";
+    std::string                       plain       = der( chainOf( KeyKind::p256 ).leaf );
+    size_t                            at          = plain.find( ecPublicKey );
+    ASSERT_NE( at, plain.npos );
+    plain[at + ecPublicKey.size() - 1]      = 0x7F;
+    pb::Ref<CRY_X509_CERTIFICATE> unknown   = pb::adopt( cryX509CertificateTryCreateFromDer( buf( plain ).get() ) );
+    pb::Ref<CRY_PKEY_PRIVATE>     itsFormer = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, 2 ).get() ) );
+    ASSERT_TRUE( unknown );
+    EXPECT_ABORT( certificateFile, "pkey", cryX509CertificatePublicKey( unknown.get() ) );
+    EXPECT_FALSE( cryX509CertificateCheckPrivateKey( unknown.get(), itsFormer.get() ) );
+    ERR_clear_error();
 }
 
 TEST( CryX509CertificatesContracts, StandardFunctions )

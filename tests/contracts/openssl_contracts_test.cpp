@@ -17,3 +17,14 @@ TEST( OpensslContracts, Parsers )
         EXPECT_ABORT( file, "length >= 0", parse( der, -1 ) );
     }
 }
+
+TEST( OpensslContracts, CanonicalPublicKey )
+{
+    static constexpr PB_BYTE der[] = { 0x30, 0x00 };
+    EXPECT_ABORT( file, "der", openssl___IsCanonicalPublicKey( nullptr, 0 ) );
+    EXPECT_ABORT( file, "der", openssl___IsCanonicalPublicKey( nullptr, -1 ) );
+    EXPECT_ABORT( file, "length >= 0", openssl___IsCanonicalPublicKey( der, -1 ) );
+    EXPECT_FALSE( openssl___IsCanonicalPublicKey( der, 0 ) );
+}
+
+TEST( OpensslContracts, ContextOfAKey ) { EXPECT_ABORT( file, "pkey", openssl___ContextOf( nullptr ) ); }

@@ -3,10 +3,16 @@
 #include "support/files.hpp"
 #include "support/text.hpp"
 
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <set>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace support;
@@ -146,4 +152,224 @@ TEST( PbPathFile, LeavesNoDescriptorOpen )
     readFile( folder.path );
     readFile( folder.path / "missing" );
     EXPECT_EQ( open(), before );
+}
+
+namespace
+{
+
+int writeFile( const std::filesystem::path &path, const std::string &content, bool replace = true, unsigned int mode = 0600 )
+{
+    return pb___PathFileWrite( path.c_str(), buf( content ).get(), mode, replace );
+}
+
+unsigned modeOf( const std::filesystem::path &path )
+{
+    struct stat status;
+    return stat( path.c_str(), &status ) == 0 ? status.st_mode & 07777u : 0;
+}
+
+std::set<std::string> namesIn( const std::filesystem::path &folder )
+{
+    std::set<std::string> names;
+    for( const auto &entry : std::filesystem::directory_iterator( folder ) )
+        names.insert( entry.path().filename().string() );
+    return names;
+}
+
+using Names = std::set<std::string>;
+
+// No file may become longer than this, as on a full disk, while this lives.
+class SmallDisk
+{
+public:
+    explicit SmallDisk( rlim_t most )
+    {
+        getrlimit( RLIMIT_FSIZE, &before );
+        handler      = std::signal( SIGXFSZ, SIG_IGN );
+        rlimit small = { most, before.rlim_max };
+        setrlimit( RLIMIT_FSIZE, &small );
+    }
+    ~SmallDisk()
+    {
+        setrlimit( RLIMIT_FSIZE, &before );
+        std::signal( SIGXFSZ, handler );
+    }
+
+private:
+    rlimit before;
+    void ( *handler )( int );
+};
+
+}
+
+TEST( PbPathFile, WritesANewFileForItsOwnerOnly )
+{
+    TemporaryFolder folder;
+    mode_t          mask = umask( 0 );
+    for( const std::string &content : { std::string(), std::string( "text" ), std::string( "\0\xFF\r\n", 4 ), std::string( 300000, 'x' ) } )
+    {
+        std::filesystem::remove( folder.path / "file" );
+        EXPECT_TRUE( pbPathFileWriteBuffer( str( ( folder.path / "file" ).string() ).get(), buf( content ).get() ) );
+        EXPECT_EQ( read( folder.path / "file" ), content );
+        EXPECT_EQ( modeOf( folder.path / "file" ), 0600u );
+        EXPECT_EQ( namesIn( folder.path ), Names{ "file" } );
+    }
+    umask( mask );
+}
+
+TEST( PbPathFile, PutsAFileInThePlaceOfAnother )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "a longer content than the new one" );
+    ASSERT_EQ( chmod( ( folder.path / "file" ).c_str(), 0644 ), 0 );
+    EXPECT_TRUE( pbPathFileWriteBuffer( str( ( folder.path / "file" ).string() ).get(), buf( "new" ).get() ) );
+    EXPECT_EQ( read( folder.path / "file" ), "new" );
+    EXPECT_EQ( modeOf( folder.path / "file" ), 0600u );
+    EXPECT_EQ( namesIn( folder.path ), Names{ "file" } );
+}
+
+TEST( PbPathFile, GivesTheFileItsPermissionsWhateverTheMask )
+{
+    TemporaryFolder folder;
+    mode_t          mask = umask( 0777 );
+    EXPECT_EQ( writeFile( folder.path / "one", "x", false, 0644 ), 0 );
+    EXPECT_EQ( writeFile( folder.path / "two", "x", true, 0640 ), 0 );
+    umask( mask );
+    EXPECT_EQ( modeOf( folder.path / "one" ), 0644u );
+    EXPECT_EQ( modeOf( folder.path / "two" ), 0640u );
+}
+
+TEST( PbPathFile, LeavesAFileThatMayNotBeReplaced )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "old" );
+    std::filesystem::create_symlink( "file", folder.path / "link" );
+    std::filesystem::create_symlink( "nowhere", folder.path / "dangling" );
+    for( const char *name : { "file", "link", "dangling" } )
+        EXPECT_EQ( writeFile( folder.path / name, "new", false ), EEXIST ) << name;
+    EXPECT_EQ( read( folder.path / "file" ), "old" );
+    EXPECT_EQ( namesIn( folder.path ), ( Names{ "dangling", "file", "link" } ) );
+    EXPECT_EQ( writeFile( folder.path / "other", "new", false ), 0 );
+    EXPECT_EQ( read( folder.path / "other" ), "new" );
+    EXPECT_EQ( namesIn( folder.path ), ( Names{ "dangling", "file", "link", "other" } ) );
+}
+
+TEST( PbPathFile, ReplacesWhatALinkLeadsTo )
+{
+    TemporaryFolder folder;
+    std::filesystem::create_directory( folder.path / "deep" );
+    write( folder.path / "deep" / "file", "old" );
+    std::filesystem::create_symlink( "deep/file", folder.path / "link" );
+    EXPECT_EQ( writeFile( folder.path / "link", "new" ), 0 );
+    EXPECT_TRUE( std::filesystem::is_symlink( folder.path / "link" ) );
+    EXPECT_EQ( read( folder.path / "deep" / "file" ), "new" );
+    EXPECT_EQ( namesIn( folder.path ), ( Names{ "deep", "link" } ) );
+    EXPECT_EQ( namesIn( folder.path / "deep" ), Names{ "file" } );
+}
+
+TEST( PbPathFile, WritesIntoWhatIsNoRegularFile )
+{
+    TemporaryFolder folder;
+    ASSERT_EQ( mkfifo( ( folder.path / "pipe" ).c_str(), 0600 ), 0 );
+    int reader = open( ( folder.path / "pipe" ).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
+    ASSERT_GE( reader, 0 );
+    for( bool replace : { false, true } )
+    {
+        EXPECT_EQ( writeFile( folder.path / "pipe", "content", replace ), 0 );
+        char    content[20];
+        ssize_t count = ::read( reader, content, sizeof content );
+        EXPECT_EQ( std::string( content, (size_t)std::max<ssize_t>( count, 0 ) ), "content" );
+        EXPECT_TRUE( std::filesystem::is_fifo( folder.path / "pipe" ) );
+    }
+    close( reader );
+    EXPECT_EQ( writeFile( "/dev/null", "content" ), 0 );
+    EXPECT_TRUE( std::filesystem::is_character_file( "/dev/null" ) );
+    EXPECT_EQ( writeFile( "/dev/full", "content" ), ENOSPC );
+}
+
+TEST( PbPathFile, SaysWhyAFileCannotBeWritten )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "old" );
+    for( bool replace : { false, true } )
+    {
+        EXPECT_EQ( writeFile( folder.path, "x", replace ), EISDIR );
+        EXPECT_EQ( writeFile( folder.path / "missing" / "file", "x", replace ), ENOENT );
+        EXPECT_EQ( writeFile( folder.path / "file" / "file", "x", replace ), ENOTDIR );
+        EXPECT_EQ( writeFile( "", "x", replace ), ENOENT );
+        EXPECT_EQ( writeFile( folder.path / std::string( 300, 'n' ), "x", replace ), ENAMETOOLONG );
+    }
+    EXPECT_FALSE( pbPathFileWriteBuffer( str( folder.path.string() ).get(), buf( "x" ).get() ) );
+    EXPECT_FALSE( pbPathFileWriteBuffer( str( ( folder.path / "new" ).string() + std::string( "\0.pem", 5 ) ).get(), buf( "x" ).get() ) );
+    EXPECT_EQ( namesIn( folder.path ), Names{ "file" } );
+    EXPECT_EQ( read( folder.path / "file" ), "old" );
+}
+
+TEST( PbPathFile, WritesRelativePaths )
+{
+    TemporaryFolder       folder;
+    std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path( folder.path );
+    EXPECT_EQ( writeFile( "new", "one", false ), 0 );
+    EXPECT_EQ( writeFile( "new", "two", true ), 0 );
+    EXPECT_EQ( writeFile( "./other", "three", true ), 0 );
+    std::filesystem::current_path( before );
+    EXPECT_EQ( read( folder.path / "new" ), "two" );
+    EXPECT_EQ( read( folder.path / "other" ), "three" );
+}
+
+TEST( PbPathFile, ChangesNothingOnAFullDisk )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "old" );
+    {
+        SmallDisk disk( 10000 );
+        EXPECT_EQ( writeFile( folder.path / "file", std::string( 20000, 'x' ), true ), EFBIG );
+        EXPECT_EQ( writeFile( folder.path / "new", std::string( 20000, 'x' ), true ), EFBIG );
+        EXPECT_EQ( writeFile( folder.path / "new", std::string( 20000, 'x' ), false ), EFBIG );
+    }
+    EXPECT_EQ( read( folder.path / "file" ), "old" );
+    EXPECT_EQ( namesIn( folder.path ), Names{ "file" } );
+}
+
+TEST( PbPathFile, IsWholeWheneverTheProcessIsKilled )
+{
+    TemporaryFolder   folder;
+    int               probe      = open( folder.path.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 );
+    bool              nameless   = probe >= 0;
+    const std::string contents[] = { std::string( 400000, 'a' ), std::string( 500000, 'b' ) };
+    if( nameless )
+        close( probe );
+    for( int round = 0; round < 30; round++ )
+    {
+        bool replace = round % 2;
+        if( !replace )
+            std::filesystem::remove( folder.path / "file" );
+        pid_t child = fork();
+        ASSERT_GE( child, 0 );
+        if( child == 0 )
+        {
+            for( int index = 0;; index++ )
+            {
+                if( !replace )
+                    unlink( ( folder.path / "file" ).c_str() );
+                writeFile( folder.path / "file", contents[index % 2], replace );
+            }
+        }
+        usleep( (useconds_t)( 1000 + round * 700 ) );
+        kill( child, SIGKILL );
+        waitpid( child, nullptr, 0 );
+        if( !std::filesystem::exists( folder.path / "file" ) )
+            continue;
+        std::string found = read( folder.path / "file" );
+        EXPECT_TRUE( found == contents[0] || found == contents[1] ) << "round " << round << ": " << found.size() << " bytes";
+        // What is not replaced is written without a name first, where the file system can do that, so nothing else can be left of it.
+        for( const std::string &name : namesIn( folder.path ) )
+        {
+            if( name == "file" )
+                continue;
+            EXPECT_TRUE( replace || !nameless ) << name;
+            std::filesystem::remove( folder.path / name );
+        }
+    }
 }

@@ -29,6 +29,11 @@ inline std::string plain( const std::string &value ) { return value.starts_with(
 void addVerify( CLI::App &app, int &exit );
 void addHash( CLI::App &app, int &exit );
 void addRoots( CLI::App &app, int &exit );
+void addHmac( CLI::App &app, int &exit );
+void addRandom( CLI::App &app, int &exit );
+void addUuid( CLI::App &app, int &exit );
+void addKey( CLI::App &app, int &exit );
+void addSignature( CLI::App &app, int &exit );
 
 // What `cry --version` prints.
 void printVersion( bool json );

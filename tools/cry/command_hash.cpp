@@ -1,18 +1,14 @@
+#include "algorithm.hpp"
 #include "command.hpp"
 #include "describe.hpp"
 #include "input.hpp"
+#include "stream.hpp"
 #include "terminal.hpp"
 
-#include <cerrno>
 #include <cry/cry_hash.h>
-#include <cstring>
-#include <fcntl.h>
 #include <memory>
 #include <optional>
-#include <rfc/rfc.h>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
@@ -24,120 +20,16 @@ struct Options
     bool                     check = false, json = false;
 };
 
-struct Name
-{
-    const char        *text;
-    CRY_HASH_ALGORITHM value;
-};
-
 // A list with more bad lines than this is probably no list at all.
 constexpr size_t malformedShown = 10;
 
-constexpr Name names[] = {
-    { "md5", CRY_HASH_ALGORITHM_MD5 },
-    { "sha1", CRY_HASH_ALGORITHM_SHA1 },
-    { "sha224", CRY_HASH_ALGORITHM_SHA2_224 },
-    { "sha256", CRY_HASH_ALGORITHM_SHA2_256 },
-    { "sha384", CRY_HASH_ALGORITHM_SHA2_384 },
-    { "sha512", CRY_HASH_ALGORITHM_SHA2_512 },
-    { "sha3-224", CRY_HASH_ALGORITHM_SHA3_224 },
-    { "sha3-256", CRY_HASH_ALGORITHM_SHA3_256 },
-    { "sha3-384", CRY_HASH_ALGORITHM_SHA3_384 },
-    { "sha3-512", CRY_HASH_ALGORITHM_SHA3_512 },
-};
-
-std::string allNames()
-{
-    std::string all;
-    for( const Name &name : names )
-        all += ( all.empty() ? "" : ", " ) + std::string( name.text );
-    return all;
-}
-
-CRY_HASH_ALGORITHM algorithmOf( const std::string &text )
-{
-    std::string lower;
-    for( char c : text )
-        lower += c >= 'A' && c <= 'Z' ? (char)( c + 32 ) : c;
-    for( const Name &name : names )
-    {
-        if( lower == name.text )
-            return name.value;
-    }
-    pb::Ref<PB_STRING> str   = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
-    PB_INT             value = cryHashAlgorithmFromString( str.get() );
-    if( value < 0 )
-        throw tool::Unusable( "--algorithm: '" + tool::printable( text ) + "' is unknown; known are " + allNames() );
-    return value;
-}
-
-// A file that is read piece by piece.
-class Stream
-{
-public:
-    explicit Stream( const std::string &name ) : path( name ), file( path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) )
-    {
-        if( file < 0 )
-            fail();
-    }
-    ~Stream()
-    {
-        if( file > STDIN_FILENO )
-            close( file );
-    }
-    Stream( const Stream & )            = delete;
-    Stream &operator=( const Stream & ) = delete;
-
-    // The size of a regular file, else 0.
-    uint64_t size() const
-    {
-        struct stat status;
-        return fstat( file, &status ) == 0 && S_ISREG( status.st_mode ) ? (uint64_t)status.st_size : 0;
-    }
-
-    // 0 at the end.
-    size_t readSome( PB_BYTE *to, size_t most ) const
-    {
-        for( ;; )
-        {
-            ssize_t count = read( file, to, most );
-            if( count >= 0 )
-                return (size_t)count;
-            if( errno != EINTR )
-                fail();
-        }
-    }
-
-private:
-    [[noreturn]] void fail() const { throw tool::Unusable( tool::nameOf( path ) + ": " + std::strerror( errno ) ); }
-
-    std::string path;
-    int         file;
-};
-
 std::string digestOf( const std::string &path, CRY_HASH_ALGORITHM algorithm )
 {
-    Stream            stream( path );
-    tool::Progress    progress( path, stream.size() );
     pb::Ref<CRY_HASH> hash = pb::adopt( cryHashTryCreate( algorithm ) );
     if( !hash )
         throw tool::Unusable( "this libcrypto does not have the algorithm" );
-    std::vector<PB_BYTE> piece( 1 << 20 );
-    while( size_t count = stream.readSome( piece.data(), piece.size() ) )
-    {
-        cryHashUpdateBytes( hash.get(), piece.data(), (PB_INT)count );
-        progress.advance( count );
-    }
+    tool::forEachPiece( path, [&hash]( const PB_BYTE *bytes, PB_INT count ) { cryHashUpdateBytes( hash.get(), bytes, count ); } );
     return tool::take( pbBufferToString( pb::adopt( cryHashFinal( hash.get() ) ).get() ) );
-}
-
-// As sha256sum writes a line: a name with a backslash or a line end in it is escaped, and a backslash stands before the digest then.
-std::string listLine( const std::string &digest, const std::string &path )
-{
-    std::string escaped;
-    for( char c : path )
-        escaped += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : std::string( 1, c );
-    return ( escaped == path ? "" : "\\" ) + digest + "  " + escaped + "\n";
 }
 
 struct Entry
@@ -235,7 +127,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
 
 int hash( Options options )
 {
-    CRY_HASH_ALGORITHM algorithm = algorithmOf( options.algorithm );
+    CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
     if( options.files.empty() )
         options.files.push_back( "-" );
     Result result;
@@ -252,7 +144,7 @@ int hash( Options options )
             if( options.json )
                 result.files.push_back( { { "file", file }, { "digest", digest } } );
             else
-                tool::print( listLine( digest, file ) );
+                tool::print( tool::listLine( digest, file ) );
         }
         catch( const tool::Unusable &problem )
         {
@@ -286,7 +178,7 @@ void tool::addHash( CLI::App &app, int &exit )
         ->expected( 0, -1 )
         ->type_name( "" )
         ->transform( tool::plain );
-    command->add_option( "--algorithm", options->algorithm, "one of " + allNames() )
+    command->add_option( "--algorithm", options->algorithm, "one of " + tool::algorithmNames() )
         ->type_name( "NAME" )
         ->transform( tool::plain )
         ->capture_default_str();

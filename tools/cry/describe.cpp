@@ -30,24 +30,6 @@ std::string timeText( const ASN1_TIME *time )
     return text;
 }
 
-std::string keyText( X509 *x509 )
-{
-    EVP_PKEY *key = X509_get0_pubkey( x509 );
-    if( !key )
-    {
-        ERR_clear_error();
-        return "(unreadable)";
-    }
-    const char *type = EVP_PKEY_get0_type_name( key );
-    std::string text = type ? type : "unknown";
-    char        group[80];
-    size_t      length = 0;
-    if( EVP_PKEY_is_a( key, "EC" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
-        text += " " + std::string( group, length );
-    ERR_clear_error();
-    return text + ", " + std::to_string( EVP_PKEY_get_bits( key ) ) + " bits";
-}
-
 std::string signatureText( X509 *x509 )
 {
     int  nid = X509_get_signature_nid( x509 );
@@ -63,9 +45,31 @@ std::string signatureText( X509 *x509 )
 std::string fingerprintText( CRY_X509_CERTIFICATE *certificate )
 {
     pb::Ref<PB_BUFFER> digest = pb::adopt( cryX509CertificateTryFingerprint( certificate, CRY_HASH_ALGORITHM_SHA2_256 ) );
-    if( !digest )
-        return "(SHA-256 is not available)";
-    pb::Ref<PB_BUFFER> text = pb::adopt( rfcBaseEncode( digest.get(), RFC_BASE_16 ) );
+    return digest ? tool::withColons( digest.get() ) : "(SHA-256 is not available)";
+}
+
+}
+
+std::string tool::keyText( EVP_PKEY *key )
+{
+    if( !key )
+    {
+        ERR_clear_error();
+        return "(unreadable)";
+    }
+    const char *type = EVP_PKEY_get0_type_name( key );
+    std::string text = type ? type : "unknown";
+    char        group[80];
+    size_t      length = 0;
+    if( EVP_PKEY_is_a( key, "EC" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
+        text += " " + std::string( group, length );
+    ERR_clear_error();
+    return text + ", " + std::to_string( EVP_PKEY_get_bits( key ) ) + " bits";
+}
+
+std::string tool::withColons( PB_BUFFER *bytes )
+{
+    pb::Ref<PB_BUFFER> text = pb::adopt( rfcBaseEncode( bytes, RFC_BASE_16 ) );
     std::string        out;
     for( PB_INT index = 0; index < pbBufferLength( text.get() ); index++ )
     {
@@ -76,8 +80,6 @@ std::string fingerprintText( CRY_X509_CERTIFICATE *certificate )
     return out;
 }
 
-}
-
 tool::Facts::Facts( CRY_X509_CERTIFICATE *certificate )
 {
     X509 *x509         = cry___X509CertificatePeekOpensslX509( certificate );
@@ -85,7 +87,7 @@ tool::Facts::Facts( CRY_X509_CERTIFICATE *certificate )
     issuer             = nameText( X509_get_issuer_name( x509 ) );
     validFrom          = timeText( X509_get0_notBefore( x509 ) );
     validUntil         = timeText( X509_get0_notAfter( x509 ) );
-    key                = keyText( x509 );
+    key                = keyText( X509_get0_pubkey( x509 ) );
     signatureAlgorithm = signatureText( x509 );
     fingerprint        = fingerprintText( certificate );
 }

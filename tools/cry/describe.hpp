@@ -4,6 +4,7 @@
 #include <cry/cry_x509_certificate.h>
 
 #include <nlohmann/json.hpp>
+#include <openssl/evp.h>
 #include <string>
 
 namespace tool
@@ -17,6 +18,12 @@ struct Facts
 
     nlohmann::ordered_json json() const;
 };
+
+// "EC prime256v1, 256 bits".
+std::string keyText( EVP_PKEY *key );
+
+// Bytes as a fingerprint is written: "0A:FF".
+std::string withColons( PB_BUFFER *bytes );
 
 // A name, or what stands in its place.
 std::string nameOrNone( const std::string &name );

@@ -3,13 +3,14 @@
 #include "command.hpp"
 #include "terminal.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
 #include <set>
-#include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -65,14 +66,19 @@ bool labelIn( std::string_view line, std::string_view start, std::string_view &l
     return true;
 }
 
+struct File
+{
+    int descriptor;
+    ~File()
+    {
+        if( descriptor > STDIN_FILENO )
+            close( descriptor );
+    }
+};
+
 bool isBase64( char c ) { return ( c >= 'A' && c <= 'Z' ) || ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '+' || c == '/'; }
 
 bool isCertificate( std::string_view label ) { return label == "CERTIFICATE" || label == "X509 CERTIFICATE" || label == "TRUSTED CERTIFICATE"; }
-
-bool startsWith( PB_BUFFER *buf, std::string_view bytes )
-{
-    return std::string_view( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ).starts_with( bytes );
-}
 
 std::string quoted( char c )
 {
@@ -156,8 +162,25 @@ void diagnose( std::string_view block, tool::Block &result )
     say( body.padded ? body.padded : result.line, body.padded ? "base 64 is wrongly padded" : "the block cannot be decoded" );
 }
 
-// The reason that OpenSSL gave first, which is the innermost.
-std::string opensslReason()
+// Why DER does not parse, in brackets. Of what is no sequence, which every certificate is, OpenSSL has nothing to say that helps.
+std::string derReason( PB_BUFFER *buf )
+{
+    if( !tool::startsWith( buf, "\x30" ) )
+        return "";
+    ERR_clear_error();
+    const unsigned char *at = pbBufferBytes( buf );
+    X509_free( d2i_X509( nullptr, &at, (long)pbBufferLength( buf ) ) );
+    return tool::opensslReasonInBrackets();
+}
+
+}
+
+bool tool::startsWith( PB_BUFFER *buf, std::string_view bytes )
+{
+    return std::string_view( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ).starts_with( bytes );
+}
+
+std::string tool::opensslReason()
 {
     unsigned long code   = ERR_get_error();
     const char   *reason = code ? ERR_reason_error_string( code ) : nullptr;
@@ -165,18 +188,10 @@ std::string opensslReason()
     return reason ? reason : "";
 }
 
-// Why DER does not parse, in brackets. Of what is no sequence, which every certificate is, OpenSSL has nothing to say that helps.
-std::string derReason( PB_BUFFER *buf )
+std::string tool::opensslReasonInBrackets()
 {
-    if( !startsWith( buf, "\x30" ) )
-        return "";
-    ERR_clear_error();
-    const unsigned char *at = pbBufferBytes( buf );
-    X509_free( d2i_X509( nullptr, &at, (long)pbBufferLength( buf ) ) );
     std::string reason = opensslReason();
     return reason.empty() ? "" : " (" + reason + ")";
-}
-
 }
 
 std::string tool::take( PB_STRING *str )
@@ -189,37 +204,44 @@ std::string tool::take( PB_STRING *str )
 
 std::string tool::nameOf( const std::string &path ) { return path == "-" ? "standard input" : path.empty() ? "''" : printable( path ); }
 
-pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path )
+pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
 {
+    constexpr PB_INT piece = 65536;
+
     auto fail = [&path]() -> Unusable { return Unusable( nameOf( path ) + ": " + std::strerror( errno ) ); };
-    int  file = path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC );
-    if( file < 0 )
+    File file{ path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) };
+    if( file.descriptor < 0 )
         throw fail();
-    pb::Ref<PB_BUFFER>   content = pb::adopt( pbBufferCreate() );
-    std::vector<PB_BYTE> piece( 65536 );
+    pb::Ref<PB_BUFFER> content = pb::adopt( pbBufferCreate() );
+    if( secrecy == Content::secret )
+        pbBufferSetSensitive( content.handle() );
     for( ;; )
     {
-        ssize_t count = read( file, piece.data(), piece.size() );
-        if( count < 0 && errno == EINTR )
-            continue;
-        if( count <= 0 )
-        {
-            int reason = errno;
-            if( file != STDIN_FILENO )
-                close( file );
-            errno = reason;
-            if( count < 0 )
-                throw fail();
+        PB_INT   length = pbBufferLength( content.get() );
+        PB_BYTE *to     = pb___BufferExtend( content.handle(), piece );
+        ssize_t  count  = read( file.descriptor, to, piece );
+        int      reason = errno;
+        pbBufferDelInner( content.handle(), length + std::max<ssize_t>( count, 0 ), piece - std::max<ssize_t>( count, 0 ) );
+        errno = reason;
+        if( count < 0 && errno != EINTR )
+            throw fail();
+        if( count == 0 )
             return content;
-        }
-        pbBufferAppendBytes( content.handle(), piece.data(), count );
         if( pbBufferLength( content.get() ) > maxLength )
-        {
-            if( file != STDIN_FILENO )
-                close( file );
             throw Unusable( nameOf( path ) + ": is larger than 64 MiB, which no file of certificates or list of digests is" );
-        }
     }
+}
+
+void tool::warnIfOthersCanRead( const std::string &path, const std::string &what )
+{
+    constexpr mode_t others = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+
+    struct stat status;
+    if( path == "-" || stat( path.c_str(), &status ) != 0 || !S_ISREG( status.st_mode ) || !( status.st_mode & others ) )
+        return;
+    char mode[8];
+    std::snprintf( mode, sizeof mode, "%04o", (unsigned)status.st_mode & 07777u );
+    complain( "warning: " + nameOf( path ) + ": others than its owner can use " + what + " in it (its mode is " + mode + "); 'chmod 600' ends that" );
 }
 
 // A byte order mark, which some editors write, must not hide the first block.
@@ -230,8 +252,10 @@ bool tool::Blocks::next( Block &block )
     const PB_BYTE *bytes = pbBufferBytes( whole );
     if( !rfcEncapsulationFindNext( bytes, pbBufferLength( whole ), found.offset + found.length, found.endLine, &found ) )
         return false;
-    block      = {};
-    block.line = found.line;
+    block        = {};
+    block.line   = found.line;
+    block.offset = found.offset;
+    block.length = found.length;
     if( !found.complete )
     {
         block.problem     = "the block that begins here has no END line";

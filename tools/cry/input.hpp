@@ -7,6 +7,7 @@
 #include <rfc/rfc_encapsulation.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tool
@@ -15,8 +16,17 @@ namespace tool
 // How a file is called in messages; "-" is standard input.
 std::string nameOf( const std::string &path );
 
-// The whole content of a file or of standard input. Throws Unusable when it cannot be read or is larger than any file of certificates.
-pb::Ref<PB_BUFFER> readWhole( const std::string &path );
+// The whole content of a file or of standard input; a secret one is marked sensitive. Throws Unusable when it cannot be read or is larger than any file of
+// certificates.
+enum class Content
+{
+    open,
+    secret,
+};
+pb::Ref<PB_BUFFER> readWhole( const std::string &path, Content content = Content::open );
+
+// Says so when others than its owner can read a file, which holds `what`.
+void warnIfOthersCanRead( const std::string &path, const std::string &what );
 
 // One block of PEM text in a file, and what is wrong with it.
 struct Block
@@ -26,7 +36,8 @@ struct Block
     pb::Ref<CRY_PEM> pem;      // null when the block is damaged
     std::string      problem;
     PB_INT           problemLine = 0;
-    bool             headers     = false; // it is only header lines that are wrong
+    bool             headers     = false;    // it is only header lines that are wrong
+    PB_INT           offset = 0, length = 0; // in the text
 };
 
 // Goes through the blocks of a text, which it lends.
@@ -54,6 +65,14 @@ std::vector<Certificate> readCertificates( const std::string &path );
 
 // The certificate in a block; when there is none, `problem` says why.
 pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
+
+// Whether bytes begin with these.
+bool startsWith( PB_BUFFER *buf, std::string_view bytes );
+
+// The reason that OpenSSL gave first, which is the innermost; empty when it gave none. The queue is empty afterwards.
+std::string opensslReason();
+// The same in brackets, after a blank.
+std::string opensslReasonInBrackets();
 
 // The text of a string object, which is released.
 std::string take( PB_STRING *str );

@@ -9,13 +9,16 @@
 namespace
 {
 
+// Commands that have commands of their own.
+bool hasCommands( std::string_view name ) { return name == "key" || name == "signature"; }
+
 // CLI11 would split a file name as "[a,b]", swallow "++", and leave what stands behind "--" to nobody. A NUL, which no argument holds, hides what is
 // no option; tool::plain takes it away.
 std::vector<std::string> hideNames( int argc, char **argv )
 {
     const std::string        hidden( 1, '\0' );
     std::vector<std::string> arguments;
-    bool                     command = false, names = false;
+    bool                     command = false, names = false; // whether the command, or all options, are behind us
     for( int index = 1; index < argc; index++ )
     {
         std::string text   = argv[index];
@@ -33,26 +36,38 @@ std::vector<std::string> hideNames( int argc, char **argv )
         arguments.push_back( name ? hidden + text : text );
         if( empty )
             arguments.push_back( hidden );
-        command = command || !option;
+        if( !option && !name )
+            command = !hasCommands( argv[index] );
     }
     std::reverse( arguments.begin(), arguments.end() ); // as CLI11 takes them
     return arguments;
 }
 
 // What is wrong with the arguments, and the help that fits.
-std::string explained( const CLI::App &app, const CLI::ParseError &problem )
+std::string explained( CLI::App &app, const CLI::ParseError &problem )
 {
     std::string text = problem.what(), help = "cry";
-    for( const CLI::App *command : app.get_subcommands() )
-        help += " " + command->get_name();
-    std::vector<std::string> extras = app.remaining( true );
-    if( problem.get_exit_code() == (int)CLI::ExitCodes::ExtrasError && !extras.empty() )
+    CLI::App   *deepest = &app;
+    while( !deepest->get_subcommands().empty() )
     {
-        std::string first = tool::plain( extras.front() );
-        text              = first.starts_with( '-' ) ? "unknown option '" + first + "'"
-                         : help == "cry"             ? "'" + first + "' is not a command"
-                                                     : "one argument too many, '" + first + "'";
+        deepest = deepest->get_subcommands().front();
+        help += " " + deepest->get_name();
     }
+    std::vector<std::string> extras = app.remaining( true );
+    std::string              first  = extras.empty() ? "" : tool::plain( extras.front() );
+    std::string              known;
+    for( const CLI::App *each : deepest->get_subcommands( []( CLI::App * ) { return true; } ) )
+        known += ( known.empty() ? "" : ", " ) + each->get_name();
+    bool option = first.starts_with( '-' );
+    if( !known.empty() && deepest != &app && problem.get_exit_code() == (int)CLI::ExitCodes::RequiredError )
+        text = ( first.empty()  ? "a command is missing"
+                       : option ? "unknown option '" + first + "'"
+                                : "'" + first + "' is not a command" ) +
+            "; '" + help + "' has " + known;
+    else if( !extras.empty() && problem.get_exit_code() == (int)CLI::ExitCodes::ExtrasError )
+        text = option         ? "unknown option '" + first + "'"
+            : deepest == &app ? "'" + first + "' is not a command"
+                              : "one argument too many, '" + first + "'";
     return text + "; '" + help + " --help' tells more";
 }
 
@@ -61,7 +76,7 @@ int run( int argc, char **argv )
     pb::Runtime runtime{ "cry" };
     if( !runtime.started() )
         throw tool::Unusable( tool::take( pbRuntimeStartError() ) );
-    CLI::App app( "Certificates, digests and the platform's trust, by the cry module" );
+    CLI::App app( "Certificates, keys, signatures, digests and the platform's trust, by the cry module" );
     app.name( "cry" );
     bool         version = false, json = false;
     int          exit        = tool::exitGood;
@@ -71,6 +86,11 @@ int run( int argc, char **argv )
     tool::addVerify( app, exit );
     tool::addHash( app, exit );
     tool::addRoots( app, exit );
+    tool::addHmac( app, exit );
+    tool::addRandom( app, exit );
+    tool::addUuid( app, exit );
+    tool::addKey( app, exit );
+    tool::addSignature( app, exit );
     try
     {
         app.parse( hideNames( argc, argv ) );

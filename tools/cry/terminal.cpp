@@ -74,7 +74,30 @@ std::string tool::printable( std::string_view text )
     return out;
 }
 
+std::string tool::lowerCase( std::string text )
+{
+    for( char &c : text )
+        c = c >= 'A' && c <= 'Z' ? (char)( c + 32 ) : c;
+    return text;
+}
+
 void tool::print( std::string_view text ) { std::fwrite( text.data(), 1, text.size(), stdout ); }
+
+void tool::printSecret( PB_BUFFER *content )
+{
+    flushOutput();
+    const PB_BYTE *bytes = pbBufferBytes( content );
+    for( size_t left = (size_t)pbBufferLength( content ); left; )
+    {
+        ssize_t count = write( STDOUT_FILENO, bytes, left );
+        if( count < 0 && errno == EINTR )
+            continue;
+        if( count < 0 )
+            throw Unusable( std::string( "standard output: " ) + std::strerror( errno ) );
+        bytes += count;
+        left -= (size_t)count;
+    }
+}
 
 void tool::printJson( const nlohmann::ordered_json &json )
 {
@@ -94,6 +117,26 @@ void tool::flushOutput()
 {
     if( std::fflush( stdout ) != 0 || std::ferror( stdout ) )
         throw Unusable( std::string( "standard output: " ) + std::strerror( errno ) );
+}
+
+tool::Waiting::Waiting( std::string whatFor ) : what( std::move( whatFor ) ), began( time( nullptr ) ), terminal( isatty( STDERR_FILENO ) )
+{
+    if( !terminal )
+        complain( what + ", which may take minutes" );
+}
+
+tool::Waiting::~Waiting()
+{
+    if( terminal )
+        std::fprintf( stderr, "\r\033[K" );
+}
+
+void tool::Waiting::show()
+{
+    if( !terminal )
+        return;
+    std::fprintf( stderr, "\r\033[K%s: %lld s", what.c_str(), (long long)( time( nullptr ) - began ) );
+    std::fflush( stderr );
 }
 
 tool::Progress::Progress( std::string whatFor, uint64_t totalBytes ) : what( std::move( whatFor ) ), total( totalBytes )

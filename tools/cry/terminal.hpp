@@ -1,7 +1,10 @@
 // Text for people: colour, safety of the terminal, progress.
 #pragma once
 
+#include <pb/pb_buffer.h>
+
 #include <cstdint>
+#include <ctime>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -18,15 +21,35 @@ std::string faint( std::string_view text );
 // written as \u{...}, bytes that are not UTF-8 as \x{...}.
 std::string printable( std::string_view text );
 
+// A to Z as a to z.
+std::string lowerCase( std::string text );
+
 // Writes to standard output. JSON comes indented, with a line end.
 void print( std::string_view text );
 void printJson( const nlohmann::ordered_json &json );
+
+// Writes to standard output without a copy that stays in memory.
+void printSecret( PB_BUFFER *content );
 
 // Writes one line to standard error, beginning with "cry: ".
 void complain( std::string_view text );
 
 // Standard output is written out; Unusable when it cannot take what was printed (a full disk).
 void flushOutput();
+
+// A sign of life on standard error while there is nothing to measure: on a terminal the seconds, else one line at the start.
+class Waiting
+{
+public:
+    explicit Waiting( std::string what );
+    ~Waiting();
+    void show();
+
+private:
+    std::string what;
+    time_t      began;
+    bool        terminal;
+};
 
 // A bar on standard error, when that is a terminal and there is much to do.
 class Progress

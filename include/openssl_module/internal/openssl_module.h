@@ -30,6 +30,13 @@ PB_EXPORT EVP_PKEY *openssl___TryParsePrivateKeyShort( const PB_BYTE *der, PB_IN
 /* openssl___TryParsePublicKeyShort: the same for a DER SubjectPublicKeyInfo (RFC 5280, 4.1). */
 PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length );
 
+/* openssl___IsCanonicalPublicKey: whether OpenSSL writes a key that openssl___TryParsePublicKeyShort parsed back as the very same bytes. Says no where it does not
+   know. */
+PB_EXPORT PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length );
+/* openssl___ContextOf: the library context that operations with a key are to be made in: the lean one for keys that were parsed there, null (the default) for
+   every other one. */
+PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
+
 /* openssl___SetLeanContextUsed: switches the short ways off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
 PB_EXPORT PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used );
 

@@ -5,7 +5,10 @@
 
 #include <memory>
 #include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/ec.h>
 #include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
@@ -18,12 +21,22 @@ inline void freeOf( EVP_MD_CTX *ctx ) { EVP_MD_CTX_free( ctx ); }
 inline void freeOf( EVP_MAC_CTX *ctx ) { EVP_MAC_CTX_free( ctx ); }
 inline void freeOf( EVP_CIPHER_CTX *ctx ) { EVP_CIPHER_CTX_free( ctx ); }
 inline void freeOf( EVP_PKEY *pkey ) { EVP_PKEY_free( pkey ); }
+inline void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
+inline void freeOf( ECDSA_SIG *signature ) { ECDSA_SIG_free( signature ); }
+inline void freeOf( BIGNUM *number ) { BN_free( number ); }
 inline void freeOf( X509 *x509 ) { X509_free( x509 ); }
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }
 inline void freeOf( X509_VERIFY_PARAM *param ) { X509_VERIFY_PARAM_free( param ); }
 // The certificates in a stack are lent, only the stack itself is freed.
 inline void freeOf( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); }
+
+#ifndef OPENSSL_NO_DEPRECATED_3_0
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+inline void            freeOf( HMAC_CTX *ctx ) { HMAC_CTX_free( ctx ); }
+#pragma GCC diagnostic pop
+#endif
 
 template<class T>
 concept Freed = requires( T *pointer ) { freeOf( pointer ); };

@@ -28,13 +28,20 @@ struct PemObject
     // Takes the handle over, also when it fails.
     static Object *tryCreateUse( Handle *handle )
     {
-        Object *obj          = pb::create<Object>();
-        obj->*Traits::handle = handle;
-        obj->pem             = Traits::tryWrite( handle ).take();
+        Object *obj = createUse( handle, Traits::tryWrite( handle ) );
         if( obj->pem )
             return obj;
         pb::releaseOrNull( obj );
         return nullptr;
+    }
+
+    // Where the canonical text is known.
+    static Object *createUse( Handle *handle, pb::Ref<CRY_PEM> canonical )
+    {
+        Object *obj          = pb::create<Object>();
+        obj->*Traits::handle = handle;
+        obj->pem             = canonical.take();
+        return obj;
     }
 
     static Object *tryCreateUpRef( Handle *handle ) { return Traits::upRef( handle ) == 1 ? tryCreateUse( handle ) : nullptr; }

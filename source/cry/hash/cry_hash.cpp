@@ -1,11 +1,10 @@
 #include <cry/cry_hash.h>
 #include <cry/internal/cry_hash.h>
 
-#include "base/cry_ossl.hpp"
+#include "base/cry_spares.hpp"
 #include "base/cry_update.hpp"
+#include "hash/cry_hash.hpp"
 #include "hash/cry_hash_algorithm.hpp"
-
-#include <atomic>
 
 struct CRY_HASH : PB_OBJ
 {
@@ -97,50 +96,39 @@ PB_BOOL cry___HashIsFinal( CRY_HASH *hash )
     return hash->final;
 }
 
-namespace
+// Contexts that one-shot digests use again, kept for the life of the process like the algorithms.
+static constinit cry::Spares<EVP_MD_CTX, 16> spares[CRY_HASH_ALGORITHM_SHA3_512 + 1];
+
+bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BYTE *digest )
 {
-
-// Contexts that one-shot digests use again, since making one costs as much as hashing a short message. Threads begin at different places, so they seldom meet;
-// a thread that finds its place empty makes a context of its own. Kept for the life of the process, like the algorithms.
-constexpr unsigned sparePlaces = 16;
-
-constinit std::atomic<EVP_MD_CTX *> spares[CRY_HASH_ALGORITHM_SHA3_512 + 1][sparePlaces];
-constinit std::atomic<unsigned>     threadsSeen{ 0 };
-constinit thread_local unsigned     ownPlace = sparePlaces;
-
-std::atomic<EVP_MD_CTX *> &spareOf( PB_INT alg )
-{
-    if( ownPlace == sparePlaces )
-        ownPlace = threadsSeen.fetch_add( 1, std::memory_order_relaxed ) % sparePlaces;
-    return spares[alg][ownPlace];
-}
-
+    const EVP_MD *md = digestOf( alg );
+    if( !md )
+        return false;
+    // A context keeps what it was fed until it is used again, so secrets do not go through one that is kept.
+    bool kept = true;
+    for( PB_BUFFER *part : parts )
+        kept = kept && !pbBufferSensitive( part );
+    ossl::Ptr<EVP_MD_CTX> mdCtx = kept ? spares[alg].take() : nullptr;
+    if( !mdCtx )
+        mdCtx.reset( EVP_MD_CTX_new() );
+    PB_CHECK( mdCtx );
+    if( !EVP_DigestInit_ex2( mdCtx.get(), md, nullptr ) )
+        return false;
+    for( PB_BUFFER *part : parts )
+        PB_CHECK( EVP_DigestUpdate( mdCtx.get(), pbBufferBytes( part ), (size_t)pbBufferLength( part ) ) );
+    PB_CHECK( EVP_DigestFinal_ex( mdCtx.get(), digest, nullptr ) );
+    if( kept )
+        spares[alg].keep( std::move( mdCtx ) );
+    return true;
 }
 
 PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
-    const EVP_MD *md = cry::digestOf( alg );
-    if( !md )
+    if( !cry::digestOf( alg ) )
         return nullptr;
     PB_CHECK( data );
-
-    // A context keeps what it was fed until it is used again, so secrets do not go through one that is kept.
-    bool                       kept  = !pbBufferSensitive( data );
-    std::atomic<EVP_MD_CTX *> &spare = spareOf( alg );
-    cry::ossl::Ptr<EVP_MD_CTX> mdCtx( kept ? spare.exchange( nullptr, std::memory_order_acquire ) : nullptr );
-    if( !mdCtx )
-        mdCtx.reset( EVP_MD_CTX_new() );
-    PB_CHECK( mdCtx );
-    if( !EVP_DigestInit_ex2( mdCtx.get(), md, nullptr ) )
-        return nullptr;
-
-    PB_BYTE     *digest;
-    unsigned int digestLength;
-    PB_BUFFER   *result = pb___BufferCreateLength( cryHashAlgorithmDigestSizeBits( alg ) / 8, &digest );
-    PB_CHECK( EVP_DigestUpdate( mdCtx.get(), pbBufferBytes( data ), (size_t)pbBufferLength( data ) ) );
-    PB_CHECK( EVP_DigestFinal_ex( mdCtx.get(), (unsigned char *)digest, &digestLength ) );
-    if( kept )
-        mdCtx.reset( spare.exchange( mdCtx.release(), std::memory_order_acq_rel ) );
-    return result;
+    PB_BYTE           *digest;
+    pb::Ref<PB_BUFFER> result = pb::adopt( pb___BufferCreateLength( cryHashAlgorithmDigestSizeBits( alg ) / 8, &digest ) );
+    return cry::tryDigest( alg, { data }, digest ) ? result.take() : nullptr;
 }

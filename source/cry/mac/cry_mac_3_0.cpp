@@ -4,8 +4,10 @@
 
 #include "base/cry_ossl.hpp"
 #include "base/cry_update.hpp"
+#include "hash/cry_hash_algorithm.hpp"
 
 #include <atomic>
+#include <openssl/hmac.h>
 #include <openssl_module/internal/openssl_module.h>
 
 struct CRY_MAC : PB_OBJ
@@ -120,20 +122,51 @@ PB_BUFFER *cryMacFinal( CRY_MAC *mac )
     return pbBufferCreateFromBytesUse( out, (PB_INT)outsize );
 }
 
+namespace
+{
+
+bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
+{
+    size_t                      outl = 0;
+    cry::ossl::Ptr<EVP_MAC_CTX> macCtx( tryCreateContext( alg, key ) );
+    if( !macCtx )
+        return false;
+    PB_CHECK( EVP_MAC_update( macCtx.get(), pbBufferBytes( data ), (size_t)pbBufferLength( data ) ) );
+    PB_CHECK( EVP_MAC_final( macCtx.get(), out, &outl, outsize ) );
+    PB_CHECK( outl == outsize );
+    return true;
+}
+
+#ifndef OPENSSL_NO_DEPRECATED_3_0
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+// The older interface of the same HMAC does without the copies and the layer that EVP_MAC puts around it, which cost more than a short message. Its context is
+// cleansed when it is freed. False where EVP_MAC has to decide.
+bool tryComputeShort( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
+{
+    const EVP_MD *md = cry::digestOf( alg );
+    if( !md || !preparedOf( alg ) || !PB_INT_TO_SIGNED_INT_CONV_OK( pbBufferLength( key ) ) )
+        return false;
+    unsigned int             outl = 0;
+    cry::ossl::Ptr<HMAC_CTX> context( HMAC_CTX_new() );
+    return context && HMAC_Init_ex( context.get(), pbBufferBytes( key ), (int)pbBufferLength( key ), md, nullptr ) &&
+        HMAC_Update( context.get(), pbBufferBytes( data ), (size_t)pbBufferLength( data ) ) && HMAC_Final( context.get(), out, &outl ) &&
+        outl == outsize;
+}
+#pragma GCC diagnostic pop
+#else
+bool tryComputeShort( PB_INT, PB_BUFFER *, PB_BUFFER *, PB_BYTE *, size_t ) { return false; }
+#endif
+
+}
+
 PB_BUFFER *cryMacTryComputeHmac( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( key );
     PB_CHECK( data );
-    cry::ossl::Ptr<EVP_MAC_CTX> macCtx( tryCreateContext( alg, key ) );
-    if( !macCtx )
-        return nullptr;
-    // The length of the result is known, so it need not be asked for.
-    PB_BYTE   *out;
-    size_t     outsize = (size_t)cryHashAlgorithmDigestSizeBits( alg ) / 8, outl = 0;
-    PB_BUFFER *result = pb___BufferCreateLength( (PB_INT)outsize, &out );
-    PB_CHECK( EVP_MAC_update( macCtx.get(), pbBufferBytes( data ), (size_t)pbBufferLength( data ) ) );
-    PB_CHECK( EVP_MAC_final( macCtx.get(), out, &outl, outsize ) );
-    PB_CHECK( outl == outsize );
-    return result;
+    PB_BYTE           *out;
+    size_t             outsize = (size_t)cryHashAlgorithmDigestSizeBits( alg ) / 8;
+    pb::Ref<PB_BUFFER> result  = pb::adopt( pb___BufferCreateLength( (PB_INT)outsize, &out ) );
+    return tryComputeShort( alg, key, data, out, outsize ) || tryComputeHere( alg, key, data, out, outsize ) ? result.take() : nullptr;
 }

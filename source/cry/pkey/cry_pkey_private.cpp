@@ -2,17 +2,22 @@
 #include <cry/internal/cry_pkey_private.h>
 
 #include "base/cry_ossl_pem_object.hpp"
+#include "pkey/cry_pkey_operation.hpp"
+#include "pkey/cry_pkey_private.hpp"
 
+#include <cry/cry_pkey_public.h>
+#include <cry/internal/cry_pkey_info.h>
 #include <openssl/pem.h>
 #include <openssl_module/internal/openssl_module.h>
 
 struct CRY_PKEY_PRIVATE : PB_OBJ
 {
-    CRY_PEM  *pem;
-    EVP_PKEY *pkey;
+    CRY_PEM              *pem;
+    EVP_PKEY             *pkey;
+    cry::pkey::Operations operations;
 };
 
-static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey>;
+static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::operations>;
 static constexpr auto privateOrder  = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
 
 static void freePrivate( CRY_PKEY_PRIVATE *priv )
@@ -110,4 +115,34 @@ EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv )
 {
     PB_CHECK( priv );
     return priv->pkey;
+}
+
+CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    return cry___PkeyInfoCreateFromOpensslEvpPkey( priv->pkey );
+}
+
+CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv )
+{
+    PB_CHECK( priv );
+    // Through the text, so that nothing of the private key is shared.
+    pb::Ref<CRY_PEM> pem = cry::ossl::writeThroughText( [priv]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, priv->pkey ); } );
+    return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
+}
+
+CRY_PKEY_PRIVATE *cry::pkey::createPrivateUse( EVP_PKEY *pkey, pb::Ref<CRY_PEM> canonical )
+{
+    return Private::createUse( pkey, std::move( canonical ) );
+}
+
+size_t cry::pkey::signatureRoom( CRY_PKEY_PRIVATE *priv )
+{
+    int size = EVP_PKEY_get_size( priv->pkey );
+    return size > 0 ? (size_t)size : 0;
+}
+
+bool cry::pkey::trySign( CRY_PKEY_PRIVATE *priv, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength )
+{
+    return priv->operations.trySign( priv->pkey, alg, digest, signature, signatureLength );
 }

@@ -1,0 +1,116 @@
+// Keys: with the lean context and without it the same keys load, with the same canonical text and of the same kind, and the text of a public key is what
+// plain OpenSSL reads and writes.
+#include <openssl_module/internal/openssl_module.h>
+
+#include "start.hpp"
+
+#include <iterator>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+
+using namespace fuzz;
+
+namespace
+{
+
+constexpr const char *labels[] = { "PRIVATE KEY", "PUBLIC KEY", "RSA PRIVATE KEY", "EC PRIVATE KEY", "DSA PRIVATE KEY", "ENCRYPTED PRIVATE KEY" };
+
+// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be changed directly.
+pb::Ref<CRY_PEM> pemOf( std::string_view input )
+{
+    if( pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buffer( input ).get() ) ) )
+        return pem;
+    pb::Ref<CRY_PEM> pem = pb::adopt( cryPemCreate() );
+    cryPemSetLabel( pem.handle(), pb::adopt( pbStringCreateFromCstr( labels[takeByte( input ) % std::size( labels )], -1 ) ).get() );
+    cryPemSetData( pem.handle(), buffer( input ).get() );
+    return pem;
+}
+
+// What a key is, as far as it can be seen from outside.
+struct Seen
+{
+    pb::Ref<CRY_PEM> pem;
+    PB_INT           type = -1, bits = -1, curve = -1;
+
+    void take( const pb::Ref<CRY_PEM> &canonical, const pb::Ref<CRY_PKEY_INFO> &info )
+    {
+        pem   = canonical;
+        type  = cryPkeyInfoType( info.get() );
+        bits  = cryPkeyInfoBits( info.get() );
+        curve = cryPkeyInfoEcNamedCurve( info.get() );
+    }
+
+    bool operator==( const Seen &other ) const
+    {
+        return cryPemEquals( pem.get(), other.pem.get() ) && type == other.type && bits == other.bits && curve == other.curve;
+    }
+};
+
+Seen seenOf( const pb::Ref<CRY_PKEY_PUBLIC> &pub )
+{
+    Seen seen;
+    if( pub )
+        seen.take( pb::adopt( cryPkeyPublicPem( pub.get() ) ), pb::adopt( cryPkeyPublicInfo( pub.get() ) ) );
+    return seen;
+}
+
+Seen seenOf( const pb::Ref<CRY_PKEY_PRIVATE> &priv )
+{
+    Seen seen;
+    if( priv )
+        seen.take( pb::adopt( cryPkeyPrivatePem( priv.get() ) ), pb::adopt( cryPkeyPrivateInfo( priv.get() ) ) );
+    return seen;
+}
+
+struct Loaded
+{
+    Seen priv, half, pub;
+
+    bool operator==( const Loaded &other ) const { return priv == other.priv && half == other.half && pub == other.pub; }
+};
+
+Loaded load( const pb::Ref<CRY_PEM> &pem, PB_BOOL lean )
+{
+    openssl___SetLeanContextUsed( lean );
+    Loaded                    loaded;
+    pb::Ref<CRY_PKEY_PRIVATE> priv = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
+    loaded.priv                    = seenOf( priv );
+    if( priv )
+        loaded.half = seenOf( pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) ) );
+    loaded.pub = seenOf( pb::adopt( cryPkeyPublicTryCreateFromPem( pem.get() ) ) );
+    return loaded;
+}
+
+// What plain OpenSSL makes of a public key.
+pb::Ref<CRY_PEM> plainPublic( const pb::Ref<CRY_PEM> &pem )
+{
+    pb::Ref<PB_BUFFER> text = pb::adopt( cryPemEncode( pem.get() ) );
+    BIO               *in = BIO_new_mem_buf( pbBufferBytes( text.get() ), (int)pbBufferLength( text.get() ) ), *out = BIO_new( BIO_s_mem() );
+    EVP_PKEY          *pkey = PEM_read_bio_PUBKEY(
+        in, nullptr, []( char *, int, int, void          *) { return 0; }, nullptr );
+    char            *bytes;
+    pb::Ref<CRY_PEM> canonical;
+    if( pkey && PEM_write_bio_PUBKEY( out, pkey ) == 1 )
+    {
+        size_t length = (size_t)BIO_get_mem_data( out, &bytes );
+        canonical     = pb::adopt( cryPemTryDecode( buffer( { bytes, length } ).get() ) );
+        FUZZ_CHECK( canonical );
+    }
+    EVP_PKEY_free( pkey );
+    BIO_free( in );
+    BIO_free( out );
+    return canonical;
+}
+
+}
+
+int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
+{
+    start();
+    pb::Ref<CRY_PEM> pem  = pemOf( { (const char *)bytes, size } );
+    Loaded           lean = load( pem, PB_TRUE );
+    FUZZ_CHECK( lean == load( pem, PB_FALSE ) );
+    FUZZ_CHECK( cryPemEquals( lean.pub.pem.get(), plainPublic( pem ).get() ) );
+    ERR_clear_error();
+    return 0;
+}

@@ -1,0 +1,36 @@
+#include <cry/cry_generate_ec_key_pair.h>
+#include <cry/internal/cry_pkey.h>
+#include <cry/internal/cry_pkey_private.h>
+
+#include "base/cry_spares.hpp"
+#include "pkey/cry_pkey_pkcs8.hpp"
+#include "pkey/cry_pkey_private.hpp"
+
+#include <openssl/err.h>
+#include <openssl/objects.h>
+
+// A generator knows its curve; making one costs as much as a key.
+static constinit cry::Spares<EVP_PKEY_CTX, 1> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
+
+static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
+{
+    cry::ossl::Ptr<EVP_PKEY_CTX> generator( EVP_PKEY_CTX_new_from_name( OSSL_LIB_CTX_get0_global_default(), "EC", nullptr ) );
+    if( !generator || EVP_PKEY_keygen_init( generator.get() ) != 1 || EVP_PKEY_CTX_set_group_name( generator.get(), curveName ) != 1 )
+        return nullptr;
+    return generator;
+}
+
+CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )
+{
+    PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
+    int                          nid       = cry___PkeyEcNamedCurveToOpensslNid( curve );
+    cry::ossl::Ptr<EVP_PKEY_CTX> generator = generators[curve].take();
+    if( !generator )
+        generator = tryMakeGenerator( OBJ_nid2sn( nid ) );
+    EVP_PKEY *pkey = nullptr;
+    if( !generator || EVP_PKEY_generate( generator.get(), &pkey ) != 1 )
+        return nullptr;
+    generators[curve].keep( std::move( generator ) );
+    pb::Ref<CRY_PEM> pem = cry::pkey::tryWriteNewEcKey( pkey, nid );
+    return pem ? cry::pkey::createPrivateUse( pkey, std::move( pem ) ) : cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( pkey );
+}

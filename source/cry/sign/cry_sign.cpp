@@ -1,0 +1,40 @@
+#include <cry/cry_sign.h>
+
+#include "hash/cry_hash.hpp"
+#include "pkey/cry_pkey_private.hpp"
+#include "pkey/cry_pkey_public.hpp"
+
+#include <cry/internal/cry_pkey_private.h>
+#include <pb/pb_mem.h>
+
+PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
+{
+    PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
+    PB_CHECK( privateKey );
+    PB_CHECK( data );
+    PB_BYTE digest[EVP_MAX_MD_SIZE];
+    if( !cry::tryDigest( alg, { data }, digest ) )
+        return nullptr;
+    size_t   length    = cry::pkey::signatureRoom( privateKey );
+    PB_BYTE *signature = (PB_BYTE *)pbMemAlloc( length );
+    if( cry::pkey::trySign( privateKey, alg, digest, signature, &length ) )
+        return pbBufferCreateFromBytesUse( signature, (PB_INT)length );
+    pbMemFree( signature );
+    // The signer says what is wrong.
+    pb::Ref<CRY_SIGN_SIGNER> sig = pb::adopt( crySignSignerTryCreate( alg, privateKey ) );
+    if( !sig )
+        return nullptr;
+    crySignSignerUpdate( sig.get(), data );
+    return crySignSignerFinal( sig.get() );
+}
+
+PB_BOOL crySignVerify( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
+{
+    PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
+    PB_CHECK( publicKey );
+    PB_CHECK( signature );
+    PB_CHECK( data );
+    PB_CHECK( PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( signature ) ) );
+    PB_BYTE digest[EVP_MAX_MD_SIZE];
+    return cry::tryDigest( alg, { data }, digest ) && cry::pkey::verify( publicKey, alg, digest, signature );
+}
