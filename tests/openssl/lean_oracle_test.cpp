@@ -26,8 +26,6 @@ using namespace support;
 using cry::ossl::Ptr;
 using nlohmann::json;
 
-static void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
-
 namespace
 {
 

@@ -316,6 +316,126 @@ TEST( OpensslDer, AgreesWithWhatOpensslWrites )
     EXPECT_FALSE( shortPrivate( privateOf( sm2Key.get() ) ) );
 }
 
+namespace
+{
+
+bool canonicalPublic( const std::string &spki ) { return openssl::isCanonicalPublicKey( view( spki ) ); }
+
+std::string bitsOf( const std::string &key, int unused = 0 ) { return element( 0x03, std::string( 1, (char)unused ) + key ); }
+
+const std::string modulus  = element( 0x02, unhex( "00c1" ) + std::string( 127, '\x55' ) );
+const std::string exponent = unhex( "0203010001" );
+
+std::string rsaOf( const std::string &numbers ) { return sequence( sequence( rsa + nullElement ) + bitsOf( sequence( numbers ) ) ); }
+std::string ecOf( const std::string &point ) { return sequence( sequence( ec + p256 ) + bitsOf( point ) ); }
+
+}
+
+TEST( OpensslDer, KnowsCanonicalPublicKeys )
+{
+    EXPECT_TRUE( canonicalPublic( rsaOf( modulus + exponent ) ) );
+    EXPECT_TRUE( canonicalPublic( rsaOf( unhex( "020103" ) + unhex( "02020080" ) ) ) );
+    EXPECT_TRUE( canonicalPublic( rsaOf( element( 0x02, std::string( 300, '\x7F' ) ) + exponent ) ) );
+    EXPECT_TRUE( canonicalPublic( ecOf( "\4" + std::string( 64, 'x' ) ) ) );
+    EXPECT_TRUE( canonicalPublic( ecOf( "\4" + std::string( 132, 'x' ) ) ) );
+}
+
+TEST( OpensslDer, RsaNumbersAreCanonicalInTheirShortestFormOnly )
+{
+    std::string one = std::string( 1, '\1' ), high( 1, '\x80' ), zero( 1, '\0' );
+    struct
+    {
+        std::string number;
+        bool        good;
+    } numbers[] = { { one, true }, { "\x7F", true }, { zero + high, true }, { zero + "\xFF" + zero, true }, { one + zero, true }, { high, false },
+        { "\xFF", false }, { "\xFF\1", false }, { zero + "\x7F", false }, { zero + one, false }, { zero + zero + high, false }, { zero, false },
+        { zero + zero, false }, { "", false } };
+    for( const auto &each : numbers )
+    {
+        std::string number = element( 0x02, each.number );
+        EXPECT_EQ( canonicalPublic( rsaOf( number + exponent ) ), each.good ) << hex( each.number );
+        EXPECT_EQ( canonicalPublic( rsaOf( modulus + number ) ), each.good ) << hex( each.number );
+        EXPECT_FALSE( canonicalPublic( rsaOf( longElement( 0x02, each.number, 1 ) + exponent ) ) ) << hex( each.number );
+        EXPECT_FALSE( canonicalPublic( rsaOf( modulus + longElement( 0x02, each.number, 2 ) ) ) ) << hex( each.number );
+    }
+}
+
+TEST( OpensslDer, OtherShapesOfRsaKeysAreNotCanonical )
+{
+    EXPECT_FALSE( canonicalPublic( rsaOf( "" ) ) );
+    EXPECT_FALSE( canonicalPublic( rsaOf( modulus ) ) );
+    EXPECT_FALSE( canonicalPublic( rsaOf( modulus + exponent + exponent ) ) );
+    EXPECT_FALSE( canonicalPublic( rsaOf( modulus + exponent + '\0' ) ) );
+    EXPECT_FALSE( canonicalPublic( rsaOf( element( 0x04, "x" ) + exponent ) ) );
+    std::string numbers = sequence( modulus + exponent ), algorithm = sequence( rsa + nullElement );
+    ASSERT_TRUE( canonicalPublic( sequence( algorithm + bitsOf( numbers ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( algorithm + bitsOf( numbers + '\0' ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( algorithm + bitsOf( element( 0x31, modulus + exponent ) ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( algorithm + bitsOf( longElement( 0x30, modulus + exponent, 2 ) ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( rsa ) + bitsOf( numbers ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( rsa + unhex( "058100" ) ) + bitsOf( numbers ) ) ) );
+}
+
+TEST( OpensslDer, PointsAreCanonicalUncompressedOnly )
+{
+    for( int form = 0; form < 256; form++ )
+        EXPECT_EQ( canonicalPublic( ecOf( (char)form + std::string( 64, 'x' ) ) ), form == 4 ) << form;
+    EXPECT_FALSE( canonicalPublic( ecOf( "" ) ) );
+}
+
+TEST( OpensslDer, LongerLengthsThanNeededAreNotCanonical )
+{
+    std::string rsaId = sequence( rsa + nullElement ), rsaBits = bitsOf( sequence( modulus + exponent ) );
+    std::string ecId = sequence( ec + p256 ), ecBits = bitsOf( "\4" + std::string( 64, 'x' ) );
+    for( const auto &[id, bits] : { std::pair( rsaId, rsaBits ), std::pair( ecId, ecBits ) } )
+    {
+        std::string idContent = id.substr( 2 ), bitsContent = bits.substr( bits.size() < 0x80 ? 2 : 3 );
+        ASSERT_TRUE( canonicalPublic( sequence( id + bits ) ) );
+        for( int length = 1; length <= 4; length++ )
+        {
+            // The content of each has at least 128 bytes with RSA and fewer with the curve, so one length byte is the shortest form of some.
+            bool needed = length == 1 && id == rsaId;
+            EXPECT_EQ( canonicalPublic( longElement( 0x30, id + bits, length ) ), needed && ( id + bits ).size() < 0x100 ) << length;
+            EXPECT_EQ( canonicalPublic( sequence( id + longElement( 0x03, bitsContent, length ) ) ), needed ) << length;
+            EXPECT_FALSE( canonicalPublic( sequence( longElement( 0x30, idContent, length ) + bits ) ) ) << length;
+        }
+    }
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( longElement( 0x06, rsa.substr( 2 ), 1 ) + nullElement ) + rsaBits ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( longElement( 0x06, ec.substr( 2 ), 2 ) + p256 ) + ecBits ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( ec + longElement( 0x06, p256.substr( 2 ), 1 ) ) + ecBits ) ) );
+    EXPECT_FALSE( canonicalPublic( unhex( "3080" ) + ecId + ecBits + unhex( "0000" ) ) );
+}
+
+TEST( OpensslDer, WhatStandsBehindOrIsMissingIsNotCanonical )
+{
+    std::string id = sequence( ec + p256 ), bits = bitsOf( "\4" + std::string( 64, 'x' ) );
+    EXPECT_FALSE( canonicalPublic( "" ) );
+    EXPECT_FALSE( canonicalPublic( sequence( "" ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( id ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( bits ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( id + unhex( "0300" ) ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( id + bits + nullElement ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( id + bits ) + '\0' ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( ec + p256 + nullElement ) + bits ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( p256 ) + bits ) ) );
+    EXPECT_FALSE( canonicalPublic( sequence( sequence( "" ) + bits ) ) );
+    for( int unused = 1; unused < 256; unused++ )
+        EXPECT_FALSE( canonicalPublic( sequence( id + bitsOf( "\4" + std::string( 64, '\0' ), unused ) ) ) ) << unused;
+}
+
+TEST( OpensslDer, WhatOpensslWritesIsCanonical )
+{
+    for( EVP_PKEY *made : { EVP_RSA_gen( 1024 ), EVP_RSA_gen( 1031 ), EVP_EC_gen( "P-256" ), EVP_EC_gen( "P-521" ), EVP_EC_gen( "sect571k1" ),
+             EVP_EC_gen( "secp112r1" ), EVP_EC_gen( "brainpoolP512r1" ) } )
+    {
+        Ptr<EVP_PKEY> key( made );
+        ASSERT_TRUE( key );
+        EXPECT_TRUE( canonicalPublic( publicOf( made ) ) ) << EVP_PKEY_get_bits( made );
+    }
+    Ptr<EVP_PKEY> ed25519Key( EVP_PKEY_Q_keygen( nullptr, nullptr, "ED25519" ) );
+    EXPECT_FALSE( canonicalPublic( publicOf( ed25519Key.get() ) ) );
+}
+
 TEST( OpensslDer, StaysInsideOfEveryPrefix )
 {
     Ptr<EVP_PKEY>            rsaKey( EVP_RSA_gen( 1024 ) ), ecKey( EVP_EC_gen( "P-384" ) );
@@ -335,7 +455,7 @@ TEST( OpensslDer, StaysInsideOfEveryPrefix )
             openssl::Bytes onHeap( exact.get(), length ), atTheEnd = guarded.put( std::string_view( input ).substr( 0, length ) );
             bool           whole                           = length == input.size();
             decltype( &openssl::isShortPublicKey ) looks[] = { openssl::isShortAlgorithm, openssl::isShortPublicKey, openssl::isShortPrivateKey,
-                openssl::isShortCertificate };
+                openssl::isShortCertificate, openssl::isCanonicalPublicKey };
             for( auto look : looks )
             {
                 EXPECT_EQ( look( onHeap ), look( atTheEnd ) );
@@ -366,6 +486,7 @@ TEST( OpensslDer, StaysInsideWithEveryLengthByte )
                 EXPECT_EQ( openssl::isShortCertificate( bytes ), openssl::isShortCertificate( onHeap ) );
                 EXPECT_EQ( openssl::isShortPrivateKey( bytes ), openssl::isShortPrivateKey( onHeap ) );
                 EXPECT_EQ( openssl::isShortPublicKey( bytes ), openssl::isShortPublicKey( onHeap ) );
+                EXPECT_EQ( openssl::isCanonicalPublicKey( bytes ), openssl::isCanonicalPublicKey( onHeap ) );
                 refused += !openssl::isShortCertificate( bytes ) && !openssl::isShortPrivateKey( bytes ) && !openssl::isShortPublicKey( bytes );
             }
         }

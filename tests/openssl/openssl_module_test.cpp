@@ -243,3 +243,49 @@ TEST( OpensslModule, LeavesTheDefaultContextAsItIs )
     EXPECT_EXIT( tellOfDefaultContext(), testing::ExitedWithCode( 0 ),
         "before: default;\nshort: cry-lean\nafter: default;\ndigest: default\nlean in it: 0\nfips: 0\nglobal: 1\nerrors: 0\n" );
 }
+
+TEST( OpensslModule, OperationsWithAKeyBelongInTheContextItWasParsedIn )
+{
+    std::string spki  = p256Spki();
+    EVP_PKEY   *lean  = shortPublic( spki );
+    const auto *at    = (const unsigned char *)spki.data();
+    EVP_PKEY   *plain = d2i_PUBKEY( nullptr, &at, (long)spki.size() ), *made = EVP_EC_gen( "P-256" ), *copy = EVP_PKEY_dup( lean );
+    EVP_PKEY   *other = EVP_PKEY_Q_keygen( nullptr, nullptr, "ED25519" ), *empty = EVP_PKEY_new();
+    ASSERT_NE( lean, nullptr );
+    OSSL_LIB_CTX *context = openssl___ContextOf( lean );
+    ASSERT_NE( context, nullptr );
+    EXPECT_EQ( OSSL_PROVIDER_available( context, "cry-lean" ), 1 );
+    EXPECT_EQ( openssl___ContextOf( copy ), context );
+    for( EVP_PKEY *each : { plain, made, other, empty } )
+        EXPECT_EQ( openssl___ContextOf( each ), nullptr );
+
+    // A key keeps its context when the short ways are shut.
+    openssl___SetLeanContextUsed( PB_FALSE );
+    EXPECT_EQ( openssl___ContextOf( lean ), context );
+    openssl___SetLeanContextUsed( PB_TRUE );
+
+    // There it can be used.
+    EVP_PKEY_CTX *verify = EVP_PKEY_CTX_new_from_pkey( context, lean, nullptr );
+    ASSERT_NE( verify, nullptr );
+    EXPECT_EQ( EVP_PKEY_verify_init( verify ), 1 );
+    EVP_PKEY_CTX_free( verify );
+    for( EVP_PKEY *each : { lean, plain, made, copy, other, empty } )
+        EVP_PKEY_free( each );
+}
+
+TEST( OpensslModule, TellsWhetherAPublicKeyIsCanonical )
+{
+    std::string spki = p256Spki();
+    auto        is   = []( const std::string &der ) { return openssl___IsCanonicalPublicKey( (const PB_BYTE *)der.data(), (PB_INT)der.size() ); };
+    EXPECT_TRUE( is( spki ) );
+    EXPECT_FALSE( is( spki + "x" ) );
+    EXPECT_FALSE( is( spki.substr( 0, spki.size() - 1 ) ) );
+    EXPECT_FALSE( is( "" ) );
+    std::string longer = spki;
+    longer.insert( 1, 1, '\x81' );
+    EXPECT_FALSE( is( longer ) );
+    // Bytes are looked at, not the context.
+    openssl___SetLeanContextUsed( PB_FALSE );
+    EXPECT_TRUE( is( spki ) );
+    openssl___SetLeanContextUsed( PB_TRUE );
+}

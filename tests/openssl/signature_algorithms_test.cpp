@@ -19,8 +19,6 @@
 using namespace support;
 using cry::ossl::Ptr;
 
-static void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
-
 namespace
 {
 

@@ -1,13 +1,10 @@
 #!/usr/bin/env python3
 """The command line tool, as a user and as an attacker meets it. CRY_TOOL names the program."""
 
-import base64
 import calendar
-import contextlib
 import hashlib
 import json
 import os
-import pty
 import re
 import shutil
 import signal
@@ -20,81 +17,13 @@ import time
 import unittest
 from pathlib import Path
 
-TOOL = os.environ.get("CRY_TOOL", "")
+import tool
+from tool import MIB, TOOL, limited, pem, run, run_on_terminal
+
 EXAMPLES = Path(__file__).resolve().parents[2] / "examples" / "chain"
 VECTORS = Path("/usr/lib/python3/dist-packages/cryptography_vectors/x509")
 NOW = "2026-01-31T12:00:00Z"
 FEW_SECONDS = 20  # instrumented builds on a busy machine need more than the one or two that are normal
-MIB = 1 << 20
-
-
-class Result:
-    def __init__(self, code, out, err):
-        self.code, self.out, self.err = code, out, err
-
-    @property
-    def text(self):
-        return self.out.decode()
-
-    @property
-    def message(self):
-        return self.err.decode()
-
-    def json(self):
-        return json.loads(self.out)
-
-
-def run(*arguments, stdin=b"", cwd=None, timeout=120, **more):
-    """Runs the tool; whatever it is given, it ends in good order and speaks in whole lines."""
-    given = {"input": stdin} if isinstance(stdin, bytes) else {"stdin": stdin}
-    command = [TOOL, *map(os.fsencode, arguments)]
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=cwd, timeout=timeout, **given, **more)
-    if done.returncode not in (0, 1, 2):
-        raise AssertionError(f"{arguments}: ended with {done.returncode}: {done.stderr[-2000:]!r}")
-    for line in done.stderr.split(b"\n")[:-1]:
-        if not line.startswith(b"cry: "):
-            raise AssertionError(f"{arguments}: strange message {line!r}")
-    if done.stderr and not done.stderr.endswith(b"\n"):
-        raise AssertionError(f"{arguments}: message without end {done.stderr!r}")
-    return Result(done.returncode, done.stdout, done.stderr)
-
-
-def run_on_terminal(*arguments, on, cwd=None):
-    """Runs the tool with a terminal as its standard output and or standard error (`on`: set of "out", "err"); gives what each received."""
-    masters, channels = {}, {"out": subprocess.PIPE, "err": subprocess.PIPE}
-    for which in on:
-        masters[which], channels[which] = pty.openpty()
-    process = subprocess.Popen(
-        [TOOL, *map(os.fsencode, arguments)], stdin=subprocess.DEVNULL, stdout=channels["out"], stderr=channels["err"], cwd=cwd
-    )
-    received = {"out": b"", "err": b""}
-
-    def drain(which):
-        with contextlib.suppress(OSError):  # how a terminal says that nobody writes any more
-            while piece := os.read(masters[which], 65536):
-                received[which] += piece
-
-    for which in on:
-        os.close(channels[which])
-    threads = [threading.Thread(target=drain, args=(which,)) for which in on]
-    for thread in threads:
-        thread.start()
-    for which, pipe in (("out", process.stdout), ("err", process.stderr)):
-        if pipe:
-            received[which] = pipe.read()
-            pipe.close()
-    code = process.wait(timeout=120)
-    for thread in threads:
-        thread.join()
-    for master in masters.values():
-        os.close(master)
-    return Result(code, received["out"].replace(b"\r\n", b"\n"), received["err"])
-
-
-def pem(der, label="CERTIFICATE"):
-    body = base64.b64encode(der).decode()
-    lines = [body[at : at + 64] for at in range(0, len(body), 64)]
-    return "\n".join([f"-----BEGIN {label}-----", *lines, f"-----END {label}-----", ""])
 
 
 def der_of(text):
@@ -181,43 +110,18 @@ class Pki:
 
 
 def setUpModule():
-    global pki, scratch, cleanup
-    if not TOOL or not os.access(TOOL, os.X_OK):
-        raise SystemExit("CRY_TOOL must name the program")
-    cleanup = contextlib.ExitStack()
-    pki = Pki(cleanup.enter_context(tempfile.TemporaryDirectory()))
+    global pki, scratch
+    scratch = tool.prepare()
+    folder = tempfile.TemporaryDirectory()
+    unittest.addModuleCleanup(folder.cleanup)
+    pki = Pki(folder.name)
     pki.make()
-    scratch = Path(cleanup.enter_context(tempfile.TemporaryDirectory()))
 
 
-def tearDownModule():
-    cleanup.close()
-
-
-class ToolTest(unittest.TestCase):
-    maxDiff = None
-
-    def write(self, name, content):
-        path = scratch / name
-        path.write_bytes(content.encode() if isinstance(content, str) else content)
-        return path
-
+class ToolTest(tool.ToolTest):
     def verify(self, chain, *more, trust=("root",), at=NOW, **keywords):
         arguments = [part for name in trust for part in ("--trust", name if isinstance(name, Path) else pki.file(name))]
         return run("verify", "--no-system", *arguments, "--time", at, *more, chain, **keywords)
-
-    def assertUnusable(self, result, *parts):
-        """Nothing but one message that begins with the first part and has the others."""
-        self.assertEqual((result.code, result.out), (2, b""), result.message)
-        self.assertTrue(result.message.startswith(f"cry: {parts[0]}"), result.message)
-        for part in parts[1:]:
-            self.assertIn(part, result.message)
-        self.assertEqual(result.message.count("\n"), 1, result.message)
-
-    def assertHarmless(self, output):
-        """Nothing in it moves a terminal's cursor, colours it or turns its text around."""
-        text = output.decode()
-        self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u061c\u200b-\u200f\u2028-\u202e\u2060-\u206f\ufeff]")
 
 
 class Arguments(ToolTest):
@@ -786,14 +690,6 @@ class Volume(ToolTest):
         self.assertUnusable(result, f"{path}: holds no certificate, only ", "PRIVATE KEY")
         self.assertLess(len(result.message), 500)
 
-    def limited(self, arguments, mebibytes, **more):
-        """Runs with this much memory only; instrumented programs cannot."""
-        import resource
-
-        if b"__asan_init" in Path(TOOL).read_bytes() or b"__tsan_init" in Path(TOOL).read_bytes():
-            return run(*arguments, **more)
-        return run(*arguments, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (mebibytes * MIB, mebibytes * MIB)), **more)
-
     def test_HostileTextsTakeLittleMemory(self):
         for what, text, line in [
             ("BEGIN only", b"-----BEGIN X\n" * (16 * MIB // 13), 1),
@@ -803,16 +699,16 @@ class Volume(ToolTest):
             ("long label that is none", b"-----BEGIN " + b"a\x1b" * (8 * MIB) + b"-----\n-----END X-----\n", 1),
         ]:
             path = self.write("hostile.pem", text)
-            result = self.timed(what, lambda: self.limited(["verify", path], 512))
+            result = self.timed(what, lambda: limited(["verify", path], 512))
             self.assertEqual((result.code, result.out), (2, b""), what)
             self.assertTrue(result.message.startswith(f"cry: {path}:{line}: "), result.message[:200])
             self.assertLess(len(result.message), 1000, what)
 
     def test_EndlessAndLargeFilesAreRefused(self):
         large = "is larger than 64 MiB"
-        self.assertUnusable(self.timed("/dev/zero", lambda: self.limited(["verify", "/dev/zero"], 512)), "/dev/zero: " + large)
-        self.assertUnusable(self.limited(["verify", "--trust", "/dev/zero", pki.file("leaf")], 512), "/dev/zero: " + large)
-        self.assertUnusable(self.limited(["hash", "--check", "/dev/zero"], 512), "/dev/zero: " + large)
+        self.assertUnusable(self.timed("/dev/zero", lambda: limited(["verify", "/dev/zero"], 512)), "/dev/zero: " + large)
+        self.assertUnusable(limited(["verify", "--trust", "/dev/zero", pki.file("leaf")], 512), "/dev/zero: " + large)
+        self.assertUnusable(limited(["hash", "--check", "/dev/zero"], 512), "/dev/zero: " + large)
         with open("/dev/zero", "rb") as zero:
             self.assertUnusable(run("verify", "-", stdin=zero), "standard input: " + large)
         path = scratch / "100MB"

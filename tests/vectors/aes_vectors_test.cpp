@@ -2,24 +2,17 @@
 #include <cry/cry_aes.h>
 
 #include "support/files.hpp"
+#include "support/stanzas.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 
 using namespace support;
 namespace fs = std::filesystem;
 
 namespace
 {
-
-std::string strictUnhex( const std::string &text )
-{
-    EXPECT_EQ( text.size() % 2, 0u ) << text;
-    EXPECT_EQ( text.find_first_not_of( "0123456789abcdef" ), text.npos ) << text;
-    return unhex( text );
-}
 
 // Transforms whole blocks with one object.
 std::string process( PB_INT op, const std::string &key, const std::string &blocks )
@@ -36,12 +29,14 @@ struct Counts
     int encrypt = 0, decrypt = 0, blocks = 0;
 };
 
-void checkCase( bool encrypts, std::map<std::string, std::string> &fields, size_t keyBytes, Counts &counts )
+void checkCase( Stanza &stanza, size_t keyBytes, Counts &counts )
 {
-    SCOPED_TRACE( fields["COUNT"] );
-    EXPECT_EQ( fields.size(), 4u );
-    std::string key = strictUnhex( fields["KEY"] ), plain = strictUnhex( fields["PLAINTEXT"] ), cipher = strictUnhex( fields["CIPHERTEXT"] );
-    ASSERT_EQ( fields["COUNT"], std::to_string( encrypts ? counts.encrypt : counts.decrypt ) );
+    SCOPED_TRACE( stanza.line );
+    bool encrypts = stanza.heading == "ENCRYPT";
+    EXPECT_TRUE( encrypts || stanza.heading == "DECRYPT" ) << stanza.heading;
+    std::string key = stanza.takeBytes( "KEY" ), plain = stanza.takeBytes( "PLAINTEXT" ), cipher = stanza.takeBytes( "CIPHERTEXT" );
+    ASSERT_EQ( stanza.take( "COUNT" ), std::to_string( encrypts ? counts.encrypt : counts.decrypt ) );
+    stanza.end();
     ASSERT_EQ( key.size(), keyBytes );
     ASSERT_EQ( plain.size(), cipher.size() );
     ASSERT_EQ( plain.size() % 16, 0u );
@@ -59,35 +54,8 @@ Counts checkFile( const fs::path &path )
     std::string name     = path.filename().string();
     size_t      keyBytes = name.find( "128" ) != name.npos ? 16 : name.find( "192" ) != name.npos ? 24 : 32;
     Counts      counts;
-    std::string section;
-
-    std::map<std::string, std::string> fields;
-    auto                               finish = [&] {
-        if( !fields.empty() )
-            checkCase( section == "[ENCRYPT]", fields, keyBytes, counts );
-        fields.clear();
-    };
-    std::istringstream in( read( path ) );
-    for( std::string line; std::getline( in, line ); )
-    {
-        line.erase( line.find_last_not_of( " \t\r" ) + 1 );
-        if( line.empty() )
-            finish();
-        else if( line[0] == '[' )
-        {
-            finish();
-            EXPECT_TRUE( line == "[ENCRYPT]" || line == "[DECRYPT]" ) << line;
-            section = line;
-        }
-        else if( line[0] != '#' )
-        {
-            size_t equals = line.find( " = " );
-            EXPECT_NE( equals, line.npos ) << line;
-            EXPECT_FALSE( section.empty() ) << line;
-            EXPECT_TRUE( fields.emplace( line.substr( 0, equals ), line.substr( equals + 3 ) ).second ) << "twice: " << line;
-        }
-    }
-    finish();
+    for( Stanza &stanza : readStanzas( path ) )
+        checkCase( stanza, keyBytes, counts );
     return counts;
 }
 

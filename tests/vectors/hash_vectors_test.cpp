@@ -2,92 +2,17 @@
 #include <cry/cry_hash.h>
 
 #include "support/files.hpp"
+#include "support/stanzas.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 
 using namespace support;
 namespace fs = std::filesystem;
 
 namespace
 {
-
-std::string trimmed( const std::string &text )
-{
-    size_t first = text.find_first_not_of( " \t\r" ), last = text.find_last_not_of( " \t\r" );
-    return first == std::string::npos ? "" : text.substr( first, last - first + 1 );
-}
-
-// "name = value" lines in stanzas with empty lines between; "[...]" lines head what follows. Whoever takes a stanza names all of its fields.
-struct Stanza
-{
-    std::string                        heading;
-    std::map<std::string, std::string> fields;
-    size_t                             line = 0;
-
-    bool has( const std::string &name ) const { return fields.count( name ); }
-
-    std::string take( const std::string &name )
-    {
-        auto found = fields.find( name );
-        if( found == fields.end() )
-        {
-            ADD_FAILURE() << "no " << name << " in the stanza at line " << line;
-            return {};
-        }
-        std::string value = found->second;
-        fields.erase( found );
-        return value;
-    }
-
-    void end() const { EXPECT_TRUE( fields.empty() ) << "nobody reads " << fields.begin()->first << " at line " << line; }
-};
-
-std::vector<Stanza> readStanzas( const fs::path &path )
-{
-    std::istringstream  in( read( path ) );
-    std::vector<Stanza> stanzas;
-    Stanza              current;
-    size_t              number = 0;
-    auto                finish = [&] {
-        if( !current.fields.empty() )
-            stanzas.push_back( current );
-        current.fields.clear();
-    };
-    for( std::string line; std::getline( in, line ); )
-    {
-        number++;
-        line = trimmed( line );
-        if( line.empty() )
-            finish();
-        else if( line[0] == '[' )
-        {
-            finish();
-            EXPECT_EQ( line.back(), ']' ) << path << ":" << number;
-            current.heading = line.substr( 1, line.size() - 2 );
-        }
-        else if( line[0] != '#' )
-        {
-            size_t equals = line.find( '=' );
-            EXPECT_NE( equals, std::string::npos ) << path << ":" << number << ": " << line;
-            if( current.fields.empty() )
-                current.line = number;
-            bool isNew = current.fields.emplace( trimmed( line.substr( 0, equals ) ), trimmed( line.substr( equals + 1 ) ) ).second;
-            EXPECT_TRUE( isNew ) << path << ":" << number << ": twice in one stanza";
-        }
-    }
-    finish();
-    return stanzas;
-}
-
-std::string lower( std::string text )
-{
-    for( char &c : text )
-        c = (char)tolower( c );
-    return text;
-}
 
 std::string oneShot( PB_INT alg, const std::string &message ) { return bytes( pb::adopt( cryHashTryCompute( alg, buf( message ).get() ) ) ); }
 
@@ -145,7 +70,7 @@ int checkMessages( PB_INT alg, const fs::path &path )
                 << stanza.heading;
         }
         size_t      length  = std::stoul( stanza.take( "Len" ) );
-        std::string message = unhex( stanza.take( "Msg" ) );
+        std::string message = stanza.takeBytes( "Msg" );
         EXPECT_EQ( length % 8, 0u );
         // An empty message is written as one zero byte.
         EXPECT_EQ( message.size(), length ? length / 8 : 1 );
@@ -163,7 +88,7 @@ int checkMonte( PB_INT alg, const fs::path &path )
     SCOPED_TRACE( path );
     bool                sha3    = alg >= CRY_HASH_ALGORITHM_SHA3_224;
     std::vector<Stanza> stanzas = readStanzas( path );
-    std::string         seed    = stanzas.empty() ? "" : unhex( stanzas[0].take( "Seed" ) );
+    std::string         seed    = stanzas.empty() ? "" : stanzas[0].takeBytes( "Seed" );
     int                 counts  = 0;
     for( Stanza &stanza : stanzas )
     {
@@ -285,7 +210,7 @@ TEST( HashVectors, MessagesOfEveryShortLength )
         for( Stanza &stanza : readStanzas( path ) )
         {
             ASSERT_TRUE( sections.count( stanza.heading ) ) << stanza.heading;
-            checkDigest( sections.at( stanza.heading ), unhex( stanza.take( "In" ) ), lower( stanza.take( "Out" ) ) );
+            checkDigest( sections.at( stanza.heading ), stanza.takeBytes( "In" ), lower( stanza.take( "Out" ) ) );
             stanza.end();
             cases[stanza.heading]++;
         }

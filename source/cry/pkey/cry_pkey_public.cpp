@@ -6,6 +6,7 @@
 #include "pkey/cry_pkey_operation.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
+#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl_module/internal/openssl_module.h>
 
@@ -65,7 +66,12 @@ CRY_PKEY_PUBLIC *tryCreateShort( CRY_PEM *pem )
     EVP_PKEY      *pkey   = openssl___TryParsePublicKeyShort( der, length );
     if( !pkey )
         return nullptr;
-    return openssl___IsCanonicalPublicKey( der, length ) ? Public::createUse( pkey, pb::share( pem ) ) : Public::tryCreateUse( pkey );
+    if( openssl___IsCanonicalPublicKey( der, length ) )
+        return Public::createUse( pkey, pb::share( pem ) );
+    ERR_set_mark();
+    CRY_PKEY_PUBLIC *pub = Public::tryCreateUse( pkey );
+    ERR_pop_to_mark();
+    return pub;
 }
 
 }

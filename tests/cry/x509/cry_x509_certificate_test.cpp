@@ -1,16 +1,15 @@
 #include <cry/cry_hash.h>
 #include <cry/cry_x509_certificate.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_pkey_public.h>
 #include <cry/internal/cry_x509_certificate.h>
 
-#include "support/certificates.hpp"
-#include "support/text.hpp"
+#include "cry/pkey/keys.hpp"
+#include "support/lean.hpp"
 
 #include <atomic>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <openssl/bio.h>
-#include <openssl/err.h>
-#include <openssl/pem.h>
 #include <openssl/x509v3.h>
 #include <thread>
 
@@ -60,6 +59,53 @@ std::string digestByOpenssl( const char *name, const std::string &data )
 
 // A certificate that OpenSSL cannot write, since nothing in it is set.
 X509 *unwritable() { return X509_new(); }
+
+using PublicKey  = pb::Ref<CRY_PKEY_PUBLIC>;
+using PrivateKey = pb::Ref<CRY_PKEY_PRIVATE>;
+
+PublicKey   publicKeyOf( const Certificate &cert ) { return pb::adopt( cryX509CertificatePublicKey( cert.get() ) ); }
+std::string canonical( const PublicKey &pub ) { return textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ); }
+PrivateKey  privateKey( const Pkey &pkey ) { return pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( pkey.get() ) ); }
+
+// A certificate with these bits of this algorithm for its key, signed by another.
+Cert withKeyBits( int algorithm, int parametersType, int parametersNid, const std::string &bits )
+{
+    Cert           cert  = makeCertificate( { .subject = "CN=bits", .subjectKey = key( KeyKind::p256 ), .issuerKey = key( KeyKind::p256, 1 ) } );
+    unsigned char *owned = (unsigned char *)OPENSSL_memdup( bits.data(), bits.size() );
+    // A sequence is an empty one.
+    ASN1_STRING *sequence = ASN1_STRING_new();
+    ASN1_STRING_set( sequence, "\x30\x00", 2 );
+    void *parameters = parametersType == V_ASN1_SEQUENCE ? (void *)sequence
+        : parametersNid == NID_undef                     ? nullptr
+                                                         : (void *)OBJ_nid2obj( parametersNid );
+    if( parameters != sequence )
+        ASN1_STRING_free( sequence );
+    EXPECT_EQ(
+        X509_PUBKEY_set0_param( X509_get_X509_PUBKEY( cert.get() ), OBJ_nid2obj( algorithm ), parametersType, parameters, owned, (int)bits.size() ),
+        1 );
+    EXPECT_GT( X509_sign( cert.get(), key( KeyKind::p256, 1 ).get(), EVP_sha256() ), 0 );
+    return parseDer( der( cert ) );
+}
+
+// The bits of a key in SubjectPublicKeyInfo.
+std::string keyBits( const Pkey &pkey )
+{
+    std::string          spki = spkiOf( pkey.get() );
+    const unsigned char *at = (const unsigned char *)spki.data(), *bits = nullptr;
+    X509_PUBKEY         *parsed = d2i_X509_PUBKEY( nullptr, &at, (long)spki.size() );
+    int                  length = 0;
+    EXPECT_EQ( X509_PUBKEY_get0_param( nullptr, &bits, &length, nullptr, parsed ), 1 );
+    std::string out( (const char *)bits, (size_t)length );
+    X509_PUBKEY_free( parsed );
+    return out;
+}
+
+// What OpenSSL reads of the text that it writes of a certificate's key.
+std::string keyByOpenssl( const Cert &cert )
+{
+    std::vector<unsigned long> errors;
+    return publicByOpenssl( spkiText( X509_get0_pubkey( cert.get() ) ), errors );
+}
 
 }
 
@@ -492,4 +538,169 @@ TEST( CryX509Certificate, IsReadByManyThreadsAtOnce )
     for( std::thread &thread : threads )
         thread.join();
     EXPECT_EQ( good, 200 );
+}
+
+TEST( CryX509Certificate, ThePublicKeyIsTheOneThatWasCertified )
+{
+    std::vector<Pkey> keys = { newSm2Key(), newEcKey( "SM2" ), newUnnamedCurveKey(), newEcKey( "P-256", OSSL_PKEY_EC_ENCODING_EXPLICIT ),
+        newKey( "ED448" ), newKey( "X25519" ), newEcKey( "secp112r1" ), newEcKey( "sect571r1" ), newEcKey( "wap-wsg-idm-ecid-wtls7" ) };
+    for( KeyKind kind : allKeyKinds )
+        keys.push_back( key( kind ) );
+    for( const Pkey &pkey : keys )
+    {
+        Cert        openssl = makeCertificate( { .subject = "CN=key", .subjectKey = pkey, .issuerKey = key( KeyKind::p256, 1 ) } );
+        std::string wanted  = keyByOpenssl( openssl );
+        ASSERT_EQ( wanted, spkiText( pkey.get() ) );
+        PublicKey given = pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( pkey.get() ) );
+        for( bool lean : { false, true } )
+        {
+            Lean used( lean );
+            for( const Certificate &cert : { certificate( openssl ), fromDer( der( openssl ) ) } )
+            {
+                takeErrors();
+                raiseError();
+                PublicKey pub = publicKeyOf( cert );
+                EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } ) << wanted;
+                ASSERT_TRUE( pub ) << wanted;
+                EXPECT_EQ( canonical( pub ), wanted );
+                EXPECT_TRUE( cryPkeyPublicEquals( pub.get(), given.get() ) ) << wanted;
+                EXPECT_EQ( spkiText( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ), wanted );
+                // A new object each time.
+                PublicKey again = publicKeyOf( cert );
+                EXPECT_NE( again.get(), pub.get() );
+                EXPECT_TRUE( cryPkeyPublicEquals( again.get(), pub.get() ) );
+            }
+        }
+    }
+}
+
+TEST( CryX509Certificate, ThePublicKeySharesNothingWithIt )
+{
+    for( KeyKind kind : allKeyKinds )
+    {
+        X509       *x509 = X509_dup( chainOf( kind ).leaf.get() );
+        FreeWatch   watch( x509 ), keyWatch( X509_get0_pubkey( x509 ) );
+        Certificate cert = pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Use( x509 ) );
+        PublicKey   pub  = publicKeyOf( cert );
+        ASSERT_TRUE( pub );
+        EXPECT_NE( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ), X509_get0_pubkey( x509 ) );
+        cert = {};
+        EXPECT_TRUE( watch.freed() ) << nameOf( kind );
+        EXPECT_TRUE( keyWatch.freed() ) << nameOf( kind );
+        EXPECT_EQ( EVP_PKEY_eq( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ), key( kind, 2 ).get() ), 1 ) << nameOf( kind );
+        EXPECT_EQ( canonical( pub ), spkiText( key( kind, 2 ).get() ) ) << nameOf( kind );
+    }
+    ERR_clear_error();
+}
+
+TEST( CryX509Certificate, ThePublicKeyOfOtherEncodingsIsAsOpensslWritesIt )
+{
+    std::string point = keyBits( key( KeyKind::p256 ) ), x = point.substr( 1, 32 ), y = point.substr( 33 );
+    std::string numbers = keyBits( key( KeyKind::rsa ) );
+    // A zero before the modulus: two lengths grow by one, and both have two bytes.
+    std::string zero = numbers;
+    ASSERT_EQ( zero.substr( 0, 4 ), "\x30\x82\x01\x0A" );
+    ASSERT_EQ( zero.substr( 4, 5 ), std::string( "\x02\x82\x01\x01\x00", 5 ) );
+    zero[3]++;
+    zero[7]++;
+    zero.insert( 8, 1, '\0' );
+    char odd = point.back() & 1;
+    struct
+    {
+        const char *name;
+        Cert        cert;
+    } certs[] = {
+        { "plain", withKeyBits( NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, NID_X9_62_prime256v1, point ) },
+        { "compressed", withKeyBits( NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, NID_X9_62_prime256v1, (char)( 2 | odd ) + x ) },
+        { "hybrid", withKeyBits( NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, NID_X9_62_prime256v1, (char)( 6 | odd ) + x + y ) },
+        { "RSA", withKeyBits( NID_rsaEncryption, V_ASN1_NULL, NID_undef, numbers ) },
+        { "RSA without parameters", withKeyBits( NID_rsaEncryption, V_ASN1_UNDEF, NID_undef, numbers ) },
+        { "RSA with a zero", withKeyBits( NID_rsaEncryption, V_ASN1_NULL, NID_undef, zero ) },
+        { "RSA with a tail", withKeyBits( NID_rsaEncryption, V_ASN1_NULL, NID_undef, numbers + "x" ) },
+        { "RSA-PSS", withKeyBits( NID_rsassaPss, V_ASN1_UNDEF, NID_undef, numbers ) },
+        { "RSA-PSS with the default parameters", withKeyBits( NID_rsassaPss, V_ASN1_SEQUENCE, NID_undef, numbers ) },
+        { "SM2", withKeyBits( NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, NID_sm2, keyBits( newSm2Key() ) ) },
+    };
+    int changed = 0;
+    for( const auto &each : certs )
+    {
+        ASSERT_TRUE( each.cert ) << each.name;
+        EVP_PKEY *pkey = X509_get0_pubkey( each.cert.get() );
+        ASSERT_NE( pkey, nullptr ) << each.name;
+        std::string wanted = keyByOpenssl( each.cert );
+        ASSERT_NE( wanted, "" ) << each.name;
+        unsigned char *asItStands = nullptr;
+        int            length     = i2d_X509_PUBKEY( X509_get_X509_PUBKEY( each.cert.get() ), &asItStands );
+        changed += std::string( (char *)asItStands, (size_t)length ) != bodyOf( wanted );
+        OPENSSL_free( asItStands );
+        for( bool lean : { false, true } )
+        {
+            Lean used( lean );
+            takeErrors();
+            PublicKey pub = publicKeyOf( fromDer( der( each.cert ) ) );
+            EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} ) << each.name;
+            ASSERT_TRUE( pub ) << each.name;
+            EXPECT_EQ( canonical( pub ), wanted ) << each.name << ", lean " << lean;
+        }
+    }
+    EXPECT_GE( changed, 2 );
+}
+
+TEST( CryX509Certificate, ThePublicKeyIsCanonicalWhereItsLengthsAreNot )
+{
+    // The outer length of the key in one byte more, and so those around it.
+    std::string plain = der( chainOf( KeyKind::p256 ).leaf ), spki = spkiOf( key( KeyKind::p256, 2 ).get() );
+    size_t      at = plain.find( spki );
+    ASSERT_NE( at, plain.npos );
+    ASSERT_EQ( plain.substr( 0, 2 ), "\x30\x82" );
+    ASSERT_EQ( plain.substr( 4, 2 ), "\x30\x82" );
+    plain.insert( at + 1, 1, '\x81' );
+    for( size_t length : { 2, 6 } )
+    {
+        size_t more       = ( (size_t)(unsigned char)plain[length] << 8 | (unsigned char)plain[length + 1] ) + 1;
+        plain[length]     = (char)( more >> 8 );
+        plain[length + 1] = (char)more;
+    }
+    Certificate cert = fromDer( plain );
+    ASSERT_TRUE( cert );
+    EXPECT_EQ( canonical( publicKeyOf( cert ) ), spkiText( key( KeyKind::p256, 2 ).get() ) );
+}
+
+TEST( CryX509Certificate, APrivateKeyIsThatOfTheCertificateOrNot )
+{
+    for( KeyKind kind : allKeyKinds )
+    {
+        Certificate cert = certificate( chainOf( kind ).leaf );
+        takeErrors();
+        raiseError();
+        EXPECT_EQ( cryX509CertificateCheckPrivateKey( cert.get(), privateKey( key( kind, 2 ) ).get() ), PB_TRUE ) << nameOf( kind );
+        EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } ) << nameOf( kind );
+        for( KeyKind other : allKeyKinds )
+        {
+            EXPECT_EQ( cryX509CertificateCheckPrivateKey( cert.get(), privateKey( key( other, 0 ) ).get() ), PB_FALSE )
+                << nameOf( kind ) << " " << nameOf( other );
+            EXPECT_EQ( (bool)cryX509CertificateCheckPrivateKey( cert.get(), privateKey( key( other, 2 ) ).get() ), other == kind )
+                << nameOf( kind ) << " " << nameOf( other );
+        }
+        // Whichever way the two were read.
+        for( bool lean : { false, true } )
+        {
+            Lean             used( lean );
+            Certificate      read = fromDer( der( chainOf( kind ).leaf ) );
+            pb::Ref<CRY_PEM> pem  = pb::adopt( cryPemTryDecode( buf( pkcs8Text( key( kind, 2 ).get() ) ).get() ) );
+            PrivateKey       priv = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), priv.get() ) ) << nameOf( kind ) << lean;
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( cert.get(), priv.get() ) ) << nameOf( kind ) << lean;
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), privateKey( key( kind, 2 ) ).get() ) ) << nameOf( kind ) << lean;
+        }
+    }
+    ERR_clear_error();
+}
+
+TEST( CryX509Certificate, NoPrivateKeyIsThatOfACertificateWhoseKeyCannotBeDecoded )
+{
+    Cert undecodable = withKeyBits( NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, NID_X9_62_prime256v1, "\4 no point" );
+    ASSERT_TRUE( undecodable );
+    EXPECT_EQ( cryX509CertificateCheckPrivateKey( certificate( undecodable ).get(), privateKey( key( KeyKind::p256 ) ).get() ), PB_FALSE );
+    ERR_clear_error();
 }

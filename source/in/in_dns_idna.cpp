@@ -1,0 +1,340 @@
+#include <in/in_dns_idna.h>
+#include <in/internal/in_dns_idna.h>
+#include <pb/ref.hpp>
+
+#include <cstdlib>
+#include <idn2.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A name is cut into labels. Those in plain ASCII are looked at here; those that begin with xn-- or are not ASCII are libidn2's.
+
+namespace
+{
+
+constexpr size_t mostOfLabel = 63, mostOfName = 253;
+
+// What may stand in a label's ASCII form: 1, 2 for the hyphen, which may not stand at the ends.
+struct Alphabet
+{
+    unsigned char kind[256] = {};
+
+    consteval Alphabet()
+    {
+        for( char c = 'a'; c <= 'z'; c++ )
+            kind[(unsigned char)c] = kind[(unsigned char)( c - 32 )] = 1;
+        for( char c = '0'; c <= '9'; c++ )
+            kind[(unsigned char)c] = 1;
+        kind['_'] = kind['*'] = 1;
+        kind['-']             = 2;
+    }
+};
+constexpr Alphabet alphabet;
+
+constexpr char lower( char c ) { return c >= 'A' && c <= 'Z' ? (char)( c + 32 ) : c; }
+
+bool isIdna( std::string_view label )
+{
+    for( char c : label )
+    {
+        if( (unsigned char)c >= 0x80 )
+            return true;
+    }
+    return label.size() >= 4 && lower( label[0] ) == 'x' && lower( label[1] ) == 'n' && label[2] == '-' && label[3] == '-';
+}
+
+bool hasIdna( std::string_view name )
+{
+    for( size_t index = 0; index < name.size(); index++ )
+    {
+        if( (unsigned char)name[index] >= 0x80 || ( name[index] == '-' && index >= 3 && isIdna( name.substr( index - 3, 4 ) ) ) )
+            return true;
+    }
+    return false;
+}
+
+// What is wrong with a label in ASCII form; null for nothing.
+const char *asciiProblem( std::string_view label )
+{
+    if( label.empty() )
+        return "is empty";
+    if( label.size() > mostOfLabel )
+        return "has more than 63 characters in ASCII form";
+    for( char c : label )
+    {
+        if( !alphabet.kind[(unsigned char)c] )
+            return "has a character that is no letter, digit, hyphen, low line or asterisk";
+    }
+    if( label.front() == '-' || label.back() == '-' )
+        return "begins or ends with a hyphen";
+    return nullptr;
+}
+
+// Whether a name is four decimal numbers, as an IPv4 address is written.
+bool isAddress( std::string_view name )
+{
+    int numbers = 1, digits = 0, value = 0;
+    for( char c : name )
+    {
+        if( c == '.' && digits )
+        {
+            numbers++;
+            digits = value = 0;
+        }
+        else if( c >= '0' && c <= '9' && ( digits == 0 || value ) && value <= 25 )
+        {
+            value = value * 10 + c - '0';
+            digits++;
+        }
+        else
+            return false;
+        if( value > 255 )
+            return false;
+    }
+    return numbers == 4 && digits;
+}
+
+std::string_view withoutLastStop( std::string_view name )
+{
+    if( name.ends_with( '.' ) )
+        name.remove_suffix( 1 );
+    return name;
+}
+
+// A name in plain ASCII, without a full stop at its end.
+bool isPlainOk( std::string_view name )
+{
+    if( name.empty() || name.size() > mostOfName )
+        return false;
+    size_t        length = 0;
+    unsigned char before = 0; // the kind of the character before
+    for( char c : name )
+    {
+        unsigned char kind = alphabet.kind[(unsigned char)c];
+        if( c == '.' )
+        {
+            if( length == 0 || before == 2 )
+                return false;
+            length = 0;
+            continue;
+        }
+        if( !kind || ( kind == 2 && length == 0 ) || ++length > mostOfLabel )
+            return false;
+        before = kind;
+    }
+    return length > 0 && before != 2 && !isAddress( name );
+}
+
+// The full stops of UTS #46: U+3002, U+FF0E, U+FF61.
+size_t stopAt( std::string_view name, size_t index )
+{
+    if( name[index] == '.' )
+        return 1;
+    for( std::string_view stop : { "\u3002", "\uFF0E", "\uFF61" } )
+    {
+        if( name.substr( index ).starts_with( stop ) )
+            return stop.size();
+    }
+    return 0;
+}
+
+std::vector<std::string_view> cut( std::string_view name )
+{
+    std::vector<std::string_view> labels;
+    size_t                        begin = 0, last = 0;
+    for( size_t index = 0; index < name.size(); )
+    {
+        size_t stop = stopAt( name, index );
+        if( stop )
+        {
+            labels.push_back( name.substr( begin, index - begin ) );
+            begin = index + stop;
+            last  = stop;
+        }
+        index += stop ? stop : 1;
+    }
+    labels.push_back( name.substr( begin ) );
+    // One full stop may stand at the end.
+    if( labels.size() > 1 && last && labels.back().empty() )
+        labels.pop_back();
+    return labels;
+}
+
+struct Freer
+{
+    char *text = nullptr;
+    ~Freer() { idn2_free( text ); }
+};
+
+// The ASCII form of a label that is libidn2's; `problem` is its verdict when there is none.
+std::string idnaToAscii( std::string_view label, const char *&problem )
+{
+    std::string text( label );
+    Freer       ascii;
+    int         verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
+    problem             = verdict == IDN2_OK ? nullptr : idn2_strerror( verdict );
+    return problem ? "" : ascii.text;
+}
+
+std::string idnaToUnicode( const std::string &ascii )
+{
+    Freer unicode;
+    return idn2_to_unicode_8z8z( ascii.c_str(), &unicode.text, IDN2_NONTRANSITIONAL ) == IDN2_OK ? unicode.text : "";
+}
+
+// A name that was looked at.
+struct Name
+{
+    std::vector<std::string_view> labels; // as they are written
+    std::vector<std::string>      ascii;
+    std::string                   problem; // for people; empty for a domain name
+
+    explicit Name( std::string_view name ) : labels( cut( name ) )
+    {
+        size_t length = 0;
+        for( std::string_view label : labels )
+        {
+            const char *wrong = nullptr;
+            bool        zero  = label.find( '\0' ) != label.npos; // which would end the text for libidn2
+            ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : std::string( label ) );
+            wrong = wrong ? wrong : asciiProblem( ascii.back() );
+            if( wrong )
+            {
+                problem = "label " + std::to_string( ascii.size() ) + ": " + wrong;
+                return;
+            }
+            length += ascii.back().size() + 1;
+        }
+        if( length - 1 > mostOfName )
+            problem = "it has more than 253 characters in ASCII form";
+        else if( isAddress( joined() ) )
+            problem = "it is an IP address";
+    }
+
+    bool ok() const { return problem.empty(); }
+
+    std::string joined() const
+    {
+        std::string name;
+        for( const std::string &label : ascii )
+            name += ( name.empty() ? "" : "." ) + label;
+        return name;
+    }
+};
+
+std::string_view view( PB_STRING *name )
+{
+    PB_INT      length;
+    const char *text = pbStringPeekUtf8( name, &length );
+    return { text, (size_t)length };
+}
+
+PB_STRING *string( std::string_view text ) { return pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ); }
+
+// Names in plain ASCII are most of them, and need no memory to be looked at.
+bool isOk( std::string_view name )
+{
+    if( !hasIdna( name ) )
+        return isPlainOk( withoutLastStop( name ) );
+    return Name( name ).ok();
+}
+
+bool equalsIgnoringCase( std::string_view a, std::string_view b )
+{
+    if( a.size() != b.size() )
+        return false;
+    for( size_t index = 0; index < a.size(); index++ )
+    {
+        if( lower( a[index] ) != lower( b[index] ) )
+            return false;
+    }
+    return true;
+}
+
+}
+
+PB_BOOL inDnsIdnaDomainNameOk( PB_STRING *name )
+{
+    PB_CHECK( name );
+    return isOk( view( name ) );
+}
+
+PB_STRING *inDnsIdnaDomainNameToAscii( PB_STRING *name )
+{
+    PB_CHECK( name );
+    std::string_view text = view( name );
+    if( !hasIdna( text ) )
+    {
+        text = withoutLastStop( text );
+        return isPlainOk( text ) ? string( text ) : nullptr;
+    }
+    Name parts( text );
+    return parts.ok() ? string( parts.joined() ) : nullptr;
+}
+
+PB_STRING *inDnsIdnaDomainNameToUnicode( PB_STRING *name )
+{
+    PB_CHECK( name );
+    std::string_view text = view( name );
+    if( !hasIdna( text ) )
+        return inDnsIdnaDomainNameToAscii( name );
+    Name parts( text );
+    if( !parts.ok() )
+        return nullptr;
+    std::string unicode;
+    for( const std::string &label : parts.ascii )
+    {
+        std::string form = isIdna( label ) ? idnaToUnicode( label ) : label;
+        if( form.empty() )
+            return nullptr;
+        unicode += ( unicode.empty() ? "" : "." ) + form;
+    }
+    return string( unicode );
+}
+
+PB_BOOL inDnsIdnaDomainNameEquals( PB_STRING *nameA, PB_STRING *nameB )
+{
+    PB_CHECK( nameA );
+    PB_CHECK( nameB );
+    if( pbStringEquals( nameA, nameB ) )
+        return PB_TRUE;
+    std::string_view a = view( nameA ), b = view( nameB );
+    if( !hasIdna( a ) && !hasIdna( b ) )
+        return isOk( a ) && isOk( b ) && equalsIgnoringCase( withoutLastStop( a ), withoutLastStop( b ) );
+    Name partsA( a ), partsB( b );
+    return partsA.ok() && partsB.ok() && equalsIgnoringCase( partsA.joined(), partsB.joined() );
+}
+
+PB_VECTOR *in___DnsIdnaLabelsTrySplit( PB_STRING *name )
+{
+    PB_CHECK( name );
+    std::string_view text = view( name );
+    if( !isOk( text ) )
+        return nullptr;
+    PB_VECTOR *labels = pbVectorCreate();
+    for( std::string_view label : cut( text ) )
+        pbVectorAppendObj( &labels, pb::adopt( string( label ) ).obj() );
+    return labels;
+}
+
+PB_STRING *in___DnsIdnaLabelsCompose( PB_VECTOR *labels )
+{
+    PB_CHECK( labels );
+    PB_CHECK( pbVectorContainsOnly( labels, pbStringSort() ) );
+    PB_STRING *name = pbStringCreate();
+    for( PB_INT index = 0; index < pbVectorLength( labels ); index++ )
+    {
+        if( index )
+            pbStringAppendChar( &name, '.' );
+        pbStringAppend( &name, pbStringFrom( pb___VectorPeekObjAt( labels, index ) ) );
+    }
+    return name;
+}
+
+PB_STRING *in___DnsIdnaDomainNameProblem( PB_STRING *name )
+{
+    PB_CHECK( name );
+    Name parts( view( name ) );
+    return parts.ok() ? nullptr : string( parts.problem );
+}

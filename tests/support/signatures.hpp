@@ -1,0 +1,54 @@
+// Signatures by the family and by plain OpenSSL, which says what is right.
+#pragma once
+
+#include "support/certificates.hpp"
+
+#include <cry/cry_sign.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_pkey_public.h>
+
+#include <string>
+
+namespace support
+{
+
+using PrivateKey = pb::Ref<CRY_PKEY_PRIVATE>;
+using PublicKey  = pb::Ref<CRY_PKEY_PUBLIC>;
+
+// OpenSSL's names by CRY_HASH_ALGORITHM.
+inline constexpr const char *digestNames[] = { "MD5", "SHA1", "SHA224", "SHA256", "SHA384", "SHA512", "SHA3-224", "SHA3-256", "SHA3-384",
+    "SHA3-512" };
+
+// New keys of plain OpenSSL.
+Pkey newEcKey( const char *group );
+Pkey newRsaKey( size_t bits );
+
+// Keys of the family, parsed from what OpenSSL writes, in the lean context or without it; null where that is refused.
+PrivateKey privateKey( const Pkey &pkey, bool lean = true );
+PublicKey  publicKey( const Pkey &pkey, bool lean = true );
+// The same from SubjectPublicKeyInfo.
+PublicKey publicKeyOf( const std::string &der, bool lean = true );
+// The very OpenSSL key.
+PublicKey wrappedPublicKey( const Pkey &pkey );
+
+// One-shot.
+std::string sign( PB_INT alg, const PrivateKey &priv, const std::string &data );
+bool        verify( PB_INT alg, const PublicKey &pub, const std::string &signature, const std::string &data );
+
+// In pieces of growing length.
+std::string signPieces( PB_INT alg, const PrivateKey &priv, const std::string &data );
+bool        verifyPieces( PB_INT alg, const PublicKey &pub, const std::string &signature, const std::string &data );
+
+// What EVP_SignFinal gives, empty when it cannot sign, and whether EVP_VerifyFinal takes a signature. Neither leaves errors.
+std::string plainSign( PB_INT alg, EVP_PKEY *pkey, const std::string &data );
+bool        plainVerify( PB_INT alg, EVP_PKEY *pkey, const std::string &signature, const std::string &data );
+// The same with EVP_DigestVerify, another way through OpenSSL.
+bool plainDigestVerify( PB_INT alg, EVP_PKEY *pkey, const std::string &signature, const std::string &data );
+
+// The DER of r and s, as i2d_ECDSA_SIG writes it.
+std::string ecdsaDer( const std::string &r, const std::string &s );
+
+// Bytes that repeat late.
+std::string pattern( size_t length );
+
+}
