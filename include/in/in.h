@@ -2,6 +2,8 @@
 #ifndef IN_IN_H
 #define IN_IN_H
 
+#include <in/in_address.h>
+#include <in/in_dns_idna.h>
 #include <pb/pb_module.h>
 
 PB_BEGIN_DECLS
