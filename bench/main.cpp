@@ -17,6 +17,7 @@ int main( int argc, char **argv )
     bench::registerPem();
     bench::registerKeys();
     bench::registerX509();
+    bench::registerIdentity();
     benchmark::Initialize( &argc, argv );
     benchmark::RunSpecifiedBenchmarks();
     return 0;

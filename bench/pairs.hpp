@@ -35,5 +35,6 @@ void registerCipher();
 void registerPem();
 void registerKeys();
 void registerX509();
+void registerIdentity();
 
 }

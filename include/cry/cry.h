@@ -5,6 +5,8 @@
 #include <cry/cry_aes.h>
 #include <cry/cry_aes_mode.h>
 #include <cry/cry_aes_operation.h>
+#include <cry/cry_generate_certificate.h>
+#include <cry/cry_generate_csr.h>
 #include <cry/cry_generate_ec_key_pair.h>
 #include <cry/cry_generate_rsa_key_pair.h>
 #include <cry/cry_hash.h>
@@ -12,6 +14,7 @@
 #include <cry/cry_mac.h>
 #include <cry/cry_module.h>
 #include <cry/cry_pem.h>
+#include <cry/cry_pkcs12.h>
 #include <cry/cry_pkey_ec_named_curve.h>
 #include <cry/cry_pkey_info.h>
 #include <cry/cry_pkey_private.h>
@@ -29,6 +32,7 @@
 #include <cry/cry_vault_item_type.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/cry_x509_certificates.h>
+#include <cry/cry_x509_csr.h>
 #include <cry/cry_x509_extended_key_usage.h>
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>

@@ -9,6 +9,7 @@
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/params.h>
+#include <openssl/provider.h>
 #include <string>
 
 #include "openssl_der.hpp"
@@ -25,6 +26,7 @@ struct Process
     std::map<std::string, EVP_CIPHER *>  ciphers;
     std::map<std::string, EVP_MAC_CTX *> hmacs;
     OSSL_LIB_CTX                        *lean    = nullptr;
+    OSSL_LIB_CTX                        *legacy  = nullptr;
     const char                          *problem = nullptr; // why the lean context is not used
 };
 
@@ -78,6 +80,16 @@ EVP_MAC_CTX *prepareHmac( OSSL_LIB_CTX *everybodys, const char *digestName )
         return context;
     EVP_MAC_CTX_free( context );
     return nullptr;
+}
+
+OSSL_LIB_CTX *createLegacyContext()
+{
+    OSSL_LIB_CTX *legacy = OSSL_LIB_CTX_new();
+    if( !legacy || !OSSL_PROVIDER_load( legacy, "default" ) )
+        return nullptr;
+    // Where it is not installed, what needs it fails with OpenSSL's own words.
+    OSSL_PROVIDER_load( legacy, "legacy" );
+    return legacy;
 }
 
 PB_BOOL startup()
@@ -175,6 +187,17 @@ OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey )
 {
     PB_CHECK( pkey );
     return openssl::isLean( EVP_PKEY_get0_provider( pkey ) ) ? process().lean : nullptr;
+}
+
+OSSL_LIB_CTX *openssl___LegacyContext()
+{
+    Process         &own = process();
+    std::scoped_lock lock( own.mutex );
+    ERR_set_mark();
+    if( !own.legacy )
+        own.legacy = createLegacyContext();
+    ERR_pop_to_mark();
+    return own.legacy;
 }
 
 PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used )

@@ -34,6 +34,10 @@ void addRandom( CLI::App &app, int &exit );
 void addUuid( CLI::App &app, int &exit );
 void addKey( CLI::App &app, int &exit );
 void addSignature( CLI::App &app, int &exit );
+void addCertificate( CLI::App &app, int &exit );
+void addRequest( CLI::App &app, int &exit );
+void addPkcs12( CLI::App &app, int &exit );
+void addName( CLI::App &app, int &exit );
 
 // What `cry --version` prints.
 void printVersion( bool json );

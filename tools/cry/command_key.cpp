@@ -1,6 +1,7 @@
 #include "command.hpp"
 #include "curve.hpp"
 #include "describe.hpp"
+#include "group.hpp"
 #include "input.hpp"
 #include "key_file.hpp"
 #include "output.hpp"
@@ -62,8 +63,6 @@ struct KeyFacts
     }
 };
 
-std::string textOf( PB_BUFFER *buf ) { return { (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) }; }
-
 // ---- generate
 
 PB_INT bitsOf( const std::string &text )
@@ -101,7 +100,7 @@ pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
     return bits <= quick ? pb::adopt( cryTryGenerateRsaKeyPair( bits ) ) : generateSlowly( bits );
 }
 
-int generate( const Options &options )
+int generate( Options &options )
 {
     options.output.check();
     ERR_clear_error();
@@ -119,12 +118,12 @@ int generate( const Options &options )
         if( pub )
         {
             KeyFacts( pub.get(), tool::Key{ key, pub, "", "" }.peek() ).addTo( json );
-            json["publicKey"] = textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
+            json["publicKey"] = tool::textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
         }
         if( options.output.toFile() )
             json["file"] = options.output.path;
         else
-            json["privateKey"] = textOf( text.get() );
+            json["privateKey"] = tool::textOf( text.get() );
         tool::printJson( json );
     }
     return tool::exitGood;
@@ -144,7 +143,7 @@ int publicKey( Options &options )
     {
         nlohmann::ordered_json json{ { "format", 1 } };
         KeyFacts( key.publicKey.get(), key.peek() ).addTo( json );
-        json["publicKey"] = textOf( text.get() );
+        json["publicKey"] = tool::textOf( text.get() );
         tool::printJson( json );
     }
     return tool::exitGood;
@@ -195,7 +194,7 @@ int info( Options &options )
 
 // ---- curves
 
-int curves( const Options &options )
+int curves( Options &options )
 {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )
@@ -223,18 +222,8 @@ int curves( const Options &options )
 
 void tool::addKey( CLI::App &app, int &exit )
 {
-    CLI::App *key = app.add_subcommand( "key", "make, convert and describe keys" );
-    key->require_subcommand( 1 );
-
-    auto add = [&]( const char *name, const char *what, int ( *run )( Options & ), const char *footer ) {
-        auto      options = std::make_shared<Options>();
-        CLI::App *command = key->add_subcommand( name, what );
-        command->add_flag( "--json", options->json, "print the result as JSON" );
-        command->footer( footer );
-        command->callback( [options, &exit, run] { exit = run( *options ); } );
-        return std::pair( command, options );
-    };
-    auto addFile = []( CLI::App *command, const std::shared_ptr<Options> &options ) {
+    CLI::App &key     = addGroup( app, "key", "make, convert and describe keys" );
+    auto      addFile = []( CLI::App *command, const std::shared_ptr<Options> &options ) {
         command->add_option( "FILE", options->file, "a file with a private key, a public key or a certificate; - is standard input" )
             ->required()
             ->type_name( "" )
@@ -242,8 +231,7 @@ void tool::addKey( CLI::App &app, int &exit )
         options->password.addTo( *command, "a protected private key" );
     };
 
-    auto [generateCommand, generateOptions] = add(
-        "generate", "make a private key", []( Options &given ) { return generate( given ); },
+    auto [generateCommand, generateOptions] = addMember<Options>( key, exit, "generate", "make a private key", generate,
         "The key is written as PKCS#8 in PEM, without a password; a file is made readable by its owner only.\nExit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
     generateCommand->add_option( "KIND", generateOptions->kind, "rsa or ec" )->required()->type_name( "" )->transform( plain );
     generateCommand->add_option( "SIZE", generateOptions->size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )
@@ -252,15 +240,14 @@ void tool::addKey( CLI::App &app, int &exit )
         ->transform( plain );
     generateOptions->output.addTo( *generateCommand, "the key" );
 
-    auto [publicCommand, publicOptions] = add( "public", "write the public key of a key or certificate", publicKey,
+    auto [publicCommand, publicOptions] = addMember<Options>( key, exit, "public", "write the public key of a key or certificate", publicKey,
         "It is written as SubjectPublicKeyInfo in PEM.\nExit: 0 done; 2 wrong use, or a file without a key." );
     addFile( publicCommand, publicOptions );
     publicOptions->output.addTo( *publicCommand, "the public key" );
 
-    auto [infoCommand, infoOptions] = add( "info", "say what a key is and whether its numbers fit together", info,
+    auto [infoCommand, infoOptions] = addMember<Options>( key, exit, "info", "say what a key is and whether its numbers fit together", info,
         "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." );
     addFile( infoCommand, infoOptions );
 
-    add(
-        "curves", "list the elliptic curves", []( Options &given ) { return curves( given ); }, "Exit: 0." );
+    addMember<Options>( key, exit, "curves", "list the elliptic curves", curves, "Exit: 0." );
 }

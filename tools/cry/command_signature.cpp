@@ -2,6 +2,7 @@
 #include "command.hpp"
 #include "curve.hpp"
 #include "describe.hpp"
+#include "group.hpp"
 #include "input.hpp"
 #include "key_file.hpp"
 #include "output.hpp"
@@ -196,18 +197,8 @@ int convert( Options &options )
 
 void tool::addSignature( CLI::App &app, int &exit )
 {
-    CLI::App *signature = app.add_subcommand( "signature", "make, check and convert signatures" );
-    signature->require_subcommand( 1 );
-
-    auto add = [&]( const char *name, const char *what, int ( *run )( Options & ), const char *footer ) {
-        auto      options = std::make_shared<Options>();
-        CLI::App *command = signature->add_subcommand( name, what );
-        command->add_flag( "--json", options->json, "print the result as JSON" );
-        command->footer( footer );
-        command->callback( [options, &exit, run] { exit = run( *options ); } );
-        return std::pair( command, options );
-    };
-    auto addFile = []( CLI::App *command, std::string &file, const char *what ) {
+    CLI::App &signature = addGroup( app, "signature", "make, check and convert signatures" );
+    auto      addFile   = []( CLI::App *command, std::string &file, const char *what ) {
         command->add_option( "FILE", file, std::string( what ) + "; - and none at all are standard input" )->type_name( "" )->transform( plain );
     };
     auto addKey = []( CLI::App *command, Options &options, const char *what ) {
@@ -219,21 +210,22 @@ void tool::addSignature( CLI::App &app, int &exit )
         options.password.addTo( *command, "a protected private key" );
     };
 
-    auto [makeCommand, makeOptions] = add( "make", "sign a file", make,
+    auto [makeCommand, makeOptions] = addMember<Options>( signature, exit, "make", "sign a file", make,
         "RSA keys sign with PKCS#1 v1.5 (RFC 8017), EC keys with ECDSA in DER (RFC 3279).\nExit: 0 done; 2 wrong use, or a key that cannot be read or cannot sign." );
     addKey( makeCommand, *makeOptions, "the private key" );
     addFile( makeCommand, makeOptions->file, "the file to sign" );
     makeOptions->form.addTo( *makeCommand, "write the signature in" );
     makeOptions->output.addTo( *makeCommand, "the signature" );
 
-    auto [checkCommand, checkOptions] = add(
-        "check", "check the signature of a file", check, "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
+    auto [checkCommand, checkOptions] = addMember<Options>( signature, exit, "check", "check the signature of a file", check,
+        "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
     addKey( checkCommand, *checkOptions, "a public key, a private key or a certificate" );
     checkCommand->add_option( "--signature", checkOptions->signature, "the signature" )->required()->type_name( "FILE" )->transform( plain );
     addFile( checkCommand, checkOptions->file, "the file that was signed" );
     checkOptions->form.addTo( *checkCommand, "the signature is written in" );
 
-    auto [convertCommand, convertOptions] = add( "convert", "convert ECDSA signatures between DER and r followed by s", convert,
+    auto [convertCommand, convertOptions] = addMember<Options>( signature, exit, "convert",
+        "convert ECDSA signatures between DER and r followed by s", convert,
         "Exit: 0 done; 2 wrong use, or a file that is no signature in the other form." );
     convertCommand->add_option( "--curve", convertOptions->curve, "the curve of the key: P-256, P-384 or P-521" )
         ->required()

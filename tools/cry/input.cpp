@@ -175,6 +175,14 @@ std::string derReason( PB_BUFFER *buf )
 
 }
 
+pb::Ref<PB_STRING> tool::given( const std::string &text, const std::string &option )
+{
+    pb::Ref<PB_STRING> str = pb::adopt( pbStringTryCreateFromCstr( text.data(), (PB_INT)text.size() ) );
+    if( !str || text.find( '\0' ) != text.npos )
+        throw Unusable( option + ": '" + printable( text ) + "' is not text in UTF-8" );
+    return str;
+}
+
 bool tool::startsWith( PB_BUFFER *buf, std::string_view bytes )
 {
     return std::string_view( (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) ).starts_with( bytes );

@@ -66,6 +66,9 @@ std::vector<Certificate> readCertificates( const std::string &path );
 // The certificate in a block; when there is none, `problem` says why.
 pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
 
+// A text that was given as the value of an option; throws Unusable, naming the option, when it is not UTF-8 or holds U+0000.
+pb::Ref<PB_STRING> given( const std::string &text, const std::string &option );
+
 // Whether bytes begin with these.
 bool startsWith( PB_BUFFER *buf, std::string_view bytes );
 

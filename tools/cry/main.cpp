@@ -10,7 +10,10 @@ namespace
 {
 
 // Commands that have commands of their own.
-bool hasCommands( std::string_view name ) { return name == "key" || name == "signature"; }
+bool hasCommands( std::string_view name )
+{
+    return name == "key" || name == "signature" || name == "certificate" || name == "request" || name == "pkcs12" || name == "name";
+}
 
 // CLI11 would split a file name as "[a,b]", swallow "++", and leave what stands behind "--" to nobody. A NUL, which no argument holds, hides what is
 // no option; tool::plain takes it away.
@@ -91,6 +94,10 @@ int run( int argc, char **argv )
     tool::addUuid( app, exit );
     tool::addKey( app, exit );
     tool::addSignature( app, exit );
+    tool::addCertificate( app, exit );
+    tool::addRequest( app, exit );
+    tool::addPkcs12( app, exit );
+    tool::addName( app, exit );
     try
     {
         app.parse( hideNames( argc, argv ) );

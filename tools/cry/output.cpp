@@ -82,11 +82,9 @@ pb::Ref<PB_BUFFER> tool::inForm( PB_BUFFER *bytes, Form form )
     return text;
 }
 
-std::string tool::textInForm( PB_BUFFER *bytes, Form form )
-{
-    pb::Ref<PB_BUFFER> text = inForm( bytes, form );
-    return { (const char *)pbBufferBytes( text.get() ), (size_t)pbBufferLength( text.get() ) };
-}
+std::string tool::textOf( PB_BUFFER *bytes ) { return { (const char *)pbBufferBytes( bytes ), (size_t)pbBufferLength( bytes ) }; }
+
+std::string tool::textInForm( PB_BUFFER *bytes, Form form ) { return textOf( inForm( bytes, form ).get() ); }
 
 void tool::writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy )
 {

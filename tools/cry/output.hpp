@@ -50,6 +50,7 @@ struct FormOptions
 
 // Bytes in a form; text has no line end.
 pb::Ref<PB_BUFFER> inForm( PB_BUFFER *bytes, Form form );
+std::string        textOf( PB_BUFFER *bytes );
 std::string        textInForm( PB_BUFFER *bytes, Form form );
 
 // Bytes to standard output or a file, text with a line end. Raw bytes do not go to a terminal.

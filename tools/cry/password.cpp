@@ -89,12 +89,11 @@ struct File
     }
 };
 
-pb::Ref<PB_BUFFER> ask( const std::string &path )
+pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise )
 {
     File terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
     if( terminal.descriptor < 0 )
-        throw tool::Unusable( path + ": is protected by a password, and there is no terminal to ask for it; give --password-file or --password-fd" );
-    std::string prompt = "Password for " + path + ": ";
+        throw tool::Unusable( otherwise );
     WithoutEcho quiet( terminal.descriptor );
     if( write( terminal.descriptor, prompt.data(), prompt.size() ) < 0 )
         throw tool::Unusable( std::string( "the terminal: " ) + std::strerror( errno ) );
@@ -103,16 +102,17 @@ pb::Ref<PB_BUFFER> ask( const std::string &path )
 
 }
 
-void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what )
+void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, const std::string &prefix )
 {
-    CLI::Option *fromFile =
-        command.add_option( "--password-file", file, "the first line of this file is the password of " + what )->type_name( "FILE" );
+    std::string  fileName = "--" + prefix + "password-file", descriptorName = "--" + prefix + "password-fd";
+    CLI::Option *fromFile = command.add_option( fileName, file, "the first line of this file is the password of " + what )->type_name( "FILE" );
     fromFile->transform( plain );
-    command.add_option( "--password-fd", descriptor, "the first line that this descriptor gives is the password" )
+    command.add_option( descriptorName, descriptor, "the first line that this descriptor gives is that password" )
         ->type_name( "N" )
         ->excludes( fromFile )
         ->transform( plain )
         ->check( CLI::NonNegativeNumber );
+    names = fileName + " or " + descriptorName;
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
@@ -122,7 +122,8 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
     if( descriptor >= 0 )
         known = readLine( descriptor, "descriptor " + std::to_string( descriptor ) );
     else if( file.empty() )
-        known = ask( nameOf( path ) );
+        known = ask( "Password for " + nameOf( path ) + ": ",
+            nameOf( path ) + ": is protected by a password, and there is no terminal to ask for it; give " + names );
     else
     {
         File opened{ open( file.c_str(), O_RDONLY | O_CLOEXEC ) };
@@ -132,4 +133,16 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
         known = readLine( opened.descriptor, nameOf( file ) );
     }
     return known;
+}
+
+pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
+{
+    if( given() )
+        return get( path );
+    std::string        otherwise = nameOf( path ) + ": there is no terminal to ask for its new password; give " + names;
+    pb::Ref<PB_BUFFER> first     = ask( "New password for " + nameOf( path ) + ": ", otherwise );
+    pb::Ref<PB_BUFFER> second    = ask( "Once more: ", otherwise );
+    if( !pbBufferEquals( first.get(), second.get() ) )
+        throw Unusable( "the two passwords differ; nothing was written" );
+    return first;
 }

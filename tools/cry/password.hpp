@@ -16,13 +16,18 @@ struct PasswordOptions
     std::string file;
     int         descriptor = -1;
 
-    void addTo( CLI::App &command, const std::string &what );
+    // `prefix` stands before the options' names, as in --key-password-file.
+    void addTo( CLI::App &command, const std::string &what, const std::string &prefix = "" );
+    bool given() const { return descriptor >= 0 || !file.empty(); }
 
     // The password for a file, sensitive: the first line of what the options name, else what is typed at the terminal without being shown. Throws Unusable when there
     // is no way to get one. The second time it is the same.
     pb::Ref<PB_BUFFER> get( const std::string &path );
+    // The same of a file that is to be made; what is typed is asked for twice.
+    pb::Ref<PB_BUFFER> getNew( const std::string &path );
 
 private:
+    std::string        names; // of the options, for messages
     pb::Ref<PB_BUFFER> known;
 };
 

@@ -37,6 +37,10 @@ PB_EXPORT PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT len
    every other one. */
 PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
 
+/* openssl___LegacyContext: a library context of the module's own with the default provider and, where it is installed, the legacy one: for old files, not for keys
+   that live on. Made at the first call, never freed; null when OpenSSL cannot make it. */
+PB_EXPORT OSSL_LIB_CTX *openssl___LegacyContext( void );
+
 /* openssl___SetLeanContextUsed: switches the short ways off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
 PB_EXPORT PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used );
 

@@ -9,6 +9,7 @@
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
+#include <openssl/pkcs12.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
@@ -25,11 +26,15 @@ inline void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
 inline void freeOf( ECDSA_SIG *signature ) { ECDSA_SIG_free( signature ); }
 inline void freeOf( BIGNUM *number ) { BN_free( number ); }
 inline void freeOf( X509 *x509 ) { X509_free( x509 ); }
+inline void freeOf( X509_REQ *req ) { X509_REQ_free( req ); }
+inline void freeOf( PKCS12 *pkcs ) { PKCS12_free( pkcs ); }
+inline void freeOf( X509_EXTENSION *extension ) { X509_EXTENSION_free( extension ); }
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }
 inline void freeOf( X509_VERIFY_PARAM *param ) { X509_VERIFY_PARAM_free( param ); }
-// The certificates in a stack are lent, only the stack itself is freed.
+// What is in a stack is lent, only the stack itself is freed.
 inline void freeOf( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); }
+inline void freeOf( STACK_OF( X509_EXTENSION ) * stack ) { sk_X509_EXTENSION_free( stack ); }
 
 #ifndef OPENSSL_NO_DEPRECATED_3_0
 #pragma GCC diagnostic push

@@ -3,6 +3,7 @@
 #include <cry/internal/cry_pkey_public.h>
 
 #include "base/cry_ossl_pem_object.hpp"
+#include "base/cry_pem_lines.hpp"
 #include "pkey/cry_pkey_operation.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
@@ -130,6 +131,27 @@ EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub )
 {
     PB_CHECK( pub );
     return pub->pkey;
+}
+
+// Null where it is not what OpenSSL writes.
+static pb::Ref<CRY_PEM> asItStands( X509_PUBKEY *spki )
+{
+    int length = i2d_X509_PUBKEY( spki, nullptr );
+    if( length <= 0 )
+        return {};
+    PB_BYTE           *der;
+    pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( length, &der ) );
+    if( i2d_X509_PUBKEY( spki, &der ) != length || !openssl___IsCanonicalPublicKey( pbBufferBytes( data.get() ), length ) )
+        return {};
+    return cry::pem::create( cry::pem::labelString( PEM_STRING_PUBLIC ), std::move( data ) );
+}
+
+CRY_PKEY_PUBLIC *cry::pkey::tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki )
+{
+    pb::Ref<CRY_PEM> pem = asItStands( spki );
+    if( !pem )
+        pem = PublicTraits::tryWrite( pkey );
+    return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
 }
 
 bool cry::pkey::verify( CRY_PKEY_PUBLIC *pub, PB_INT alg, const PB_BYTE *digest, PB_BUFFER *signature )

@@ -5,6 +5,7 @@
 
 #include "base/cry_ossl_pem_object.hpp"
 #include "base/cry_pem_lines.hpp"
+#include "pkey/cry_pkey_public.hpp"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -132,20 +133,6 @@ PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert )
     return cryPemStore( cert->pem );
 }
 
-// Null where it is not what OpenSSL writes.
-static pb::Ref<CRY_PEM> publicKeyAsItStands( X509 *x509 )
-{
-    X509_PUBKEY *spki   = X509_get_X509_PUBKEY( x509 );
-    int          length = i2d_X509_PUBKEY( spki, nullptr );
-    if( length <= 0 )
-        return {};
-    PB_BYTE           *der;
-    pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( length, &der ) );
-    if( i2d_X509_PUBKEY( spki, &der ) != length || !openssl___IsCanonicalPublicKey( pbBufferBytes( data.get() ), length ) )
-        return {};
-    return cry::pem::create( cry::pem::labelString( PEM_STRING_PUBLIC ), std::move( data ) );
-}
-
 PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg )
 {
     PB_CHECK( cert );
@@ -159,11 +146,7 @@ CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert )
     PB_CHECK( cert );
     EVP_PKEY *pkey = X509_get0_pubkey( cert->x509 );
     PB_CHECK( pkey );
-    // Through the text, so that nothing of the certificate is shared. The certificate's own bytes are that text where OpenSSL would write the same.
-    pb::Ref<CRY_PEM> pem = publicKeyAsItStands( cert->x509 );
-    if( !pem )
-        pem = cry::ossl::writeThroughText( [pkey]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, pkey ); } );
-    return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
+    return cry::pkey::tryCopyPublic( pkey, X509_get_X509_PUBKEY( cert->x509 ) );
 }
 
 PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey )

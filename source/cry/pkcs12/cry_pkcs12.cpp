@@ -1,0 +1,227 @@
+#include <cry/cry_pkcs12.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_x509_certificate.h>
+
+#include "base/cry_ossl.hpp"
+#include "pkcs12/cry_pkcs12_contents.hpp"
+
+#include <openssl/err.h>
+#include <openssl_module/internal/openssl_module.h>
+#include <pb/pb_string.h>
+
+struct CRY_PKCS12 : PB_OBJ
+{
+    CRY_PKEY_PRIVATE      *privateKey;
+    CRY_X509_CERTIFICATE  *certificate;
+    CRY_X509_CERTIFICATES *certificates;
+};
+
+static constexpr auto pkcs12Fields = pb::fields<&CRY_PKCS12::privateKey, &CRY_PKCS12::certificate, &CRY_PKCS12::certificates>;
+
+static void freePkcs12( CRY_PKCS12 *pkcs12 )
+{
+    PB_CHECK( pkcs12 );
+    pkcs12Fields.release( pkcs12 );
+}
+
+PB_SORT_DEFINE( cry, Pkcs12, CRY_PKCS12, .free = pb::slot<freePkcs12> )
+
+CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATES *certificates )
+{
+    PB_CHECK( cert );
+    PB_CHECK( key );
+    if( !cryX509CertificateCheckPrivateKey( cert, key ) )
+        return nullptr;
+    CRY_PKCS12 *pkcs12   = pb::create<CRY_PKCS12>();
+    pkcs12->privateKey   = pb::shareOrNull( key );
+    pkcs12->certificate  = pb::shareOrNull( cert );
+    pkcs12->certificates = certificates ? pb::shareOrNull( certificates ) : cryX509CertificatesCreate();
+    return pkcs12;
+}
+
+// ---- parsing
+
+namespace
+{
+
+// Zero-terminated; what stands behind a U+0000 does not count.
+const char *passwordText( PB_STRING *password ) { return password ? pbStringPeekUtf8( password, nullptr ) : nullptr; }
+
+void say( PB_STRING **diagnostics, PB_STRING *text )
+{
+    pb::Ref<PB_STRING> said = pb::adopt( text );
+    if( diagnostics )
+        pb::assign( *diagnostics, said.get() );
+}
+
+// Fails with a text.
+CRY_PKCS12 *fail( PB_STRING **diagnostics, const char *text )
+{
+    say( diagnostics, pbStringCreateFromCstr( text, -1 ) );
+    return nullptr;
+}
+
+CRY_PKCS12 *failParsing( PB_STRING **diagnostics, int32_t *code )
+{
+    unsigned long error = ERR_get_error();
+    if( code )
+        *code = (int32_t)error;
+    char text[256];
+    ERR_error_string_n( error, text, sizeof text );
+    say( diagnostics, pbStringCreateFromFormatCstr( "PKCS12_parse() failed: %lc", -1, text ) );
+    return nullptr;
+}
+
+// A file in a context where old algorithms are, too, which the process's own need not know.
+cry::ossl::Ptr<PKCS12> decode( BIO *bio )
+{
+    PKCS12 *pkcs = PKCS12_init_ex( NID_pkcs7_data, openssl___LegacyContext(), nullptr );
+    if( pkcs && !d2i_PKCS12_bio( bio, &pkcs ) )
+    {
+        // Some failures free it, and set it to null.
+        PKCS12_free( pkcs );
+        pkcs = nullptr;
+    }
+    return cry::ossl::Ptr<PKCS12>( pkcs );
+}
+
+// From what was in the file.
+CRY_PKCS12 *build( cry::pkcs12::Contents &contents, PB_STRING **diagnostics )
+{
+    if( !contents.key )
+        return fail( diagnostics, "PKCS12_parse() returned no private key!" );
+    pb::Ref<CRY_PKEY_PRIVATE> key = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( contents.key.get() ) );
+    if( !key )
+        return fail( diagnostics, "cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef() failed" );
+    if( !contents.certificate )
+        return fail( diagnostics, "PKCS12_parse() returned no certificate!" );
+    pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cry___X509CertificateTryCreateFromOpensslX509UpRef( contents.certificate.get() ) );
+    if( !certificate )
+        return fail( diagnostics, "cry___X509CertificateTryCreateFromOpensslX509UpRef() failed" );
+    pb::Ref<CRY_X509_CERTIFICATES> certificates = pb::adopt( cryX509CertificatesCreate() );
+    bool                           listed       = !contents.others.empty();
+    for( ; !contents.others.empty(); contents.others.pop_back() )
+    {
+        pb::Ref<CRY_X509_CERTIFICATE> other = pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Use( contents.others.back().release() ) );
+        if( !other )
+            return fail( diagnostics, "cry___X509CertificateTryCreateFromOpensslX509Use() failed" );
+        cryX509CertificatesAppendCertificate( certificates.handle(), other.get() );
+    }
+    // That the list is empty in the end is told as if it were a failure; that is intended, and the object is returned all the same.
+    if( listed )
+        fail( diagnostics, "sk_X509_pop() failed" );
+    CRY_PKCS12 *pkcs12   = pb::create<CRY_PKCS12>();
+    pkcs12->privateKey   = key.take();
+    pkcs12->certificate  = certificate.take();
+    pkcs12->certificates = certificates.take();
+    return pkcs12;
+}
+
+}
+
+CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics, int32_t *code )
+{
+    PB_CHECK( buffer );
+    if( code )
+        *code = 0;
+    if( !PB_INT_TO_SIGNED_INT_CONV_OK( pbBufferLength( buffer ) ) )
+        return fail( diagnostics, "BIO_write() failed" );
+    cry::ossl::Ptr<BIO> bioWrite( BIO_new_mem_buf( pbBufferBytes( buffer ), (int)pbBufferLength( buffer ) ) );
+    PB_CHECK( bioWrite );
+    cry::ossl::Ptr<PKCS12> pkcs = decode( bioWrite.get() );
+    if( !pkcs )
+        return fail( diagnostics, "d2i_PKCS12_bio() failed" );
+    cry::pkcs12::Contents contents;
+    switch( cry::pkcs12::tryRead( pkcs.get(), passwordText( password ), contents ) )
+    {
+    case cry::pkcs12::Outcome::refused:
+        return fail( diagnostics,
+            "the file is refused: it asks for more than 10000000 rounds of key derivation, or holds too many or too deeply nested bags" );
+    case cry::pkcs12::Outcome::failed:
+        return failParsing( diagnostics, code );
+    default:
+        return build( contents, diagnostics );
+    }
+}
+
+CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnostics( PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics )
+{
+    return cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( buffer, password, diagnostics, nullptr );
+}
+
+CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password )
+{
+    return cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( buffer, password, nullptr, nullptr );
+}
+
+// ---- its parts
+
+CRY_PKEY_PRIVATE *cryPkcs12PrivateKey( CRY_PKCS12 *pkcs12 )
+{
+    PB_CHECK( pkcs12 );
+    return pb::shareOrNull( pkcs12->privateKey );
+}
+
+CRY_X509_CERTIFICATE *cryPkcs12Certificate( CRY_PKCS12 *pkcs12 )
+{
+    PB_CHECK( pkcs12 );
+    return pb::shareOrNull( pkcs12->certificate );
+}
+
+CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 )
+{
+    PB_CHECK( pkcs12 );
+    return pb::shareOrNull( pkcs12->certificates );
+}
+
+PB_STORE *cryPkcs12Store( CRY_PKCS12 *pkcs12 )
+{
+    PB_CHECK( pkcs12 );
+    pb::Ref<PB_STORE> store        = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STORE> privateKey   = pb::adopt( cryPkeyPrivateStore( pkcs12->privateKey ) );
+    pb::Ref<PB_STORE> certificate  = pb::adopt( cryX509CertificateStore( pkcs12->certificate ) );
+    pb::Ref<PB_STORE> certificates = pb::adopt( cryX509CertificatesStore( pkcs12->certificates ) );
+    pbStoreSetStoreCstr( store.handle(), "privateKey", -1, privateKey.get() );
+    pbStoreSetStoreCstr( store.handle(), "certificate", -1, certificate.get() );
+    pbStoreSetStoreCstr( store.handle(), "certificates", -1, certificates.get() );
+    return store.take();
+}
+
+// ---- encoding
+
+// The OpenSSL certificates of a collection, lent; null for an empty one.
+static cry::ossl::Ptr<STACK_OF( X509 )> listOf( CRY_X509_CERTIFICATES *certificates )
+{
+    PB_INT length = cryX509CertificatesCertificatesLength( certificates );
+    if( !length )
+        return nullptr;
+    cry::ossl::Ptr<STACK_OF( X509 )> certs( sk_X509_new_null() );
+    PB_CHECK( certs );
+    for( PB_INT index = 0; index < length; index++ )
+    {
+        pb::Ref<CRY_X509_CERTIFICATE> each = pb::adopt( cryX509CertificatesCertificateAt( certificates, index ) );
+        sk_X509_push( certs.get(), cry___X509CertificatePeekOpensslX509( each.get() ) );
+    }
+    return certs;
+}
+
+PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password )
+{
+    PB_CHECK( pkcs12 );
+    cry::ossl::Ptr<STACK_OF( X509 )> certs = listOf( pkcs12->certificates );
+    cry::ossl::Ptr<PKCS12> made( PKCS12_create( passwordText( password ), nullptr, cry___PkeyPrivatePeekOpensslEvpPkey( pkcs12->privateKey ),
+        cry___X509CertificatePeekOpensslX509( pkcs12->certificate ), certs.get(), 0, 0, 0, 0, 0 ) );
+    if( !made )
+        return nullptr;
+    cry::ossl::Ptr<BIO> held( BIO_new( BIO_s_secmem() ) );
+    BIO                *bioRead = held.get();
+    PB_CHECK( bioRead );
+    PKCS12 *pkcs = made.get();
+    PB_CHECK( 1 == i2d_PKCS12_bio( bioRead, pkcs ) );
+    char      *bytes;
+    long       length = BIO_get_mem_data( bioRead, &bytes );
+    PB_BUFFER *buffer = pbBufferCreate();
+    pbBufferSetSensitive( &buffer );
+    pbBufferAppendBytes( &buffer, bytes, length );
+    return buffer;
+}

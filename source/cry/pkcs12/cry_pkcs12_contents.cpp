@@ -1,0 +1,358 @@
+#include "pkcs12/cry_pkcs12_contents.hpp"
+
+#include <pb/pb_base.h>
+
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+#include <openssl/x509.h>
+#include <openssl_module/internal/openssl_module.h>
+
+// PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file says. So the file is gone through here, with the same functions
+// for all that is cryptography: what the derivations will cost is added up before each of them, and keys and certificates take the short ways. Wherever this walk
+// meets anything that is not as it should be, PKCS12_parse itself decides, and says why.
+
+namespace
+{
+
+using namespace cry::ossl;
+using cry::pkcs12::Contents;
+using cry::pkcs12::Outcome;
+
+constexpr int64_t mostRounds = 10000000;
+constexpr int     mostBags = 10000, mostDepth = 10;
+
+struct Freer
+{
+    void operator()( STACK_OF( PKCS7 ) * safes ) const { sk_PKCS7_pop_free( safes, PKCS7_free ); }
+    void operator()( STACK_OF( PKCS12_SAFEBAG ) * bags ) const { sk_PKCS12_SAFEBAG_pop_free( bags, PKCS12_SAFEBAG_free ); }
+    void operator()( STACK_OF( X509 ) * certificates ) const { sk_X509_pop_free( certificates, X509_free ); }
+    void operator()( PKCS8_PRIV_KEY_INFO *info ) const { PKCS8_PRIV_KEY_INFO_free( info ); }
+    void operator()( PBEPARAM *parameters ) const { PBEPARAM_free( parameters ); }
+    void operator()( PBE2PARAM *parameters ) const { PBE2PARAM_free( parameters ); }
+    void operator()( PBKDF2PARAM *parameters ) const { PBKDF2PARAM_free( parameters ); }
+    void operator()( SCRYPT_PARAMS *parameters ) const { SCRYPT_PARAMS_free( parameters ); }
+};
+template<class T>
+using Own = std::unique_ptr<T, Freer>;
+
+// ---- the cost of derivations
+
+// A number that is not to be trusted; the most when it has more than 64 bits.
+int64_t valueOf( const ASN1_INTEGER *number )
+{
+    int64_t value = 0;
+    if( number && !ASN1_INTEGER_get_int64( &value, number ) )
+        value = ASN1_STRING_type( number ) == V_ASN1_NEG_INTEGER ? 0 : INT64_MAX;
+    return value > 0 ? value : 0;
+}
+
+int64_t product( int64_t a, int64_t b )
+{
+    int64_t result;
+    return __builtin_mul_overflow( a, b, &result ) ? INT64_MAX : result;
+}
+
+template<class T>
+Own<T> parametersOf( const X509_ALGOR *algorithm, const ASN1_ITEM *item )
+{
+    return Own<T>( algorithm->parameter ? (T *)ASN1_TYPE_unpack_sequence( item, algorithm->parameter ) : nullptr );
+}
+
+// How many rounds deriving a key for an algorithm takes; 0 for what does not say.
+int64_t roundsOf( const X509_ALGOR *algorithm )
+{
+    if( OBJ_obj2nid( algorithm->algorithm ) != NID_pbes2 )
+    {
+        Own<PBEPARAM> parameters = parametersOf<PBEPARAM>( algorithm, ASN1_ITEM_rptr( PBEPARAM ) );
+        return parameters ? valueOf( parameters->iter ) : 0;
+    }
+    Own<PBE2PARAM> parameters = parametersOf<PBE2PARAM>( algorithm, ASN1_ITEM_rptr( PBE2PARAM ) );
+    if( !parameters )
+        return 0;
+    switch( OBJ_obj2nid( parameters->keyfunc->algorithm ) )
+    {
+    case NID_id_pbkdf2: {
+        Own<PBKDF2PARAM> function = parametersOf<PBKDF2PARAM>( parameters->keyfunc, ASN1_ITEM_rptr( PBKDF2PARAM ) );
+        return function ? valueOf( function->iter ) : 0;
+    }
+    case NID_id_scrypt: {
+        // Two rounds for each block (RFC 7914, 5 and 6).
+        Own<SCRYPT_PARAMS> function = parametersOf<SCRYPT_PARAMS>( parameters->keyfunc, ASN1_ITEM_rptr( SCRYPT_PARAMS ) );
+        if( !function )
+            return 0;
+        int64_t blocks = product( valueOf( function->blockSize ), valueOf( function->parallelizationParameter ) );
+        return product( 2, product( valueOf( function->costParameter ), blocks ) );
+    }
+    default:
+        return 0;
+    }
+}
+
+class Budget
+{
+public:
+    void add( int64_t count )
+    {
+        if( __builtin_add_overflow( rounds, count, &rounds ) )
+            rounds = INT64_MAX;
+    }
+    void add( const X509_ALGOR *algorithm ) { add( roundsOf( algorithm ) ); }
+
+    // The keys that are in bags.
+    void addBags( const STACK_OF( PKCS12_SAFEBAG ) * bags, int depth = 0 )
+    {
+        deep = deep || depth > mostDepth;
+        for( int index = 0; !deep && index < sk_PKCS12_SAFEBAG_num( bags ) && ++seen <= mostBags; index++ )
+        {
+            const PKCS12_SAFEBAG *bag = sk_PKCS12_SAFEBAG_value( bags, index );
+            const X509_ALGOR     *algorithm;
+            if( PKCS12_SAFEBAG_get_nid( bag ) == NID_safeContentsBag )
+                addBags( PKCS12_SAFEBAG_get0_safes( bag ), depth + 1 );
+            else if( const X509_SIG *sig = PKCS12_SAFEBAG_get_nid( bag ) == NID_pkcs8ShroudedKeyBag ? PKCS12_SAFEBAG_get0_pkcs8( bag ) : nullptr )
+            {
+                X509_SIG_get0( sig, &algorithm, nullptr );
+                add( algorithm );
+            }
+        }
+    }
+
+    bool exceeded() const { return deep || rounds > mostRounds || seen > mostBags; }
+
+private:
+    int64_t rounds = 0;
+    int     seen   = 0;
+    bool    deep   = false;
+};
+
+bool isEncrypted( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7_encrypted; }
+bool isData( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7_data; }
+
+// ---- certificates and keys
+
+// The element of this tag at the front of some DER; a negative length when there is none.
+struct Der
+{
+    const unsigned char *at;
+    long                 length;
+
+    Der inner( int wanted ) const
+    {
+        const unsigned char *content = at;
+        long                 size;
+        int                  tag, kind;
+        if( length <= 0 || ( ASN1_get_object( &content, &size, &tag, &kind, length ) & 0x81 ) || tag != wanted )
+            return { nullptr, -1 };
+        return { content, size };
+    }
+    // What stands behind it.
+    Der next() const
+    {
+        const unsigned char *content = at;
+        long                 size;
+        int                  tag, kind;
+        if( length <= 0 || ( ASN1_get_object( &content, &size, &tag, &kind, length ) & 0x81 ) )
+            return { nullptr, -1 };
+        return { content + size, length - ( content + size - at ) };
+    }
+};
+
+// The certificate of a bag: SEQUENCE { certBag, [0] { SEQUENCE { x509Certificate, [0] { OCTET STRING } } } }.
+Ptr<X509> certificateOf( const PKCS12_SAFEBAG *bag )
+{
+    unsigned char *bytes  = nullptr;
+    int            length = i2d_PKCS12_SAFEBAG( bag, &bytes );
+    Der            cert =
+        Der{ bytes, length }.inner( V_ASN1_SEQUENCE ).next().inner( 0 ).inner( V_ASN1_SEQUENCE ).next().inner( 0 ).inner( V_ASN1_OCTET_STRING );
+    Ptr<X509> x509( cert.at ? openssl___TryParseCertificate( cert.at, cert.length ) : nullptr );
+    OPENSSL_free( bytes );
+    return x509;
+}
+
+// The key in an unprotected PrivateKeyInfo, in one of the contexts that keys are parsed in.
+Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
+{
+    unsigned char *bytes  = nullptr;
+    int            length = i2d_PKCS8_PRIV_KEY_INFO( info, &bytes );
+    Ptr<EVP_PKEY>  key( length > 0 ? openssl___TryParsePrivateKeyShort( bytes, length ) : nullptr );
+    if( length > 0 )
+        OPENSSL_clear_free( bytes, (size_t)length );
+    return key ? std::move( key ) : Ptr<EVP_PKEY>( EVP_PKCS82PKEY( info ) );
+}
+
+// PKCS12_parse leaves what it read in the context of old algorithms; these put it into the ordinary ones.
+Ptr<X509> inOrdinaryContext( Ptr<X509> x509 )
+{
+    unsigned char *bytes  = nullptr;
+    int            length = i2d_X509( x509.get(), &bytes );
+    Ptr<X509>      again( length > 0 ? openssl___TryParseCertificate( bytes, length ) : nullptr );
+    OPENSSL_free( bytes );
+    return again ? std::move( again ) : std::move( x509 );
+}
+
+Ptr<EVP_PKEY> inOrdinaryContext( Ptr<EVP_PKEY> key )
+{
+    Own<PKCS8_PRIV_KEY_INFO> info( key ? EVP_PKEY2PKCS8( key.get() ) : nullptr );
+    Ptr<EVP_PKEY>            again = info ? keyOf( info.get() ) : nullptr;
+    return again ? std::move( again ) : std::move( key );
+}
+
+// ---- the walk
+
+struct Walk
+{
+    PKCS12                *pkcs;
+    const char            *password;
+    OSSL_LIB_CTX          *library = openssl___LegacyContext();
+    Budget                 budget{};
+    Ptr<EVP_PKEY>          key{};
+    std::vector<Ptr<X509>> certificates{};
+
+    // What can be known without the password.
+    void addPlainCosts( const STACK_OF( PKCS7 ) * safes )
+    {
+        if( PKCS12_mac_present( pkcs ) )
+        {
+            const ASN1_INTEGER *rounds;
+            PKCS12_get0_mac( nullptr, nullptr, nullptr, &rounds, pkcs );
+            // Without a password it is checked twice.
+            budget.add( product( valueOf( rounds ), password && *password ? 1 : 2 ) );
+        }
+        for( int index = 0; index < sk_PKCS7_num( safes ); index++ )
+        {
+            PKCS7 *safe = sk_PKCS7_value( safes, index );
+            if( isEncrypted( safe ) && safe->d.encrypted )
+                budget.add( safe->d.encrypted->enc_data->algorithm );
+            else if( isData( safe ) )
+                budget.addBags( Own<STACK_OF( PKCS12_SAFEBAG )>( PKCS12_unpack_p7data( safe ) ).get() );
+        }
+    }
+
+    bool checkMac()
+    {
+        if( !PKCS12_mac_present( pkcs ) )
+        {
+            if( password && !*password )
+                password = nullptr;
+            return true;
+        }
+        if( password && *password )
+            return PKCS12_verify_mac( pkcs, password, -1 );
+        for( const char *each : { (const char *)nullptr, "" } )
+        {
+            password = each;
+            if( PKCS12_verify_mac( pkcs, password, 0 ) )
+                return true;
+        }
+        return false;
+    }
+
+    bool readBag( const PKCS12_SAFEBAG *bag )
+    {
+        switch( PKCS12_SAFEBAG_get_nid( bag ) )
+        {
+        case NID_keyBag:
+            if( !key )
+                key = keyOf( PKCS12_SAFEBAG_get0_p8inf( bag ) );
+            return (bool)key;
+        case NID_pkcs8ShroudedKeyBag:
+            if( !key )
+            {
+                Own<PKCS8_PRIV_KEY_INFO> info( PKCS12_decrypt_skey_ex( bag, password, -1, library, nullptr ) );
+                if( info )
+                    key = keyOf( info.get() );
+            }
+            return (bool)key;
+        case NID_certBag:
+            if( PKCS12_SAFEBAG_get_bag_nid( bag ) == NID_x509Certificate )
+                certificates.push_back( certificateOf( bag ) );
+            return certificates.empty() || certificates.back();
+        case NID_safeContentsBag:
+            return readBags( PKCS12_SAFEBAG_get0_safes( bag ) );
+        default:
+            return true;
+        }
+    }
+
+    bool readBags( const STACK_OF( PKCS12_SAFEBAG ) * bags )
+    {
+        for( int index = 0; index < sk_PKCS12_SAFEBAG_num( bags ); index++ )
+        {
+            if( !readBag( sk_PKCS12_SAFEBAG_value( bags, index ) ) )
+                return false;
+        }
+        return true;
+    }
+
+    bool readSafe( PKCS7 *safe )
+    {
+        if( !isData( safe ) && !isEncrypted( safe ) )
+            return true;
+        Own<STACK_OF( PKCS12_SAFEBAG )> bags( isData( safe ) ? PKCS12_unpack_p7data( safe ) : PKCS12_unpack_p7encdata( safe, password, -1 ) );
+        if( bags && isEncrypted( safe ) )
+            budget.addBags( bags.get() );
+        return bags && !budget.exceeded() && readBags( bags.get() );
+    }
+
+    // False where PKCS12_parse has to decide, or the budget is exceeded.
+    bool read()
+    {
+        Own<STACK_OF( PKCS7 )> safes( PKCS12_unpack_authsafes( pkcs ) );
+        addPlainCosts( safes.get() );
+        if( !safes || budget.exceeded() || !checkMac() )
+            return false;
+        for( int index = 0; index < sk_PKCS7_num( safes.get() ); index++ )
+        {
+            if( !readSafe( sk_PKCS7_value( safes.get(), index ) ) )
+                return false;
+        }
+        return true;
+    }
+};
+
+bool belongs( X509 *certificate, EVP_PKEY *key )
+{
+    ERR_set_mark();
+    bool matches = key && X509_check_private_key( certificate, key ) == 1;
+    ERR_pop_to_mark();
+    return matches;
+}
+
+bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
+{
+    EVP_PKEY *key            = nullptr;
+    X509     *certificate    = nullptr;
+    STACK_OF( X509 ) *others = nullptr;
+    // An older error must not be taken for the reason.
+    ERR_clear_error();
+    if( PKCS12_parse( pkcs, password, &key, &certificate, &others ) != 1 )
+        return false;
+    contents.key = inOrdinaryContext( Ptr<EVP_PKEY>( key ) );
+    if( certificate )
+        contents.certificate = inOrdinaryContext( Ptr<X509>( certificate ) );
+    for( Own<STACK_OF( X509 )> owned( others ); sk_X509_num( owned.get() ) > 0; )
+        contents.others.push_back( inOrdinaryContext( Ptr<X509>( sk_X509_shift( owned.get() ) ) ) );
+    return true;
+}
+
+}
+
+cry::pkcs12::Outcome cry::pkcs12::tryRead( PKCS12 *pkcs, const char *password, Contents &contents )
+{
+    Walk walk{ pkcs, password };
+    ERR_set_mark();
+    bool read = walk.read();
+    ERR_pop_to_mark();
+    if( walk.budget.exceeded() )
+        return Outcome::refused;
+    if( !read )
+        return readWithOpenssl( pkcs, password, contents ) ? Outcome::read : Outcome::failed;
+    contents.key = std::move( walk.key );
+    for( Ptr<X509> &each : walk.certificates )
+    {
+        if( !contents.certificate && belongs( each.get(), contents.key.get() ) )
+            contents.certificate = std::move( each );
+        else
+            contents.others.push_back( std::move( each ) );
+    }
+    return Outcome::read;
+}

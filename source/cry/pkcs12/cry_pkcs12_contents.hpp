@@ -1,0 +1,29 @@
+// What is in a PKCS#12 file, read as PKCS12_parse reads it.
+#pragma once
+
+#include "base/cry_ossl.hpp"
+
+#include <openssl/pkcs12.h>
+#include <vector>
+
+namespace cry::pkcs12
+{
+
+struct Contents
+{
+    ossl::Ptr<EVP_PKEY>          key;         // null when there is none
+    ossl::Ptr<X509>              certificate; // the first one that the key belongs to; null when there is none
+    std::vector<ossl::Ptr<X509>> others;      // in the order of the file
+};
+
+enum class Outcome
+{
+    read,
+    failed,  // why stands in OpenSSL's queue
+    refused, // too much work, or too deep
+};
+
+// Reads a file that was decoded in the legacy context. `password` is UTF-8 or null.
+Outcome tryRead( PKCS12 *pkcs, const char *password, Contents &contents );
+
+}
