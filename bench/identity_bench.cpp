@@ -17,28 +17,14 @@
 namespace
 {
 
-EVP_PKEY *plainPrivate( const std::string &pem )
-{
-    BIO      *bio  = BIO_new_mem_buf( pem.data(), (int)pem.size() );
-    EVP_PKEY *pkey = PEM_read_bio_PrivateKey( bio, nullptr, nullptr, nullptr );
-    BIO_free( bio );
-    return pkey;
-}
-
-X509 *plainCertificate( const std::string &der )
-{
-    const unsigned char *at = (const unsigned char *)der.data();
-    return d2i_X509( nullptr, &at, (long)der.size() );
-}
-
 // One key and three certificates, as PKCS12_create makes the file by default.
 std::string pkcs12Of( const std::array<bench::Certificate, 3> &chain )
 {
-    EVP_PKEY *key            = plainPrivate( chain[0].keyPem );
-    X509     *leaf           = plainCertificate( chain[0].der );
+    EVP_PKEY *key            = bench::plainPrivateKey( chain[0].keyPem );
+    X509     *leaf           = bench::plainCertificate( chain[0].der );
     STACK_OF( X509 ) *others = sk_X509_new_null();
     for( size_t index = 1; index < chain.size(); index++ )
-        sk_X509_push( others, plainCertificate( chain[index].der ) );
+        sk_X509_push( others, bench::plainCertificate( chain[index].der ) );
     PKCS12        *pkcs   = PKCS12_create( "password", nullptr, key, leaf, others, 0, 0, 0, 0, 0 );
     unsigned char *bytes  = nullptr;
     int            length = i2d_PKCS12( pkcs, &bytes );

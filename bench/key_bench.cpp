@@ -15,14 +15,6 @@
 namespace
 {
 
-EVP_PKEY *plainPrivate( const std::string &pem )
-{
-    BIO      *bio  = BIO_new_mem_buf( pem.data(), (int)pem.size() );
-    EVP_PKEY *pkey = PEM_read_bio_PrivateKey( bio, nullptr, nullptr, nullptr );
-    BIO_free( bio );
-    return pkey;
-}
-
 std::string publicText( EVP_PKEY *pkey )
 {
     BIO *bio = BIO_new( BIO_s_mem() );
@@ -41,7 +33,7 @@ pb::Ref<CRY_PKEY_PRIVATE> ourPrivate( const std::string &text )
 
 void registerSignatures( const std::string &kind, const std::string &keyPem )
 {
-    EVP_PKEY  *plain = plainPrivate( keyPem );
+    EVP_PKEY  *plain = bench::plainPrivateKey( keyPem );
     auto       ours  = std::make_shared<pb::Ref<CRY_PKEY_PRIVATE>>( ourPrivate( keyPem ) );
     auto       pub   = std::make_shared<pb::Ref<CRY_PKEY_PUBLIC>>( pb::adopt( cryPkeyPrivatePublicKey( ours->get() ) ) );
     auto       text  = std::make_shared<std::string>( publicText( plain ) );

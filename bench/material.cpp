@@ -79,3 +79,17 @@ const bench::Material &bench::material()
     }();
     return made;
 }
+
+EVP_PKEY *bench::plainPrivateKey( const std::string &pem )
+{
+    BIO      *bio  = BIO_new_mem_buf( pem.data(), (int)pem.size() );
+    EVP_PKEY *pkey = PEM_read_bio_PrivateKey( bio, nullptr, nullptr, nullptr );
+    BIO_free( bio );
+    return pkey;
+}
+
+X509 *bench::plainCertificate( const std::string &der )
+{
+    const unsigned char *at = (const unsigned char *)der.data();
+    return d2i_X509( nullptr, &at, (long)der.size() );
+}

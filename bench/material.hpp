@@ -2,6 +2,8 @@
 #pragma once
 
 #include <array>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
 #include <string>
 
 namespace bench
@@ -20,5 +22,9 @@ struct Material
 };
 
 const Material &material();
+
+// What plain OpenSSL makes of them; the caller frees it.
+EVP_PKEY *plainPrivateKey( const std::string &pem );
+X509     *plainCertificate( const std::string &der );
 
 }

@@ -18,12 +18,6 @@ namespace
 
 using Chain = std::array<bench::Certificate, 3>;
 
-X509 *plainFromDer( const std::string &der )
-{
-    const unsigned char *at = (const unsigned char *)der.data();
-    return d2i_X509( nullptr, &at, (long)der.size() );
-}
-
 pb::Ref<CRY_X509_CERTIFICATE> oursFromDer( const std::string &der )
 {
     return pb::adopt( cryX509CertificateTryCreateFromDer( bench::buffer( der ).get() ) );
@@ -76,7 +70,7 @@ void registerKind( const std::string &kind, const Chain &chain )
     {
         bench::pair(
             "certificate from DER, " + kind, [buf] { cryX509CertificateRelease( cryX509CertificateTryCreateFromDer( buf->get() ) ); },
-            [&der] { X509_free( plainFromDer( der ) ); }, threads );
+            [&der] { X509_free( bench::plainCertificate( der ) ); }, threads );
     }
 
     const std::string &text    = chain[0].pem;
@@ -111,7 +105,8 @@ void registerKind( const std::string &kind, const Chain &chain )
     bench::pair(
         "chain of three from DER, parsed and verified, " + kind, [now, &chain] { OursChain( chain ).verify( now->get() ); },
         [&chain] {
-            X509 *leaf = plainFromDer( chain[0].der ), *intermediate = plainFromDer( chain[1].der ), *root = plainFromDer( chain[2].der );
+            X509 *leaf = bench::plainCertificate( chain[0].der ), *intermediate = bench::plainCertificate( chain[1].der ),
+                 *root = bench::plainCertificate( chain[2].der );
             plainVerify( leaf, intermediate, root );
             X509_free( leaf );
             X509_free( intermediate );
@@ -121,7 +116,7 @@ void registerKind( const std::string &kind, const Chain &chain )
     auto                ours = std::make_shared<OursChain>( chain );
     std::vector<X509 *> plain;
     for( const bench::Certificate &each : chain )
-        plain.push_back( plainFromDer( each.der ) );
+        plain.push_back( bench::plainCertificate( each.der ) );
     bench::pair(
         "chain of three verified, " + kind, [now, ours] { ours->verify( now->get() ); }, [plain] { plainVerify( plain[0], plain[1], plain[2] ); } );
 }

@@ -1,6 +1,7 @@
 #include "input.hpp"
 
 #include "command.hpp"
+#include "descriptor.hpp"
 #include "terminal.hpp"
 
 #include <algorithm>
@@ -65,16 +66,6 @@ bool labelIn( std::string_view line, std::string_view start, std::string_view &l
     label = line.substr( start.size(), line.size() - start.size() - dashes.size() );
     return true;
 }
-
-struct File
-{
-    int descriptor;
-    ~File()
-    {
-        if( descriptor > STDIN_FILENO )
-            close( descriptor );
-    }
-};
 
 bool isBase64( char c ) { return ( c >= 'A' && c <= 'Z' ) || ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '+' || c == '/'; }
 
@@ -216,9 +207,9 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
 {
     constexpr PB_INT piece = 65536;
 
-    auto fail = [&path]() -> Unusable { return Unusable( nameOf( path ) + ": " + std::strerror( errno ) ); };
-    File file{ path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) };
-    if( file.descriptor < 0 )
+    auto       fail = [&path]() -> Unusable { return Unusable( nameOf( path ) + ": " + std::strerror( errno ) ); };
+    Descriptor file{ path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) };
+    if( file.number < 0 )
         throw fail();
     pb::Ref<PB_BUFFER> content = pb::adopt( pbBufferCreate() );
     if( secrecy == Content::secret )
@@ -227,7 +218,7 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
     {
         PB_INT   length = pbBufferLength( content.get() );
         PB_BYTE *to     = pb___BufferExtend( content.handle(), piece );
-        ssize_t  count  = read( file.descriptor, to, piece );
+        ssize_t  count  = read( file.number, to, piece );
         int      reason = errno;
         pbBufferDelInner( content.handle(), length + std::max<ssize_t>( count, 0 ), piece - std::max<ssize_t>( count, 0 ) );
         errno = reason;

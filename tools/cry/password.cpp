@@ -1,6 +1,7 @@
 #include "password.hpp"
 
 #include "command.hpp"
+#include "descriptor.hpp"
 #include "input.hpp"
 #include "terminal.hpp"
 
@@ -79,25 +80,15 @@ pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, char interrupt =
     return line;
 }
 
-struct File
-{
-    int descriptor;
-    ~File()
-    {
-        if( descriptor >= 0 )
-            close( descriptor );
-    }
-};
-
 pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise )
 {
-    File terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
-    if( terminal.descriptor < 0 )
+    tool::Descriptor terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
+    if( terminal.number < 0 )
         throw tool::Unusable( otherwise );
-    WithoutEcho quiet( terminal.descriptor );
-    if( write( terminal.descriptor, prompt.data(), prompt.size() ) < 0 )
+    WithoutEcho quiet( terminal.number );
+    if( write( terminal.number, prompt.data(), prompt.size() ) < 0 )
         throw tool::Unusable( std::string( "the terminal: " ) + std::strerror( errno ) );
-    return readLine( terminal.descriptor, "the terminal", quiet.interrupt() );
+    return readLine( terminal.number, "the terminal", quiet.interrupt() );
 }
 
 }
@@ -126,11 +117,11 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
             nameOf( path ) + ": is protected by a password, and there is no terminal to ask for it; give " + names );
     else
     {
-        File opened{ open( file.c_str(), O_RDONLY | O_CLOEXEC ) };
-        if( opened.descriptor < 0 )
+        Descriptor opened{ open( file.c_str(), O_RDONLY | O_CLOEXEC ) };
+        if( opened.number < 0 )
             throw Unusable( nameOf( file ) + ": " + std::strerror( errno ) );
         warnIfOthersCanRead( file, "the password" );
-        known = readLine( opened.descriptor, nameOf( file ) );
+        known = readLine( opened.number, nameOf( file ) );
     }
     return known;
 }

@@ -1,6 +1,7 @@
 #include "stream.hpp"
 
 #include "command.hpp"
+#include "descriptor.hpp"
 #include "input.hpp"
 #include "terminal.hpp"
 
@@ -18,22 +19,15 @@ class Stream
 public:
     explicit Stream( const std::string &name ) : path( name ), file( path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) )
     {
-        if( file < 0 )
+        if( file.number < 0 )
             fail();
     }
-    ~Stream()
-    {
-        if( file > STDIN_FILENO )
-            close( file );
-    }
-    Stream( const Stream & )            = delete;
-    Stream &operator=( const Stream & ) = delete;
 
     // The size of a regular file, else 0.
     uint64_t size() const
     {
         struct stat status;
-        return fstat( file, &status ) == 0 && S_ISREG( status.st_mode ) ? (uint64_t)status.st_size : 0;
+        return fstat( file.number, &status ) == 0 && S_ISREG( status.st_mode ) ? (uint64_t)status.st_size : 0;
     }
 
     // 0 at the end.
@@ -41,7 +35,7 @@ public:
     {
         for( ;; )
         {
-            ssize_t count = read( file, to, most );
+            ssize_t count = read( file.number, to, most );
             if( count >= 0 )
                 return (size_t)count;
             if( errno != EINTR )
@@ -52,8 +46,8 @@ public:
 private:
     [[noreturn]] void fail() const { throw tool::Unusable( tool::nameOf( path ) + ": " + std::strerror( errno ) ); }
 
-    std::string path;
-    int         file;
+    std::string      path;
+    tool::Descriptor file;
 };
 
 }
