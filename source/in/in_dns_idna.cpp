@@ -2,7 +2,6 @@
 #include <in/internal/in_dns_idna.h>
 #include <pb/ref.hpp>
 
-#include <cstdlib>
 #include <idn2.h>
 #include <string>
 #include <string_view>
@@ -26,8 +25,8 @@ struct Alphabet
             kind[(unsigned char)c] = kind[(unsigned char)( c - 32 )] = 1;
         for( char c = '0'; c <= '9'; c++ )
             kind[(unsigned char)c] = 1;
-        kind['_'] = kind['*'] = 1;
-        kind['-']             = 2;
+        kind[(unsigned char)'_'] = kind[(unsigned char)'*'] = 1;
+        kind[(unsigned char)'-']                            = 2;
     }
 };
 constexpr Alphabet alphabet;
@@ -142,7 +141,7 @@ size_t stopAt( std::string_view name, size_t index )
 std::vector<std::string_view> cut( std::string_view name )
 {
     std::vector<std::string_view> labels;
-    size_t                        begin = 0, last = 0;
+    size_t                        begin = 0;
     for( size_t index = 0; index < name.size(); )
     {
         size_t stop = stopAt( name, index );
@@ -150,13 +149,12 @@ std::vector<std::string_view> cut( std::string_view name )
         {
             labels.push_back( name.substr( begin, index - begin ) );
             begin = index + stop;
-            last  = stop;
         }
         index += stop ? stop : 1;
     }
     labels.push_back( name.substr( begin ) );
     // One full stop may stand at the end.
-    if( labels.size() > 1 && last && labels.back().empty() )
+    if( labels.size() > 1 && labels.back().empty() )
         labels.pop_back();
     return labels;
 }
@@ -173,14 +171,17 @@ std::string idnaToAscii( std::string_view label, const char *&problem )
     std::string text( label );
     Freer       ascii;
     int         verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
-    problem             = verdict == IDN2_OK ? nullptr : idn2_strerror( verdict );
+    PB_CHECK( verdict != IDN2_MALLOC );
+    problem = verdict == IDN2_OK ? nullptr : idn2_strerror( verdict );
     return problem ? "" : ascii.text;
 }
 
 std::string idnaToUnicode( const std::string &ascii )
 {
     Freer unicode;
-    return idn2_to_unicode_8z8z( ascii.c_str(), &unicode.text, IDN2_NONTRANSITIONAL ) == IDN2_OK ? unicode.text : "";
+    int   verdict = idn2_to_unicode_8z8z( ascii.c_str(), &unicode.text, IDN2_NONTRANSITIONAL );
+    PB_CHECK( verdict != IDN2_MALLOC );
+    return verdict == IDN2_OK ? unicode.text : "";
 }
 
 // A name that was looked at.
@@ -205,10 +206,13 @@ struct Name
                 return;
             }
             length += ascii.back().size() + 1;
+            if( length - 1 > mostOfName )
+            {
+                problem = "it has more than 253 characters in ASCII form";
+                return;
+            }
         }
-        if( length - 1 > mostOfName )
-            problem = "it has more than 253 characters in ASCII form";
-        else if( isAddress( joined() ) )
+        if( isAddress( joined() ) )
             problem = "it is an IP address";
     }
 

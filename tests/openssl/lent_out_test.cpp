@@ -24,10 +24,8 @@ using namespace support;
 using cry::ossl::Ptr;
 
 static void freeOf( CMS_ContentInfo *cms ) { CMS_ContentInfo_free( cms ); }
-static void freeOf( PKCS12 *p12 ) { PKCS12_free( p12 ); }
 static void freeOf( SSL *ssl ) { SSL_free( ssl ); }
 static void freeOf( SSL_CTX *ctx ) { SSL_CTX_free( ctx ); }
-static void freeOf( X509_REQ *request ) { X509_REQ_free( request ); }
 
 namespace
 {
