@@ -52,7 +52,7 @@ static void writeV6( const PB_BYTE *bytes, char *text, size_t room )
     }
     unsigned groups[8];
     for( int index = 0; index < 8; index++ )
-        groups[index] = (unsigned)bytes[2 * index] << 8 | bytes[2 * index + 1];
+        groups[index] = (unsigned)bytes[(size_t)index * 2] << 8 | bytes[(size_t)index * 2 + 1];
     int first, count;
     longestZeros( groups, first, count );
     char *to = text, *end = text + room;

@@ -14,7 +14,7 @@ namespace
 struct Options
 {
     tool::SubjectOptions subject;
-    PB_INT               days       = 365;
+    std::string          days       = "365";
     bool                 clientAuth = false, serverAuth = false, json = false;
     tool::Output         output;
 };
@@ -22,10 +22,11 @@ struct Options
 int generate( Options &options )
 {
     options.output.check();
+    PB_INT        days = tool::number( options.days, "--days", 0, 3650000 );
     tool::Subject subject( options.subject );
     ERR_clear_error();
     pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cry___TryGenerateCertificate(
-        subject.key.privateKey.get(), subject.domain.get(), subject.commonName.get(), options.days, options.clientAuth, options.serverAuth ) );
+        subject.key.privateKey.get(), subject.domain.get(), subject.commonName.get(), days, options.clientAuth, options.serverAuth ) );
     if( !certificate )
         throw tool::Unusable(
             "no certificate can be made of this" + tool::opensslReasonInBrackets() + "; the validity must end before the year 10000" );
@@ -50,11 +51,7 @@ void tool::addCertificate( CLI::App &app, int &exit )
     auto [command, options] = addMember<Options>( group, exit, "generate", "make a self-signed certificate", generate,
         "It is valid from yesterday on, has the serial number 1, and is signed with SHA-256.\nExit: 0 done; 2 wrong use, a name that is none, or a key that cannot sign." );
     options->subject.addTo( *command );
-    command->add_option( "--days", options->days, "valid for this many days from now" )
-        ->type_name( "N" )
-        ->transform( plain )
-        ->check( CLI::Range( (PB_INT)0, (PB_INT)3650000 ) )
-        ->capture_default_str();
+    command->add_option( "--days", options->days, "valid for this many days from now" )->type_name( "N" )->transform( plain )->capture_default_str();
     command->add_flag( "--client-auth", options->clientAuth, "for authentication of clients (extended key usage)" );
     command->add_flag( "--server-auth", options->serverAuth, "for authentication of servers" );
     options->output.addTo( *command, "the certificate" );

@@ -65,16 +65,6 @@ struct KeyFacts
 
 // ---- generate
 
-PB_INT bitsOf( const std::string &text )
-{
-    if( text.empty() || text.size() > 6 || text.find_first_not_of( "0123456789" ) != text.npos )
-        throw tool::Unusable( "'" + tool::printable( text ) + "' is not a number of bits" );
-    PB_INT bits = std::stol( text );
-    if( bits < 1024 || bits > 16384 )
-        throw tool::Unusable( "an RSA key has from 1024 to 16384 bits here, not " + text );
-    return bits;
-}
-
 // Makes a key that takes long on another thread, and shows that there is something going on.
 pb::Ref<CRY_PKEY_PRIVATE> generateSlowly( PB_INT bits )
 {
@@ -94,7 +84,7 @@ pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
         return pb::adopt( cryTryGenerateEcKeyPair( tool::curveOf( options.size, "key generate ec" ) ) );
     if( kind != "rsa" )
         throw tool::Unusable( "'" + tool::printable( options.kind ) + "' is no kind of key; known are rsa and ec" );
-    PB_INT bits = bitsOf( options.size );
+    PB_INT bits = tool::number( options.size, "the bits of an RSA key", 1024, 16384 );
     if( bits < weak )
         tool::complain( "warning: an RSA key of fewer than 2048 bits is too weak for anything but tests" );
     return bits <= quick ? pb::adopt( cryTryGenerateRsaKeyPair( bits ) ) : generateSlowly( bits );
@@ -121,7 +111,7 @@ int generate( Options &options )
             json["publicKey"] = tool::textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
         }
         if( options.output.toFile() )
-            json["file"] = options.output.path;
+            json["file"] = *options.output.path;
         else
             json["privateKey"] = tool::textOf( text.get() );
         tool::printJson( json );

@@ -151,11 +151,11 @@ int readPkcs12( Options &options )
     pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryPkcs12Certificate( pkcs12.get() ) );
     auto                          others      = membersOf( pb::adopt( cryPkcs12Certificates( pkcs12.get() ) ).get() );
     auto                          textOf      = []( CRY_PEM *pem ) { return tool::pemText( pb::adopt( pem ).get() ); };
-    if( !options.outKey.path.empty() )
+    if( options.outKey.path )
         options.outKey.write( textOf( cryPkeyPrivatePem( key.get() ) ).get(), tool::Secrecy::secret );
-    if( !options.outCertificate.path.empty() )
+    if( options.outCertificate.path )
         options.outCertificate.write( textOf( cryX509CertificatePem( certificate.get() ) ).get(), tool::Secrecy::open );
-    if( !options.outCertificates.path.empty() )
+    if( options.outCertificates.path )
     {
         pb::Ref<PB_BUFFER> all = pb::adopt( pbBufferCreate() );
         for( const auto &each : others )
@@ -165,7 +165,7 @@ int readPkcs12( Options &options )
     // What goes to standard output is not mixed with a description.
     bool quiet = false;
     for( const tool::Output *each : { &options.outKey, &options.outCertificate, &options.outCertificates } )
-        quiet = quiet || each->path == "-";
+        quiet = quiet || ( each->path && !each->toFile() );
     if( !quiet )
         describe( options, key.get(), certificate.get(), others );
     return tool::exitGood;
@@ -192,14 +192,14 @@ int writePkcs12( Options &options )
             tool::nameOf( options.key ) + ": the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
     pb::Ref<PB_BUFFER> password;
     if( !options.noPassword )
-        password = options.password.getNew( options.output.path );
+        password = options.password.getNew( *options.output.path );
     ERR_clear_error();
     pb::Ref<PB_BUFFER> bytes = pb::adopt( cryPkcs12TryEncode( pkcs12.get(), stringOf( password ).get() ) );
     if( !bytes )
         throw tool::Unusable( "OpenSSL cannot make the file" + tool::opensslReasonInBrackets() );
     tool::writeBytes( options.output, bytes.get(), tool::Form::raw, tool::Secrecy::secret );
     if( options.json && options.output.toFile() )
-        tool::printJson( { { "format", 1 }, { "file", options.output.path }, { "length", pbBufferLength( bytes.get() ) },
+        tool::printJson( { { "format", 1 }, { "file", *options.output.path }, { "length", pbBufferLength( bytes.get() ) },
             { "certificates", cryX509CertificatesCertificatesLength( extras.get() ) } } );
     return tool::exitGood;
 }

@@ -23,13 +23,6 @@ struct Options
     bool              json = false;
 };
 
-PB_INT countOf( const std::string &text )
-{
-    if( text.empty() || text.size() > 18 || text.find_first_not_of( "0123456789" ) != text.npos || std::stoll( text ) == 0 )
-        throw tool::Unusable( "'" + tool::printable( text ) + "' is not a number of bytes, 1 or more" );
-    return std::stoll( text );
-}
-
 pb::Ref<PB_BUFFER> randomBytes( PB_INT count )
 {
     pb::Ref<PB_BUFFER> bytes = pb::adopt( cryTryRandomData( count, PB_TRUE ) );
@@ -41,7 +34,7 @@ pb::Ref<PB_BUFFER> randomBytes( PB_INT count )
 
 int random( const Options &options )
 {
-    PB_INT     count = countOf( options.count );
+    PB_INT     count = tool::number( options.count, "COUNT", 1, 999999999999999999 );
     tool::Form form  = options.form.form();
     options.output.check();
     if( options.json || options.output.toFile() )

@@ -56,12 +56,17 @@ int make( Options &options )
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
     checkInputs( { options.key, options.file } );
     options.output.check();
-    tool::Key key = tool::readPrivateKey( options.key, options.password );
-    tool::checkCanSign( key, algorithm );
+    tool::Key   key = tool::readPrivateKey( options.key, options.password );
+    tool::Trial trial( algorithm );
+    trial.check( key ); // what can be said before the file is read
     pb::Ref<CRY_SIGN_SIGNER> signer = pb::adopt( crySignSignerTryCreate( algorithm, key.privateKey.get() ) );
     if( !signer )
         throw tool::Unusable( "this libcrypto does not have the algorithm" );
-    tool::forEachPiece( options.file, [&signer]( const PB_BYTE *bytes, PB_INT count ) { crySignSignerUpdateBytes( signer.get(), bytes, count ); } );
+    tool::forEachPiece( options.file, [&]( const PB_BYTE *bytes, PB_INT count ) {
+        trial.update( bytes, count );
+        crySignSignerUpdateBytes( signer.get(), bytes, count );
+    } );
+    trial.check( key );
     pb::Ref<PB_BUFFER> signature = pb::adopt( crySignSignerFinal( signer.get() ) );
     print( options, "signature", signature.get(),
         { { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },
@@ -186,6 +191,12 @@ int convert( Options &options )
     {
         checkDerLength( options, input.get() );
         result = pb::adopt( crySignConvertDerToRaw( input.get(), curve ) );
+    }
+    if( result && options.to == "raw" )
+    {
+        pb::Ref<PB_BUFFER> back = pb::adopt( crySignConvertRawToDer( result.get(), curve ) );
+        if( !pbBufferEquals( back.get(), input.get() ) )
+            throw tool::Unusable( name + ": is BER, not DER: something in it is not in its shortest form" );
     }
     if( !result )
         throw tool::Unusable( name + ": is no signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );

@@ -2,6 +2,7 @@
 #include "input.hpp"
 #include "terminal.hpp"
 
+#include <cctype>
 #include <cry/cry_uuid.h>
 #include <memory>
 #include <optional>
@@ -11,7 +12,7 @@ namespace
 
 struct Options
 {
-    PB_INT                     count = 1;
+    std::string                count = "1";
     std::optional<std::string> nameSpace, name, parse;
     bool                       uppercase = false, lowLine = false, curlyBrackets = false, apostrophes = false, quotationMarks = false, json = false;
 
@@ -66,10 +67,15 @@ std::string whyNot( const std::string &text )
 {
     size_t digits = 0;
     for( char c : text )
-        digits += ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
+    {
+        bool digit = ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
+        if( !digit && c != '-' && c != '_' && ( (unsigned char)c >= 0x80 || std::isalpha( (unsigned char)c ) || c == ':' ) )
+            return "it has characters that are no hexadecimal digits";
+        digits += digit;
+    }
     if( digits != 32 )
         return "it has " + std::to_string( digits ) + " hexadecimal digits, not 32";
-    return "its digits are not in groups of 8, 4, 4, 4 and 12 with - or _ between them";
+    return "its digits are not in groups of 8, 4, 4, 4 and 12 with - or _ between them, in pairs of marks or none";
 }
 
 int parse( const Options &options )
@@ -119,8 +125,9 @@ int uuid( const Options &options )
 {
     if( options.parse )
         return parse( options );
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for( PB_INT index = 0; index < options.count; index++ )
+    PB_INT                 count = tool::number( options.count, "--count", 1, 1000000 );
+    nlohmann::ordered_json list  = nlohmann::ordered_json::array();
+    for( PB_INT index = 0; index < count; index++ )
     {
         std::string text = textOf( create( options ).get(), options.flags() );
         if( options.json )
@@ -140,7 +147,7 @@ void tool::addUuid( CLI::App &app, int &exit )
     auto         options = std::make_shared<Options>();
     CLI::App    *command = app.add_subcommand( "uuid", "make or read UUIDs (RFC 4122)" );
     CLI::Option *count   = command->add_option( "--count", options->count, "make this many" );
-    count->type_name( "N" )->transform( tool::plain )->check( CLI::Range( (PB_INT)1, (PB_INT)1000000 ) );
+    count->type_name( "N" )->transform( tool::plain );
     CLI::Option *nameSpace = command->add_option(
         "--namespace", options->nameSpace, "make the UUID of a name in this name space: dns, url, oid, x500 or a UUID" );
     nameSpace->type_name( "SPACE" )->transform( tool::plain )->excludes( count );

@@ -66,6 +66,9 @@ std::vector<Certificate> readCertificates( const std::string &path );
 // The certificate in a block; when there is none, `problem` says why.
 pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
 
+// A decimal number that was given; throws Unusable, naming `what` it is, when it is none or out of range.
+PB_INT number( const std::string &text, const std::string &what, PB_INT least, PB_INT most );
+
 // A text that was given as the value of an option; throws Unusable, naming the option, when it is not UTF-8 or holds U+0000.
 pb::Ref<PB_STRING> given( const std::string &text, const std::string &option );
 

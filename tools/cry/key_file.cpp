@@ -17,6 +17,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
+#include <set>
 #include <vector>
 
 namespace
@@ -62,6 +63,8 @@ struct Asked
     {
         Asked &asked = *(Asked *)self;
         asked.asked  = true;
+        if( asked.problem ) // OpenSSL asks each of its decoders
+            return -1;
         try
         {
             pb::Ref<PB_BUFFER> password = asked.options.get( asked.path );
@@ -78,6 +81,27 @@ struct Asked
         }
     }
 };
+
+// The text of a block as OpenSSL wants it: without blanks around its lines, which end with LF.
+pb::Ref<PB_BUFFER> tidied( const PB_BYTE *bytes, PB_INT length )
+{
+    pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
+    pbBufferSetSensitive( text.handle() );
+    auto isBlank = []( PB_BYTE c ) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; };
+    for( PB_INT begin = 0, end; begin < length; begin = end + ( end + 1 < length && bytes[end] == '\r' && bytes[end + 1] == '\n' ? 2 : 1 ) )
+    {
+        for( end = begin; end < length && bytes[end] != '\r' && bytes[end] != '\n'; )
+            end++;
+        PB_INT first = begin, last = end;
+        while( first < last && isBlank( bytes[first] ) )
+            first++;
+        while( last > first && isBlank( bytes[last - 1] ) )
+            last--;
+        pbBufferAppendBytes( text.handle(), bytes + first, last - first );
+        pbBufferAppendByte( text.handle(), '\n' );
+    }
+    return text;
+}
 
 // What `read` makes of some bytes, which may ask for the password.
 pb::Ref<CRY_PKEY_PRIVATE> unprotected( const PB_BYTE *bytes, PB_INT length, tool::PasswordOptions &password, const std::string &path,
@@ -151,8 +175,8 @@ private:
         while( blocks.next( block ) )
         {
             anyBlock = true;
-            if( !block.label.empty() && others.size() < 200 )
-                others += ( others.empty() ? "" : ", " ) + tool::printable( block.label.substr( 0, 60 ) );
+            if( !block.label.empty() && others.size() < 5 )
+                others.insert( tool::printable( block.label.substr( 0, 60 ) ) );
             if( !block.pem && block.label.empty() )
                 fail( block.problemLine, block.problem );
             if( !isPrivate( block.label ) )
@@ -172,8 +196,11 @@ private:
         else if( !block.pem )
             fail( block.problemLine, block.problem );
         if( block.headers || block.label == "ENCRYPTED PRIVATE KEY" )
-            key.privateKey = unprotected(
-                pbBufferBytes( content.get() ) + block.offset, block.length, password, path, PEM_read_bio_PrivateKey, problem );
+        {
+            pb::Ref<PB_BUFFER> text = tidied( pbBufferBytes( content.get() ) + block.offset, block.length );
+            key.privateKey          = unprotected(
+                pbBufferBytes( text.get() ), pbBufferLength( text.get() ), password, path, PEM_read_bio_PrivateKey, problem );
+        }
         else
         {
             ERR_clear_error();
@@ -267,10 +294,13 @@ private:
 
     std::string whatElse() const
     {
-        if( others == "RSA PUBLIC KEY" )
-            return ", only RSA PUBLIC KEY; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY";
-        if( !others.empty() )
-            return ", only " + others;
+        std::string list;
+        for( const std::string &each : others )
+            list += ( list.empty() ? ", only " : ", " ) + each;
+        if( list == ", only RSA PUBLIC KEY" )
+            list += "; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY";
+        if( !list.empty() )
+            return list;
         return anyBlock ? "" : "; it is neither PEM text nor DER of one";
     }
 
@@ -292,7 +322,7 @@ private:
     tool::PasswordOptions &password;
     pb::Ref<PB_BUFFER>     content;
     bool                   anyBlock = false;
-    std::string            others; // labels that were seen
+    std::set<std::string>  others; // labels that were seen
 };
 
 Ptr<EVP_MD> digest( CRY_HASH_ALGORITHM algorithm )
@@ -318,17 +348,27 @@ tool::Key tool::readPrivateKey( const std::string &path, PasswordOptions &passwo
 
 tool::Key tool::readKey( const std::string &path, PasswordOptions &password ) { return Reader( path, password ).anyKey(); }
 
-void tool::checkCanSign( const Key &key, CRY_HASH_ALGORITHM algorithm )
+tool::Trial::Trial( CRY_HASH_ALGORITHM algorithm ) : md( digest( algorithm ).release() ), context( EVP_MD_CTX_new() )
 {
-    // The module takes it for granted that a key can sign, so that is tried before.
+    if( md && context )
+        EVP_SignInit_ex( context, md, nullptr );
+}
+
+tool::Trial::~Trial()
+{
+    EVP_MD_CTX_free( context );
+    EVP_MD_free( md );
+}
+
+void tool::Trial::update( const PB_BYTE *bytes, PB_INT count ) { EVP_SignUpdate( context, bytes, (size_t)count ); }
+
+void tool::Trial::check( const Key &key ) const
+{
     EVP_PKEY *pkey = key.peek();
     ERR_clear_error();
     std::vector<unsigned char> signature( (size_t)std::max( EVP_PKEY_get_size( pkey ), 1 ) );
     unsigned int               length;
-    Ptr<EVP_MD>                md = digest( algorithm );
-    Ptr<EVP_MD_CTX>            context( EVP_MD_CTX_new() );
-    if( !md || !context || EVP_SignInit_ex( context.get(), md.get(), nullptr ) != 1 ||
-        EVP_SignFinal( context.get(), signature.data(), &length, pkey ) != 1 )
+    if( !md || !context || EVP_SignFinal( context, signature.data(), &length, pkey ) != 1 )
         throw cannot( key, "sign" );
 }
 

@@ -30,10 +30,25 @@ Key readPrivateKey( const std::string &path, PasswordOptions &password );
 // The key of a file: the private key in it, else the public one, else that of the first certificate.
 Key readKey( const std::string &path, PasswordOptions &password );
 
-// Throws Unusable when OpenSSL cannot sign with this key and digest.
-void checkCanSign( const Key &key, CRY_HASH_ALGORITHM algorithm );
+// The module takes it for granted that a key can sign what it is to sign. So plain OpenSSL goes along with the data and tries before.
+class Trial
+{
+public:
+    explicit Trial( CRY_HASH_ALGORITHM algorithm );
+    ~Trial();
+    Trial( const Trial & )            = delete;
+    Trial &operator=( const Trial & ) = delete;
 
-// The same of verifying.
+    void update( const PB_BYTE *bytes, PB_INT count );
+    // Throws Unusable when OpenSSL cannot sign what it was given so far with this key.
+    void check( const Key &key ) const;
+
+private:
+    EVP_MD     *md;
+    EVP_MD_CTX *context;
+};
+
+// Throws Unusable when OpenSSL cannot verify with this key and digest.
 void checkCanVerify( const Key &key, CRY_HASH_ALGORITHM algorithm );
 
 // The text of a key's PEM, with the line ends of text files.

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <exception>
+#include <fcntl.h>
 #include <pb/runtime.hpp>
+#include <unistd.h>
 
 namespace
 {
@@ -61,7 +63,7 @@ std::string explained( CLI::App &app, const CLI::ParseError &problem )
     std::string              known;
     for( const CLI::App *each : deepest->get_subcommands( []( CLI::App * ) { return true; } ) )
         known += ( known.empty() ? "" : ", " ) + each->get_name();
-    bool option = first.starts_with( '-' );
+    bool option = first.size() > 1 && first.starts_with( '-' );
     if( !known.empty() && deepest != &app && problem.get_exit_code() == (int)CLI::ExitCodes::RequiredError )
         text = ( first.empty()  ? "a command is missing"
                        : option ? "unknown option '" + first + "'"
@@ -115,10 +117,21 @@ int run( int argc, char **argv )
     return exit;
 }
 
+// A file that is opened must not be taken for one of the standard streams. Where those are closed, using them is an error.
+void occupyStandardStreams()
+{
+    for( int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
+    {
+        if( fcntl( stream, F_GETFD ) < 0 )
+            open( "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY );
+    }
+}
+
 }
 
 int main( int argc, char **argv )
 {
+    occupyStandardStreams();
     try
     {
         int exit = run( argc, argv );

@@ -38,21 +38,23 @@ void tool::Output::addTo( CLI::App &command, const std::string &what )
 
 void tool::Output::check() const
 {
+    if( path && path->empty() )
+        throw Unusable( "the name of the file that is to be written is empty" );
     struct stat status;
-    if( toFile() && !force && lstat( path.c_str(), &status ) == 0 && ( S_ISREG( status.st_mode ) || S_ISLNK( status.st_mode ) ) &&
-        ( stat( path.c_str(), &status ) != 0 || S_ISREG( status.st_mode ) ) )
-        throw inTheWay( path );
+    if( toFile() && !force && lstat( path->c_str(), &status ) == 0 && ( S_ISREG( status.st_mode ) || S_ISLNK( status.st_mode ) ) &&
+        ( stat( path->c_str(), &status ) != 0 || S_ISREG( status.st_mode ) ) )
+        throw inTheWay( *path );
 }
 
 void tool::Output::write( PB_BUFFER *content, Secrecy secrecy ) const
 {
     if( !toFile() )
         return printSecret( content );
-    int problem = pb___PathFileWrite( path.c_str(), content, modeOf( secrecy ), force );
+    int problem = pb___PathFileWrite( path->c_str(), content, modeOf( secrecy ), force );
     if( problem == EEXIST )
-        throw inTheWay( path );
+        throw inTheWay( *path );
     if( problem )
-        throw Unusable( nameOf( path ) + ": " + std::strerror( problem ) );
+        throw Unusable( nameOf( *path ) + ": " + std::strerror( problem ) );
 }
 
 void tool::FormOptions::addTo( CLI::App &command, const std::string &what )

@@ -5,6 +5,7 @@
 #include <pb/pb_buffer.h>
 #include <pb/ref.hpp>
 
+#include <optional>
 #include <string>
 
 namespace tool
@@ -19,13 +20,13 @@ enum class Secrecy
 // The options --out and --force of a command.
 struct Output
 {
-    std::string path; // empty for standard output
-    bool        force = false;
+    std::optional<std::string> path;
+    bool                       force = false;
 
     void addTo( CLI::App &command, const std::string &what );
-    bool toFile() const { return !path.empty() && path != "-"; }
+    bool toFile() const { return path && *path != "-"; }
 
-    // Throws Unusable when a file is in the way, before there is anything to write.
+    // Throws Unusable when the name is no name or a file is in the way, before there is anything to write.
     void check() const;
     // Throws Unusable when it cannot be written, and then nothing has changed.
     void write( PB_BUFFER *content, Secrecy secrecy ) const;

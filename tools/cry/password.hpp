@@ -13,12 +13,11 @@ namespace tool
 // The options --password-file and --password-fd of a command.
 struct PasswordOptions
 {
-    std::string file;
-    int         descriptor = -1;
+    std::string file, descriptor;
 
     // `prefix` stands before the options' names, as in --key-password-file.
     void addTo( CLI::App &command, const std::string &what, const std::string &prefix = "" );
-    bool given() const { return descriptor >= 0 || !file.empty(); }
+    bool given() const { return !descriptor.empty() || !file.empty(); }
 
     // The password for a file, sensitive: the first line of what the options name, else what is typed at the terminal without being shown. Throws Unusable when there
     // is no way to get one. The second time it is the same.
@@ -27,7 +26,7 @@ struct PasswordOptions
     pb::Ref<PB_BUFFER> getNew( const std::string &path );
 
 private:
-    std::string        names; // of the options, for messages
+    std::string        fileName, descriptorName; // of the options, for messages
     pb::Ref<PB_BUFFER> known;
 };
 

@@ -52,5 +52,5 @@ tool::Subject::Subject( SubjectOptions &options )
         checkCommonName( commonName.get(), "--common-name", "" );
     }
     key = readPrivateKey( options.key, options.password );
-    checkCanSign( key, CRY_HASH_ALGORITHM_SHA2_256 );
+    Trial( CRY_HASH_ALGORITHM_SHA2_256 ).check( key );
 }

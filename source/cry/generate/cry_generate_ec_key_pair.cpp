@@ -10,7 +10,7 @@
 #include <openssl/objects.h>
 
 // A generator knows its curve; making one costs as much as a key.
-static constinit cry::Spares<EVP_PKEY_CTX, 1> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
+static constinit cry::Spares<EVP_PKEY_CTX, 4> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
 
 static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
 {

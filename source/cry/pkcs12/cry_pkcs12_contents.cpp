@@ -16,7 +16,6 @@ namespace
 
 using namespace cry::ossl;
 using cry::pkcs12::Contents;
-using cry::pkcs12::Outcome;
 
 constexpr int64_t mostRounds = 10000000;
 constexpr int     mostBags = 10000, mostDepth = 10;
@@ -43,7 +42,8 @@ int64_t valueOf( const ASN1_INTEGER *number )
     int64_t value = 0;
     if( number && !ASN1_INTEGER_get_int64( &value, number ) )
         value = ASN1_STRING_type( number ) == V_ASN1_NEG_INTEGER ? 0 : INT64_MAX;
-    return value > 0 ? value : 0;
+    // OpenSSL keeps the lower 32 bits, which may be positive again.
+    return value > 0 ? value : value < INT32_MIN ? INT64_MAX : 0;
 }
 
 int64_t product( int64_t a, int64_t b )
@@ -231,8 +231,10 @@ struct Walk
     {
         if( !PKCS12_mac_present( pkcs ) )
         {
-            if( password && !*password )
-                password = nullptr;
+            // With a password PKCS12_parse may want a MAC.
+            if( password && *password )
+                return false;
+            password = nullptr;
             return true;
         }
         if( password && *password )

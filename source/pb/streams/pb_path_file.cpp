@@ -1,11 +1,12 @@
 #include <pb/pb_path_file.h>
+#include <pb/pb_random.h>
 #include <pb/ref.hpp>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -86,63 +87,92 @@ int fillFile( int descriptor, PB_BUFFER *content, unsigned int mode )
     return resultOf( fsync( descriptor ) );
 }
 
-// Gives a file that has another name, or none yet, its name.
-int rename( const char *from, const char *to, bool replace )
+std::string folderOf( const std::string &path )
+{
+    size_t slash = path.rfind( '/' );
+    return slash == path.npos ? "." : slash == 0 ? "/" : path.substr( 0, slash );
+}
+
+// A name in a folder that is as good as unique, however long the target's own is.
+std::string neighbourIn( const std::string &folder )
+{
+    PB_BYTE random[8];
+    char    name[2 * sizeof random + 1];
+    pbRandomBytes( random, sizeof random );
+    for( size_t index = 0; index < sizeof random; index++ )
+        std::snprintf( name + 2 * index, 3, "%02x", random[index] );
+    return folder + "/.new-" + name;
+}
+
+int renameFile( const std::string &from, const std::string &to, bool replace )
 {
     if( replace )
-        return resultOf( ::rename( from, to ) );
-    if( renameat2( AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE ) == 0 )
+        return resultOf( ::rename( from.c_str(), to.c_str() ) );
+    if( renameat2( AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE ) == 0 )
         return 0;
     if( errno != EINVAL && errno != ENOSYS )
         return errno;
     // A file system that does not know this.
-    if( int problem = resultOf( link( from, to ) ) )
+    if( int problem = resultOf( link( from.c_str(), to.c_str() ) ) )
         return problem;
-    unlink( from );
+    unlink( from.c_str() );
     return 0;
 }
 
-int nameFile( const File &file, const char *to )
+int nameFile( const File &file, const std::string &name )
 {
     char self[40];
     std::snprintf( self, sizeof self, "/proc/self/fd/%d", file.descriptor );
-    return resultOf( linkat( AT_FDCWD, self, AT_FDCWD, to, AT_SYMLINK_FOLLOW ) );
+    return resultOf( linkat( AT_FDCWD, self, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW ) );
 }
 
-// Through a file beside the target, which is gone in the end.
-int writeThroughNeighbour( const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+// Gives the target's name to a file that has this one, which is gone in any case.
+int finish( const std::string &neighbour, const std::string &target, bool replace )
 {
-    std::string neighbour = target + ".XXXXXX";
-    File        file{ mkostemp( neighbour.data(), O_CLOEXEC ) };
-    if( file.descriptor < 0 )
-        return errno;
-    int problem = fillFile( file.descriptor, content, mode );
-    if( !problem )
-        problem = rename( neighbour.c_str(), target.c_str(), replace );
+    int problem = renameFile( neighbour, target, replace );
     if( problem )
         unlink( neighbour.c_str() );
     return problem;
 }
 
 // Through a file without a name, of which nothing is left whatever happens; -1 where the file system has no such files.
-int writeNameless( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode )
+int writeNameless( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     File file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
     if( file.descriptor < 0 )
         return -1;
     if( int problem = fillFile( file.descriptor, content, mode ) )
         return problem;
-    int problem = nameFile( file, target.c_str() );
-    return problem == 0 || problem == EEXIST ? problem : -1;
+    if( !replace )
+    {
+        int problem = nameFile( file, target );
+        return problem == 0 || problem == EEXIST ? problem : -1;
+    }
+    // A name cannot be taken from another file at once, so it has one of its own for a moment.
+    std::string neighbour = neighbourIn( folder );
+    return nameFile( file, neighbour ) ? -1 : finish( neighbour, target, true );
+}
+
+// Through a file beside the target.
+int writeNamed( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+{
+    std::string neighbour = neighbourIn( folder );
+    File        file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
+    if( file.descriptor < 0 )
+        return errno;
+    int problem = fillFile( file.descriptor, content, mode );
+    if( !problem )
+        return finish( neighbour, target, replace );
+    unlink( neighbour.c_str() );
+    return problem;
 }
 
 int writeWhole( const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    size_t      slash   = target.rfind( '/' );
-    std::string folder  = slash == target.npos ? "." : slash == 0 ? "/" : target.substr( 0, slash );
-    int         problem = replace ? -1 : writeNameless( folder, target, content, mode );
+    std::string folder  = folderOf( target );
+    int         problem = writeNameless( folder, target, content, mode, replace );
     if( problem < 0 )
-        problem = writeThroughNeighbour( target, content, mode, replace );
+        problem = writeNamed( folder, target, content, mode, replace );
     if( problem )
         return problem;
     File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
@@ -150,6 +180,21 @@ int writeWhole( const std::string &target, PB_BUFFER *content, unsigned int mode
     if( directory.descriptor >= 0 )
         fsync( directory.descriptor );
     return 0;
+}
+
+// Where symbolic links lead, whether there is something or not.
+std::string endOfLinks( std::string path )
+{
+    for( int links = 0; links < 40; links++ )
+    {
+        char    target[4096];
+        ssize_t length = readlink( path.c_str(), target, sizeof target );
+        if( length < 0 || length == sizeof target )
+            break;
+        std::string_view found( target, (size_t)length );
+        path = found.starts_with( '/' ) ? std::string( found ) : folderOf( path ) + "/" + std::string( found );
+    }
+    return path;
 }
 
 int writeInto( const char *path, PB_BUFFER *content )
@@ -165,21 +210,15 @@ int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode,
     PB_CHECK( path );
     PB_CHECK( content );
     struct stat status;
-    if( stat( path, &status ) != 0 )
-        return writeWhole( path, content, mode, replace );
-    if( S_ISDIR( status.st_mode ) )
-        return EISDIR;
-    if( !S_ISREG( status.st_mode ) )
-        return writeInto( path, content );
-    if( !replace )
-        return EEXIST;
-    // A link stays a link, and what it leads to is replaced.
-    char *real = realpath( path, nullptr );
-    if( !real )
+    bool        exists = stat( path, &status ) == 0;
+    if( !exists && errno != ENOENT )
         return errno;
-    int problem = writeWhole( real, content, mode, true );
-    std::free( real );
-    return problem;
+    if( exists && S_ISDIR( status.st_mode ) )
+        return EISDIR;
+    if( exists && !S_ISREG( status.st_mode ) )
+        return writeInto( path, content );
+    // A link stays a link, and what it leads to is replaced.
+    return replace ? writeWhole( endOfLinks( path ), content, mode, true ) : exists ? EEXIST : writeWhole( path, content, mode, false );
 }
 
 PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content )
