@@ -454,7 +454,7 @@ class Random(KeysTest):
             self.assertUnusable(result, "COUNT: '", "is not a number from 1 to ")
             self.assertHarmless(result.err)
         self.assertUnusable(run("random", "-1"), "")
-        self.assertUnusable(run("random", "--", "-1"), "'-1' is not a number of bytes")
+        self.assertUnusable(run("random", "--", "-1"), "COUNT: '-1' is not a number")
         self.assertUnusable(run("random"), "COUNT is required; 'cry random --help'")
         self.assertUnusable(run("random", "1", "2"), "one argument too many, '2'")
         self.assertUnusable(run("random", "1", "--hex", "--base64"), "")
