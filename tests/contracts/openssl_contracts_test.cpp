@@ -4,7 +4,12 @@
 
 static constexpr char file[] = "source/openssl/openssl_module.cpp";
 
-TEST( OpensslContracts, Digest ) { EXPECT_ABORT( file, "name", openssl___Digest( nullptr ) ); }
+TEST( OpensslContracts, Algorithms )
+{
+    EXPECT_ABORT( file, "name", openssl___Digest( nullptr ) );
+    EXPECT_ABORT( file, "name", openssl___Cipher( nullptr ) );
+    EXPECT_ABORT( file, "digestName", openssl___Hmac( nullptr ) );
+}
 
 TEST( OpensslContracts, Parsers )
 {

@@ -215,7 +215,7 @@ struct Walk
             const ASN1_INTEGER *rounds;
             PKCS12_get0_mac( nullptr, nullptr, nullptr, &rounds, pkcs );
             // Without a password it is checked twice.
-            budget.add( product( valueOf( rounds ), password && *password ? 1 : 2 ) );
+            budget.add( product( rounds ? valueOf( rounds ) : 1, password && *password ? 1 : 2 ) );
         }
         for( int index = 0; index < sk_PKCS7_num( safes ); index++ )
         {
@@ -324,9 +324,13 @@ bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
     EVP_PKEY *key            = nullptr;
     X509     *certificate    = nullptr;
     STACK_OF( X509 ) *others = nullptr;
+    // It decrypts keys in the thread's default context, whatever context the file was decoded in.
+    OSSL_LIB_CTX *before = OSSL_LIB_CTX_set0_default( openssl___LegacyContext() );
     // An older error must not be taken for the reason.
     ERR_clear_error();
-    if( PKCS12_parse( pkcs, password, &key, &certificate, &others ) != 1 )
+    bool parsed = PKCS12_parse( pkcs, password, &key, &certificate, &others ) == 1;
+    OSSL_LIB_CTX_set0_default( before );
+    if( !parsed )
         return false;
     contents.key = inOrdinaryContext( Ptr<EVP_PKEY>( key ) );
     if( certificate )
