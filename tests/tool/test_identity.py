@@ -18,8 +18,7 @@ import unittest
 from pathlib import Path
 
 import tool
-from test_keys import AtTerminal
-from tool import MIB, TOOL, limited, pem, run, run_on_terminal
+from tool import MIB, TOOL, AtTerminal, limited, pem, run, run_on_terminal
 
 PASSWORD = "correct horse"
 DAY = 24 * 60 * 60
@@ -459,7 +458,7 @@ class Keys(IdentityTest):
 
     def test_FilesWithoutAPrivateKeyAreRefused(self):
         for command in self.COMMANDS:
-            for content, said in ((text_of("ec"), "holds no private key, only CERTIFICATE"), (b"", "is empty"), (b"garbage", "holds no private key")):
+            for content, said in ((text_of("ec"), "holds no private key, only 'CERTIFICATE'"), (b"", "is empty"), (b"garbage", "holds no private key")):
                 key = self.private("none.key", content)
                 self.assertUnusable(run(*command, "--key", key), f"{key}: {said}")
             self.assertUnusable(run(*command, "--key", "/nowhere"), "/nowhere: No such file or directory")
@@ -502,7 +501,7 @@ class Requests(IdentityTest):
             self.assertEqual(openssl("req", "-in", path, "-noout", "-pubkey"), openssl("pkey", "-in", f"{key}.key", "-pubout"))
             self.assertEqual(path.read_bytes(), openssl("req", "-in", path))
             answer = self.assertGood(path, key=key)
-            value = {"name": "X509v3 Subject Alternative Name", "critical": False, "value": "DNS:xn--bcher-kva.example"}
+            value = {"name": "X509v3 Subject Alternative Name", "critical": False, "value": "DNS:xn--bcher-kva.example", "names": ["DNS:xn--bcher-kva.example"]}
             self.assertEqual((answer["subject"], answer["extensions"]), ("CN=bücher.example", [value]))
 
     def test_CerttoolReadsWhatIsMade(self):
@@ -546,18 +545,19 @@ class Requests(IdentityTest):
             *("-addext", "basicConstraints=critical,CA:TRUE,pathlen:1", "-addext", "keyUsage=digitalSignature,keyCertSign"),
             *("-addext", "extendedKeyUsage=serverAuth,1.2.3.4"),
         )
-        names = "DNS:a.example, DNS:*.b.example, IP Address:192.0.2.1, email:x@y.example, URI:http://z/"
+        names = ["DNS:a.example", "DNS:*.b.example", "IP Address:192.0.2.1", "email:x@y.example", "URI:http://z/"]
         self.assertEqual(
             [tuple(each.values()) for each in self.assertGood(path)["extensions"]],
             [
-                ("X509v3 Subject Alternative Name", True, names),
+                ("X509v3 Subject Alternative Name", True, ", ".join(names), names),
                 ("X509v3 Basic Constraints", True, "CA:TRUE, pathlen:1"),
                 ("X509v3 Key Usage", False, "Digital Signature, Certificate Sign"),
                 ("X509v3 Extended Key Usage", False, "TLS Web Server Authentication, 1.2.3.4"),
             ],
         )
         said = run("request", "check", path).text
-        self.assertIn(f"\nasks for   X509v3 Subject Alternative Name (critical): {names}\n", said)
+        for name in names:
+            self.assertIn(f"\nasks for   X509v3 Subject Alternative Name (critical): {name}\n", said)
         self.assertIn("\nasks for   X509v3 Key Usage: Digital Signature, Certificate Sign\n", said)
 
     def test_UnknownExtensionsAreNamedByTheirNumber(self):
@@ -565,7 +565,15 @@ class Requests(IdentityTest):
         self.assertEqual([(each["name"], each["critical"]) for each in answer["extensions"]], [("1.2.3.4.5", True)])
         self.assertIn("0c 05 68 65 6c 6c 6f", answer["extensions"][0]["value"])
 
-    def DISABLED_test_UnknownExtensionsAreReadable(self):
+    def test_NamesThatLookLikeTwoAreToldApart(self):
+        config = "[req]\ndistinguished_name=dn\nreq_extensions=ext\nprompt=no\n[dn]\nCN=a\n[ext]\nsubjectAltName=@names\n"
+        self.write("two", config + "[names]\notherName=1.2.3;UTF8:a, DNS:evil.example\n")
+        path = self.write("peer.csr", openssl("req", "-new", "-config", "two", "-key", "rsa.key"))
+        self.assertIn("DNS:evil.example", self.assertGood(path)["extensions"][0]["value"])
+        self.assertEqual(len(self.assertGood(path)["extensions"][0]["names"]), 1)
+        self.assertEqual(run("request", "check", path).text.count("asks for"), 1)
+
+    def test_UnknownExtensionsAreReadable(self):
         path = self.peer("-addext", "1.2.3.4.5=ASN1:UTF8String:hello")
         self.assertNotIn("unreadable", self.assertGood(path)["extensions"][0]["value"])
         self.assertNotIn("\\u{A}", run("request", "check", path).text)
@@ -577,7 +585,7 @@ class Requests(IdentityTest):
         path = self.write("peer.csr", openssl("req", "-new", "-config", "attributes", "-key", "rsa.key"))
         self.assertIn(b"a challenge", openssl("req", "-in", path, "-noout", "-text"))
         answer = self.assertGood(path)
-        self.assertEqual(answer["extensions"], [{"name": "X509v3 Subject Alternative Name", "critical": False, "value": "DNS:a.example"}])
+        self.assertEqual(answer["extensions"], [{"name": "X509v3 Subject Alternative Name", "critical": False, "value": "DNS:a.example", "names": ["DNS:a.example"]}])
 
     def test_NamesOfAllSortsAreRead(self):
         long = "/C=DE/ST=Somewhere/L=Town/O=One, Inc/O=Two/OU=Ünits/CN=first/CN=second/emailAddress=a@b.example"
@@ -605,7 +613,7 @@ class Requests(IdentityTest):
             self.assertGood(path)
             self.assertGood("-", stdin=path.read_bytes())
 
-    def DISABLED_test_AProtectedKeyOfTheOldFormDoesNotHideTheRequest(self):
+    def test_AProtectedKeyOfTheOldFormDoesNotHideTheRequest(self):
         old = openssl("rsa", "-in", "rsa.key", "-aes128", "-traditional", "-passout", f"pass:{PASSWORD}")
         self.assertGood(self.write("both.csr", old + self.peer().read_bytes()))
 
@@ -638,7 +646,7 @@ class Requests(IdentityTest):
             for other in {"rsa", "ec", "other"} - {key}:
                 self.assertBad(path, "--key", file(f"{other}.key"), signature="good", matches=False)
 
-    def DISABLED_test_AnEmptyNameOfTheKeyIsNotTakenForNone(self):
+    def test_AnEmptyNameOfTheKeyIsNotTakenForNone(self):
         # An unset variable of a shell must not turn the check off.
         for arguments in (["--key", ""], ["--key="]):
             self.assertUnusable(run("request", "check", self.peer(), *arguments), "'': No such file or directory")
@@ -667,8 +675,8 @@ class Requests(IdentityTest):
         text = self.peer().read_text()
         body = text.splitlines()
         for content, said in [
-            (text_of("rsa"), ": holds no CERTIFICATE REQUEST, only CERTIFICATE"),
-            (file("rsa.key").read_bytes(), ": holds no CERTIFICATE REQUEST, only PRIVATE KEY"),
+            (text_of("rsa"), ": holds no CERTIFICATE REQUEST, only 'CERTIFICATE'"),
+            (file("rsa.key").read_bytes(), ": holds no CERTIFICATE REQUEST, only 'PRIVATE KEY'"),
             (b"", ": is "),
             (b"garbage", ": is neither PEM text nor a request in DER"),
             (b"\x30", ": is neither PEM text nor a request in DER"),
@@ -690,7 +698,7 @@ class Requests(IdentityTest):
         self.assertUnusable(run("request", "check", self.peer(), "--key", "/nowhere"), "/nowhere: No such file or directory")
         self.assertUnusable(run("request", "check", self.peer(), "--key", file("rsa.crt")), f"{file('rsa.crt')}: holds no private key")
 
-    def DISABLED_test_MessagesDoNotGrowWithTheFile(self):
+    def test_MessagesDoNotGrowWithTheFile(self):
         path = self.write("many.csr", "".join(f"-----BEGIN X{n}-----\n-----END X{n}-----\n" for n in range(10000)))
         self.assertLess(len(run("request", "check", path).err), 1000)
 
@@ -797,17 +805,6 @@ class ReadPkcs12(IdentityTest):
             self.assertReads(path, "--password-file", secret)
         for result in (run("pkcs12", "read", path, "--password-file", wrong), run("pkcs12", "read", path, start_new_session=True)):
             self.assertUnusable(result, f"{path}: ")
-
-    def DISABLED_test_FilesWithoutMacAreReadWithTheirPassword(self):
-        path = self.export("-nomac")
-        self.assertIn(b"BEGIN PRIVATE KEY", openssl("pkcs12", "-in", path, "-passin", f"pass:{PASSWORD}", "-nodes"))
-        self.assertReads(path, "--password-file", secret)
-        self.assertWrongPassword(path)
-        self.assertUnusable(run("pkcs12", "read", path, start_new_session=True), f"{path}: is protected by a password", "--password-file")
-        with AtTerminal("pkcs12", "read", path) as terminal:
-            self.assertTrue(terminal.read(b"Password for "))
-            terminal.type(PASSWORD.encode() + b"\n")
-            self.assertEqual(terminal.end(), 0, terminal.shown)
 
     def test_StandardInputAndOutput(self):
         content = self.export(extras=EXTRAS).read_bytes()
@@ -1007,9 +1004,9 @@ class WritePkcs12(IdentityTest):
     def test_RawBytesDoNotGoToATerminal(self):
         result = run_on_terminal("pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--no-password", "--out", "-",
                                  on={"out"})  # fmt: skip
-        self.assertUnusable(result, "raw bytes do not go to a terminal")
+        self.assertUnusable(result, "a PKCS#12 file does not go to a terminal")
 
-    def DISABLED_test_TheMessageOfTheTerminalNamesOptionsThatAreThere(self):
+    def test_TheMessageOfTheTerminalNamesOptionsThatAreThere(self):
         result = run_on_terminal("pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--no-password", "--out", "-",
                                  on={"out"})  # fmt: skip
         for option in set(re.findall(r"--[a-z0-9-]+", result.message)):
@@ -1154,12 +1151,12 @@ class Passwords(IdentityTest):
             self.assertUnusable(result, f"{pw}: a password of more than 1024 bytes")
         self.assertEqual(self.taken(folder), [])
 
-    def DISABLED_test_ZerosDoNotCutThePasswordOff(self):
+    def test_ZerosDoNotCutThePasswordOff(self):
         folder, pw = self.folder(), self.private("pw", b"a\0very long and secret\n")
         result = self.tryToWrite(folder, pw)
         self.assertEqual((result.code, self.taken(folder)), (2, []))
 
-    def DISABLED_test_AnEmptyNewPasswordIsNotTakenForNone(self):
+    def test_AnEmptyNewPasswordIsNotTakenForNone(self):
         for content in ("", "\n", "\nsecond line\n"):
             folder, pw = self.folder(), self.private("pw", content)
             result = self.tryToWrite(folder, pw)
@@ -1221,7 +1218,7 @@ class Passwords(IdentityTest):
         for second in (b"onf\n", b"\n", b"one \n", b"One\n", b"\x04"):
             code, _, path, shown = self.writeAtTerminal(b"one\n", second)
             self.assertEqual(code, 2)
-            self.assertIn("cry: the two passwords differ; nothing was written\n", shown)
+            self.assertIn("cry: the two passwords differ; nothing was written (--no-password makes a file without one)\n", shown)
             self.assertFalse(path.exists())
 
     def test_InterruptsLeaveNothing(self):
@@ -1356,7 +1353,7 @@ class Output(IdentityTest):
         result = self.assertDone(run("pkcs12", "read", path, "--password-file", secret, "--out-key", folder / "key", "--out-certificate", "-"))
         self.assertEqual((result.text, self.taken(folder)), (text_of("rsa"), ["key"]))
 
-    def DISABLED_test_TwoResultsDoNotGoIntoTheSameFile(self):
+    def test_TwoResultsDoNotGoIntoTheSameFile(self):
         # The certificate would take the place of the key, which then is nowhere.
         for more in ([], ["--force"]):
             folder, path = self.folder(), self.export()
@@ -1538,8 +1535,7 @@ class NameCheck(IdentityTest):
         for name in self.BAD:
             with self.subTest(name):
                 result = self.assertDone(run("name", "check", "--", name), 1)
-                self.assertRegex(result.text, r"\Abad: .* is no domain name: (label [0-9]+: [a-z].+|it is an IP address|it has more than 253 .*)\n\Z"
-                                 if name else r"\Abad:  is no domain name: label 1: is empty\n\Z")  # fmt: skip
+                self.assertRegex(result.text, r"\Abad: '.*' is no domain name: (label [0-9]+: [a-z].+|it is an IP address|it has more than 253 .*)\n\Z")
                 answer = self.assertDone(run("name", "check", "--json", "--", name), 1).json()
                 self.assertEqual(set(answer), {"format", "name", "verdict", "reason"})
                 self.assertEqual((answer["format"], answer["name"], answer["verdict"]), (1, name, "bad"))

@@ -26,7 +26,7 @@ import uuid
 from pathlib import Path
 
 import tool
-from tool import MIB, TOOL, limited, pem, run, run_on_terminal
+from tool import MIB, TOOL, AtTerminal, limited, pem, run, run_on_terminal
 
 PASSWORD = "correct horse"
 NEAR_CURVES = {"P-256": "prime256v1", "P-384": "secp384r1", "P-521": "secp521r1"}
@@ -784,8 +784,8 @@ class Signatures(KeysTest):
         for key, path, file in ((scratch, signature, data), (public, scratch, data), (public, signature, scratch)):
             self.assertUnusable(run("signature", "check", "--key", key, "--signature", path, file), f"{scratch}: Is a directory")
         self.assertUnusable(run("signature", "make", "--key", keys / "rsa", "/nowhere"), "/nowhere: No such file or directory")
-        self.assertUnusable(run("signature", "make", "--key", public, data), f"{public}: holds no private key, only PUBLIC KEY")
-        self.assertUnusable(run("signature", "make", "--key", keys / "rsa.crt", data), "", "holds no private key, only CERTIFICATE")
+        self.assertUnusable(run("signature", "make", "--key", public, data), f"{public}: holds no private key, only 'PUBLIC KEY'")
+        self.assertUnusable(run("signature", "make", "--key", keys / "rsa.crt", data), "", "holds no private key, only 'CERTIFICATE'")
         self.assertUnusable(run("signature", "make", data), "--key is required")
         self.assertUnusable(run("signature", "check", "--key", public, data), "--signature is required")
         self.assertUnusable(run("signature", "make", "--key", keys / "rsa", "--algorithm", "sha-256", data), "--algorithm: 'sha-256' is unknown")
@@ -1262,58 +1262,6 @@ class Output(KeysTest):
         self.assertGreater(seen["old"] + seen["none"], 1)
 
 
-class AtTerminal:
-    """The tool with a terminal of its own, as /dev/tty and as its three streams; what it shows is collected."""
-
-    def __init__(self, *arguments):
-        self.shown, self.status = b"", None
-        self.process, self.master = pty.fork()
-        if self.process == 0:
-            os.execv(TOOL, [TOOL, *map(os.fsencode, arguments)])
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        if self.status is None:
-            os.kill(self.process, signal.SIGKILL)
-            os.waitpid(self.process, 0)
-        os.close(self.master)
-
-    def read(self, until=None, seconds=30):
-        """Until the text is there, or the tool has closed the terminal; false when that does not come in time."""
-        end = time.monotonic() + seconds
-        while until is None or until not in self.shown:
-            ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
-            if not ready:
-                return False
-            try:
-                piece = os.read(self.master, 65536)
-            except OSError:  # how a terminal says that nobody uses it any more
-                piece = b""
-            if not piece:
-                return until is None
-            self.shown += piece
-        return True
-
-    def type(self, text):
-        os.write(self.master, text)
-
-    def echoes(self):
-        return bool(termios.tcgetattr(self.master)[3] & termios.ECHO)
-
-    def signals(self):
-        return bool(termios.tcgetattr(self.master)[3] & termios.ISIG)
-
-    def end(self, seconds=30):
-        """How it ended (minus the signal); None when it does not end."""
-        if not self.read(seconds=seconds):
-            return None
-        _, status = os.waitpid(self.process, 0)
-        self.status = os.waitstatus_to_exitcode(status)
-        return self.status
-
-
 class Passwords(KeysTest):
     @classmethod
     def setUpClass(cls):
@@ -1688,16 +1636,16 @@ class KeyFiles(KeysTest):
                         b"\x30\x84\xff\xff\xff\xff", b"\x30\x82\x10\x00" + bytes(100)):  # fmt: skip
             self.refuses(garbage, "holds no key and no certificate; it is neither PEM text nor DER of one")
         request = openssl("req", "-new", "-config", "config", "-key", keys / "rsa", "-subj", "/CN=x").decode()
-        self.refuses(request, "holds no key and no certificate, only CERTIFICATE REQUEST\n")
+        self.refuses(request, "holds no key and no certificate, only 'CERTIFICATE REQUEST'\n")
         parameters = openssl("ecparam", "-name", "P-256").decode()
-        self.refuses(request + parameters, "holds no key and no certificate, only CERTIFICATE REQUEST, EC PARAMETERS\n")
+        self.refuses(request + parameters, "holds no key and no certificate, only 'CERTIFICATE REQUEST', 'EC PARAMETERS'\n")
         old = openssl("rsa", "-in", keys / "rsa", "-RSAPublicKey_out").decode()
-        self.refuses(old, "only RSA PUBLIC KEY; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY")
+        self.refuses(old, "only an RSA PUBLIC KEY; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY")
         self.assertEqual(openssl("rsa", "-RSAPublicKey_in", "-pubout", stdin=old.encode()), (keys / "rsa.pub").read_bytes())
         self.refuses(pem(b"x", "\x1b[31mKEY"), "")
         path = self.private("many", "".join(pem(b"x", f"KIND {index}") for index in range(2000)))
         result = run("key", "info", path)
-        self.assertUnusable(result, f"{path}: holds no key and no certificate, only KIND 0, KIND 1, ")
+        self.assertUnusable(result, f"{path}: holds no key and no certificate, only 'KIND 0', 'KIND 1', ")
         self.assertLess(len(result.message), 600)
         for name in ("rsa.pub", "rsa.crt"):
             result = run("signature", "make", "--key", keys / name, data)

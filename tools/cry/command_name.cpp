@@ -26,7 +26,7 @@ int check( Options &options )
         if( options.json )
             tool::printJson( json );
         else
-            tool::print( tool::red( "bad" ) + ": " + tool::printable( options.name ) + " is no domain name: " + reason + "\n" );
+            tool::print( tool::red( "bad" ) + ": " + tool::shown( options.name ) + " is no domain name: " + reason + "\n" );
         return tool::exitNegative;
     }
     std::string        ascii   = tool::take( inDnsIdnaDomainNameToAscii( name.get() ) );

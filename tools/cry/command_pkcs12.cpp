@@ -7,9 +7,14 @@
 
 #include <cry/cry_pkcs12.h>
 #include <cry/internal/cry_pkey_private.h>
+#include <filesystem>
 #include <openssl/asn1.h>
 #include <openssl/err.h>
 #include <openssl/pkcs12.h>
+#include <openssl/proverr.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
 
 namespace
 {
@@ -59,8 +64,8 @@ pb::Ref<PB_STRING> stringOf( const pb::Ref<PB_BUFFER> &password )
         return {};
     pb::Ref<PB_STRING> text = pb::adopt(
         pbStringTryCreateFromCstr( (const char *)pbBufferBytes( password.get() ), pbBufferLength( password.get() ) ) );
-    if( !text )
-        throw tool::Unusable( "the password is not text in UTF-8" );
+    if( !text || !pbStringTryPeekCstr( text.get() ) )
+        throw tool::Unusable( "the password is not text in UTF-8 without zero bytes" );
     pbStringSetSensitive( text.handle() );
     return text;
 }
@@ -81,11 +86,13 @@ struct Attempt
         ERR_clear_error();
     }
 
-    bool wrongPassword() const
+    bool isReason( int library, int reason ) const
     {
         unsigned long error = (unsigned long)(uint32_t)code;
-        return !pkcs12 && ERR_GET_LIB( error ) == ERR_LIB_PKCS12 && ERR_GET_REASON( error ) == PKCS12_R_MAC_VERIFY_FAILURE;
+        return !pkcs12 && ERR_GET_LIB( error ) == library && ERR_GET_REASON( error ) == reason;
     }
+    bool wrongPassword() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_VERIFY_FAILURE ) || isReason( ERR_LIB_PROV, PROV_R_BAD_DECRYPT ); }
+    bool withoutMac() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_ABSENT ); }
 };
 
 pb::Ref<CRY_PKCS12> readFile( Options &options )
@@ -101,6 +108,16 @@ pb::Ref<CRY_PKCS12> readFile( Options &options )
         password = options.password.get( options.file );
         attempt  = Attempt( content.get(), password );
     }
+    if( attempt.withoutMac() )
+    {
+        // It may not be protected at all.
+        Attempt again( content.get(), {} );
+        if( again.pkcs12 )
+            return again.pkcs12;
+        throw tool::Unusable( name +
+            ": is protected by a password but has no MAC to check it with, which this OpenSSL does not read; 'openssl pkcs12' does (" +
+            attempt.diagnostics + ")" );
+    }
     if( attempt.pkcs12 )
         return attempt.pkcs12;
     if( attempt.wrongPassword() )
@@ -112,6 +129,32 @@ pb::Ref<CRY_PKCS12> readFile( Options &options )
     if( attempt.diagnostics == "PKCS12_parse() returned no certificate!" )
         throw tool::Unusable( name + ": holds no certificate that its private key belongs to (" + attempt.diagnostics + ")" );
     throw tool::Unusable( name + ": " + attempt.diagnostics );
+}
+
+// Where a file is, whether it is there or not.
+fs::path placeOf( const std::string &path )
+{
+    std::error_code ignored;
+    fs::path        place = path;
+    for( int links = 0; links < 40 && fs::is_symlink( place, ignored ); links++ )
+        place = place.parent_path() / fs::read_symlink( place, ignored );
+    return fs::weakly_canonical( fs::absolute( place, ignored ), ignored );
+}
+
+void checkOutputs( const Options &options )
+{
+    const tool::Output *outputs[] = { &options.outKey, &options.outCertificate, &options.outCertificates };
+    for( const tool::Output *each : outputs )
+    {
+        each->check();
+        if( options.json && each->path && !each->toFile() )
+            throw tool::Unusable( "--json and a result cannot both go to standard output" );
+        for( const tool::Output *other : outputs )
+        {
+            if( other != each && each->toFile() && other->toFile() && placeOf( *each->path ) == placeOf( *other->path ) )
+                throw tool::Unusable( tool::nameOf( *other->path ) + ": only one of the results can go into a file" );
+        }
+    }
 }
 
 std::string keyTextOf( CRY_PKEY_PRIVATE *key ) { return tool::keyText( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ); }
@@ -142,10 +185,8 @@ void describe(
 int readPkcs12( Options &options )
 {
     for( tool::Output *each : { &options.outKey, &options.outCertificate, &options.outCertificates } )
-    {
         each->force = options.force;
-        each->check();
-    }
+    checkOutputs( options );
     pb::Ref<CRY_PKCS12>           pkcs12      = readFile( options );
     pb::Ref<CRY_PKEY_PRIVATE>     key         = pb::adopt( cryPkcs12PrivateKey( pkcs12.get() ) );
     pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryPkcs12Certificate( pkcs12.get() ) );
@@ -173,9 +214,25 @@ int readPkcs12( Options &options )
 
 // ---- write
 
+pb::Ref<PB_BUFFER> newPassword( Options &options )
+{
+    try
+    {
+        return options.password.getNew( *options.output.path );
+    }
+    catch( const tool::Unusable &problem )
+    {
+        throw tool::Unusable( std::string( problem.what() ) + " (--no-password makes a file without one)" );
+    }
+}
+
 int writePkcs12( Options &options )
 {
     options.output.check();
+    if( !options.output.toFile() && isatty( STDOUT_FILENO ) )
+        throw tool::Unusable( "a PKCS#12 file does not go to a terminal; --out gives it a place" );
+    if( !options.output.toFile() && options.json )
+        throw tool::Unusable( "--json and a result cannot both go to standard output" );
     tool::Key                      key    = tool::readPrivateKey( options.key, options.keyPassword );
     std::vector<tool::Certificate> chain  = tool::readCertificates( options.certificate );
     pb::Ref<CRY_X509_CERTIFICATES> extras = pb::adopt( cryX509CertificatesCreate() );
@@ -192,7 +249,7 @@ int writePkcs12( Options &options )
             tool::nameOf( options.key ) + ": the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
     pb::Ref<PB_BUFFER> password;
     if( !options.noPassword )
-        password = options.password.getNew( *options.output.path );
+        password = newPassword( options );
     ERR_clear_error();
     pb::Ref<PB_BUFFER> bytes = pb::adopt( cryPkcs12TryEncode( pkcs12.get(), stringOf( password ).get() ) );
     if( !bytes )

@@ -10,17 +10,19 @@
 #include <cry/internal/cry_x509_decode.h>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
+#include <optional>
 
 namespace
 {
 
 struct Options
 {
-    tool::SubjectOptions  subject; // generate
-    tool::Output          output;
-    std::string           file, key; // check
-    tool::PasswordOptions password;
-    bool                  json = false;
+    tool::SubjectOptions       subject; // generate
+    tool::Output               output;
+    std::string                file; // check
+    std::optional<std::string> key;
+    tool::PasswordOptions      password;
+    bool                       json = false;
 };
 
 // ---- generate
@@ -43,31 +45,32 @@ int generate( Options &options )
 
 // ---- check
 
+bool isRequest( const std::string &label ) { return label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST"; }
+
 pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
 {
     pb::Ref<PB_BUFFER> content = tool::readWhole( path );
-    std::string        name    = tool::nameOf( path ), others;
+    std::string        name    = tool::nameOf( path );
+    tool::OtherLabels  others;
     tool::Blocks       blocks( content.get() );
     tool::Block        block;
-    bool               anyBlock = false;
     while( blocks.next( block ) )
     {
-        anyBlock = true;
-        if( !block.pem )
-            throw tool::Unusable( name + ":" + std::to_string( block.problemLine ) + ": " + block.problem );
-        if( block.label != "CERTIFICATE REQUEST" && block.label != "NEW CERTIFICATE REQUEST" )
+        if( !isRequest( block.label ) && ( block.pem || block.headers ) )
         {
-            others += ( others.empty() ? "" : ", " ) + tool::printable( block.label.substr( 0, 60 ) );
+            others.add( block.label );
             continue;
         }
+        if( !block.pem )
+            throw tool::Unusable( name + ":" + std::to_string( block.problemLine ) + ": " + block.problem );
         ERR_clear_error();
         pb::Ref<CRY_X509_CSR> csr = pb::adopt( cryX509CsrTryCreateFromPem( block.pem.get() ) );
         if( !csr )
             throw tool::Unusable( name + ":" + std::to_string( block.line ) + ": the request does not parse" + tool::opensslReasonInBrackets() );
         return csr;
     }
-    if( anyBlock )
-        throw tool::Unusable( name + ": holds no CERTIFICATE REQUEST, only " + others );
+    if( !others.empty() )
+        throw tool::Unusable( name + ": holds no CERTIFICATE REQUEST, only " + others.list() );
     const unsigned char *at = pbBufferBytes( content.get() );
     ERR_clear_error();
     X509_REQ             *req = d2i_X509_REQ( nullptr, &at, (long)pbBufferLength( content.get() ) );
@@ -75,6 +78,38 @@ pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
     if( !csr )
         throw tool::Unusable( name + ": is neither PEM text nor a request in DER" + tool::opensslReasonInBrackets() );
     return csr;
+}
+
+// What `print` writes to a BIO, in one line.
+std::string printed( auto print )
+{
+    BIO *bio = BIO_new( BIO_s_mem() );
+    print( bio );
+    char       *bytes  = nullptr;
+    long        length = BIO_get_mem_data( bio, &bytes );
+    std::string text( bytes, (size_t)length ), line;
+    BIO_free( bio );
+    for( char c : text )
+    {
+        if( c != '\n' )
+            line += c;
+        else if( !line.empty() && line.back() != ' ' )
+            line += ' ';
+    }
+    while( line.ends_with( ' ' ) )
+        line.pop_back();
+    return line;
+}
+
+// The alternative names one by one, since a name may hold what looks like another one. Empty when they cannot be read.
+std::vector<std::string> namesOf( X509_EXTENSION *extension )
+{
+    std::vector<std::string> names;
+    GENERAL_NAMES           *list = (GENERAL_NAMES *)X509V3_EXT_d2i( extension );
+    for( int index = 0; index < sk_GENERAL_NAME_num( list ); index++ )
+        names.push_back( printed( [&]( BIO *bio ) { GENERAL_NAME_print( bio, sk_GENERAL_NAME_value( list, index ) ); } ) );
+    GENERAL_NAMES_free( list );
+    return names;
 }
 
 // The extensions that are asked for, as OpenSSL prints them.
@@ -85,37 +120,47 @@ nlohmann::ordered_json extensionsOf( X509_REQ *req )
     for( int index = 0; index < sk_X509_EXTENSION_num( extensions ); index++ )
     {
         X509_EXTENSION *extension = sk_X509_EXTENSION_value( extensions, index );
-        BIO            *bio       = BIO_new( BIO_s_mem() );
         char            name[80];
-        if( X509V3_EXT_print( bio, extension, X509V3_EXT_DUMP_UNKNOWN, 0 ) != 1 )
-            BIO_puts( bio, "(unreadable)" );
-        char *text   = nullptr;
-        long  length = BIO_get_mem_data( bio, &text );
-        int   nid    = OBJ_obj2nid( X509_EXTENSION_get_object( extension ) );
+        int             nid = OBJ_obj2nid( X509_EXTENSION_get_object( extension ) );
         if( nid == NID_undef )
             OBJ_obj2txt( name, sizeof name, X509_EXTENSION_get_object( extension ), 1 );
-        list.push_back( { { "name", nid == NID_undef ? name : OBJ_nid2ln( nid ) }, { "critical", X509_EXTENSION_get_critical( extension ) == 1 },
-            { "value", std::string( text, (size_t)length ) } } );
-        BIO_free( bio );
+        nlohmann::ordered_json   entry{ { "name", nid == NID_undef ? name : OBJ_nid2ln( nid ) },
+              { "critical", X509_EXTENSION_get_critical( extension ) == 1 } };
+        std::vector<std::string> names = nid == NID_subject_alt_name ? namesOf( extension ) : std::vector<std::string>();
+        std::string              value = printed( [&]( BIO *bio ) { X509V3_EXT_print( bio, extension, X509V3_EXT_DUMP_UNKNOWN, 0 ); } );
+        entry["value"]                 = value.empty() ? "(unreadable)" : value;
+        if( !names.empty() )
+            entry["names"] = names;
+        list.push_back( entry );
     }
     sk_X509_EXTENSION_pop_free( extensions, X509_EXTENSION_free );
     ERR_clear_error();
     return list;
 }
 
+void printExtension( const nlohmann::ordered_json &extension )
+{
+    std::string start = "asks for   " + tool::printable( extension["name"].get<std::string>() ) + ( extension["critical"] ? " (critical): " : ": " );
+    if( !extension.contains( "names" ) )
+        return tool::print( start + tool::printable( extension["value"].get<std::string>() ) + "\n" );
+    for( const auto &each : extension["names"] )
+        tool::print( start + tool::printable( each.get<std::string>() ) + "\n" );
+}
+
 std::string verdict( bool good, const char *yes, const char *no ) { return good ? tool::green( yes ) : tool::red( no ); }
 
 int check( Options &options )
 {
+    tool::checkStandardInput( { options.file, options.key.value_or( "" ) } );
     pb::Ref<CRY_X509_CSR> csr  = readRequest( options.file );
     X509_REQ             *req  = cry___X509CsrPeekOpensslX509Req( csr.get() );
     EVP_PKEY             *pkey = X509_REQ_get0_pubkey( req );
     ERR_clear_error();
     bool        signedWell = pkey && X509_REQ_verify( req, pkey ) == 1, matches = true;
     std::string reason = signedWell ? "" : tool::opensslReasonInBrackets();
-    if( !options.key.empty() )
+    if( options.key )
     {
-        tool::Key key = tool::readPrivateKey( options.key, options.password );
+        tool::Key key = tool::readPrivateKey( *options.key, options.password );
         matches       = pkey && cryX509CsrCheckPrivateKey( csr.get(), key.privateKey.get() );
     }
     PB_STRING             *name       = cry___X509TryDecodeX509Name( X509_REQ_get_subject_name( req ) );
@@ -125,7 +170,7 @@ int check( Options &options )
     {
         nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "verdict", signedWell && matches ? "good" : "bad" },
             { "signature", signedWell ? "good" : "bad" } };
-        if( !options.key.empty() )
+        if( options.key )
             json["keyMatches"] = matches;
         json["subject"]    = subject;
         json["key"]        = tool::keyText( pkey );
@@ -135,10 +180,9 @@ int check( Options &options )
     }
     tool::print( "subject    " + tool::nameOrNone( subject ) + "\nkey        " + tool::printable( tool::keyText( pkey ) ) + "\n" );
     for( const auto &each : extensions )
-        tool::print( "asks for   " + tool::printable( each["name"].get<std::string>() ) + ( each["critical"] ? " (critical): " : ": " ) +
-            tool::printable( each["value"].get<std::string>() ) + "\n" );
+        printExtension( each );
     tool::print( "signature  " + verdict( signedWell, "good", "bad" ) + tool::printable( reason ) + "\n" );
-    if( !options.key.empty() )
+    if( options.key )
         tool::print( "key match  " + verdict( matches, "yes, the private key is the request's", "no, the private key is another one" ) + "\n" );
     return signedWell && matches ? tool::exitGood : tool::exitNegative;
 }

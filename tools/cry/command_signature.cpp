@@ -42,19 +42,12 @@ void print( const Options &options, const char *member, PB_BUFFER *bytes, nlohma
     }
 }
 
-// Two inputs cannot both come from standard input.
-void checkInputs( std::initializer_list<std::string> paths )
-{
-    if( std::count( paths.begin(), paths.end(), "-" ) > 1 )
-        throw tool::Unusable( "only one of the inputs can be standard input" );
-}
-
 // ---- make
 
 int make( Options &options )
 {
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
-    checkInputs( { options.key, options.file } );
+    tool::checkStandardInput( { options.key, options.file } );
     options.output.check();
     tool::Key   key = tool::readPrivateKey( options.key, options.password );
     tool::Trial trial( algorithm );
@@ -112,7 +105,7 @@ std::string hint( const tool::Key &key, PB_BUFFER *signature )
 int check( Options &options )
 {
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
-    checkInputs( { options.key, options.signature, options.file } );
+    tool::checkStandardInput( { options.key, options.signature, options.file } );
     tool::Key key = tool::readKey( options.key, options.password );
     tool::checkCanVerify( key, algorithm );
     pb::Ref<PB_BUFFER>         signature = readBytes( options.signature, options.form.form() );

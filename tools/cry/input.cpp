@@ -81,13 +81,6 @@ std::string quoted( char c )
     return text;
 }
 
-// A label for a message; what is no label can be of any length.
-std::string shown( std::string_view label )
-{
-    constexpr size_t most = 60;
-    return "'" + tool::printable( label.substr( 0, most ) ) + ( label.size() > most ? "...'" : "'" );
-}
-
 // What stands between BEGIN and END.
 struct Body
 {
@@ -135,14 +128,14 @@ void diagnose( std::string_view block, tool::Block &result )
         return say( result.line, "the BEGIN line does not end with -----" );
     result.label = label;
     if( !cryPemLabelOk( pb::adopt( pbStringCreateFromCstr( label.data(), (PB_INT)label.size() ) ).get() ) )
-        return say( result.line, shown( label ) + " is not a label" );
+        return say( result.line, tool::shown( label ) + " is not a label" );
     Body body;
     while( lines.next() && !lines.isLast() )
         body.add( lines.text, lines.number );
     if( !labelIn( lines.text, end, endLabel ) )
         return say( lines.number, "the END line does not end with -----" );
     if( label != endLabel )
-        return say( lines.number, "BEGIN says " + shown( label ) + " and END says " + shown( endLabel ) );
+        return say( lines.number, "BEGIN says " + tool::shown( label ) + " and END says " + tool::shown( endLabel ) );
     result.headers = body.headers;
     if( body.headers )
         return say( body.headers, "the block has header lines (as encrypted keys in the old form do), which are not read" );
@@ -166,12 +159,38 @@ std::string derReason( PB_BUFFER *buf )
 
 }
 
+void tool::OtherLabels::add( const std::string &label )
+{
+    if( labels.size() < othersNamed )
+        labels.insert( label.empty() ? "a block without label" : shown( label ) );
+}
+
+std::string tool::OtherLabels::list() const
+{
+    std::string list;
+    for( const std::string &each : labels )
+        list += ( list.empty() ? "" : ", " ) + each;
+    return list;
+}
+
+void tool::checkStandardInput( std::initializer_list<std::string> paths )
+{
+    if( std::count( paths.begin(), paths.end(), "-" ) > 1 )
+        throw Unusable( "only one of the inputs can be standard input" );
+}
+
+std::string tool::shown( std::string_view text )
+{
+    constexpr size_t most = 60;
+    return "'" + printable( text.substr( 0, most ) ) + ( text.size() > most ? "...'" : "'" );
+}
+
 PB_INT tool::number( const std::string &text, const std::string &what, PB_INT least, PB_INT most )
 {
     bool known = !text.empty() && text.size() <= 18 && text.find_first_not_of( "0123456789" ) == text.npos && ( text.size() == 1 || text[0] != '0' );
     PB_INT value = known ? std::stoll( text ) : 0;
     if( !known || value < least || value > most )
-        throw Unusable( what + ": '" + printable( text ) + "' is not a number from " + std::to_string( least ) + " to " + std::to_string( most ) );
+        throw Unusable( what + ": " + shown( text ) + " is not a number from " + std::to_string( least ) + " to " + std::to_string( most ) );
     return value;
 }
 
@@ -179,7 +198,7 @@ pb::Ref<PB_STRING> tool::given( const std::string &text, const std::string &opti
 {
     pb::Ref<PB_STRING> str = pb::adopt( pbStringTryCreateFromCstr( text.data(), (PB_INT)text.size() ) );
     if( !str || text.find( '\0' ) != text.npos )
-        throw Unusable( option + ": '" + printable( text ) + "' is not text in UTF-8" );
+        throw Unusable( option + ": " + shown( text ) + " is not text in UTF-8" );
     return str;
 }
 
@@ -310,7 +329,7 @@ std::vector<tool::Certificate> tool::readCertificates( const std::string &path )
         throw Unusable( name + ": is empty" );
 
     std::vector<Certificate> certificates;
-    std::set<std::string>    others;
+    OtherLabels              others;
     Blocks                   blocks( content.get() );
     Block                    block;
     while( blocks.next( block ) )
@@ -318,8 +337,7 @@ std::vector<tool::Certificate> tool::readCertificates( const std::string &path )
         // A file of a server often holds its key too.
         if( !isCertificate( block.label ) && ( block.pem || block.headers ) )
         {
-            if( others.size() < othersNamed )
-                others.insert( block.label.empty() ? "a block without label" : shown( block.label ) );
+            others.add( block.label );
             continue;
         }
         if( !block.pem )
@@ -331,12 +349,7 @@ std::vector<tool::Certificate> tool::readCertificates( const std::string &path )
         certificates.push_back( { certificate, path, block.line } );
     }
     if( certificates.empty() && !others.empty() )
-    {
-        std::string list;
-        for( const std::string &each : others )
-            list += ( list.empty() ? "" : ", " ) + each;
-        throw Unusable( name + ": holds no certificate, only " + list );
-    }
+        throw Unusable( name + ": holds no certificate, only " + others.list() );
     if( certificates.empty() )
     {
         if( startsWith( content.get(), "\xFF\xFE" ) || startsWith( content.get(), "\xFE\xFF" ) )

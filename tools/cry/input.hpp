@@ -6,6 +6,8 @@
 #include <pb/ref.hpp>
 #include <rfc/rfc_encapsulation.h>
 
+#include <initializer_list>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,6 +54,18 @@ private:
     RFC_ENCAPSULATION found;
 };
 
+// The labels of blocks that a command has no use for, as a message names them: each once, and not all of very many.
+class OtherLabels
+{
+public:
+    void        add( const std::string &label );
+    bool        empty() const { return labels.empty(); }
+    std::string list() const;
+
+private:
+    std::set<std::string> labels;
+};
+
 // A certificate, and where it stood.
 struct Certificate
 {
@@ -65,6 +79,12 @@ std::vector<Certificate> readCertificates( const std::string &path );
 
 // The certificate in a block; when there is none, `problem` says why.
 pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
+
+// Throws Unusable when more than one of these is standard input.
+void checkStandardInput( std::initializer_list<std::string> paths );
+
+// Text of any length for a message: printable, and cut off when it is long.
+std::string shown( std::string_view text );
 
 // A decimal number that was given; throws Unusable, naming `what` it is, when it is none or out of range.
 PB_INT number( const std::string &text, const std::string &what, PB_INT least, PB_INT most );

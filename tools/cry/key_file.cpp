@@ -17,7 +17,6 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
-#include <set>
 #include <vector>
 
 namespace
@@ -175,8 +174,7 @@ private:
         while( blocks.next( block ) )
         {
             anyBlock = true;
-            if( !block.label.empty() && others.size() < 5 )
-                others.insert( tool::printable( block.label.substr( 0, 60 ) ) );
+            others.add( block.label );
             if( !block.pem && block.label.empty() )
                 fail( block.problemLine, block.problem );
             if( !isPrivate( block.label ) )
@@ -294,13 +292,10 @@ private:
 
     std::string whatElse() const
     {
-        std::string list;
-        for( const std::string &each : others )
-            list += ( list.empty() ? ", only " : ", " ) + each;
-        if( list == ", only RSA PUBLIC KEY" )
-            list += "; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY";
-        if( !list.empty() )
-            return list;
+        if( others.list() == "'RSA PUBLIC KEY'" )
+            return ", only an RSA PUBLIC KEY; 'openssl rsa -RSAPublicKey_in -pubout' turns it into a PUBLIC KEY";
+        if( !others.empty() )
+            return ", only " + others.list();
         return anyBlock ? "" : "; it is neither PEM text nor DER of one";
     }
 
@@ -322,7 +317,7 @@ private:
     tool::PasswordOptions &password;
     pb::Ref<PB_BUFFER>     content;
     bool                   anyBlock = false;
-    std::set<std::string>  others; // labels that were seen
+    tool::OtherLabels      others;
 };
 
 Ptr<EVP_MD> digest( CRY_HASH_ALGORITHM algorithm )

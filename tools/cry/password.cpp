@@ -154,35 +154,40 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
 {
     if( known )
         return known;
-    int number = descriptor.empty() ? -1 : (int)tool::number( descriptor, descriptorName, 0, 65535 );
-    if( path == "-" && ( number == STDIN_FILENO || file == "-" ) )
+    int number = descriptor ? (int)tool::number( *descriptor, descriptorName, 0, 65535 ) : -1;
+    if( path == "-" && ( number == STDIN_FILENO || ( file && *file == "-" ) ) )
         throw Unusable( "standard input cannot give both a file and its password" );
     if( number >= 0 )
         known = readLine( number, "descriptor " + std::to_string( number ) );
-    else if( file == "-" )
-        known = readLine( STDIN_FILENO, nameOf( file ) );
-    else if( file.empty() )
+    else if( file && *file == "-" )
+        known = readLine( STDIN_FILENO, nameOf( *file ) );
+    else if( !file )
         known = ask( "Password for " + nameOf( path ) + ": ",
             nameOf( path ) + ": is protected by a password, and there is no terminal to ask for it; give " + fileName + " or " + descriptorName );
     else
     {
-        Descriptor opened{ open( file.c_str(), O_RDONLY | O_CLOEXEC ) };
+        Descriptor opened{ open( file->c_str(), O_RDONLY | O_CLOEXEC ) };
         if( opened.number < 0 )
-            throw Unusable( nameOf( file ) + ": " + std::strerror( errno ) );
-        warnIfOthersCanRead( file, "the password" );
-        known = readLine( opened.number, nameOf( file ) );
+            throw Unusable( nameOf( *file ) + ": " + std::strerror( errno ) );
+        warnIfOthersCanRead( *file, "the password" );
+        known = readLine( opened.number, nameOf( *file ) );
     }
     return known;
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
 {
+    pb::Ref<PB_BUFFER> password;
     if( given() )
-        return get( path );
-    std::string        otherwise = nameOf( path ) + ": there is no terminal to ask for its new password; give " + fileName + " or " + descriptorName;
-    pb::Ref<PB_BUFFER> first     = ask( "New password for " + nameOf( path ) + ": ", otherwise );
-    pb::Ref<PB_BUFFER> second    = ask( "Once more: ", otherwise );
-    if( !pbBufferEquals( first.get(), second.get() ) )
-        throw Unusable( "the two passwords differ; nothing was written" );
-    return first;
+        password = get( path );
+    else
+    {
+        std::string otherwise = nameOf( path ) + ": there is no terminal to ask for its new password; give " + fileName + " or " + descriptorName;
+        password              = ask( "New password for " + nameOf( path ) + ": ", otherwise );
+        if( !pbBufferEquals( password.get(), ask( "Once more: ", otherwise ).get() ) )
+            throw Unusable( "the two passwords differ; nothing was written" );
+    }
+    if( !pbBufferLength( password.get() ) )
+        throw Unusable( "the new password is empty, which protects nothing; nothing was written" );
+    return password;
 }

@@ -5,6 +5,7 @@
 #include <pb/pb_buffer.h>
 #include <pb/ref.hpp>
 
+#include <optional>
 #include <string>
 
 namespace tool
@@ -13,16 +14,16 @@ namespace tool
 // The options --password-file and --password-fd of a command.
 struct PasswordOptions
 {
-    std::string file, descriptor;
+    std::optional<std::string> file, descriptor;
 
     // `prefix` stands before the options' names, as in --key-password-file.
     void addTo( CLI::App &command, const std::string &what, const std::string &prefix = "" );
-    bool given() const { return !descriptor.empty() || !file.empty(); }
+    bool given() const { return file || descriptor; }
 
     // The password for a file, sensitive: the first line of what the options name, else what is typed at the terminal without being shown. Throws Unusable when there
     // is no way to get one. The second time it is the same.
     pb::Ref<PB_BUFFER> get( const std::string &path );
-    // The same of a file that is to be made; what is typed is asked for twice.
+    // The same of a file that is to be made; what is typed is asked for twice. Throws Unusable for an empty one, too.
     pb::Ref<PB_BUFFER> getNew( const std::string &path );
 
 private:

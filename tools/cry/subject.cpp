@@ -42,7 +42,7 @@ tool::Subject::Subject( SubjectOptions &options )
     {
         domain = given( *options.domain, "--domain" );
         if( PB_STRING *problem = in___DnsIdnaDomainNameProblem( domain.get() ) )
-            throw Unusable( "--domain: '" + printable( *options.domain ) + "' is no domain name: " + take( problem ) );
+            throw Unusable( "--domain: " + shown( *options.domain ) + " is no domain name: " + take( problem ) );
         if( !options.commonName )
             checkCommonName( domain.get(), "--domain", "; --common-name gives another one" );
     }
