@@ -92,7 +92,7 @@ else
 fi
 
 # CMake.
-if cmake -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$(cache CMAKE_CXX_COMPILER)" \
+if cmake -G Ninja -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$(cache CMAKE_CXX_COMPILER)" \
     -DEXAMPLE="$root/examples/hash.c" -DWANTED_VERSION="$major.0" > "$work/log" 2>&1 && cmake --build "$work/consumer" >> "$work/log" 2>&1; then
     # CMake leaves the path of the libraries in programs that it has not installed, so that they run as they are.
     output=$("$work/consumer/hash" abc)
@@ -103,7 +103,7 @@ else
     tail -30 "$work/log"
     fail "the project that uses find_package( cry ) does not build"
 fi
-if cmake -S "$here/consumer" -B "$work/refused" -DCMAKE_PREFIX_PATH="$prefix" -DWANTED_VERSION="$((major + 1)).0" > "$work/log" 2>&1; then
+if cmake -G Ninja -S "$here/consumer" -B "$work/refused" -DCMAKE_PREFIX_PATH="$prefix" -DWANTED_VERSION="$((major + 1)).0" > "$work/log" 2>&1; then
     fail "find_package( cry $((major + 1)).0 ) takes version $version"
 elif ! grep -q 'considered but not accepted' "$work/log"; then
     cat "$work/log"
