@@ -967,6 +967,10 @@ class Output(KeysTest):
         return [
             (["random", "100"], True),
             (["random", "100", "--base64"], True),
+            (["uuid", "--count", "3"], False),
+            (["uuid", "--json"], False),
+            (["hmac", "--key-hex", "00", data], False),
+            (["hmac", "--key-hex", "00", data, "--json"], False),
             (["key", "generate", "ec", "P-256"], True),
             (["key", "generate", "ec", "P-256", "--json"], True),
             (["key", "public", keys / "rsa"], False),
@@ -999,7 +1003,7 @@ class Output(KeysTest):
 
     def test_ResultIsThatOfStandardOutput(self):
         for arguments, isSecret in self.makers():
-            if not isSecret and arguments[:2] != ["signature", "make"]:
+            if not isSecret and arguments[0] != "uuid" and arguments[:2] != ["signature", "make"]:
                 path = self.folder() / "out"
                 self.assertEqual(self.assertDone(run(*arguments, "--out", path)).out, b"")
                 self.assertEqual(path.read_bytes(), run(*arguments).out)

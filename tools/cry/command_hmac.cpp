@@ -1,6 +1,7 @@
 #include "algorithm.hpp"
 #include "command.hpp"
 #include "input.hpp"
+#include "output.hpp"
 #include "stream.hpp"
 #include "terminal.hpp"
 
@@ -16,6 +17,7 @@ struct Options
     std::string                algorithm = "sha256", keyFile;
     std::optional<std::string> keyHex;
     std::vector<std::string>   files;
+    tool::Output               output;
     bool                       json = false;
 };
 
@@ -64,7 +66,10 @@ int hmac( Options options )
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
     if( options.keyFile.empty() && !options.keyHex )
         throw tool::Unusable( "the key is missing: --key-file or --key-hex gives it" );
+    options.output.check();
     pb::Ref<PB_BUFFER> key = keyOf( options );
+    std::string        lines; // what goes to a file, which is written at once
+    auto               say = [&]( const std::string &text ) { options.output.toFile() ? (void)( lines += text ) : tool::print( text ); };
     if( options.files.empty() )
         options.files.push_back( "-" );
     nlohmann::ordered_json files      = nlohmann::ordered_json::array();
@@ -79,7 +84,7 @@ int hmac( Options options )
             if( options.json )
                 files.push_back( { { "file", file }, { "mac", mac } } );
             else
-                tool::print( tool::listLine( mac, file ) );
+                say( tool::listLine( mac, file ) );
         }
         catch( const tool::Unusable &problem )
         {
@@ -89,7 +94,9 @@ int hmac( Options options )
         }
     }
     if( options.json )
-        tool::printJson( { { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) }, { "files", files } } );
+        say( tool::jsonText( { { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) }, { "files", files } } ) );
+    if( options.output.toFile() )
+        options.output.write( lines );
     return unreadable ? tool::exitUnusable : tool::exitGood;
 }
 
@@ -113,6 +120,7 @@ void tool::addHmac( CLI::App &app, int &exit )
         ->type_name( "DIGITS" )
         ->transform( tool::plain )
         ->excludes( keyFile );
+    options->output.addTo( *command, "the result" );
     command->add_flag( "--json", options->json, "print the result as JSON" );
     command->footer( "Prints lines as 'cry hash' does.\nExit: 0 done; 2 wrong use, or a file that cannot be read." );
     command->callback( [options, &exit] { exit = hmac( *options ); } );

@@ -1,5 +1,6 @@
 #include "command.hpp"
 #include "input.hpp"
+#include "output.hpp"
 #include "terminal.hpp"
 
 #include <cctype>
@@ -14,6 +15,7 @@ struct Options
 {
     std::string                count = "1";
     std::optional<std::string> nameSpace, name, parse;
+    tool::Output               output;
     bool                       uppercase = false, lowLine = false, curlyBrackets = false, apostrophes = false, quotationMarks = false, json = false;
 
     PB_INT flags() const
@@ -126,17 +128,18 @@ int uuid( const Options &options )
     if( options.parse )
         return parse( options );
     PB_INT                 count = tool::number( options.count, "--count", 1, 1000000 );
-    nlohmann::ordered_json list  = nlohmann::ordered_json::array();
+    std::string            text;
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    options.output.check();
     for( PB_INT index = 0; index < count; index++ )
     {
-        std::string text = textOf( create( options ).get(), options.flags() );
+        std::string each = textOf( create( options ).get(), options.flags() );
         if( options.json )
-            list.push_back( text );
+            list.push_back( each );
         else
-            tool::print( text + "\n" );
+            text += each + "\n";
     }
-    if( options.json )
-        tool::printJson( { { "format", 1 }, { "uuids", list } } );
+    options.output.write( options.json ? tool::jsonText( { { "format", 1 }, { "uuids", list } } ) : text );
     return tool::exitGood;
 }
 
@@ -161,6 +164,8 @@ void tool::addUuid( CLI::App &app, int &exit )
     command->add_flag( "--curly-brackets", options->curlyBrackets, "between curly brackets" );
     command->add_flag( "--apostrophes", options->apostrophes, "between apostrophes" );
     command->add_flag( "--quotation-marks", options->quotationMarks, "between quotation marks" );
+    options->output.addTo( *command, "them" );
+    command->get_option( "--out" )->excludes( text );
     command->add_flag( "--json", options->json, "print the result as JSON" );
     command->footer( "Without --namespace and --parse the UUIDs are random.\nExit: 0 done; 1 the text is no UUID; 2 wrong use." );
     command->callback( [options, &exit] { exit = uuid( *options ); } );

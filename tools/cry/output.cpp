@@ -57,6 +57,11 @@ void tool::Output::write( PB_BUFFER *content, Secrecy secrecy ) const
         throw Unusable( nameOf( *path ) + ": " + std::strerror( problem ) );
 }
 
+void tool::Output::write( const std::string &text ) const
+{
+    write( pb::adopt( pbBufferCreateFromBytes( text.data(), (PB_INT)text.size() ) ).get(), Secrecy::open );
+}
+
 void tool::FormOptions::addTo( CLI::App &command, const std::string &what )
 {
     CLI::Option *asHex = command.add_flag( "--hex", hex, what + " hexadecimal digits" );

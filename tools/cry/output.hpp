@@ -30,6 +30,8 @@ struct Output
     void check() const;
     // Throws Unusable when it cannot be written, and then nothing has changed.
     void write( PB_BUFFER *content, Secrecy secrecy ) const;
+    // The same of text for everybody.
+    void write( const std::string &text ) const;
 };
 
 // How bytes are written: as they are, or as text.

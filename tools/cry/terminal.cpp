@@ -99,11 +99,13 @@ void tool::printSecret( PB_BUFFER *content )
     }
 }
 
-void tool::printJson( const nlohmann::ordered_json &json )
+std::string tool::jsonText( const nlohmann::ordered_json &json )
 {
     // A file name need not be UTF-8. Text in ASCII cannot play with the terminal.
-    print( json.dump( 2, ' ', true, nlohmann::ordered_json::error_handler_t::replace ) + "\n" );
+    return json.dump( 2, ' ', true, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
 }
+
+void tool::printJson( const nlohmann::ordered_json &json ) { print( jsonText( json ) ); }
 
 void tool::complain( std::string_view text )
 {

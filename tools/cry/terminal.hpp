@@ -25,8 +25,9 @@ std::string printable( std::string_view text );
 std::string lowerCase( std::string text );
 
 // Writes to standard output. JSON comes indented, with a line end.
-void print( std::string_view text );
-void printJson( const nlohmann::ordered_json &json );
+void        print( std::string_view text );
+std::string jsonText( const nlohmann::ordered_json &json );
+void        printJson( const nlohmann::ordered_json &json );
 
 // Writes to standard output without a copy that stays in memory.
 void printSecret( PB_BUFFER *content );
