@@ -12,7 +12,6 @@ import signal
 import ssl
 import stat
 import subprocess
-import tempfile
 import time
 import unittest
 from pathlib import Path
@@ -109,25 +108,6 @@ def text_of(name):
 
 
 class IdentityTest(tool.ToolTest):
-    def private(self, name, content):
-        """A file that its owner only can read."""
-        path = self.write(name, content)
-        path.chmod(0o600)
-        return path
-
-    def folder(self):
-        """A new folder for this test."""
-        folder = tempfile.TemporaryDirectory(dir=scratch)
-        self.addCleanup(folder.cleanup)
-        return Path(folder.name)
-
-    def taken(self, folder):
-        return sorted(os.listdir(folder))
-
-    def assertDone(self, result, code=0):
-        self.assertEqual((result.code, result.message), (code, ""), result.out[-500:])
-        return result
-
     # ---- what is made here
 
     def certificate(self, *arguments, key="ec", **keywords):

@@ -11,14 +11,11 @@ import pty
 import random
 import re
 import resource
-import select
 import shutil
 import signal
 import stat
 import subprocess
 import sys
-import tempfile
-import termios
 import threading
 import time
 import unittest
@@ -74,22 +71,6 @@ def setUpModule():
 
 
 class KeysTest(tool.ToolTest):
-    def private(self, name, content):
-        """A file that its owner only can read."""
-        path = self.write(name, content)
-        path.chmod(0o600)
-        return path
-
-    def folder(self):
-        """A new folder for this test."""
-        folder = tempfile.TemporaryDirectory(dir=scratch)
-        self.addCleanup(folder.cleanup)
-        return Path(folder.name)
-
-    def assertDone(self, result, code=0):
-        self.assertEqual((result.code, result.message), (code, ""), result.out[-500:])
-        return result
-
     def sign(self, key, *more, digest="sha256", what=DATA):
         return self.assertDone(run("signature", "make", "--key", key, "--algorithm", digest, *more, stdin=what)).out
 
@@ -977,9 +958,6 @@ class Output(KeysTest):
             (["signature", "make", "--key", keys / "P-256", data], False),
             (["signature", "convert", "--curve", "P-256", "--to", "raw", self.write("a.der", Convert.der(5, 7))], False),
         ]
-
-    def taken(self, folder):
-        return sorted(os.listdir(folder))
 
     def test_ModesAreThoseOfTheUmaskOrTheOwnersOnly(self):
         for mask in (0o000, 0o022, 0o027, 0o077, 0o177):

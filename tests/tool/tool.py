@@ -173,6 +173,25 @@ class ToolTest(unittest.TestCase):
         path.write_bytes(content.encode() if isinstance(content, str) else content)
         return path
 
+    def private(self, name, content):
+        """A file that its owner only can read."""
+        path = self.write(name, content)
+        path.chmod(0o600)
+        return path
+
+    def folder(self):
+        """A new folder for this test."""
+        folder = tempfile.TemporaryDirectory(dir=self.scratch)
+        self.addCleanup(folder.cleanup)
+        return Path(folder.name)
+
+    def taken(self, folder):
+        return sorted(os.listdir(folder))
+
+    def assertDone(self, result, code=0):
+        self.assertEqual((result.code, result.message), (code, ""), result.out[-500:])
+        return result
+
     def assertUnusable(self, result, *parts):
         """Nothing but one message that begins with the first part and has the others."""
         self.assertEqual((result.code, result.out), (2, b""), result.message)

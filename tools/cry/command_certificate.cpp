@@ -31,8 +31,7 @@ int generate( Options &options )
         throw tool::Unusable(
             "no certificate can be made of this" + tool::opensslReasonInBrackets() + "; the validity must end before the year 10000" );
     pb::Ref<PB_BUFFER> text = tool::pemText( pb::adopt( cryX509CertificatePem( certificate.get() ) ).get() );
-    if( options.output.toFile() || !options.json )
-        options.output.write( text.get(), tool::Secrecy::open );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
     {
         nlohmann::ordered_json json{ { "format", 1 } };

@@ -99,8 +99,7 @@ int generate( Options &options )
         throw tool::Unusable( "OpenSSL cannot make such a key" + tool::opensslReasonInBrackets() );
     pb::Ref<CRY_PEM>   pem  = pb::adopt( cryPkeyPrivatePem( key.get() ) );
     pb::Ref<PB_BUFFER> text = tool::pemText( pem.get() );
-    if( options.output.toFile() || !options.json )
-        options.output.write( text.get(), tool::Secrecy::secret );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::secret );
     if( options.json )
     {
         pb::Ref<CRY_PKEY_PUBLIC> pub = pb::adopt( cryPkeyPrivatePublicKey( key.get() ) );
@@ -127,8 +126,7 @@ int publicKey( Options &options )
     tool::Key          key  = tool::readKey( options.file, options.password );
     pb::Ref<CRY_PEM>   pem  = pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) );
     pb::Ref<PB_BUFFER> text = tool::pemText( pem.get() );
-    if( options.output.toFile() || !options.json )
-        options.output.write( text.get(), tool::Secrecy::open );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
     {
         nlohmann::ordered_json json{ { "format", 1 } };

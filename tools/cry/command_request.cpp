@@ -36,8 +36,7 @@ int generate( Options &options )
     if( !csr )
         throw tool::Unusable( "no request can be made of this" + tool::opensslReasonInBrackets() );
     pb::Ref<PB_BUFFER> text = tool::pemText( pb::adopt( cryX509CsrPem( csr.get() ) ).get() );
-    if( options.output.toFile() || !options.json )
-        options.output.write( text.get(), tool::Secrecy::open );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
         tool::printJson( { { "format", 1 }, { "request", tool::textOf( text.get() ) } } );
     return tool::exitGood;

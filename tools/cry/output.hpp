@@ -30,6 +30,12 @@ struct Output
     void check() const;
     // Throws Unusable when it cannot be written, and then nothing has changed.
     void write( PB_BUFFER *content, Secrecy secrecy ) const;
+    // The same where there is JSON, too: standard output is for that then.
+    void writeBeside( bool json, PB_BUFFER *content, Secrecy secrecy ) const
+    {
+        if( toFile() || !json )
+            write( content, secrecy );
+    }
     // The same of text for everybody.
     void write( const std::string &text ) const;
 };

@@ -6,7 +6,6 @@
 #include "pkey/cry_pkey_pkcs8.hpp"
 #include "pkey/cry_pkey_private.hpp"
 
-#include <openssl/err.h>
 #include <openssl/objects.h>
 
 // A generator knows its curve; making one costs as much as a key.

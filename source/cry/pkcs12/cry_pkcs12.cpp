@@ -47,17 +47,15 @@ namespace
 // Zero-terminated; what stands behind a U+0000 does not count.
 const char *passwordText( PB_STRING *password ) { return password ? pbStringPeekUtf8( password, nullptr ) : nullptr; }
 
-void say( PB_STRING **diagnostics, PB_STRING *text )
+void say( PB_STRING **diagnostics, const char *text )
 {
-    pb::Ref<PB_STRING> said = pb::adopt( text );
     if( diagnostics )
-        pb::assign( *diagnostics, said.get() );
+        pb::assign( *diagnostics, pb::adopt( pbStringCreateFromCstr( text, -1 ) ).get() );
 }
 
-// Fails with a text.
 CRY_PKCS12 *fail( PB_STRING **diagnostics, const char *text )
 {
-    say( diagnostics, pbStringCreateFromCstr( text, -1 ) );
+    say( diagnostics, text );
     return nullptr;
 }
 
@@ -68,8 +66,8 @@ CRY_PKCS12 *failParsing( PB_STRING **diagnostics, int32_t *code )
         *code = (int32_t)error;
     char text[256];
     ERR_error_string_n( error, text, sizeof text );
-    say( diagnostics, pbStringCreateFromFormatCstr( "PKCS12_parse() failed: %lc", -1, text ) );
-    return nullptr;
+    pb::Ref<PB_STRING> whole = pb::adopt( pbStringCreateFromFormatCstr( "PKCS12_parse() failed: %lc", -1, text ) );
+    return fail( diagnostics, pbStringPeekUtf8( whole.get(), nullptr ) );
 }
 
 // A file in a context where old algorithms are, too, which the process's own need not know.
@@ -109,7 +107,7 @@ CRY_PKCS12 *build( cry::pkcs12::Contents &contents, PB_STRING **diagnostics )
     }
     // That the list is empty in the end is told as if it were a failure; that is intended, and the object is returned all the same.
     if( listed )
-        fail( diagnostics, "sk_X509_pop() failed" );
+        say( diagnostics, "sk_X509_pop() failed" );
     CRY_PKCS12 *pkcs12   = pb::create<CRY_PKCS12>();
     pkcs12->privateKey   = key.take();
     pkcs12->certificate  = certificate.take();

@@ -4,7 +4,6 @@
 #include "pkey/cry_pkey_private.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
-#include <cry/internal/cry_pkey_private.h>
 #include <pb/pb_mem.h>
 
 PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
