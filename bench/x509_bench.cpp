@@ -4,7 +4,9 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 
 #include <fstream>

@@ -1,12 +1,12 @@
-# family_package( NAME HEADERS DEPENDS ): installs one library with its headers, a pkg-config file and its part of the CMake package.
+# libraries_package( NAME HEADERS DEPENDS ): installs one library with its headers, a pkg-config file and its part of the CMake package.
 
 include( CMakePackageConfigHelpers )
 
-function( family_package NAME HEADERS DEPENDS )
+function( libraries_package NAME HEADERS DEPENDS )
     install( TARGETS ${NAME} EXPORT cryTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} )
     install( DIRECTORY ${CMAKE_SOURCE_DIR}/include/${HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h PATTERN *.hpp )
 
-    list( TRANSFORM DEPENDS PREPEND "cry-family-" OUTPUT_VARIABLE requires )
+    list( TRANSFORM DEPENDS PREPEND "cry-libraries-" OUTPUT_VARIABLE requires )
     list( JOIN requires " " requires )
     set( PC_NAME ${NAME} )
     set( PC_REQUIRES ${requires} )
@@ -20,8 +20,8 @@ function( family_package NAME HEADERS DEPENDS )
             set( PC_${kind} "${CMAKE_INSTALL_${kind}}" )
         endif()
     endforeach()
-    configure_file( ${CMAKE_SOURCE_DIR}/cmake/family.pc.in ${CMAKE_BINARY_DIR}/cry-family-${NAME}.pc @ONLY )
-    install( FILES ${CMAKE_BINARY_DIR}/cry-family-${NAME}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
+    configure_file( ${CMAKE_SOURCE_DIR}/cmake/library.pc.in ${CMAKE_BINARY_DIR}/cry-libraries-${NAME}.pc @ONLY )
+    install( FILES ${CMAKE_BINARY_DIR}/cry-libraries-${NAME}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig )
 endfunction()
 
 install( EXPORT cryTargets NAMESPACE cry:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cry )

@@ -1,4 +1,4 @@
-// Requests: those load that plain OpenSSL loads, with the canonical text that it writes, with the lean context and without it; they come back
+// Requests: those load that plain OpenSSL loads, with the canonical text that it writes, with the key-decoding context and without it; they come back
 // from their stores, and their public keys are those that OpenSSL reads of what it writes.
 #include <cry/internal/cry_x509_csr.h>
 #include <openssl_module/internal/openssl_module.h>
@@ -106,9 +106,9 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     start();
     pb::Ref<CRY_PEM> pem   = pemOf( { (const char *)bytes, size } );
     Plain            plain = plainOf( pem );
-    for( PB_BOOL lean : { PB_TRUE, PB_FALSE } )
+    for( PB_BOOL fast : { PB_TRUE, PB_FALSE } )
     {
-        openssl___SetLeanContextUsed( lean );
+        openssl___SetKeyDecodingContextUsed( fast );
         check( pb::adopt( cryX509CsrTryCreateFromPem( pem.get() ) ), plain );
     }
     ERR_clear_error();

@@ -1,4 +1,4 @@
-// Keys: with the lean context and without it the same keys load, with the same canonical text and of the same kind, and the text of a public key is what
+// Keys: with the key-decoding context and without it the same keys load, with the same canonical text and of the same kind, and the text of a public key is what
 // plain OpenSSL reads and writes.
 #include <openssl_module/internal/openssl_module.h>
 
@@ -69,9 +69,9 @@ struct Loaded
     bool operator==( const Loaded &other ) const { return priv == other.priv && half == other.half && pub == other.pub; }
 };
 
-Loaded load( const pb::Ref<CRY_PEM> &pem, PB_BOOL lean )
+Loaded load( const pb::Ref<CRY_PEM> &pem, PB_BOOL fast )
 {
-    openssl___SetLeanContextUsed( lean );
+    openssl___SetKeyDecodingContextUsed( fast );
     Loaded                    loaded;
     pb::Ref<CRY_PKEY_PRIVATE> priv = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
     loaded.priv                    = seenOf( priv );
@@ -108,9 +108,9 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
 {
     start();
     pb::Ref<CRY_PEM> pem  = pemOf( { (const char *)bytes, size } );
-    Loaded           lean = load( pem, PB_TRUE );
-    FUZZ_CHECK( lean == load( pem, PB_FALSE ) );
-    FUZZ_CHECK( cryPemEquals( lean.pub.pem.get(), plainPublic( pem ).get() ) );
+    Loaded           fast = load( pem, PB_TRUE );
+    FUZZ_CHECK( fast == load( pem, PB_FALSE ) );
+    FUZZ_CHECK( cryPemEquals( fast.pub.pem.get(), plainPublic( pem ).get() ) );
     ERR_clear_error();
     return 0;
 }

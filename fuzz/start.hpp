@@ -1,4 +1,4 @@
-// What every fuzzer needs: the started family, checks, and short ways to values.
+// What every fuzzer needs: the started family, checks, and fast paths to values.
 #pragma once
 
 #include <bn/bn.h>

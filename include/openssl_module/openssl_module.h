@@ -11,10 +11,10 @@ PB_BEGIN_DECLS
 PB_EXPORT const PB_MODULE *opensslModule( void );
 /* opensslVersion: what libcrypto says of its version, a new string. */
 PB_EXPORT PB_STRING *opensslVersion( void );
-/* opensslLeanContextUsed: whether the lean context passed its self-check at the start and is used; otherwise everything goes through the default context. */
-PB_EXPORT PB_BOOL opensslLeanContextUsed( void );
-/* opensslLeanContextState: the same in words, with the reason when it is not used; a new string. */
-PB_EXPORT PB_STRING *opensslLeanContextState( void );
+/* opensslKeyDecodingContextUsed: whether the key-decoding context passed its self-check at the start and is used; otherwise everything goes through the default context. */
+PB_EXPORT PB_BOOL opensslKeyDecodingContextUsed( void );
+/* opensslKeyDecodingContextState: the same in words, with the reason when it is not used; a new string. */
+PB_EXPORT PB_STRING *opensslKeyDecodingContextState( void );
 
 PB_END_DECLS
 

@@ -54,9 +54,9 @@ inline bool takePositive( Bytes &rest )
     return !number.empty() && number[0] < 0x80 && ( number[0] != 0 || ( number.size() > 1 && number[1] >= 0x80 ) );
 }
 
-// Whether an AlgorithmIdentifier is one that the lean context knows: rsaEncryption with a NULL, or id-ecPublicKey with a named curve other than SM2, whose
+// Whether an AlgorithmIdentifier is one that the key-decoding context knows: rsaEncryption with a NULL, or id-ecPublicKey with a named curve other than SM2, whose
 // keys carry the same identifier and would silently load as another kind.
-inline bool isShortAlgorithm( Bytes algorithm )
+inline bool isFastPathAlgorithm( Bytes algorithm )
 {
     static constexpr PB_BYTE rsaEncryption[] = { 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01 };
     static constexpr PB_BYTE ecPublicKey[]   = { 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01 };
@@ -71,14 +71,14 @@ inline bool isShortAlgorithm( Bytes algorithm )
     return !curve.empty() && algorithm.empty() && curve != Bytes( sm2, sizeof sm2 );
 }
 
-inline bool isShortPublicKey( Bytes spki )
+inline bool isFastPathPublicKey( Bytes spki )
 {
     Bytes content   = take( spki, tagSequence );
     Bytes algorithm = take( content, tagSequence );
-    return spki.empty() && isShortAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
+    return spki.empty() && isFastPathAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
 }
 
-// Whether a public key that takes the short way is what OpenSSL writes of it: DER throughout, an EC point uncompressed.
+// Whether a public key that takes the fast path is what OpenSSL writes of it: DER throughout, an EC point uncompressed.
 inline bool isCanonicalPublicKey( Bytes spki )
 {
     Bytes content   = takeMinimal( spki, tagSequence );
@@ -97,17 +97,17 @@ inline bool isCanonicalPublicKey( Bytes spki )
     return algorithm.empty() && key[0] == uncompressedPoint;
 }
 
-inline bool isShortPrivateKey( Bytes info )
+inline bool isFastPathPrivateKey( Bytes info )
 {
     Bytes content   = take( info, tagSequence );
     Bytes version   = take( content, tagInteger );
     Bytes algorithm = take( content, tagSequence );
-    return info.empty() && version.size() == 1 && version[0] == 0 && isShortAlgorithm( algorithm ) && !take( content, tagOctetString ).empty() &&
+    return info.empty() && version.size() == 1 && version[0] == 0 && isFastPathAlgorithm( algorithm ) && !take( content, tagOctetString ).empty() &&
         content.empty();
 }
 
 // Bytes behind the certificate are allowed.
-inline bool isShortCertificate( Bytes der )
+inline bool isFastPathCertificate( Bytes der )
 {
     Bytes certificate = take( der, tagSequence );
     Bytes tbs         = take( certificate, tagSequence );
@@ -123,7 +123,7 @@ inline bool isShortCertificate( Bytes der )
     }
     Bytes spki    = tbs;
     Bytes content = take( tbs, tagSequence );
-    return !content.empty() && isShortPublicKey( spki.substr( 0, spki.size() - tbs.size() ) );
+    return !content.empty() && isFastPathPublicKey( spki.substr( 0, spki.size() - tbs.size() ) );
 }
 
 }

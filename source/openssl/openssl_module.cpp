@@ -13,7 +13,7 @@
 #include <string>
 
 #include "openssl_der.hpp"
-#include "openssl_lean.hpp"
+#include "openssl_key_decoding.hpp"
 
 namespace
 {
@@ -25,9 +25,9 @@ struct Process
     std::map<std::string, EVP_MD *>      digests;
     std::map<std::string, EVP_CIPHER *>  ciphers;
     std::map<std::string, EVP_MAC_CTX *> hmacs;
-    OSSL_LIB_CTX                        *lean    = nullptr;
-    OSSL_LIB_CTX                        *legacy  = nullptr;
-    const char                          *problem = nullptr; // why the lean context is not used
+    OSSL_LIB_CTX                        *keyDecoding = nullptr;
+    OSSL_LIB_CTX                        *legacy      = nullptr;
+    const char                          *problem     = nullptr; // why the key-decoding context is not used
 };
 
 Process &process()
@@ -36,8 +36,8 @@ Process &process()
     return *only;
 }
 
-// What the short ways look at: null while they are not to be used.
-constinit std::atomic<OSSL_LIB_CTX *> leanInUse{ nullptr };
+// What the fast paths look at: null while they are not to be used.
+constinit std::atomic<OSSL_LIB_CTX *> keyDecodingInUse{ nullptr };
 
 void startProcess()
 {
@@ -45,12 +45,12 @@ void startProcess()
     OPENSSL_init_crypto( OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_ATEXIT, nullptr );
     Process &own = process();
     ERR_set_mark();
-    own.lean = openssl::createLeanContext( &own.problem );
-    if( own.lean )
-        own.problem = openssl::selfCheck( own.lean );
+    own.keyDecoding = openssl::createKeyDecodingContext( &own.problem );
+    if( own.keyDecoding )
+        own.problem = openssl::selfCheck( own.keyDecoding );
     ERR_pop_to_mark();
     if( !own.problem )
-        leanInUse.store( own.lean, std::memory_order_release );
+        keyDecodingInUse.store( own.keyDecoding, std::memory_order_release );
 }
 
 // What is kept under a name, made at the first call. What libcrypto does not have is asked for again, and its errors are not kept.
@@ -101,15 +101,15 @@ PB_BOOL startup()
 
 openssl::Bytes view( const PB_BYTE *der, PB_INT length ) { return { der, (size_t)length }; }
 
-// Runs a short way; the errors of a detour are taken back.
+// Runs a fast path; the errors of a detour are taken back.
 template<class Parse>
-auto tryShort( bool suitable, Parse parse ) -> decltype( parse( nullptr ) )
+auto tryFastPath( bool suitable, Parse parse ) -> decltype( parse( nullptr ) )
 {
-    OSSL_LIB_CTX *lean = leanInUse.load( std::memory_order_acquire );
-    if( !lean || !suitable )
+    OSSL_LIB_CTX *keyDecoding = keyDecodingInUse.load( std::memory_order_acquire );
+    if( !keyDecoding || !suitable )
         return nullptr;
     ERR_set_mark();
-    auto parsed = parse( lean );
+    auto parsed = parse( keyDecoding );
     ERR_pop_to_mark();
     return parsed;
 }
@@ -120,11 +120,11 @@ PB_MODULE_DEFINE( openssl, "OpenSSL", "0.2", "pb", startup, pb::doNothing, pb::d
 
 PB_STRING *opensslVersion() { return pbStringCreateFromCstr( OpenSSL_version( OPENSSL_VERSION ), -1 ); }
 
-PB_BOOL opensslLeanContextUsed() { return leanInUse.load( std::memory_order_acquire ) != nullptr; }
+PB_BOOL opensslKeyDecodingContextUsed() { return keyDecodingInUse.load( std::memory_order_acquire ) != nullptr; }
 
-PB_STRING *opensslLeanContextState()
+PB_STRING *opensslKeyDecodingContextState()
 {
-    if( opensslLeanContextUsed() )
+    if( opensslKeyDecodingContextUsed() )
         return pbStringCreateFromCstr( "used", -1 );
     const char *problem = process().problem;
     return pbStringCreateFromFormatCstr( "not used: %lc", -1, problem ? problem : "switched off" );
@@ -154,26 +154,26 @@ X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    if( X509 *x509 = tryShort( openssl::isShortCertificate( view( der, length ) ),
-            [=]( OSSL_LIB_CTX *lean ) { return openssl::parseCertificateIn( lean, der, length ); } ) )
+    if( X509 *x509 = tryFastPath( openssl::isFastPathCertificate( view( der, length ) ),
+            [=]( OSSL_LIB_CTX *keyDecoding ) { return openssl::parseCertificateIn( keyDecoding, der, length ); } ) )
         return x509;
     return d2i_X509( nullptr, &der, (long)length );
 }
 
-EVP_PKEY *openssl___TryParsePrivateKeyShort( const PB_BYTE *der, PB_INT length )
+EVP_PKEY *openssl___TryParsePrivateKeyFast( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return tryShort(
-        openssl::isShortPrivateKey( view( der, length ) ), [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePrivateKeyIn( lean, der, length ); } );
+    return tryFastPath( openssl::isFastPathPrivateKey( view( der, length ) ),
+        [=]( OSSL_LIB_CTX *keyDecoding ) { return openssl::parsePrivateKeyIn( keyDecoding, der, length ); } );
 }
 
-EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length )
+EVP_PKEY *openssl___TryParsePublicKeyFast( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return tryShort(
-        openssl::isShortPublicKey( view( der, length ) ), [=]( OSSL_LIB_CTX *lean ) { return openssl::parsePublicKeyIn( lean, der, length ); } );
+    return tryFastPath( openssl::isFastPathPublicKey( view( der, length ) ),
+        [=]( OSSL_LIB_CTX *keyDecoding ) { return openssl::parsePublicKeyIn( keyDecoding, der, length ); } );
 }
 
 PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length )
@@ -186,7 +186,7 @@ PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length )
 OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey )
 {
     PB_CHECK( pkey );
-    return openssl::isLean( EVP_PKEY_get0_provider( pkey ) ) ? process().lean : nullptr;
+    return openssl::isKeyDecodingProvider( EVP_PKEY_get0_provider( pkey ) ) ? process().keyDecoding : nullptr;
 }
 
 OSSL_LIB_CTX *openssl___LegacyContext()
@@ -200,8 +200,8 @@ OSSL_LIB_CTX *openssl___LegacyContext()
     return own.legacy;
 }
 
-PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used )
+PB_BOOL openssl___SetKeyDecodingContextUsed( PB_BOOL used )
 {
     Process &own = process();
-    return leanInUse.exchange( used && !own.problem ? own.lean : nullptr ) != nullptr;
+    return keyDecodingInUse.exchange( used && !own.problem ? own.keyDecoding : nullptr ) != nullptr;
 }

@@ -1,4 +1,4 @@
-#include "openssl_lean.hpp"
+#include "openssl_key_decoding.hpp"
 
 #include <cstring>
 #include <openssl/crypto.h>
@@ -105,11 +105,11 @@ std::string describe( X509 *x509 )
     return text;
 }
 
-bool sameBothWays( OSSL_LIB_CTX *lean, const PB_BYTE *der, size_t length )
+bool sameBothWays( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, size_t length )
 {
     const unsigned char *at       = der;
     X509                *ordinary = d2i_X509( nullptr, &at, (long)length );
-    X509                *quick    = parseCertificateIn( lean, der, (PB_INT)length );
+    X509                *quick    = parseCertificateIn( keyDecoding, der, (PB_INT)length );
     bool                 same     = ordinary && quick && describe( ordinary ) == describe( quick );
     X509_free( ordinary );
     X509_free( quick );
@@ -118,11 +118,11 @@ bool sameBothWays( OSSL_LIB_CTX *lean, const PB_BYTE *der, size_t length )
 
 }
 
-const char *selfCheck( OSSL_LIB_CTX *lean )
+const char *selfCheck( OSSL_LIB_CTX *keyDecoding )
 {
-    if( !sameBothWays( lean, rsaCertificate, sizeof rsaCertificate ) )
+    if( !sameBothWays( keyDecoding, rsaCertificate, sizeof rsaCertificate ) )
         return "an RSA certificate parses differently in it";
-    if( !sameBothWays( lean, ecCertificate, sizeof ecCertificate ) )
+    if( !sameBothWays( keyDecoding, ecCertificate, sizeof ecCertificate ) )
         return "an EC certificate parses differently in it";
     return nullptr;
 }

@@ -1,6 +1,6 @@
 #include <cry/cry.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 #include "support/contract.hpp"
 #include "support/text.hpp"
 

@@ -19,7 +19,7 @@ extern PB_DICT *cry___PkeyEcNamedCurveValueBySn;
 namespace
 {
 
-// Puts another table in the place of a module-wide one for as long as it lives.
+// Puts another table in the place of a module global for as long as it lives.
 class OtherTable
 {
 public:

@@ -1,5 +1,6 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_decode.h>
 

@@ -16,7 +16,7 @@ TEST( OpensslContracts, Parsers )
     static constexpr PB_BYTE der[] = { 0x30, 0x00 };
     EXPECT_ABORT( file, "der", openssl___TryParseCertificate( nullptr, 0 ) );
     EXPECT_ABORT( file, "length >= 0", openssl___TryParseCertificate( der, -1 ) );
-    for( auto parse : { openssl___TryParsePrivateKeyShort, openssl___TryParsePublicKeyShort } )
+    for( auto parse : { openssl___TryParsePrivateKeyFast, openssl___TryParsePublicKeyFast } )
     {
         EXPECT_ABORT( file, "der", parse( nullptr, 0 ) );
         EXPECT_ABORT( file, "length >= 0", parse( der, -1 ) );

@@ -10,7 +10,7 @@
 using namespace support;
 
 static constexpr char objFile[]     = "source/pb/objects/pb_obj.cpp";
-static constexpr char memFile[]     = "source/pb/objects/pb_mem.cpp";
+static constexpr char memFile[]     = "source/pb/base/pb_mem.cpp";
 static constexpr char moduleFile[]  = "source/pb/runtime/pb_module.cpp";
 static constexpr char runtimeFile[] = "source/pb/runtime/pb_runtime.cpp";
 
@@ -42,7 +42,7 @@ TEST( PbObjectsContracts, Objects )
     EXPECT_ABORT( objFile, "obj", pbObjRetain( nullptr ) );
     EXPECT_ABORT( objFile, "obj", pbObjRelease( nullptr ) );
     EXPECT_ABORT( objFile, "obj", pbObjIsShared( nullptr ) );
-    EXPECT_ABORT( objFile, "obj", pbObjToString( nullptr ) );
+    EXPECT_ABORT( "source/pb/values/pb_obj_text.cpp", "obj", pbObjToString( nullptr ) );
     EXPECT_ABORT( objFile, "sort", pbSortName( nullptr ) );
 }
 

@@ -2,7 +2,7 @@
 
 #include "support/contract.hpp"
 
-static constexpr char file[] = "source/pb/values/pb_random.cpp";
+static constexpr char file[] = "source/pb/base/pb_random.cpp";
 
 TEST( PbRandomContracts, Bytes )
 {

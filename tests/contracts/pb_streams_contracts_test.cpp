@@ -10,7 +10,7 @@ using namespace support;
 static constexpr char byteFile[]    = "source/pb/streams/pb_byte_source.cpp";
 static constexpr char charsetFile[] = "source/pb/streams/pb_charset.cpp";
 static constexpr char lineFile[]    = "source/pb/streams/pb_line_source.cpp";
-static constexpr char pathFile[]    = "source/pb/streams/pb_path_file.cpp";
+static constexpr char pathFile[]    = "source/pb/files/pb_path_file.cpp";
 
 TEST( PbStreamsContracts, StandardFunctions )
 {

@@ -10,8 +10,8 @@ static constexpr char formatFile[]  = "source/pb/values/pb_string_format.cpp";
 static constexpr char bufferFile[]  = "source/pb/values/pb_buffer.cpp";
 static constexpr char bytesFile[]   = "source/pb/values/pb_bytes.hpp";
 static constexpr char boxedFile[]   = "source/pb/values/pb_boxed_int.cpp";
-static constexpr char enumFile[]    = "source/pb/values/pb_enum.cpp";
-static constexpr char flagsetFile[] = "source/pb/values/pb_flagset.cpp";
+static constexpr char enumFile[]    = "source/pb/names/pb_enum.cpp";
+static constexpr char flagsetFile[] = "source/pb/names/pb_flagset.cpp";
 static constexpr char timeFile[]    = "source/pb/values/pb_time.cpp";
 
 namespace

@@ -3,10 +3,10 @@
 #include <pb/pb.h>
 #include <pb/sort.hpp>
 
-#include "base/cry_machine.hpp"
-#include "base/cry_ossl_pem_object.hpp"
 #include "base/cry_pem_lines.hpp"
-#include "base/cry_update.hpp"
+#include "common/cry_ossl_pem_object.hpp"
+#include "common/cry_state_machine.hpp"
+#include "common/cry_update.hpp"
 #include "support/contract.hpp"
 #include "support/text.hpp"
 
@@ -242,12 +242,12 @@ static PB_INT handleWorking( TOY_WORKER *worker )
 static PB_INT handleDone( TOY_WORKER * ) { return done; }
 static PB_INT handleBroken( TOY_WORKER * ) { return idle; }
 
-static constexpr cry::MachineState<TOY_WORKER> workerStates[] = {
+static constexpr cry::StateMachineState<TOY_WORKER> workerStates[] = {
     { "idle", handleIdle, { working } },
     { "working", handleWorking, { done } },
     { "done", handleDone, {} },
 };
-static constexpr cry::MachineState<TOY_WORKER> brokenStates[] = {
+static constexpr cry::StateMachineState<TOY_WORKER> brokenStates[] = {
     { "idle", handleIdle, { working } },
     { "working", handleBroken, { done } },
     { "done", handleDone, {} },
@@ -397,17 +397,17 @@ TEST( Prototype, MachineRunsUntilAStateStaysAndLeavesTheLockAroundSlowWork )
     worker.get()->lock         = &lock;
     {
         std::scoped_lock held( lock );
-        cry::runMachine( workerStates, worker.get()->state, worker.get() );
+        cry::runStateMachine( workerStates, worker.get()->state, worker.get() );
     }
     EXPECT_EQ( worker.get()->state, done );
     EXPECT_EQ( worker.get()->result, 42 );
     EXPECT_TRUE( worker.get()->lockWasFree );
-    EXPECT_EQ( cry::machineDiagram( workerStates ), "stateDiagram-v2\n    idle --> working\n    working --> done\n" );
+    EXPECT_EQ( cry::stateMachineDiagram( workerStates ), "stateDiagram-v2\n    idle --> working\n    working --> done\n" );
 }
 
 TEST( Prototype, MachineRefusesAStepThatItsTableDoesNotHave )
 {
     pb::Ref<TOY_WORKER> worker = pb::adopt( pb::create<TOY_WORKER>() );
     EXPECT_ABORT( here, "next >= 0 && next < (PB_INT)count && ( states[state].followers >> next & 1 )",
-        cry::runMachine( brokenStates, worker.get()->state, worker.get() ) );
+        cry::runStateMachine( brokenStates, worker.get()->state, worker.get() ) );
 }

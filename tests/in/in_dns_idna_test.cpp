@@ -578,7 +578,7 @@ static std::string randomName( std::mt19937 &random )
     return name;
 }
 
-TEST( InDnsIdna, ShortWayOfPlainNamesAgreesWithTheGeneralOne )
+TEST( InDnsIdna, FastPathOfPlainNamesAgreesWithTheGeneralOne )
 {
     std::mt19937 random( 2008 );
     int          names = 0, addresses = 0, labels = 0;

@@ -75,7 +75,7 @@ done
 # pkg-config.
 export PKG_CONFIG_PATH=$lib/pkgconfig
 for library in $libraries; do
-    name=cry-family-$library
+    name=cry-libraries-$library
     pkg-config --validate "$name" || fail "$name.pc is not valid"
     [ "$(pkg-config --modversion "$name")" = "$version" ] || fail "$name.pc has version $(pkg-config --modversion "$name"), not $version"
     case " $(pkg-config --libs "$name") " in
@@ -84,7 +84,7 @@ for library in $libraries; do
     esac
 done
 # shellcheck disable=SC2046
-if "$cc" -std=c11 -Wall -Wextra -Werror -pedantic $(pkg-config --cflags cry-family-cry) -o "$work/hash" "$root/examples/hash.c" $(pkg-config --libs cry-family-cry); then
+if "$cc" -std=c11 -Wall -Wextra -Werror -pedantic $(pkg-config --cflags cry-libraries-cry) -o "$work/hash" "$root/examples/hash.c" $(pkg-config --libs cry-libraries-cry); then
     output=$(LD_LIBRARY_PATH=$lib "$work/hash" abc)
     [ "$output" = "$wanted" ] || fail "the example built with pkg-config prints '$output', not $wanted"
 else

@@ -2,7 +2,7 @@
 
 #include <cry/internal/cry_x509_certificate.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 #include "support/text.hpp"
 
 #include <cstring>
@@ -69,10 +69,10 @@ const std::string version0 = unhex( "020100" );
 std::string sequence( std::string_view content ) { return element( 0x30, content ); }
 std::string spkiOf( const std::string &algorithm ) { return sequence( sequence( algorithm ) + keyBits ); }
 
-bool shortAlgorithm( const std::string &algorithm ) { return openssl::isShortAlgorithm( view( algorithm ) ); }
-bool shortPublic( const std::string &spki ) { return openssl::isShortPublicKey( view( spki ) ); }
-bool shortPrivate( const std::string &info ) { return openssl::isShortPrivateKey( view( info ) ); }
-bool shortCertificate( const std::string &certificate ) { return openssl::isShortCertificate( view( certificate ) ); }
+bool fastPathAlgorithm( const std::string &algorithm ) { return openssl::isFastPathAlgorithm( view( algorithm ) ); }
+bool fastPathPublic( const std::string &spki ) { return openssl::isFastPathPublicKey( view( spki ) ); }
+bool fastPathPrivate( const std::string &info ) { return openssl::isFastPathPrivateKey( view( info ) ); }
+bool fastPathCertificate( const std::string &certificate ) { return openssl::isFastPathCertificate( view( certificate ) ); }
 
 struct CertificateParts
 {
@@ -200,81 +200,81 @@ TEST( OpensslDer, RefusesAnotherTag )
     EXPECT_EQ( taken( "1f0401aa", 0x04 ), "none" );
 }
 
-TEST( OpensslDer, KnowsTheAlgorithmsOfTheShortWay )
+TEST( OpensslDer, KnowsTheAlgorithmsOfTheFastPath )
 {
-    EXPECT_TRUE( shortAlgorithm( rsa + nullElement ) );
-    EXPECT_TRUE( shortAlgorithm( ec + p256 ) );
+    EXPECT_TRUE( fastPathAlgorithm( rsa + nullElement ) );
+    EXPECT_TRUE( fastPathAlgorithm( ec + p256 ) );
     // Any named curve, known to this libcrypto or not, as long as it is not SM2's.
-    EXPECT_TRUE( shortAlgorithm( ec + element( 0x06, unhex( "2b8104000a" ) ) ) );
-    EXPECT_TRUE( shortAlgorithm( ec + element( 0x06, unhex( "2a0304" ) ) ) );
+    EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2b8104000a" ) ) ) );
+    EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2a0304" ) ) ) );
 
-    EXPECT_FALSE( shortAlgorithm( "" ) );
-    EXPECT_FALSE( shortAlgorithm( rsa ) );
-    EXPECT_FALSE( shortAlgorithm( rsa + nullElement + nullElement ) );
-    EXPECT_FALSE( shortAlgorithm( rsa + unhex( "058100" ) ) );
-    EXPECT_FALSE( shortAlgorithm( rsa + unhex( "050100" ) ) );
-    EXPECT_FALSE( shortAlgorithm( rsa + p256 ) );
-    EXPECT_FALSE( shortAlgorithm( rsaPss ) );
-    EXPECT_FALSE( shortAlgorithm( rsaPss + nullElement ) );
-    EXPECT_FALSE( shortAlgorithm( rsaPss + sequence( "" ) ) );
-    EXPECT_FALSE( shortAlgorithm( ec ) );
-    EXPECT_FALSE( shortAlgorithm( ec + nullElement ) );
-    EXPECT_FALSE( shortAlgorithm( ec + sequence( unhex( "020101" ) ) ) );
-    EXPECT_FALSE( shortAlgorithm( ec + unhex( "0600" ) ) );
-    EXPECT_FALSE( shortAlgorithm( ec + sm2 ) );
-    EXPECT_FALSE( shortAlgorithm( ec + longElement( 0x06, unhex( "2a811ccf5501822d" ), 1 ) ) );
-    EXPECT_FALSE( shortAlgorithm( ec + p256 + nullElement ) );
-    EXPECT_FALSE( shortAlgorithm( ed25519 ) );
-    EXPECT_FALSE( shortAlgorithm( dsa + sequence( "" ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( "" ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsa ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsa + nullElement + nullElement ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsa + unhex( "058100" ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsa + unhex( "050100" ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsa + p256 ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsaPss ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsaPss + nullElement ) );
+    EXPECT_FALSE( fastPathAlgorithm( rsaPss + sequence( "" ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + nullElement ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + sequence( unhex( "020101" ) ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + unhex( "0600" ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + sm2 ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + longElement( 0x06, unhex( "2a811ccf5501822d" ), 1 ) ) );
+    EXPECT_FALSE( fastPathAlgorithm( ec + p256 + nullElement ) );
+    EXPECT_FALSE( fastPathAlgorithm( ed25519 ) );
+    EXPECT_FALSE( fastPathAlgorithm( dsa + sequence( "" ) ) );
 }
 
-TEST( OpensslDer, KnowsPublicKeysOfTheShortWay )
+TEST( OpensslDer, KnowsPublicKeysOfTheFastPath )
 {
-    EXPECT_TRUE( shortPublic( spkiOf( rsa + nullElement ) ) );
-    EXPECT_TRUE( shortPublic( spkiOf( ec + p256 ) ) );
+    EXPECT_TRUE( fastPathPublic( spkiOf( rsa + nullElement ) ) );
+    EXPECT_TRUE( fastPathPublic( spkiOf( ec + p256 ) ) );
 
-    EXPECT_FALSE( shortPublic( spkiOf( ec + sm2 ) ) );
-    EXPECT_FALSE( shortPublic( spkiOf( ed25519 ) ) );
-    EXPECT_FALSE( shortPublic( spkiOf( ec + p256 ) + nullElement ) );
-    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + keyBits + nullElement ) ) );
-    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) ) ) );
-    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + unhex( "0300" ) ) ) );
-    EXPECT_FALSE( shortPublic( sequence( sequence( ec + p256 ) + keyOctet ) ) );
-    EXPECT_FALSE( shortPublic( sequence( keyBits ) ) );
-    EXPECT_FALSE( shortPublic( "" ) );
+    EXPECT_FALSE( fastPathPublic( spkiOf( ec + sm2 ) ) );
+    EXPECT_FALSE( fastPathPublic( spkiOf( ed25519 ) ) );
+    EXPECT_FALSE( fastPathPublic( spkiOf( ec + p256 ) + nullElement ) );
+    EXPECT_FALSE( fastPathPublic( sequence( sequence( ec + p256 ) + keyBits + nullElement ) ) );
+    EXPECT_FALSE( fastPathPublic( sequence( sequence( ec + p256 ) ) ) );
+    EXPECT_FALSE( fastPathPublic( sequence( sequence( ec + p256 ) + unhex( "0300" ) ) ) );
+    EXPECT_FALSE( fastPathPublic( sequence( sequence( ec + p256 ) + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPublic( sequence( keyBits ) ) );
+    EXPECT_FALSE( fastPathPublic( "" ) );
     std::string indefinite = unhex( "3080" ) + sequence( ec + p256 ) + keyBits + unhex( "0000" );
-    EXPECT_FALSE( shortPublic( indefinite ) );
+    EXPECT_FALSE( fastPathPublic( indefinite ) );
 }
 
-TEST( OpensslDer, KnowsPrivateKeysOfTheShortWay )
+TEST( OpensslDer, KnowsPrivateKeysOfTheFastPath )
 {
     std::string algorithm = sequence( ec + p256 );
-    EXPECT_TRUE( shortPrivate( sequence( version0 + sequence( rsa + nullElement ) + keyOctet ) ) );
-    EXPECT_TRUE( shortPrivate( sequence( version0 + algorithm + keyOctet ) ) );
+    EXPECT_TRUE( fastPathPrivate( sequence( version0 + sequence( rsa + nullElement ) + keyOctet ) ) );
+    EXPECT_TRUE( fastPathPrivate( sequence( version0 + algorithm + keyOctet ) ) );
 
-    EXPECT_FALSE( shortPrivate( sequence( unhex( "020101" ) + algorithm + keyOctet ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( unhex( "02020000" ) + algorithm + keyOctet ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( unhex( "0200" ) + algorithm + keyOctet ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( algorithm + keyOctet ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + sequence( ec + sm2 ) + keyOctet ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyBits ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + unhex( "0400" ) ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet + unhex( "a000" ) ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet + unhex( "810100" ) ) ) );
-    EXPECT_FALSE( shortPrivate( sequence( version0 + algorithm + keyOctet ) + unhex( "00" ) ) );
-    EXPECT_FALSE( shortPrivate( "" ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( unhex( "020101" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( unhex( "02020000" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( unhex( "0200" ) + algorithm + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( algorithm + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + sequence( ec + sm2 ) + keyOctet ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + algorithm + keyBits ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + algorithm + unhex( "0400" ) ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + algorithm + keyOctet + unhex( "a000" ) ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + algorithm + keyOctet + unhex( "810100" ) ) ) );
+    EXPECT_FALSE( fastPathPrivate( sequence( version0 + algorithm + keyOctet ) + unhex( "00" ) ) );
+    EXPECT_FALSE( fastPathPrivate( "" ) );
 }
 
-TEST( OpensslDer, KnowsCertificatesOfTheShortWay )
+TEST( OpensslDer, KnowsCertificatesOfTheFastPath )
 {
     CertificateParts good;
-    EXPECT_TRUE( shortCertificate( good.join() ) );
-    EXPECT_TRUE( shortCertificate( good.join() + "behind it" ) );
+    EXPECT_TRUE( fastPathCertificate( good.join() ) );
+    EXPECT_TRUE( fastPathCertificate( good.join() + "behind it" ) );
 
     auto with = []( auto change ) {
         CertificateParts parts;
         change( parts );
-        return shortCertificate( parts.join() );
+        return fastPathCertificate( parts.join() );
     };
     EXPECT_TRUE( with( []( CertificateParts &parts ) { parts.version = ""; } ) );
     EXPECT_TRUE( with( []( CertificateParts &parts ) { parts.rest = ""; } ) );
@@ -288,9 +288,9 @@ TEST( OpensslDer, KnowsCertificatesOfTheShortWay )
     EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.subject = ""; } ) );
     EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.version = element( 0x80, unhex( "02" ) ); } ) );
     EXPECT_FALSE( with( []( CertificateParts &parts ) { parts.subject = unhex( "30800000" ); } ) );
-    EXPECT_FALSE( shortCertificate( "" ) );
-    EXPECT_FALSE( shortCertificate( sequence( "" ) ) );
-    EXPECT_FALSE( shortCertificate( sequence( sequence( "" ) ) ) );
+    EXPECT_FALSE( fastPathCertificate( "" ) );
+    EXPECT_FALSE( fastPathCertificate( sequence( "" ) ) );
+    EXPECT_FALSE( fastPathCertificate( sequence( sequence( "" ) ) ) );
 }
 
 TEST( OpensslDer, AgreesWithWhatOpensslWrites )
@@ -298,7 +298,7 @@ TEST( OpensslDer, AgreesWithWhatOpensslWrites )
     struct Case
     {
         EVP_PKEY *key;
-        bool      isShort;
+        bool      isFastPath;
     };
     Case cases[] = { { EVP_RSA_gen( 1024 ), true }, { EVP_EC_gen( "P-256" ), true }, { EVP_EC_gen( "brainpoolP256r1" ), true },
         { EVP_EC_gen( "sect163k1" ), true }, { EVP_PKEY_Q_keygen( nullptr, nullptr, "ED25519" ), false } };
@@ -306,14 +306,14 @@ TEST( OpensslDer, AgreesWithWhatOpensslWrites )
     {
         Ptr<EVP_PKEY> key( each.key );
         ASSERT_TRUE( key );
-        EXPECT_EQ( shortPublic( publicOf( each.key ) ), each.isShort );
-        EXPECT_EQ( shortPrivate( privateOf( each.key ) ), each.isShort );
-        EXPECT_EQ( shortCertificate( certificateOf( each.key ) ), each.isShort );
+        EXPECT_EQ( fastPathPublic( publicOf( each.key ) ), each.isFastPath );
+        EXPECT_EQ( fastPathPrivate( privateOf( each.key ) ), each.isFastPath );
+        EXPECT_EQ( fastPathCertificate( certificateOf( each.key ) ), each.isFastPath );
     }
     Ptr<EVP_PKEY> sm2Key( EVP_PKEY_Q_keygen( nullptr, nullptr, "SM2" ) );
     ASSERT_TRUE( sm2Key );
-    EXPECT_FALSE( shortPublic( publicOf( sm2Key.get() ) ) );
-    EXPECT_FALSE( shortPrivate( privateOf( sm2Key.get() ) ) );
+    EXPECT_FALSE( fastPathPublic( publicOf( sm2Key.get() ) ) );
+    EXPECT_FALSE( fastPathPrivate( privateOf( sm2Key.get() ) ) );
 }
 
 namespace
@@ -453,9 +453,9 @@ TEST( OpensslDer, StaysInsideOfEveryPrefix )
             std::unique_ptr<PB_BYTE[]> exact( new PB_BYTE[length] );
             std::memcpy( exact.get(), input.data(), length );
             openssl::Bytes onHeap( exact.get(), length ), atTheEnd = guarded.put( std::string_view( input ).substr( 0, length ) );
-            bool           whole                           = length == input.size();
-            decltype( &openssl::isShortPublicKey ) looks[] = { openssl::isShortAlgorithm, openssl::isShortPublicKey, openssl::isShortPrivateKey,
-                openssl::isShortCertificate, openssl::isCanonicalPublicKey };
+            bool           whole                              = length == input.size();
+            decltype( &openssl::isFastPathPublicKey ) looks[] = { openssl::isFastPathAlgorithm, openssl::isFastPathPublicKey,
+                openssl::isFastPathPrivateKey, openssl::isFastPathCertificate, openssl::isCanonicalPublicKey };
             for( auto look : looks )
             {
                 EXPECT_EQ( look( onHeap ), look( atTheEnd ) );
@@ -483,11 +483,12 @@ TEST( OpensslDer, StaysInsideWithEveryLengthByte )
                 std::unique_ptr<PB_BYTE[]> exact( new PB_BYTE[changed.size()] );
                 std::memcpy( exact.get(), changed.data(), changed.size() );
                 openssl::Bytes onHeap( exact.get(), changed.size() );
-                EXPECT_EQ( openssl::isShortCertificate( bytes ), openssl::isShortCertificate( onHeap ) );
-                EXPECT_EQ( openssl::isShortPrivateKey( bytes ), openssl::isShortPrivateKey( onHeap ) );
-                EXPECT_EQ( openssl::isShortPublicKey( bytes ), openssl::isShortPublicKey( onHeap ) );
+                EXPECT_EQ( openssl::isFastPathCertificate( bytes ), openssl::isFastPathCertificate( onHeap ) );
+                EXPECT_EQ( openssl::isFastPathPrivateKey( bytes ), openssl::isFastPathPrivateKey( onHeap ) );
+                EXPECT_EQ( openssl::isFastPathPublicKey( bytes ), openssl::isFastPathPublicKey( onHeap ) );
                 EXPECT_EQ( openssl::isCanonicalPublicKey( bytes ), openssl::isCanonicalPublicKey( onHeap ) );
-                refused += !openssl::isShortCertificate( bytes ) && !openssl::isShortPrivateKey( bytes ) && !openssl::isShortPublicKey( bytes );
+                refused += !openssl::isFastPathCertificate( bytes ) && !openssl::isFastPathPrivateKey( bytes ) &&
+                    !openssl::isFastPathPublicKey( bytes );
             }
         }
     }

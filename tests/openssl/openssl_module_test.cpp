@@ -18,7 +18,7 @@ using namespace support;
 namespace
 {
 
-std::string state() { return text( pb::adopt( opensslLeanContextState() ) ); }
+std::string state() { return text( pb::adopt( opensslKeyDecodingContextState() ) ); }
 
 const char *providerOf( const EVP_PKEY *pkey ) { return OSSL_PROVIDER_get0_name( EVP_PKEY_get0_provider( pkey ) ); }
 
@@ -39,7 +39,7 @@ std::string p256Spki()
     return spki;
 }
 
-EVP_PKEY *shortPublic( const std::string &spki ) { return openssl___TryParsePublicKeyShort( (const PB_BYTE *)spki.data(), (PB_INT)spki.size() ); }
+EVP_PKEY *fastPathPublic( const std::string &spki ) { return openssl___TryParsePublicKeyFast( (const PB_BYTE *)spki.data(), (PB_INT)spki.size() ); }
 
 int addName( OSSL_PROVIDER *provider, void *names )
 {
@@ -55,8 +55,8 @@ int addName( OSSL_PROVIDER *provider, void *names )
     OSSL_PROVIDER_do_all( nullptr, addName, &providers );
     std::fprintf( stderr, "before: %s\n", providers.c_str() );
 
-    EVP_PKEY *pkey = shortPublic( p256Spki() );
-    std::fprintf( stderr, "short: %s\n", pkey ? providerOf( pkey ) : "none" );
+    EVP_PKEY *pkey = fastPathPublic( p256Spki() );
+    std::fprintf( stderr, "fast: %s\n", pkey ? providerOf( pkey ) : "none" );
     EVP_PKEY_free( pkey );
 
     providers.clear();
@@ -66,7 +66,7 @@ int addName( OSSL_PROVIDER *provider, void *names )
     EVP_MD *md = EVP_MD_fetch( nullptr, "SHA2-256", nullptr );
     std::fprintf( stderr, "digest: %s\n", md ? OSSL_PROVIDER_get0_name( EVP_MD_get0_provider( md ) ) : "none" );
     EVP_MD_free( md );
-    std::fprintf( stderr, "lean in it: %d\n", OSSL_PROVIDER_available( nullptr, "cry-lean" ) );
+    std::fprintf( stderr, "key-decoding provider in it: %d\n", OSSL_PROVIDER_available( nullptr, "cry-key-decoding" ) );
     std::fprintf( stderr, "fips: %d\n", EVP_default_properties_is_fips_enabled( nullptr ) );
     std::fprintf( stderr, "global: %d\n", OSSL_LIB_CTX_set0_default( nullptr ) == OSSL_LIB_CTX_get0_global_default() );
     std::fprintf( stderr, "errors: %lu\n", ERR_peek_error() );
@@ -94,29 +94,29 @@ TEST( OpensslModule, TellsTheVersionOfTheLoadedLibrary )
 
 TEST( OpensslModule, PassesItsSelfCheckAtTheStart )
 {
-    EXPECT_TRUE( opensslLeanContextUsed() );
+    EXPECT_TRUE( opensslKeyDecodingContextUsed() );
     EXPECT_EQ( state(), "used" );
 }
 
-TEST( OpensslModule, SwitchesTheLeanContextOffAndOn )
+TEST( OpensslModule, SwitchesTheKeyDecodingContextOffAndOn )
 {
     std::string spki = p256Spki();
 
-    EVP_PKEY *pkey = shortPublic( spki );
+    EVP_PKEY *pkey = fastPathPublic( spki );
     ASSERT_NE( pkey, nullptr );
-    EXPECT_STREQ( providerOf( pkey ), "cry-lean" );
+    EXPECT_STREQ( providerOf( pkey ), "cry-key-decoding" );
     EVP_PKEY_free( pkey );
 
-    EXPECT_TRUE( openssl___SetLeanContextUsed( PB_FALSE ) );
-    EXPECT_FALSE( openssl___SetLeanContextUsed( PB_FALSE ) );
-    EXPECT_FALSE( opensslLeanContextUsed() );
+    EXPECT_TRUE( openssl___SetKeyDecodingContextUsed( PB_FALSE ) );
+    EXPECT_FALSE( openssl___SetKeyDecodingContextUsed( PB_FALSE ) );
+    EXPECT_FALSE( opensslKeyDecodingContextUsed() );
     EXPECT_EQ( state(), "not used: switched off" );
-    EXPECT_EQ( shortPublic( spki ), nullptr );
+    EXPECT_EQ( fastPathPublic( spki ), nullptr );
 
-    EXPECT_FALSE( openssl___SetLeanContextUsed( PB_TRUE ) );
-    EXPECT_TRUE( openssl___SetLeanContextUsed( PB_TRUE ) );
+    EXPECT_FALSE( openssl___SetKeyDecodingContextUsed( PB_TRUE ) );
+    EXPECT_TRUE( openssl___SetKeyDecodingContextUsed( PB_TRUE ) );
     EXPECT_EQ( state(), "used" );
-    pkey = shortPublic( spki );
+    pkey = fastPathPublic( spki );
     EXPECT_NE( pkey, nullptr );
     EVP_PKEY_free( pkey );
 }
@@ -136,11 +136,11 @@ TEST( OpensslModule, ParsesInTheDefaultContextWhenSwitchedOff )
 
     for( PB_BOOL used : { PB_TRUE, PB_FALSE } )
     {
-        openssl___SetLeanContextUsed( used );
+        openssl___SetKeyDecodingContextUsed( used );
         X509 *parsed = openssl___TryParseCertificate( der, length );
-        openssl___SetLeanContextUsed( PB_TRUE );
+        openssl___SetKeyDecodingContextUsed( PB_TRUE );
         ASSERT_NE( parsed, nullptr );
-        EXPECT_STREQ( providerOf( X509_get0_pubkey( parsed ) ), used ? "cry-lean" : "default" );
+        EXPECT_STREQ( providerOf( X509_get0_pubkey( parsed ) ), used ? "cry-key-decoding" : "default" );
         EXPECT_EQ( X509_cmp( parsed, x509 ), 0 );
         X509_free( parsed );
     }
@@ -200,7 +200,7 @@ TEST( OpensslModule, FetchesADigestInTheProcessesDefaultContext )
     EXPECT_EQ( openssl___Digest( "BLAKE2S-256" ), first );
 }
 
-TEST( OpensslModule, KeepsTheCallersErrorsOnEveryShortWay )
+TEST( OpensslModule, KeepsTheCallersErrorsOnEveryFastPath )
 {
     std::string spki = p256Spki();
     std::string bad  = spki;
@@ -209,10 +209,10 @@ TEST( OpensslModule, KeepsTheCallersErrorsOnEveryShortWay )
     {
         ERR_clear_error();
         ERR_raise( ERR_LIB_USER, 78 );
-        EVP_PKEY *pkey = shortPublic( each );
+        EVP_PKEY *pkey = fastPathPublic( each );
         EXPECT_EQ( pkey != nullptr, each == spki );
         EVP_PKEY_free( pkey );
-        EXPECT_EQ( openssl___TryParsePrivateKeyShort( (const PB_BYTE *)each.data(), (PB_INT)each.size() ), nullptr );
+        EXPECT_EQ( openssl___TryParsePrivateKeyFast( (const PB_BYTE *)each.data(), (PB_INT)each.size() ), nullptr );
         EXPECT_EQ( ERR_GET_REASON( ERR_get_error() ), 78 );
         EXPECT_EQ( ERR_get_error(), 0u );
     }
@@ -222,14 +222,14 @@ TEST( OpensslModule, KeepsDigestsAndContextThroughARestart )
 {
     const EVP_MD *before = openssl___Digest( "SHA2-384" );
     std::string   spki   = p256Spki();
-    EVP_PKEY     *pkey   = shortPublic( spki );
+    EVP_PKEY     *pkey   = fastPathPublic( spki );
     ASSERT_NE( pkey, nullptr );
     pbRuntimeStop();
     EXPECT_EQ( spkiOf( pkey ), spki );
     startFamily();
     EXPECT_EQ( openssl___Digest( "SHA2-384" ), before );
     EXPECT_EQ( state(), "used" );
-    EVP_PKEY *again = shortPublic( spki );
+    EVP_PKEY *again = fastPathPublic( spki );
     ASSERT_NE( again, nullptr );
     EXPECT_EQ( EVP_PKEY_eq( pkey, again ), 1 );
     EXPECT_EQ( EVP_PKEY_get0_provider( pkey ), EVP_PKEY_get0_provider( again ) );
@@ -241,35 +241,35 @@ TEST( OpensslModule, LeavesTheDefaultContextAsItIs )
 {
     GTEST_FLAG_SET( death_test_style, "threadsafe" );
     EXPECT_EXIT( tellOfDefaultContext(), testing::ExitedWithCode( 0 ),
-        "before: default;\nshort: cry-lean\nafter: default;\ndigest: default\nlean in it: 0\nfips: 0\nglobal: 1\nerrors: 0\n" );
+        "before: default;\nfast: cry-key-decoding\nafter: default;\ndigest: default\nkey-decoding provider in it: 0\nfips: 0\nglobal: 1\nerrors: 0\n" );
 }
 
 TEST( OpensslModule, OperationsWithAKeyBelongInTheContextItWasParsedIn )
 {
     std::string spki  = p256Spki();
-    EVP_PKEY   *lean  = shortPublic( spki );
+    EVP_PKEY   *fast  = fastPathPublic( spki );
     const auto *at    = (const unsigned char *)spki.data();
-    EVP_PKEY   *plain = d2i_PUBKEY( nullptr, &at, (long)spki.size() ), *made = EVP_EC_gen( "P-256" ), *copy = EVP_PKEY_dup( lean );
+    EVP_PKEY   *plain = d2i_PUBKEY( nullptr, &at, (long)spki.size() ), *made = EVP_EC_gen( "P-256" ), *copy = EVP_PKEY_dup( fast );
     EVP_PKEY   *other = EVP_PKEY_Q_keygen( nullptr, nullptr, "ED25519" ), *empty = EVP_PKEY_new();
-    ASSERT_NE( lean, nullptr );
-    OSSL_LIB_CTX *context = openssl___ContextOf( lean );
+    ASSERT_NE( fast, nullptr );
+    OSSL_LIB_CTX *context = openssl___ContextOf( fast );
     ASSERT_NE( context, nullptr );
-    EXPECT_EQ( OSSL_PROVIDER_available( context, "cry-lean" ), 1 );
+    EXPECT_EQ( OSSL_PROVIDER_available( context, "cry-key-decoding" ), 1 );
     EXPECT_EQ( openssl___ContextOf( copy ), context );
     for( EVP_PKEY *each : { plain, made, other, empty } )
         EXPECT_EQ( openssl___ContextOf( each ), nullptr );
 
-    // A key keeps its context when the short ways are shut.
-    openssl___SetLeanContextUsed( PB_FALSE );
-    EXPECT_EQ( openssl___ContextOf( lean ), context );
-    openssl___SetLeanContextUsed( PB_TRUE );
+    // A key keeps its context when the fast paths are shut.
+    openssl___SetKeyDecodingContextUsed( PB_FALSE );
+    EXPECT_EQ( openssl___ContextOf( fast ), context );
+    openssl___SetKeyDecodingContextUsed( PB_TRUE );
 
     // There it can be used.
-    EVP_PKEY_CTX *verify = EVP_PKEY_CTX_new_from_pkey( context, lean, nullptr );
+    EVP_PKEY_CTX *verify = EVP_PKEY_CTX_new_from_pkey( context, fast, nullptr );
     ASSERT_NE( verify, nullptr );
     EXPECT_EQ( EVP_PKEY_verify_init( verify ), 1 );
     EVP_PKEY_CTX_free( verify );
-    for( EVP_PKEY *each : { lean, plain, made, copy, other, empty } )
+    for( EVP_PKEY *each : { fast, plain, made, copy, other, empty } )
         EVP_PKEY_free( each );
 }
 
@@ -285,7 +285,7 @@ TEST( OpensslModule, TellsWhetherAPublicKeyIsCanonical )
     longer.insert( 1, 1, '\x81' );
     EXPECT_FALSE( is( longer ) );
     // Bytes are looked at, not the context.
-    openssl___SetLeanContextUsed( PB_FALSE );
+    openssl___SetKeyDecodingContextUsed( PB_FALSE );
     EXPECT_TRUE( is( spki ) );
-    openssl___SetLeanContextUsed( PB_TRUE );
+    openssl___SetKeyDecodingContextUsed( PB_TRUE );
 }

@@ -1,11 +1,11 @@
-// Certificates signed in every way that OpenSSL knows: the lean library context must not change the verdict on any.
+// Certificates signed in every way that OpenSSL knows: the key-decoding context must not change the verdict on any.
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 #include <openssl_module/internal/openssl_module.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 #include "openssl_der.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -194,9 +194,9 @@ bool plainVerdict( const std::string &leaf, const std::string &root )
     return X509_verify_cert( ctx.get() ) == 1;
 }
 
-bool familyVerdict( const std::string &leaf, const std::string &root, bool lean )
+bool familyVerdict( const std::string &leaf, const std::string &root, bool fast )
 {
-    Lean                           used( lean );
+    KeyDecoding                    used( fast );
     pb::Ref<CRY_X509_CERTIFICATE>  leafCert = pb::adopt( cryX509CertificateTryCreateFromDer( buf( leaf ).get() ) );
     pb::Ref<CRY_X509_CERTIFICATE>  rootCert = pb::adopt( cryX509CertificateTryCreateFromDer( buf( root ).get() ) );
     pb::Ref<CRY_X509_CERTIFICATES> trusted  = pb::adopt( cryX509CertificatesCreate() );
@@ -213,12 +213,12 @@ bool familyVerdict( const std::string &leaf, const std::string &root, bool lean 
 }
 
 // One certificate of each context: leaf by the one way, root by the other.
-bool mixedVerdict( const std::string &leaf, const std::string &root, bool leafLean )
+bool mixedVerdict( const std::string &leaf, const std::string &root, bool leafFast )
 {
     pb::Ref<CRY_X509_CERTIFICATE> certs[2];
     for( bool isLeaf : { false, true } )
     {
-        Lean used( isLeaf == leafLean );
+        KeyDecoding used( isLeaf == leafFast );
         certs[isLeaf] = pb::adopt( cryX509CertificateTryCreateFromDer( buf( isLeaf ? leaf : root ).get() ) );
     }
     pb::Ref<CRY_X509_CERTIFICATES> trusted = pb::adopt( cryX509CertificatesCreate() );
@@ -232,10 +232,10 @@ bool mixedVerdict( const std::string &leaf, const std::string &root, bool leafLe
 void expectVerdict( const std::string &leaf, const std::string &root, bool wanted, const std::string &what )
 {
     EXPECT_EQ( plainVerdict( leaf, root ), wanted ) << "plain, " << what;
-    EXPECT_EQ( familyVerdict( leaf, root, true ), wanted ) << "lean, " << what;
+    EXPECT_EQ( familyVerdict( leaf, root, true ), wanted ) << "fast, " << what;
     EXPECT_EQ( familyVerdict( leaf, root, false ), wanted ) << "ordinary, " << what;
-    EXPECT_EQ( mixedVerdict( leaf, root, true ), wanted ) << "lean leaf, " << what;
-    EXPECT_EQ( mixedVerdict( leaf, root, false ), wanted ) << "lean root, " << what;
+    EXPECT_EQ( mixedVerdict( leaf, root, true ), wanted ) << "fast leaf, " << what;
+    EXPECT_EQ( mixedVerdict( leaf, root, false ), wanted ) << "fast root, " << what;
     ERR_clear_error();
 }
 
@@ -332,7 +332,7 @@ TEST_P( SignatureAlgorithms, GetTheSameVerdictOnRsaPssWithSha3 )
     }
 }
 
-// The public key of such an issuer is not parsed in the lean context, but verifies what is.
+// The public key of such an issuer is not parsed in the key-decoding context, but verifies what is.
 TEST_P( SignatureAlgorithms, MeetTheirOwnKindOfIssuerOnly )
 {
     EVP_PKEY *subject = keyOf( GetParam() );

@@ -1,6 +1,6 @@
 #include "support/signatures.hpp"
 
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -61,22 +61,22 @@ Pkey support::newRsaKey( size_t bits )
     return { pkey, EVP_PKEY_free };
 }
 
-PrivateKey support::privateKey( const Pkey &pkey, bool lean )
+PrivateKey support::privateKey( const Pkey &pkey, bool fast )
 {
-    Lean        used( lean );
+    KeyDecoding used( fast );
     std::string text = pkcs8Text( pkey.get() );
     EXPECT_FALSE( text.empty() );
     pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buf( text ).get() ) );
     return pem ? pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) ) : PrivateKey();
 }
 
-PublicKey support::publicKeyOf( const std::string &der, bool lean )
+PublicKey support::publicKeyOf( const std::string &der, bool fast )
 {
-    Lean used( lean );
+    KeyDecoding used( fast );
     return pb::adopt( cryPkeyPublicTryCreateFromPem( pem( "PUBLIC KEY", der ).get() ) );
 }
 
-PublicKey support::publicKey( const Pkey &pkey, bool lean ) { return publicKeyOf( written( i2d_PUBKEY, pkey.get() ), lean ); }
+PublicKey support::publicKey( const Pkey &pkey, bool fast ) { return publicKeyOf( written( i2d_PUBKEY, pkey.get() ), fast ); }
 
 PublicKey support::wrappedPublicKey( const Pkey &pkey ) { return pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( pkey.get() ) ); }
 

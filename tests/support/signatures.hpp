@@ -23,11 +23,11 @@ inline constexpr const char *digestNames[] = { "MD5", "SHA1", "SHA224", "SHA256"
 Pkey newEcKey( const char *group );
 Pkey newRsaKey( size_t bits );
 
-// Keys of the family, parsed from what OpenSSL writes, in the lean context or without it; null where that is refused.
-PrivateKey privateKey( const Pkey &pkey, bool lean = true );
-PublicKey  publicKey( const Pkey &pkey, bool lean = true );
+// Keys of the family, parsed from what OpenSSL writes, in the key-decoding context or without it; null where that is refused.
+PrivateKey privateKey( const Pkey &pkey, bool fast = true );
+PublicKey  publicKey( const Pkey &pkey, bool fast = true );
 // The same from SubjectPublicKeyInfo.
-PublicKey publicKeyOf( const std::string &der, bool lean = true );
+PublicKey publicKeyOf( const std::string &der, bool fast = true );
 // The very OpenSSL key.
 PublicKey wrappedPublicKey( const Pkey &pkey );
 

@@ -161,7 +161,7 @@ class IdentityTest(tool.ToolTest):
 
     def assertWrongPassword(self, path, *more, **keywords):
         result = run("pkcs12", "read", path, "--password-file", wrong, *more, **keywords)
-        self.assertUnusable(result, f"{path}: the password is wrong, or the file is damaged")
+        self.assertInputError(result, f"{path}: the password is wrong, or the file is damaged")
 
     def make(self, *arguments, key="rsa", certificate="rsa.crt", password=True, out=None):
         """A new PKCS#12 file."""
@@ -209,14 +209,14 @@ class Certificates(IdentityTest):
         path = self.folder() / "out"
         for days in ("2920000", "3650000"):
             result = run("certificate", "generate", "--key", file("ec.key"), "--days", days, "--out", path)
-            self.assertUnusable(result, "no certificate can be made of this", "the validity must end before the year 10000")
+            self.assertInputError(result, "no certificate can be made of this", "the validity must end before the year 10000")
         self.assertFalse(path.exists())
 
     def test_DaysThatAreNoneAreRefused(self):
         for days in ("-1", "3650001", "9223372036854775807", "9223372036854775808", "99999999999999999999", "", "x", "1.5", "1e3", "5 ", " 5", "+5",
                      "010", "0x10", "１"):  # fmt: skip
             for arguments in ([f"--days={days}"], ["--days", days]):
-                self.assertUnusable(run("certificate", "generate", "--key", file("ec.key"), *arguments), "--days: ")
+                self.assertInputError(run("certificate", "generate", "--key", file("ec.key"), *arguments), "--days: ")
 
     def test_UsageIsForClientsServersOrBoth(self):
         for options, said, good in [
@@ -349,10 +349,10 @@ class Names(IdentityTest):
         ]:
             with self.subTest(name):
                 for result in self.refused(f"--domain={name}"):
-                    self.assertUnusable(result, "--domain: '", f"' is no domain name: {reason}")
+                    self.assertInputError(result, "--domain: '", f"' is no domain name: {reason}")
         # Another common name does not help.
         for result in self.refused("--domain=a.b,DNS:evil.example", "--common-name", "x"):
-            self.assertUnusable(result, "--domain: '", f"' is no domain name: label 2: {character}")
+            self.assertInputError(result, "--domain: '", f"' is no domain name: label 2: {character}")
 
     def test_LongNames(self):
         name = ".".join(["a" * 63] * 4)[:253]
@@ -360,19 +360,19 @@ class Names(IdentityTest):
         for make in self.makers():
             self.assertEqual(self.names(make("--domain", name, "--common-name", "x")), ([("commonName", "x")], f"DNS:{name}"))
         for result in self.refused("--domain", name):
-            self.assertUnusable(result, "--domain: has 253 characters; a common name has at most 64; --common-name gives another one")
+            self.assertInputError(result, "--domain: has 253 characters; a common name has at most 64; --common-name gives another one")
         for result in self.refused("--common-name", "ü" * 65):
-            self.assertUnusable(result, "--common-name: has 65 characters; a common name has at most 64")
+            self.assertInputError(result, "--common-name: has 65 characters; a common name has at most 64")
 
     def test_CommonNamesThatAreNoneAreRefused(self):
         for result in itertools.chain(self.refused("--common-name", ""), self.refused("--common-name=")):
-            self.assertUnusable(result, "--common-name: is empty")
+            self.assertInputError(result, "--common-name: is empty")
         for option in ("--common-name", "--domain"):
             for bad in (b"\xff", b"a\xc3", b"\xed\xa0\x80", b"\xc0\xaf"):
                 for result in self.refused(option, bad):
-                    self.assertUnusable(result, f"{option}: '", "is not text in UTF-8")
+                    self.assertInputError(result, f"{option}: '", "is not text in UTF-8")
             for result in self.refused(option, "a", option, "b"):
-                self.assertUnusable(result, f"{option}: ")
+                self.assertInputError(result, f"{option}: ")
 
 
 class Keys(IdentityTest):
@@ -384,7 +384,7 @@ class Keys(IdentityTest):
         for algorithm in ("ED25519", "ED448", "X25519"):
             key = self.private("no.key", openssl("genpkey", "-algorithm", algorithm))
             for command in self.COMMANDS:
-                self.assertUnusable(run(*command, "--key", key), f"{key}: OpenSSL cannot sign with this key ({algorithm}, ")
+                self.assertInputError(run(*command, "--key", key), f"{key}: OpenSSL cannot sign with this key ({algorithm}, ")
 
     def test_ShortKeysWorkOrAreRefused(self):
         key = self.private("short.key", openssl("genrsa", "512"))
@@ -404,8 +404,8 @@ class Keys(IdentityTest):
                 self.assertEqual(openssl(kind, "-noout", "-pubkey", stdin=made), openssl("pkey", "-in", plain, "-pubout"))
             os.write(write, PASSWORD.encode() + b"\n")
             self.assertDone(run(*command, "--key", key, "--password-fd", str(descriptor), pass_fds=[descriptor]))
-            self.assertUnusable(run(*command, "--key", key, "--password-file", wrong), f"{key}:1: the password is wrong, or the key is damaged")
-            self.assertUnusable(run(*command, "--key", key, start_new_session=True), f"{key}: is protected by a password", "--password-file or")
+            self.assertInputError(run(*command, "--key", key, "--password-file", wrong), f"{key}:1: the password is wrong, or the key is damaged")
+            self.assertInputError(run(*command, "--key", key, start_new_session=True), f"{key}: is protected by a password", "--password-file or")
             with AtTerminal(*command, "--key", key) as terminal:
                 self.assertTrue(terminal.read(b"Password for " + bytes(key) + b": "))
                 self.assertFalse(terminal.echoes())
@@ -440,9 +440,9 @@ class Keys(IdentityTest):
         for command in self.COMMANDS:
             for content, said in ((text_of("ec"), "holds no private key, only 'CERTIFICATE'"), (b"", "is empty"), (b"garbage", "holds no private key")):
                 key = self.private("none.key", content)
-                self.assertUnusable(run(*command, "--key", key), f"{key}: {said}")
-            self.assertUnusable(run(*command, "--key", "/nowhere"), "/nowhere: No such file or directory")
-            self.assertUnusable(run(*command), "--key is required")
+                self.assertInputError(run(*command, "--key", key), f"{key}: {said}")
+            self.assertInputError(run(*command, "--key", "/nowhere"), "/nowhere: No such file or directory")
+            self.assertInputError(run(*command), "--key is required")
 
 
 class Requests(IdentityTest):
@@ -517,7 +517,7 @@ class Requests(IdentityTest):
             self.assertGood(self.peer(*more))
         key = self.private("ed.key", openssl("genpkey", "-algorithm", "ED25519"))
         self.assertEqual(self.assertGood(self.peer(key="ed"), key="ed")["key"], "ED25519, 256 bits")
-        self.assertUnusable(run("request", "generate", "--key", key), f"{key}: OpenSSL cannot sign with this key (ED25519, ")
+        self.assertInputError(run("request", "generate", "--key", key), f"{key}: OpenSSL cannot sign with this key (ED25519, ")
 
     def test_ExtensionsAreToldAsOpensslPrintsThem(self):
         path = self.peer(
@@ -629,7 +629,7 @@ class Requests(IdentityTest):
     def test_AnEmptyNameOfTheKeyIsNotTakenForNone(self):
         # An unset variable of a shell must not turn the check off.
         for arguments in (["--key", ""], ["--key="]):
-            self.assertUnusable(run("request", "check", self.peer(), *arguments), "'': No such file or directory")
+            self.assertInputError(run("request", "check", self.peer(), *arguments), "'': No such file or directory")
 
     def test_KeysThatOpensslCannotDecodeAreBad(self):
         good = self.peer(key="ec", form="DER").read_bytes()
@@ -642,8 +642,8 @@ class Requests(IdentityTest):
     def test_ProtectedKeysAreOpened(self):
         path, key = self.peer(key="ec"), file("guarded.key")
         self.assertDone(run("request", "check", path, "--key", key, "--password-file", secret))
-        self.assertUnusable(run("request", "check", path, "--key", key, "--password-file", wrong), f"{key}:1: the password is wrong")
-        self.assertUnusable(run("request", "check", path, "--key", key, start_new_session=True), f"{key}: is protected by a password")
+        self.assertInputError(run("request", "check", path, "--key", key, "--password-file", wrong), f"{key}:1: the password is wrong")
+        self.assertInputError(run("request", "check", path, "--key", key, start_new_session=True), f"{key}: is protected by a password")
         with AtTerminal("request", "check", path, "--key", key) as terminal:
             self.assertTrue(terminal.read(b"Password for "))
             terminal.type(PASSWORD.encode() + b"\n")
@@ -671,12 +671,12 @@ class Requests(IdentityTest):
         ]:
             path = self.write("other.csr", content)
             for more in ([], ["--json"], ["--key", file("rsa.key")]):
-                self.assertUnusable(run("request", "check", path, *more), f"{path}{said}")
-            self.assertUnusable(run("request", "check", "-", stdin=path.read_bytes()), f"standard input{said}")
-        self.assertUnusable(run("request", "check", "/nowhere"), "/nowhere: No such file or directory")
-        self.assertUnusable(run("request", "check", "/"), "/: Is a directory")
-        self.assertUnusable(run("request", "check", self.peer(), "--key", "/nowhere"), "/nowhere: No such file or directory")
-        self.assertUnusable(run("request", "check", self.peer(), "--key", file("rsa.crt")), f"{file('rsa.crt')}: holds no private key")
+                self.assertInputError(run("request", "check", path, *more), f"{path}{said}")
+            self.assertInputError(run("request", "check", "-", stdin=path.read_bytes()), f"standard input{said}")
+        self.assertInputError(run("request", "check", "/nowhere"), "/nowhere: No such file or directory")
+        self.assertInputError(run("request", "check", "/"), "/: Is a directory")
+        self.assertInputError(run("request", "check", self.peer(), "--key", "/nowhere"), "/nowhere: No such file or directory")
+        self.assertInputError(run("request", "check", self.peer(), "--key", file("rsa.crt")), f"{file('rsa.crt')}: holds no private key")
 
     def test_MessagesDoNotGrowWithTheFile(self):
         path = self.write("many.csr", "".join(f"-----BEGIN X{n}-----\n-----END X{n}-----\n" for n in range(10000)))
@@ -705,7 +705,7 @@ class Requests(IdentityTest):
                 result = run("request", "check", path)
                 self.assertHarmless(result.out + result.err)
                 if hostile.startswith(b"\xff") and name[:1] == b"N":
-                    self.assertUnusable(result, f"{path}: ")  # OpenSSL does not take such a name
+                    self.assertInputError(result, f"{path}: ")  # OpenSSL does not take such a name
                     continue
                 self.assertEqual(result.code, 1)
                 self.assertEqual(sum(line.startswith("signature") for line in result.text.splitlines()), 1)
@@ -743,7 +743,7 @@ class ReadPkcs12(IdentityTest):
                 self.assertReads(path, "--password-file", secret, extras=REVERSED)
                 self.assertWrongPassword(path)
                 expected = f"{path}: is protected by a password, and there is no terminal to ask for it; give --password-file or --password-fd"
-                self.assertUnusable(run("pkcs12", "read", path, start_new_session=True), expected)
+                self.assertInputError(run("pkcs12", "read", path, start_new_session=True), expected)
 
     def test_KeysOfOtherKinds(self):
         self.assertReads(self.export(key="ec", certificate="ec"), "--password-file", secret, key="ec", certificate="ec")
@@ -780,11 +780,11 @@ class ReadPkcs12(IdentityTest):
         path = self.export("-nomac")
         result = run("pkcs12", "read", path, "--password-file", secret)
         if result.code:
-            self.assertUnusable(result, f"{path}: ", "mac absent")
+            self.assertInputError(result, f"{path}: ", "mac absent")
         else:
             self.assertReads(path, "--password-file", secret)
         for result in (run("pkcs12", "read", path, "--password-file", wrong), run("pkcs12", "read", path, start_new_session=True)):
-            self.assertUnusable(result, f"{path}: ")
+            self.assertInputError(result, f"{path}: ")
 
     def test_StandardInputAndOutput(self):
         content = self.export(extras=EXTRAS).read_bytes()
@@ -817,7 +817,7 @@ class ReadPkcs12(IdentityTest):
         more = ["--password-file", secret] if more else []
         began = time.monotonic()
         folder = self.folder()
-        self.assertUnusable(limited(["pkcs12", "read", path, *more, "--out-key", folder / "key"], 500), f"{path}: {said[0]}", *said[1:])
+        self.assertInputError(limited(["pkcs12", "read", path, *more, "--out-key", folder / "key"], 500), f"{path}: {said[0]}", *said[1:])
         self.assertEqual(self.taken(folder), [])
         self.assertLess(time.monotonic() - began, 10)
 
@@ -837,19 +837,19 @@ class ReadPkcs12(IdentityTest):
         self.refuses(b"\x30\x80" * 100000, "")
         self.refuses(b"\x30\x84\x7f\xff\xff\xff", "is cut off")
         self.refuses(b"\x30\x00", "is no PKCS#12 file")
-        self.assertUnusable(run("pkcs12", "read", "/nowhere"), "/nowhere: No such file or directory")
-        self.assertUnusable(run("pkcs12", "read", "/"), "/: Is a directory")
-        self.assertUnusable(run("pkcs12", "read", "-"), "standard input: is empty")
+        self.assertInputError(run("pkcs12", "read", "/nowhere"), "/nowhere: No such file or directory")
+        self.assertInputError(run("pkcs12", "read", "/"), "/: Is a directory")
+        self.assertInputError(run("pkcs12", "read", "-"), "standard input: is empty")
         big = self.write("big.p12", b"")
         os.truncate(big, 65 * MIB)
-        self.assertUnusable(run("pkcs12", "read", big), f"{big}: is larger than 64 MiB")
+        self.assertInputError(run("pkcs12", "read", big), f"{big}: is larger than 64 MiB")
 
     def test_FilesWithoutKeyOrCertificateAreDescribed(self):
         path = self.export("-nokeys")
-        self.assertUnusable(run("pkcs12", "read", path, "--password-file", secret), f"{path}: holds no private key")
+        self.assertInputError(run("pkcs12", "read", path, "--password-file", secret), f"{path}: holds no private key")
         openssl("pkcs12", "-export", "-nocerts", "-inkey", "rsa.key", "-passout", f"pass:{PASSWORD}", "-out", "nocerts.p12")
         path = file("nocerts.p12")
-        self.assertUnusable(run("pkcs12", "read", path, "--password-file", secret), f"{path}: holds no certificate that its private key belongs to")
+        self.assertInputError(run("pkcs12", "read", path, "--password-file", secret), f"{path}: holds no certificate that its private key belongs to")
 
     def test_HugeIterationCountsAreRefusedAtOnce(self):
         version, safes, mac = elements(elements(self.export().read_bytes())[0][1])
@@ -984,7 +984,7 @@ class WritePkcs12(IdentityTest):
     def test_RawBytesDoNotGoToATerminal(self):
         result = run_on_terminal("pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--no-password", "--out", "-",
                                  on={"out"})  # fmt: skip
-        self.assertUnusable(result, "a PKCS#12 file does not go to a terminal")
+        self.assertInputError(result, "a PKCS#12 file does not go to a terminal")
 
     def test_TheMessageOfTheTerminalNamesOptionsThatAreThere(self):
         result = run_on_terminal("pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--no-password", "--out", "-",
@@ -1003,7 +1003,7 @@ class WritePkcs12(IdentityTest):
         extra = [part for each in extra for part in ("--extra", each)]
         result = run("pkcs12", "write", "--key", file(key), "--certificate", file(certificate), *extra, *more, "--out", folder / "out",
                      start_new_session=True)  # fmt: skip
-        self.assertUnusable(result, *said)
+        self.assertInputError(result, *said)
         self.assertEqual(self.taken(folder), [])
 
     def test_KeyOfAnotherCertificateIsRefused(self):
@@ -1059,7 +1059,7 @@ class Passwords(IdentityTest):
             self.assertReads(path, "--password-file", self.private("pw", content))
         for content in ("\n" + PASSWORD, " " + PASSWORD, PASSWORD + " \n", PASSWORD.upper(), PASSWORD + PASSWORD, ""):
             result = run("pkcs12", "read", path, "--password-file", self.private("pw", content))
-            self.assertUnusable(result, f"{path}: the password is wrong, or the file is damaged")
+            self.assertInputError(result, f"{path}: the password is wrong, or the file is damaged")
 
     def test_DescriptorsGiveIt(self):
         path, made = self.export(), self.folder() / "made.p12"
@@ -1077,17 +1077,17 @@ class Passwords(IdentityTest):
         os.close(descriptor)
         self.assertReads(path, "--password-fd", "0", stdin=PASSWORD.encode())
         for bad in ("-1", "x", "", "99999999999"):
-            self.assertUnusable(run("pkcs12", "read", path, f"--password-fd={bad}"), "", "--password-fd")
-        self.assertUnusable(run("pkcs12", "read", path, "--password-fd", "99"), "descriptor 99: Bad file descriptor")
+            self.assertInputError(run("pkcs12", "read", path, f"--password-fd={bad}"), "", "--password-fd")
+        self.assertInputError(run("pkcs12", "read", path, "--password-fd", "99"), "descriptor 99: Bad file descriptor")
 
     def test_KeyHasAPasswordOfItsOwn(self):
         made = self.folder() / "made.p12"
         arguments = ["pkcs12", "write", "--key", file("guarded.key"), "--certificate", file("ec.crt"), "--out", made]
         new = self.private("new", "another one\n")
-        self.assertUnusable(run(*arguments, "--password-file", new, start_new_session=True), f"{file('guarded.key')}: is protected by a password",
+        self.assertInputError(run(*arguments, "--password-file", new, start_new_session=True), f"{file('guarded.key')}: is protected by a password",
                             "--key-password-file or --key-password-fd")  # fmt: skip
         result = run(*arguments, "--password-file", new, "--key-password-file", wrong)
-        self.assertUnusable(result, f"{file('guarded.key')}:1: the password is wrong, or the key is damaged")
+        self.assertInputError(result, f"{file('guarded.key')}:1: the password is wrong, or the key is damaged")
         self.assertFalse(made.exists())
         self.assertDone(run(*arguments, "--password-file", new, "--key-password-file", secret))
         self.assertPeerReads(made, key="ec", certificate="ec", password="another one")
@@ -1109,7 +1109,7 @@ class Passwords(IdentityTest):
             ["request", "check", path, *both],
         ):
             result = run(*arguments, stdin=PASSWORD.encode())
-            self.assertUnusable(result, "--", " excludes --", f"'cry {' '.join(arguments[:2])} --help' tells more")
+            self.assertInputError(result, "--", " excludes --", f"'cry {' '.join(arguments[:2])} --help' tells more")
         self.assertEqual(self.taken(folder), [])
 
     def tryToWrite(self, folder, password_file):
@@ -1120,15 +1120,15 @@ class Passwords(IdentityTest):
         path, folder = self.export(), self.folder()
         for bad in (b"\xff\n", b"p\xe4ssword\n", b"\xed\xa0\x80\n", b"\xc0\xaf\n"):
             pw = self.private("pw", bad)
-            self.assertUnusable(run("pkcs12", "read", path, "--password-file", pw), "the password is not text in UTF-8")
-            self.assertUnusable(self.tryToWrite(folder, pw), "the password is not text in UTF-8")
+            self.assertInputError(run("pkcs12", "read", path, "--password-file", pw), "the password is not text in UTF-8")
+            self.assertInputError(self.tryToWrite(folder, pw), "the password is not text in UTF-8")
         self.assertEqual(self.taken(folder), [])
 
     def test_TooLongOnesAreRefused(self):
         pw = self.private("pw", "x" * 1025 + "\n")
         folder = self.folder()
         for result in (run("pkcs12", "read", self.export(), "--password-file", pw), self.tryToWrite(folder, pw)):
-            self.assertUnusable(result, f"{pw}: a password of more than 1024 bytes")
+            self.assertInputError(result, f"{pw}: a password of more than 1024 bytes")
         self.assertEqual(self.taken(folder), [])
 
     def test_ZerosDoNotCutThePasswordOff(self):
@@ -1140,7 +1140,7 @@ class Passwords(IdentityTest):
         for content in ("", "\n", "\nsecond line\n"):
             folder, pw = self.folder(), self.private("pw", content)
             result = self.tryToWrite(folder, pw)
-            self.assertUnusable(result, "")
+            self.assertInputError(result, "")
             self.assertIn("--no-password", result.message)
             self.assertEqual(self.taken(folder), [])
 
@@ -1234,7 +1234,7 @@ class Passwords(IdentityTest):
     def test_WithoutATerminalTheOptionsAreNamed(self):
         path = self.folder() / "out"
         result = run("pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--out", path, start_new_session=True)
-        self.assertUnusable(result, f"{path}: there is no terminal to ask for its new password; give --password-file or --password-fd")
+        self.assertInputError(result, f"{path}: there is no terminal to ask for its new password; give --password-file or --password-fd")
         self.assertFalse(path.exists())
 
     def test_PasswordFilesThatOthersCanReadAreWarnedOf(self):
@@ -1295,7 +1295,7 @@ class Output(IdentityTest):
             (folder / "link").symlink_to("nowhere")
             for name in ("out", "link"):
                 for more in ([], ["--json"]):
-                    self.assertUnusable(run(*arguments, *more, "--out", folder / name), f"{folder / name}: {IN_THE_WAY}")
+                    self.assertInputError(run(*arguments, *more, "--out", folder / name), f"{folder / name}: {IN_THE_WAY}")
             self.assertEqual(((folder / "out").read_text(), self.taken(folder)), ("old", ["link", "out"]))
             result = run(*arguments, "--out", folder / "out", "--force")
             self.assertEqual((result.code, result.message, result.out), (0, "", b""))
@@ -1305,16 +1305,16 @@ class Output(IdentityTest):
         path = self.write("in-the-way", "old")
         for arguments in (["certificate", "generate", "--key", "/nowhere"], ["request", "generate", "--key", "/nowhere"],
                           ["pkcs12", "write", "--key", "/nowhere", "--certificate", "/nowhere"]):  # fmt: skip
-            self.assertUnusable(run(*arguments, "--out", path), f"{path}: {IN_THE_WAY}")
+            self.assertInputError(run(*arguments, "--out", path), f"{path}: {IN_THE_WAY}")
         for name in ("key", "certificate", "certificates"):
-            self.assertUnusable(run("pkcs12", "read", "/nowhere", f"--out-{name}", path), f"{path}: {IN_THE_WAY}")
+            self.assertInputError(run("pkcs12", "read", "/nowhere", f"--out-{name}", path), f"{path}: {IN_THE_WAY}")
 
     def test_OneFileInTheWayMeansThatNoneIsWritten(self):
         for name in ("key", "certificate", "certificates"):
             folder = self.folder()
             (folder / name).write_text("old")
             for more in ([], ["--json"]):
-                self.assertUnusable(self.read(folder, *more), f"{folder / name}: {IN_THE_WAY}")
+                self.assertInputError(self.read(folder, *more), f"{folder / name}: {IN_THE_WAY}")
             self.assertEqual((self.taken(folder), (folder / name).read_text()), ([name], "old"))
             self.assertDone(self.read(folder, "--force"))
             self.assertEqual(self.taken(folder), ["certificate", "certificates", "key"])
@@ -1346,22 +1346,22 @@ class Output(IdentityTest):
         # An unset variable of a shell must not put a private key on the screen, nor be taken for success.
         path = self.export()
         for option in ("--out-key", "--out-certificate", "--out-certificates"):
-            self.assertUnusable(run("pkcs12", "read", path, "--password-file", secret, option, ""), "the name of the file", " is empty")
+            self.assertInputError(run("pkcs12", "read", path, "--password-file", secret, option, ""), "the name of the file", " is empty")
         for arguments in self.makers():
-            self.assertUnusable(run(*arguments, "--out", ""), "the name of the file", " is empty")
+            self.assertInputError(run(*arguments, "--out", ""), "the name of the file", " is empty")
 
     def test_PlacesThatCannotBeWrittenAreNamed(self):
         for force in ([], ["--force"]):
             folder = self.folder()
             for arguments in self.makers():
-                self.assertUnusable(run(*arguments, *force, "--out", folder), f"{folder}: Is a directory")
-                self.assertUnusable(run(*arguments, *force, "--out", folder / "no" / "out"), f"{folder}/no/out: No such file or directory")
-                self.assertUnusable(run(*arguments, *force, "--out", "/dev/full"), "/dev/full: No space left on device")
+                self.assertInputError(run(*arguments, *force, "--out", folder), f"{folder}: Is a directory")
+                self.assertInputError(run(*arguments, *force, "--out", folder / "no" / "out"), f"{folder}/no/out: No such file or directory")
+                self.assertInputError(run(*arguments, *force, "--out", "/dev/full"), "/dev/full: No space left on device")
             for name in ("key", "certificate", "certificates"):
                 path = self.export(extras=["one"])
                 more = ["pkcs12", "read", path, "--password-file", secret, *force, f"--out-{name}"]
-                self.assertUnusable(run(*more, folder / "no" / "out"), f"{folder}/no/out: No such file or directory")
-                self.assertUnusable(run(*more, "/dev/full"), "/dev/full: No space left on device")
+                self.assertInputError(run(*more, folder / "no" / "out"), f"{folder}/no/out: No such file or directory")
+                self.assertInputError(run(*more, "/dev/full"), "/dev/full: No space left on device")
             self.assertEqual(self.taken(folder), [])
 
     def test_LimitedFilesChangeNothing(self):
@@ -1373,7 +1373,7 @@ class Output(IdentityTest):
             folder = self.folder()
             (folder / "old").write_text("old")
             for name, force in (("new", []), ("new", ["--force"]), ("old", ["--force"])):
-                self.assertUnusable(run(*arguments, "--out", folder / name, *force, **how(100)), f"{folder / name}: File too large")
+                self.assertInputError(run(*arguments, "--out", folder / name, *force, **how(100)), f"{folder / name}: File too large")
             self.assertEqual((self.taken(folder), (folder / "old").read_text()), (["old"], "old"))
         # Of several outputs each is whole, or the old one.
         size = len(openssl("pkcs8", "-topk8", "-nocrypt", "-in", "ec.key"))
@@ -1383,7 +1383,7 @@ class Output(IdentityTest):
                 (folder / name).write_text("old")
             result = self.read(folder, "--force", **how(room))
             first = folder / ("key" if room < size else "certificate")
-            self.assertUnusable(result, f"{first}: File too large")
+            self.assertInputError(result, f"{first}: File too large")
             self.assertIn((folder / "key").read_bytes(), (b"old", openssl("pkcs8", "-topk8", "-nocrypt", "-in", "ec.key")))
             self.assertEqual((self.taken(folder), (folder / "certificate").read_text()), (["certificate", "key"], "old"))
 
@@ -1401,8 +1401,8 @@ class Output(IdentityTest):
                     pass
             for arguments in self.makers():
                 for name, force in (("new", []), ("old", ["--force"])):
-                    self.assertUnusable(run(*arguments, "--out", folder / name, *force), f"{folder / name}: No space left on device")
-            self.assertUnusable(self.read(folder), f"{folder / 'key'}: No space left on device")
+                    self.assertInputError(run(*arguments, "--out", folder / name, *force), f"{folder / name}: No space left on device")
+            self.assertInputError(self.read(folder), f"{folder / 'key'}: No space left on device")
             self.assertEqual((self.taken(folder), (folder / "old").read_text()), (["filler", "old"], "old"))
         finally:
             subprocess.run(["umount", folder], check=True)
@@ -1541,7 +1541,7 @@ class NameCheck(IdentityTest):
     def test_TextThatIsNotUtf8IsRefused(self):
         for name in (b"\xff", b"a\xc3", b"\xed\xa0\x80", b"b\xfccher.example"):
             result = run("name", "check", name)
-            self.assertUnusable(result, "NAME: '", "is not text in UTF-8")
+            self.assertInputError(result, "NAME: '", "is not text in UTF-8")
             self.assertHarmless(result.err)
 
     def test_WhatTheCheckTakesTheGeneratorsTakeToo(self):
@@ -1574,9 +1574,9 @@ class Commands(IdentityTest):
     def test_GroupsNameTheirCommands(self):
         for group, members in self.GROUPS.items():
             end = f"; 'cry {group}' has {', '.join(members)}; 'cry {group} --help' tells more\n"
-            self.assertUnusable(run(group), "a command is missing" + end)
-            self.assertUnusable(run(group, "nonsense"), "'nonsense' is not a command" + end)
-            self.assertUnusable(run(group, "--frob"), "unknown option '--frob'" + end)
+            self.assertInputError(run(group), "a command is missing" + end)
+            self.assertInputError(run(group, "nonsense"), "'nonsense' is not a command" + end)
+            self.assertInputError(run(group, "--frob"), "unknown option '--frob'" + end)
             for more in (["--json"], [""], ["--"], ["-"], ["\x1b[31m"], [members[0].upper()]):
                 result = run(group, *more)
                 self.assertEqual((result.code, result.out), (2, b""), more)
@@ -1588,11 +1588,11 @@ class Commands(IdentityTest):
         for command in self.ALL:
             for option in ("--frob", "-x", "--frob=1", "--JSON", "--jso", "--outkey", "--certificates"):
                 result = run(*command, *needed[command[1]], option)
-                self.assertUnusable(result, f"unknown option '{option}'", f"'cry {' '.join(command)} --help' tells more")
+                self.assertInputError(result, f"unknown option '{option}'", f"'cry {' '.join(command)} --help' tells more")
             result = run(*command, "--\x1b[2J")
             self.assertEqual(result.code, 2)
             self.assertHarmless(result.err)
-            self.assertUnusable(run(*command, *needed[command[1]], "surplus"), "one argument too many, 'surplus'")
+            self.assertInputError(run(*command, *needed[command[1]], "surplus"), "one argument too many, 'surplus'")
 
     def test_MissingArgumentsAreNamed(self):
         for arguments, missing in [
@@ -1606,15 +1606,15 @@ class Commands(IdentityTest):
             (["name", "check"], "NAME"),
         ]:
             end = f"'cry {' '.join(arguments[:2])} --help' tells more\n"
-            self.assertUnusable(run(*arguments), f"{missing} is required; {end}")
+            self.assertInputError(run(*arguments), f"{missing} is required; {end}")
         for command, option in [("certificate generate", "--key"), ("certificate generate", "--days"), ("request generate", "--common-name"),
                                 ("pkcs12 read", "--out-key"), ("pkcs12 write", "--extra"), ("request check", "--key")]:  # fmt: skip
-            self.assertUnusable(run(*command.split(), option), f"{option}: 1 required ", " missing")
-        self.assertUnusable(run("certificate", "generate", "--key", file("ec.key"), "--force"), "--force requires --out")
+            self.assertInputError(run(*command.split(), option), f"{option}: 1 required ", " missing")
+        self.assertInputError(run("certificate", "generate", "--key", file("ec.key"), "--force"), "--force requires --out")
         arguments = ["pkcs12", "write", "--key", file("rsa.key"), "--certificate", file("rsa.crt"), "--out", "-", "--no-password"]
-        self.assertUnusable(run(*arguments, "--extra", file("one.crt"), file("two.crt")), "one argument too many, ")
+        self.assertInputError(run(*arguments, "--extra", file("one.crt"), file("two.crt")), "one argument too many, ")
         for option in ("--key", "--certificate", "--out"):
-            self.assertUnusable(run(*arguments, option, "x"), f"{option}: ")
+            self.assertInputError(run(*arguments, option, "x"), f"{option}: ")
 
     def test_EveryJsonBeginsWithItsFormat(self):
         request, path = self.request(), self.export()

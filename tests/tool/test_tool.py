@@ -148,7 +148,7 @@ class Arguments(ToolTest):
             (["--json", "hash", "x"], "--json requires --version"),
         ]:
             with self.subTest(arguments):
-                self.assertUnusable(run(*arguments), said)
+                self.assertInputError(run(*arguments), said)
 
     def test_ArgumentsCannotPlayWithTheTerminal(self):
         for arguments in (
@@ -164,8 +164,8 @@ class Arguments(ToolTest):
 
     def test_UnknownAlgorithmNamesTheKnownOnes(self):
         for name in ("", "sha257", "SHA-256", "sha256 "):
-            self.assertUnusable(run("hash", "--algorithm", name), f"--algorithm: '{name}' is unknown; known are md5, sha1, ", "sha3-512")
-        self.assertUnusable(run("hash", "--algorithm=", "x"), "--algorithm: '' is unknown")
+            self.assertInputError(run("hash", "--algorithm", name), f"--algorithm: '{name}' is unknown; known are md5, sha1, ", "sha3-512")
+        self.assertInputError(run("hash", "--algorithm=", "x"), "--algorithm: '' is unknown")
 
     def test_BadTimesAreRefused(self):
         for bad in ["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z", "2026-01-31 12:00:00Z",
@@ -177,10 +177,10 @@ class Arguments(ToolTest):
                     if arguments[0] == "--time" and bad.startswith("-"):
                         continue  # an option then
                     result = run("verify", *arguments, EXAMPLES / "rsa-chain.pem")
-                    self.assertUnusable(result, f"--time: '{bad}' is not a time in UTC as 2026-01-31T12:00:00Z")
+                    self.assertInputError(result, f"--time: '{bad}' is not a time in UTC as 2026-01-31T12:00:00Z")
         for bad in ("2026-02-30T00:00:00Z", "2025-02-29T00:00:00Z", "2026-04-31T00:00:00Z", "2026-02-00T00:00:00Z"):
             result = run("verify", "--time", bad, EXAMPLES / "rsa-chain.pem")
-            self.assertUnusable(result, f"--time: '{bad}' is ")
+            self.assertInputError(result, f"--time: '{bad}' is ")
 
     def test_ExtremeTimesAreTaken(self):
         self.assertEqual(self.verify(pki.file("leaf", "intermediate"), at="2024-02-29T00:00:00Z").code, 0)
@@ -189,11 +189,11 @@ class Arguments(ToolTest):
             self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
-        self.assertUnusable(run("verify", "--trust", "-", "-"), "standard input is given more than once")
-        self.assertUnusable(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "standard input is given more than once")
+        self.assertInputError(run("verify", "--trust", "-", "-"), "standard input is given more than once")
+        self.assertInputError(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "standard input is given more than once")
 
     def test_TrustInNothingIsRefused(self):
-        self.assertUnusable(run("verify", "--no-system", EXAMPLES / "rsa-chain.pem"), "nothing is trusted", "--trust FILE")
+        self.assertInputError(run("verify", "--no-system", EXAMPLES / "rsa-chain.pem"), "nothing is trusted", "--trust FILE")
 
     def test_EveryJsonBeginsWithItsFormat(self):
         chain, trust = EXAMPLES / "ec-chain.pem", EXAMPLES / "ec-root.pem"
@@ -475,10 +475,10 @@ class CertificateText(ToolTest):
         """The same complaint, whatever the file is given as, and that it names the line in all of them."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
-        self.assertUnusable(self.verify(path), f"{path}{place}", *said)
-        self.assertUnusable(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)
-        self.assertUnusable(self.verify(pki.file("leaf"), trust=[path]), f"{path}{place}", *said)
-        self.assertUnusable(self.verify(pki.file("leaf"), "--intermediates", path), f"{path}{place}", *said)
+        self.assertInputError(self.verify(path), f"{path}{place}", *said)
+        self.assertInputError(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)
+        self.assertInputError(self.verify(pki.file("leaf"), trust=[path]), f"{path}{place}", *said)
+        self.assertInputError(self.verify(pki.file("leaf"), "--intermediates", path), f"{path}{place}", *said)
 
     def test_FilesThatHoldNoCertificateAreRefused(self):
         self.refuses("empty", b"", "is empty")
@@ -536,7 +536,7 @@ class CertificateText(ToolTest):
     def test_EveryCutIsNoticed(self):
         text = pki.text["leaf"]
         for length in range(1, len(text.rstrip()) - 4, 23):
-            self.assertUnusable(self.verify("-", stdin=text[:length].encode()), "standard input")
+            self.assertInputError(self.verify("-", stdin=text[:length].encode()), "standard input")
 
     def test_FlippedBytesNeverAbort(self):
         der = pki.der["leaf"]
@@ -548,29 +548,29 @@ class CertificateText(ToolTest):
             self.assertEqual(bool(result.out), result.code == 1)
 
     def test_WhatCannotBeOpenedIsNamed(self):
-        self.assertUnusable(self.verify(scratch / "nowhere"), f"{scratch / 'nowhere'}: No such file or directory")
-        self.assertUnusable(self.verify(""), "'': No such file or directory")
-        self.assertUnusable(self.verify(scratch), f"{scratch}: Is a directory")
-        self.assertUnusable(self.verify(pki.file("leaf"), trust=[scratch]), f"{scratch}: Is a directory")
-        self.assertUnusable(run("hash", scratch), f"{scratch}: Is a directory")
-        self.assertUnusable(self.verify(self.write("x", "x") / "below"), f"{scratch / 'x' / 'below'}: Not a directory")
-        self.assertUnusable(self.verify("n" * 5000), "nnn", "File name too long")
-        self.assertUnusable(self.verify("/dev/null"), "/dev/null: is empty")
+        self.assertInputError(self.verify(scratch / "nowhere"), f"{scratch / 'nowhere'}: No such file or directory")
+        self.assertInputError(self.verify(""), "'': No such file or directory")
+        self.assertInputError(self.verify(scratch), f"{scratch}: Is a directory")
+        self.assertInputError(self.verify(pki.file("leaf"), trust=[scratch]), f"{scratch}: Is a directory")
+        self.assertInputError(run("hash", scratch), f"{scratch}: Is a directory")
+        self.assertInputError(self.verify(self.write("x", "x") / "below"), f"{scratch / 'x' / 'below'}: Not a directory")
+        self.assertInputError(self.verify("n" * 5000), "nnn", "File name too long")
+        self.assertInputError(self.verify("/dev/null"), "/dev/null: is empty")
 
     def test_NoPermissionIsSaid(self):
         if os.geteuid() == 0:
             self.skipTest("root may read everything")
         path = self.write("forbidden", pki.text["leaf"])
         path.chmod(0)
-        self.assertUnusable(self.verify(path), f"{path}: Permission denied")
-        self.assertUnusable(run("hash", path), f"{path}: Permission denied")
+        self.assertInputError(self.verify(path), f"{path}: Permission denied")
+        self.assertInputError(run("hash", path), f"{path}: Permission denied")
 
     def test_FifoWithoutDataIsEmpty(self):
         path = scratch / "fifo"
         os.mkfifo(path)
         writer = threading.Thread(target=lambda: os.close(os.open(path, os.O_WRONLY)))
         writer.start()
-        self.assertUnusable(self.verify(path), f"{path}: is empty")
+        self.assertInputError(self.verify(path), f"{path}: is empty")
         writer.join()
 
     def test_FifoWithDataIsRead(self):
@@ -617,7 +617,7 @@ class Hostile(ToolTest):
         # The last is a surrogate without its partner, in a string of two bytes a character.
         for name, tag in ((b"\x9b31m\xff\xe2\x1b[2J", None), (b"\xc0\x9b[2J", None), (b"\xed\xa0\x80", None), (b"\xd8\0\0a", 0x1E)):
             path = self.write("no-text.der", pki.patched(name, tag))
-            self.assertUnusable(self.verify(path, trust=[path]), f"{path}: is neither PEM text nor a certificate in DER (")
+            self.assertInputError(self.verify(path, trust=[path]), f"{path}: is neither PEM text nor a certificate in DER (")
 
     def test_FileNamesAreMadeHarmless(self):
         folder = scratch / "hostile"
@@ -687,7 +687,7 @@ class Volume(ToolTest):
     def test_TenThousandKeysMakeAShortMessage(self):
         path = self.write("keys.pem", (pki.folder / "leaf.key").read_text() * 10000 + "".join(pem(b"x", f"KIND {index}") for index in range(1000)))
         result = self.timed("10000 keys", lambda: self.verify(path))
-        self.assertUnusable(result, f"{path}: holds no certificate, only ", "PRIVATE KEY")
+        self.assertInputError(result, f"{path}: holds no certificate, only ", "PRIVATE KEY")
         self.assertLess(len(result.message), 500)
 
     def test_HostileTextsTakeLittleMemory(self):
@@ -706,15 +706,15 @@ class Volume(ToolTest):
 
     def test_EndlessAndLargeFilesAreRefused(self):
         large = "is larger than 64 MiB"
-        self.assertUnusable(self.timed("/dev/zero", lambda: limited(["verify", "/dev/zero"], 512)), "/dev/zero: " + large)
-        self.assertUnusable(limited(["verify", "--trust", "/dev/zero", pki.file("leaf")], 512), "/dev/zero: " + large)
-        self.assertUnusable(limited(["hash", "--check", "/dev/zero"], 512), "/dev/zero: " + large)
+        self.assertInputError(self.timed("/dev/zero", lambda: limited(["verify", "/dev/zero"], 512)), "/dev/zero: " + large)
+        self.assertInputError(limited(["verify", "--trust", "/dev/zero", pki.file("leaf")], 512), "/dev/zero: " + large)
+        self.assertInputError(limited(["hash", "--check", "/dev/zero"], 512), "/dev/zero: " + large)
         with open("/dev/zero", "rb") as zero:
-            self.assertUnusable(run("verify", "-", stdin=zero), "standard input: " + large)
+            self.assertInputError(run("verify", "-", stdin=zero), "standard input: " + large)
         path = scratch / "100MB"
         with open(path, "wb") as file:
             file.truncate(100 * 1000 * 1000)
-        self.assertUnusable(self.timed("100 MB", lambda: self.verify(path)), f"{path}: " + large)
+        self.assertInputError(self.timed("100 MB", lambda: self.verify(path)), f"{path}: " + large)
         path.unlink()
 
     def test_ListsThatAreNoneMakeFewMessages(self):
@@ -822,11 +822,11 @@ class Hash(ToolTest):
     def test_ListsThatAreNoneAreRefused(self):
         for content in (b"", b"\n\n# nothing\n"):
             path = self.write("nothing.sums", content)
-            self.assertUnusable(run("hash", "--check", path), f"{path}: holds no line of a digest of 64 digits (see --algorithm) and a file name")
+            self.assertInputError(run("hash", "--check", path), f"{path}: holds no line of a digest of 64 digits (see --algorithm) and a file name")
         other = run("hash", "--algorithm", "md5", "--check", "-", stdin=b"0" * 64 + b"  plain\n", cwd=self.folder)
         self.assertEqual((other.code, other.out), (2, b""))
         self.assertIn("standard input:1: is not a line of 32 hexadecimal digits", other.message)
-        self.assertUnusable(run("hash", "--check", self.folder), f"{self.folder}: Is a directory")
+        self.assertInputError(run("hash", "--check", self.folder), f"{self.folder}: Is a directory")
         zeroed = (hashlib.sha256(b"").hexdigest() + "  plain\0").encode()
         self.assertEqual(run("hash", "--check", stdin=zeroed * 2, cwd=self.folder).code, 2)
 

@@ -192,7 +192,7 @@ class ToolTest(unittest.TestCase):
         self.assertEqual((result.code, result.message), (code, ""), result.out[-500:])
         return result
 
-    def assertUnusable(self, result, *parts):
+    def assertInputError(self, result, *parts):
         """Nothing but one message that begins with the first part and has the others."""
         self.assertEqual((result.code, result.out), (2, b""), result.message)
         self.assertTrue(result.message.startswith(f"cry: {parts[0]}"), result.message)

@@ -1,6 +1,6 @@
 // Chain verification on the public corpora: the verdict that is on file for OpenSSL, and what a plain X509_verify_cert gives here and now, chain and all.
 #include <cry/cry_x509_certificates.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 
 #include "support/certificates.hpp"
 #include "support/files.hpp"

@@ -4,7 +4,7 @@
 #include "cry/x509/requests.hpp"
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 
 #include <map>
@@ -51,17 +51,17 @@ Request expectAsOpenssl( const std::string &body, const std::string &name )
         std::vector<unsigned long> errors;
         takeErrors();
         Req wanted = requestByOpenssl( pemText( label, body ), errors );
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            Lean used( lean );
+            KeyDecoding used( fast );
             taken = requestFromPem( block );
-            EXPECT_EQ( takeErrors(), errors ) << name << ", lean " << lean;
-            EXPECT_EQ( (bool)taken, (bool)wanted ) << name << ", lean " << lean;
+            EXPECT_EQ( takeErrors(), errors ) << name << ", fast " << fast;
+            EXPECT_EQ( (bool)taken, (bool)wanted ) << name << ", fast " << fast;
             if( !taken || !wanted )
                 continue;
-            EXPECT_EQ( canonical( taken ), pemText( wanted.get() ) ) << name << ", lean " << lean;
+            EXPECT_EQ( canonical( taken ), pemText( wanted.get() ) ) << name << ", fast " << fast;
             Request restored = pb::adopt( cryX509CsrTryRestore( pb::adopt( cryX509CsrStore( taken.get() ) ).get() ) );
-            EXPECT_TRUE( cryX509CsrEquals( restored.get(), taken.get() ) ) << name << ", lean " << lean;
+            EXPECT_TRUE( cryX509CsrEquals( restored.get(), taken.get() ) ) << name << ", fast " << fast;
             EVP_PKEY *pkey = X509_REQ_get0_pubkey( wanted.get() );
             takeErrors();
             if( !pkey )
@@ -69,9 +69,9 @@ Request expectAsOpenssl( const std::string &body, const std::string &name )
             std::vector<unsigned long> keyErrors;
             std::string                key = publicByOpenssl( spkiText( pkey ), keyErrors );
             PublicKey                  pub = pb::adopt( cryX509CsrPublicKey( taken.get() ) );
-            EXPECT_EQ( takeErrors(), keyErrors ) << name << ", lean " << lean;
-            EXPECT_EQ( pub ? textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ) : "", key ) << name << ", lean " << lean;
-            EXPECT_EQ( isSigned( taken ), X509_REQ_verify( wanted.get(), pkey ) == 1 ) << name << ", lean " << lean;
+            EXPECT_EQ( takeErrors(), keyErrors ) << name << ", fast " << fast;
+            EXPECT_EQ( pub ? textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ) : "", key ) << name << ", fast " << fast;
+            EXPECT_EQ( isSigned( taken ), X509_REQ_verify( wanted.get(), pkey ) == 1 ) << name << ", fast " << fast;
             takeErrors();
         }
     }

@@ -1,11 +1,11 @@
-// Public keys and private keys that others made, against plain OpenSSL, the short ways open and shut.
+// Public keys and private keys that others made, against plain OpenSSL, the fast paths open and shut.
 #include <cry/internal/cry_pkey.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_pkey_public.h>
 
 #include "cry/pkey/keys.hpp"
 #include "support/files.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <set>
 
@@ -32,23 +32,23 @@ void expectAsOpenssl( const std::string &source, const std::string &name, Verdic
         publicErrors.clear();
     if( !asPrivate.empty() )
         privateErrors.clear();
-    for( bool lean : { false, true } )
+    for( bool fast : { false, true } )
     {
-        Lean                     used( lean );
+        KeyDecoding              used( fast );
         pb::Ref<CRY_PKEY_PUBLIC> pub = pb::adopt( cryPkeyPublicTryCreateFromPem( block.get() ) );
-        EXPECT_EQ( takeErrors(), publicErrors ) << name << ", lean " << lean;
-        EXPECT_EQ( pub ? textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ) : "", asPublic ) << name << ", lean " << lean;
+        EXPECT_EQ( takeErrors(), publicErrors ) << name << ", fast " << fast;
+        EXPECT_EQ( pub ? textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ) : "", asPublic ) << name << ", fast " << fast;
 
         pb::Ref<CRY_PKEY_PRIVATE> priv = pb::adopt( cryPkeyPrivateTryCreateFromPem( block.get() ) );
-        EXPECT_EQ( takeErrors(), privateErrors ) << name << ", lean " << lean;
-        EXPECT_EQ( priv ? textOf( pb::adopt( cryPkeyPrivatePem( priv.get() ) ).get() ) : "", asPrivate ) << name << ", lean " << lean;
+        EXPECT_EQ( takeErrors(), privateErrors ) << name << ", fast " << fast;
+        EXPECT_EQ( priv ? textOf( pb::adopt( cryPkeyPrivatePem( priv.get() ) ).get() ) : "", asPrivate ) << name << ", fast " << fast;
         if( !priv )
             continue;
         // One that is written need not load: that of a key of 0, for example.
         std::vector<unsigned long> derivedErrors;
         std::string                half    = publicByOpenssl( spkiText( readBy( PEM_read_bio_PrivateKey, source ).get() ), derivedErrors );
         pb::Ref<CRY_PKEY_PUBLIC>   derived = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) );
-        EXPECT_EQ( derived ? textOf( pb::adopt( cryPkeyPublicPem( derived.get() ) ).get() ) : "", half ) << name << ", lean " << lean;
+        EXPECT_EQ( derived ? textOf( pb::adopt( cryPkeyPublicPem( derived.get() ) ).get() ) : "", half ) << name << ", fast " << fast;
         takeErrors();
     }
     verdicts.publicKeys += !asPublic.empty();

@@ -1,7 +1,7 @@
 // PKCS#12 files that others made, against what OpenSSL with its legacy provider makes of them.
 #include "cry/pkcs12/files.hpp"
 #include "support/files.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <openssl/x509v3.h>
 
@@ -82,8 +82,8 @@ TEST( Pkcs12Vectors, FilesAreReadAsOpensslWithItsOldAlgorithmsReadsThem )
         EXPECT_EQ( actualOf( file, wrong ), expectedOf( each["openssl_wrong_password"] ) ) << id;
         for( const Password &tried : { password, wrong, Password() } )
             EXPECT_EQ( readByFamily( file, tried ), readByOpenssl( file, tried ) ) << id << ", password " << tried.value_or( "(none)" );
-        Lean used( false );
-        EXPECT_EQ( actualOf( file, password ), actual ) << id << ", without the short ways";
+        KeyDecoding used( false );
+        EXPECT_EQ( actualOf( file, password ), actual ) << id << ", without the fast paths";
     }
     EXPECT_EQ( reads + failures, (int)cases.size() );
     EXPECT_GE( reads, 50 );

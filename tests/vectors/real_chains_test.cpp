@@ -1,6 +1,6 @@
 // Certificates of real sites under the authorities that issued them.
 #include <cry/cry_x509_certificates.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 
 #include "support/certificates.hpp"
 #include "support/files.hpp"

@@ -59,20 +59,20 @@ std::string padded( const std::string &number, size_t width )
 // A public key, parsed in both ways, which agree on whether it is one.
 struct Keys
 {
-    explicit Keys( const std::string &der ) : lean( publicKeyOf( der, true ) ), ordinary( publicKeyOf( der, false ) )
+    explicit Keys( const std::string &der ) : fast( publicKeyOf( der, true ) ), ordinary( publicKeyOf( der, false ) )
     {
-        EXPECT_EQ( (bool)lean, (bool)ordinary );
-        if( lean && ordinary )
-            EXPECT_TRUE( cryPkeyPublicEquals( lean.get(), ordinary.get() ) );
+        EXPECT_EQ( (bool)fast, (bool)ordinary );
+        if( fast && ordinary )
+            EXPECT_TRUE( cryPkeyPublicEquals( fast.get(), ordinary.get() ) );
     }
-    PublicKey lean, ordinary;
-    explicit operator bool() const { return (bool)lean; }
+    PublicKey fast, ordinary;
+    explicit operator bool() const { return (bool)fast; }
 };
 
 // One verdict by both paths.
 bool accepts( const Keys &keys, PB_INT alg, const std::string &signature, const std::string &message )
 {
-    bool verdict = verify( alg, keys.lean, signature, message );
+    bool verdict = verify( alg, keys.fast, signature, message );
     EXPECT_EQ( verifyPieces( alg, keys.ordinary, signature, message ), verdict );
     return verdict;
 }
@@ -223,7 +223,7 @@ Verdicts checkGroups( const fs::path &folder, size_t files, Exceptions &exceptio
             // The text is the same key.
             pb::Ref<CRY_PEM> text = pb::adopt( cryPemTryDecode( buf( group.at( "publicKeyPem" ).get<std::string>() ).get() ) );
             EXPECT_TRUE( text ) << path;
-            EXPECT_TRUE( cryPkeyPublicEquals( pb::adopt( cryPkeyPublicTryCreateFromPem( text.get() ) ).get(), keys.lean.get() ) ) << path;
+            EXPECT_TRUE( cryPkeyPublicEquals( pb::adopt( cryPkeyPublicTryCreateFromPem( text.get() ) ).get(), keys.fast.get() ) ) << path;
             for( const json &test : group.at( "tests" ) )
             {
                 std::string result = test.at( "result" ), id = caseIds( path ) + test.at( "tcId" ).dump();
@@ -445,7 +445,7 @@ TEST( SignVectors, PublicEcdsaEdgeCasesOfRawSignatures )
     int        converted = 0, short_ = 0, otherCurves = 0;
     Verdicts   verdicts = checkGroups( *folder / "wycheproof" / "ecdsa-p1363", 15, exceptions,
           [&]( PB_INT alg, const Keys &keys, const std::string &message, const std::string &raw ) {
-            pb::Ref<CRY_PKEY_INFO> info  = pb::adopt( cryPkeyPublicInfo( keys.lean.get() ) );
+            pb::Ref<CRY_PKEY_INFO> info  = pb::adopt( cryPkeyPublicInfo( keys.fast.get() ) );
             PB_INT                 curve = cryPkeyInfoEcNamedCurve( info.get() );
             pb::Ref<PB_BUFFER>     der   = pb::adopt( crySignConvertRawToDer( buf( raw ).get(), curve ) );
             if( curve == CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 )

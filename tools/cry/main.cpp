@@ -1,6 +1,6 @@
-#include "command.hpp"
-#include "input.hpp"
-#include "terminal.hpp"
+#include "input/input.hpp"
+#include "options/command.hpp"
+#include "output/terminal.hpp"
 
 #include <algorithm>
 #include <exception>
@@ -80,7 +80,7 @@ int run( int argc, char **argv )
 {
     pb::Runtime runtime{ "cry" };
     if( !runtime.started() )
-        throw tool::Unusable( tool::take( pbRuntimeStartError() ) );
+        throw tool::InputError( tool::take( pbRuntimeStartError() ) );
     CLI::App app( "Certificates, keys, signatures, digests and the platform's trust, by the cry module" );
     app.name( "cry" );
     bool         version = false, json = false;
@@ -108,7 +108,7 @@ int run( int argc, char **argv )
     {
         if( problem.get_exit_code() == 0 )
             return app.exit( problem );
-        throw tool::Unusable( explained( app, problem ) );
+        throw tool::InputError( explained( app, problem ) );
     }
     if( version )
         tool::printVersion( json );
@@ -140,7 +140,7 @@ int main( int argc, char **argv )
     }
     catch( const std::exception &problem )
     {
-        tool::complain( problem.what() );
-        return tool::exitUnusable;
+        tool::printError( problem.what() );
+        return tool::exitInputError;
     }
 }

@@ -1,6 +1,6 @@
-#include "command.hpp"
-#include "input.hpp"
-#include "terminal.hpp"
+#include "input/input.hpp"
+#include "options/command.hpp"
+#include "output/terminal.hpp"
 
 #include <bn/bn.h>
 #include <cry/cry.h>
@@ -23,7 +23,7 @@ void tool::printVersion( bool json )
     const PB_MODULE_RECORD *record  = pbModuleRecord( cryModule() );
     std::string             product = std::to_string( record->productVersionMajor ) + "." + std::to_string( record->productVersionMinor ) + "." +
         std::to_string( record->productVersionBuild );
-    std::string            openssl = take( opensslVersion() ), lean = take( opensslLeanContextState() );
+    std::string            openssl = take( opensslVersion() ), keyDecoding = take( opensslKeyDecodingContextState() );
     nlohmann::ordered_json modules;
     std::string            moduleList;
     for( const PB_MODULE *module : { bnModule(), cryModule(), csModule(), inModule(), opensslModule(), pbModule(), rfcModule(), trModule() } )
@@ -38,7 +38,7 @@ void tool::printVersion( bool json )
             { "version", record->moduleVersion }, { "product", record->productDisplayName }, { "productTag", record->productTag },
             { "productVersion", product }, { "buildTime", record->buildTime }, { "vendor", record->vendorName }, { "copyright", record->copyright },
             { "dependencies", record->dependencies }, { "marker", markerText() }, { "modules", modules }, { "openssl", openssl },
-            { "leanContext", lean } } );
+            { "keyDecodingContext", keyDecoding } } );
         return;
     }
     print( std::string( record->moduleName ) + " " + record->moduleVersion + " (" + record->moduleDescription + ")\n" );
@@ -49,5 +49,5 @@ void tool::printVersion( bool json )
     print( "marker        " + markerText() + "\n" );
     print( "modules       " + moduleList + "\n" );
     print( "libcrypto     " + openssl + "\n" );
-    print( "lean context  " + lean + "\n" );
+    print( "key-decoding context  " + keyDecoding + "\n" );
 }

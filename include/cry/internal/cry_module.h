@@ -12,7 +12,7 @@ PB_BEGIN_DECLS
    that raised it, the reason: "0a000086:SSL routines::certificate verify failed". What OpenSSL has no text for stays empty. */
 PB_EXPORT PB_STRING *cry___OpensslErrorString( unsigned long code );
 
-/* cry___AesModeStartup and the others: create a module-wide object; the Shutdown functions release it and leave the all-ones pointer in its place:
+/* cry___AesModeStartup and the others: create a module global; the Shutdown functions release it and leave the all-ones pointer in its place:
    cry___AesModeShutdown, cry___AesOperationStartup, cry___AesOperationShutdown, cry___HashAlgorithmStartup, cry___HashAlgorithmShutdown,
    cry___PkeyEcNamedCurveStartup, cry___PkeyEcNamedCurveShutdown, cry___PkeyTypeStartup, cry___PkeyTypeShutdown, cry___UuidStringFlagsStartup,
    cry___UuidStringFlagsShutdown, cry___UuidVariantStartup, cry___UuidVariantShutdown, cry___UuidVersionStartup, cry___UuidVersionShutdown,

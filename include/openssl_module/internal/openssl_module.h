@@ -21,19 +21,19 @@ PB_EXPORT const EVP_CIPHER *openssl___Cipher( const char *name );
 PB_EXPORT const EVP_MAC_CTX *openssl___Hmac( const char *digestName );
 
 /* openssl___TryParseCertificate: what d2i_X509 makes of the first certificate in `length` bytes: the same verdict, the same certificate, the same errors in
-   the queue. RSA and named-curve EC certificates are parsed in the lean context. The caller frees the result. */
+   the queue. RSA and named-curve EC certificates are parsed in the key-decoding context. The caller frees the result. */
 PB_EXPORT X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length );
 
-/* openssl___TryParsePrivateKeyShort: an RSA or named-curve EC private key from a DER PrivateKeyInfo (RFC 5208) that fills `length` bytes, in the lean
+/* openssl___TryParsePrivateKeyFast: an RSA or named-curve EC private key from a DER PrivateKeyInfo (RFC 5208) that fills `length` bytes, in the lean
    context; null where the ordinary way has to decide. Leaves no errors in the queue. */
-PB_EXPORT EVP_PKEY *openssl___TryParsePrivateKeyShort( const PB_BYTE *der, PB_INT length );
-/* openssl___TryParsePublicKeyShort: the same for a DER SubjectPublicKeyInfo (RFC 5280, 4.1). */
-PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyShort( const PB_BYTE *der, PB_INT length );
+PB_EXPORT EVP_PKEY *openssl___TryParsePrivateKeyFast( const PB_BYTE *der, PB_INT length );
+/* openssl___TryParsePublicKeyFast: the same for a DER SubjectPublicKeyInfo (RFC 5280, 4.1). */
+PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyFast( const PB_BYTE *der, PB_INT length );
 
-/* openssl___IsCanonicalPublicKey: whether OpenSSL writes a key that openssl___TryParsePublicKeyShort parsed back as the very same bytes. Says no where it does not
+/* openssl___IsCanonicalPublicKey: whether OpenSSL writes a key that openssl___TryParsePublicKeyFast parsed back as the very same bytes. Says no where it does not
    know. */
 PB_EXPORT PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length );
-/* openssl___ContextOf: the library context that operations with a key are to be made in: the lean one for keys that were parsed there, null (the default) for
+/* openssl___ContextOf: the library context that operations with a key are to be made in: the one for keys that were parsed there, null (the default) for
    every other one. */
 PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
 
@@ -41,8 +41,8 @@ PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
    that live on. Made at the first call, never freed; null when OpenSSL cannot make it. */
 PB_EXPORT OSSL_LIB_CTX *openssl___LegacyContext( void );
 
-/* openssl___SetLeanContextUsed: switches the short ways off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
-PB_EXPORT PB_BOOL openssl___SetLeanContextUsed( PB_BOOL used );
+/* openssl___SetKeyDecodingContextUsed: switches the fast paths off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
+PB_EXPORT PB_BOOL openssl___SetKeyDecodingContextUsed( PB_BOOL used );
 
 PB_END_DECLS
 

@@ -1,6 +1,6 @@
 #include <cry/cry_aes.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 
 #include <openssl_module/internal/openssl_module.h>
 

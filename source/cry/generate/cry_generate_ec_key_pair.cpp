@@ -2,14 +2,14 @@
 #include <cry/internal/cry_pkey.h>
 #include <cry/internal/cry_pkey_private.h>
 
-#include "base/cry_spares.hpp"
+#include "common/cry_context_pool.hpp"
 #include "pkey/cry_pkey_pkcs8.hpp"
 #include "pkey/cry_pkey_private.hpp"
 
 #include <openssl/objects.h>
 
 // A generator knows its curve; making one costs as much as a key.
-static constinit cry::Spares<EVP_PKEY_CTX, 4> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
+static constinit cry::ContextPool<EVP_PKEY_CTX, 4> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
 
 static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
 {
@@ -23,13 +23,13 @@ CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     int                          nid       = cry___PkeyEcNamedCurveToOpensslNid( curve );
-    cry::ossl::Ptr<EVP_PKEY_CTX> generator = generators[curve].take();
+    cry::ossl::Ptr<EVP_PKEY_CTX> generator = generators[curve].acquire();
     if( !generator )
         generator = tryMakeGenerator( OBJ_nid2sn( nid ) );
     EVP_PKEY *pkey = nullptr;
     if( !generator || EVP_PKEY_generate( generator.get(), &pkey ) != 1 )
         return nullptr;
-    generators[curve].keep( std::move( generator ) );
+    generators[curve].release( std::move( generator ) );
     pb::Ref<CRY_PEM> pem = cry::pkey::tryWriteNewEcKey( pkey, nid );
     return pem ? cry::pkey::createPrivateUse( pkey, std::move( pem ) ) : cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( pkey );
 }

@@ -1,7 +1,7 @@
 // The names of new certificates and requests.
 #pragma once
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 
 #include <openssl/x509v3.h>
 #include <pb/pb_string.h>

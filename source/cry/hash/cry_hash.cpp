@@ -1,8 +1,8 @@
 #include <cry/cry_hash.h>
 #include <cry/internal/cry_hash.h>
 
-#include "base/cry_spares.hpp"
-#include "base/cry_update.hpp"
+#include "common/cry_context_pool.hpp"
+#include "common/cry_update.hpp"
 #include "hash/cry_hash.hpp"
 #include "hash/cry_hash_algorithm.hpp"
 
@@ -97,7 +97,7 @@ PB_BOOL cry___HashIsFinal( CRY_HASH *hash )
 }
 
 // Contexts that one-shot digests use again, kept for the life of the process like the algorithms.
-static constinit cry::Spares<EVP_MD_CTX, 16> spares[CRY_HASH_ALGORITHM_SHA3_512 + 1];
+static constinit cry::ContextPool<EVP_MD_CTX, 16> contextPools[CRY_HASH_ALGORITHM_SHA3_512 + 1];
 
 bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BYTE *digest )
 {
@@ -108,7 +108,7 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     bool kept = true;
     for( PB_BUFFER *part : parts )
         kept = kept && !pbBufferSensitive( part );
-    ossl::Ptr<EVP_MD_CTX> mdCtx = kept ? spares[alg].take() : nullptr;
+    ossl::Ptr<EVP_MD_CTX> mdCtx = kept ? contextPools[alg].acquire() : nullptr;
     if( !mdCtx )
         mdCtx.reset( EVP_MD_CTX_new() );
     PB_CHECK( mdCtx );
@@ -118,7 +118,7 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
         PB_CHECK( EVP_DigestUpdate( mdCtx.get(), pbBufferBytes( part ), (size_t)pbBufferLength( part ) ) );
     PB_CHECK( EVP_DigestFinal_ex( mdCtx.get(), digest, nullptr ) );
     if( kept )
-        spares[alg].keep( std::move( mdCtx ) );
+        contextPools[alg].release( std::move( mdCtx ) );
     return true;
 }
 

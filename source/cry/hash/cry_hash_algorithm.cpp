@@ -5,7 +5,7 @@
 #include <cry/internal/cry_module.h>
 #include <openssl_module/internal/openssl_module.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 namespace
 {
@@ -58,7 +58,7 @@ void cry___HashAlgorithmStartup()
         digests[alg] = openssl___Digest( algorithms[alg].opensslName );
 }
 
-void cry___HashAlgorithmShutdown() { cry::stopModuleWide( cry___HashAlgorithmEnum ); }
+void cry___HashAlgorithmShutdown() { cry::stopModuleGlobal( cry___HashAlgorithmEnum ); }
 
 PB_STRING *cryHashAlgorithmToString( PB_INT alg )
 {

@@ -2,8 +2,8 @@
 #include <cry/internal/cry_hash.h>
 #include <pb/pb_mem.h>
 
-#include "base/cry_ossl.hpp"
-#include "base/cry_update.hpp"
+#include "common/cry_ossl.hpp"
+#include "common/cry_update.hpp"
 #include "hash/cry_hash_algorithm.hpp"
 
 #include <atomic>
@@ -142,7 +142,7 @@ bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 // The older interface of the same HMAC does without the copies and the layer that EVP_MAC puts around it, which cost more than a short message. Its context is
 // cleansed when it is freed. False where EVP_MAC has to decide.
-bool tryComputeShort( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
+bool tryComputeFast( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
 {
     const EVP_MD *md = cry::digestOf( alg );
     if( !md || !preparedOf( alg ) || !PB_INT_TO_SIGNED_INT_CONV_OK( pbBufferLength( key ) ) )
@@ -155,7 +155,7 @@ bool tryComputeShort( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out,
 }
 #pragma GCC diagnostic pop
 #else
-bool tryComputeShort( PB_INT, PB_BUFFER *, PB_BUFFER *, PB_BYTE *, size_t ) { return false; }
+bool tryComputeFast( PB_INT, PB_BUFFER *, PB_BUFFER *, PB_BYTE *, size_t ) { return false; }
 #endif
 
 }
@@ -168,5 +168,5 @@ PB_BUFFER *cryMacTryComputeHmac( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data )
     PB_BYTE           *out;
     size_t             outsize = (size_t)cryHashAlgorithmDigestSizeBits( alg ) / 8;
     pb::Ref<PB_BUFFER> result  = pb::adopt( pb___BufferCreateLength( (PB_INT)outsize, &out ) );
-    return tryComputeShort( alg, key, data, out, outsize ) || tryComputeHere( alg, key, data, out, outsize ) ? result.take() : nullptr;
+    return tryComputeFast( alg, key, data, out, outsize ) || tryComputeHere( alg, key, data, out, outsize ) ? result.take() : nullptr;
 }

@@ -4,44 +4,44 @@
 #include <cry/internal/cry_module.h>
 #include <pb/module.hpp>
 
-#define CRY_MODULE_WIDE( Name )                       \
+#define CRY_MODULE_GLOBAL( Name )                     \
     {                                                 \
         cry___##Name##Startup, cry___##Name##Shutdown \
     }
 
-static constexpr cry::ModuleWide moduleWideTable[] = {
-    CRY_MODULE_WIDE( AesMode ),
-    CRY_MODULE_WIDE( AesOperation ),
-    CRY_MODULE_WIDE( HashAlgorithm ),
-    CRY_MODULE_WIDE( PkeyEcNamedCurve ),
-    CRY_MODULE_WIDE( PkeyType ),
-    CRY_MODULE_WIDE( UuidStringFlags ),
-    CRY_MODULE_WIDE( UuidVariant ),
-    CRY_MODULE_WIDE( UuidVersion ),
-    CRY_MODULE_WIDE( VaultItemType ),
-    CRY_MODULE_WIDE( X509StackIdentityMode ),
-    CRY_MODULE_WIDE( X509StackTrustMode ),
-    CRY_MODULE_WIDE( X509PolicyFlags ),
-    CRY_MODULE_WIDE( X509ExtendedKeyUsage ),
-    CRY_MODULE_WIDE( X509KeyUsage ),
-    CRY_MODULE_WIDE( X509NetscapeCertType ),
-    CRY_MODULE_WIDE( X509SanType ),
-    CRY_MODULE_WIDE( X509TNAuthListEntryType ),
+static constexpr cry::ModuleGlobal moduleGlobalTable[] = {
+    CRY_MODULE_GLOBAL( AesMode ),
+    CRY_MODULE_GLOBAL( AesOperation ),
+    CRY_MODULE_GLOBAL( HashAlgorithm ),
+    CRY_MODULE_GLOBAL( PkeyEcNamedCurve ),
+    CRY_MODULE_GLOBAL( PkeyType ),
+    CRY_MODULE_GLOBAL( UuidStringFlags ),
+    CRY_MODULE_GLOBAL( UuidVariant ),
+    CRY_MODULE_GLOBAL( UuidVersion ),
+    CRY_MODULE_GLOBAL( VaultItemType ),
+    CRY_MODULE_GLOBAL( X509StackIdentityMode ),
+    CRY_MODULE_GLOBAL( X509StackTrustMode ),
+    CRY_MODULE_GLOBAL( X509PolicyFlags ),
+    CRY_MODULE_GLOBAL( X509ExtendedKeyUsage ),
+    CRY_MODULE_GLOBAL( X509KeyUsage ),
+    CRY_MODULE_GLOBAL( X509NetscapeCertType ),
+    CRY_MODULE_GLOBAL( X509SanType ),
+    CRY_MODULE_GLOBAL( X509TNAuthListEntryType ),
 };
 
-std::span<const cry::ModuleWide> cry::moduleWides() { return moduleWideTable; }
+std::span<const cry::ModuleGlobal> cry::moduleGlobals() { return moduleGlobalTable; }
 
 static PB_BOOL startup()
 {
-    for( const cry::ModuleWide &each : moduleWideTable )
+    for( const cry::ModuleGlobal &each : moduleGlobalTable )
         each.startup();
     return PB_TRUE;
 }
 
 static void shutdown()
 {
-    for( size_t index = std::size( moduleWideTable ); index-- > 0; )
-        moduleWideTable[index].shutdown();
+    for( size_t index = std::size( moduleGlobalTable ); index-- > 0; )
+        moduleGlobalTable[index].shutdown();
 }
 
 PB_MODULE_DEFINE( cry, "Cryptography", "0.2", "bn cs in openssl pb rfc tr", startup, pb::doNothing, shutdown )

@@ -6,13 +6,13 @@
 namespace cry
 {
 
-struct ModuleWide
+struct ModuleGlobal
 {
     void ( *startup )();
     void ( *shutdown )();
 };
 
 // In the order of start-up; shut-down walks it backwards.
-std::span<const ModuleWide> moduleWides();
+std::span<const ModuleGlobal> moduleGlobals();
 
 }

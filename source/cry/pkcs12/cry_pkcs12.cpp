@@ -2,7 +2,7 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 #include "pkcs12/cry_pkcs12_contents.hpp"
 
 #include <openssl/err.h>

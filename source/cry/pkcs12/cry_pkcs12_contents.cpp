@@ -8,7 +8,7 @@
 #include <openssl_module/internal/openssl_module.h>
 
 // PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file says. So the file is gone through here, with the same functions
-// for all that is cryptography: what the derivations will cost is added up before each of them, and keys and certificates take the short ways. Wherever this walk
+// for all that is cryptography: what the derivations will cost is added up before each of them, and keys and certificates take the fast paths. Wherever this walk
 // meets anything that is not as it should be, PKCS12_parse itself decides, and says why.
 
 namespace
@@ -173,7 +173,7 @@ Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
 {
     unsigned char *bytes  = nullptr;
     int            length = i2d_PKCS8_PRIV_KEY_INFO( info, &bytes );
-    Ptr<EVP_PKEY>  key( length > 0 ? openssl___TryParsePrivateKeyShort( bytes, length ) : nullptr );
+    Ptr<EVP_PKEY>  key( length > 0 ? openssl___TryParsePrivateKeyFast( bytes, length ) : nullptr );
     if( length > 0 )
         OPENSSL_clear_free( bytes, (size_t)length );
     return key ? std::move( key ) : Ptr<EVP_PKEY>( EVP_PKCS82PKEY( info ) );

@@ -1,7 +1,7 @@
 // What is in a PKCS#12 file, read as PKCS12_parse reads it.
 #pragma once
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 
 #include <openssl/pkcs12.h>
 #include <vector>

@@ -4,7 +4,7 @@
 #include <pb/pb_boxed_int.h>
 #include <pb/pb_dict.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 #include "pkey/cry_pkey_ec_named_curve_table.hpp"
 
 PB_ENUM *cry___PkeyEcNamedCurveEnum;
@@ -39,12 +39,12 @@ void cry___PkeyEcNamedCurveStartup()
 
 void cry___PkeyEcNamedCurveShutdown()
 {
-    cry::stopModuleWide( cry___PkeyEcNamedCurveEnum );
-    cry::stopModuleWide( cry___PkeyEcNamedCurveDisplayNameByValue );
-    cry::stopModuleWide( cry___PkeyEcNamedCurveNidByValue );
-    cry::stopModuleWide( cry___PkeyEcNamedCurveSnByValue );
-    cry::stopModuleWide( cry___PkeyEcNamedCurveValueByNid );
-    cry::stopModuleWide( cry___PkeyEcNamedCurveValueBySn );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveEnum );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveDisplayNameByValue );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveNidByValue );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveSnByValue );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveValueByNid );
+    cry::stopModuleGlobal( cry___PkeyEcNamedCurveValueBySn );
 }
 
 PB_STRING *cryPkeyEcNamedCurveToString( PB_INT curve )

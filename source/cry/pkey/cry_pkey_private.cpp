@@ -1,9 +1,9 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/internal/cry_pkey_private.h>
 
-#include "base/cry_ossl_pem_object.hpp"
-#include "pkey/cry_pkey_operation.hpp"
+#include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_private.hpp"
+#include "pkey/cry_pkey_signature_contexts.hpp"
 
 #include <cry/cry_pkey_public.h>
 #include <cry/internal/cry_pkey_info.h>
@@ -12,12 +12,12 @@
 
 struct CRY_PKEY_PRIVATE : PB_OBJ
 {
-    CRY_PEM              *pem;
-    EVP_PKEY             *pkey;
-    cry::pkey::Operations operations;
+    CRY_PEM                     *pem;
+    EVP_PKEY                    *pkey;
+    cry::pkey::SignatureContexts signatureContexts;
 };
 
-static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::operations>;
+static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::signatureContexts>;
 static constexpr auto privateOrder  = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
 
 static void freePrivate( CRY_PKEY_PRIVATE *priv )
@@ -49,7 +49,7 @@ struct PrivateTraits
         PB_BUFFER *data = cry::pem::data( pem );
         if( cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) )
         {
-            if( EVP_PKEY *pkey = openssl___TryParsePrivateKeyShort( pbBufferBytes( data ), pbBufferLength( data ) ) )
+            if( EVP_PKEY *pkey = openssl___TryParsePrivateKeyFast( pbBufferBytes( data ), pbBufferLength( data ) ) )
                 return pkey;
         }
         return cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey );
@@ -144,5 +144,5 @@ size_t cry::pkey::signatureRoom( CRY_PKEY_PRIVATE *priv )
 
 bool cry::pkey::trySign( CRY_PKEY_PRIVATE *priv, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength )
 {
-    return priv->operations.trySign( priv->pkey, alg, digest, signature, signatureLength );
+    return priv->signatureContexts.trySign( priv->pkey, alg, digest, signature, signatureLength );
 }

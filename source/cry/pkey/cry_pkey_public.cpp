@@ -2,10 +2,10 @@
 #include <cry/internal/cry_pkey_info.h>
 #include <cry/internal/cry_pkey_public.h>
 
-#include "base/cry_ossl_pem_object.hpp"
 #include "base/cry_pem_lines.hpp"
-#include "pkey/cry_pkey_operation.hpp"
+#include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
+#include "pkey/cry_pkey_signature_contexts.hpp"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -13,12 +13,12 @@
 
 struct CRY_PKEY_PUBLIC : PB_OBJ
 {
-    CRY_PEM              *pem;
-    EVP_PKEY             *pkey;
-    cry::pkey::Operations operations;
+    CRY_PEM                     *pem;
+    EVP_PKEY                    *pkey;
+    cry::pkey::SignatureContexts signatureContexts;
 };
 
-static constexpr auto publicFields = pb::fields<&CRY_PKEY_PUBLIC::pem, &CRY_PKEY_PUBLIC::pkey, &CRY_PKEY_PUBLIC::operations>;
+static constexpr auto publicFields = pb::fields<&CRY_PKEY_PUBLIC::pem, &CRY_PKEY_PUBLIC::pkey, &CRY_PKEY_PUBLIC::signatureContexts>;
 static constexpr auto publicOrder  = pb::someFields<&CRY_PKEY_PUBLIC::pem>;
 
 static void freePublic( CRY_PKEY_PUBLIC *pub )
@@ -56,15 +56,15 @@ struct PublicTraits
 
 using Public = cry::ossl::PemObject<PublicTraits>;
 
-// What takes the short way; null for the ordinary one. Most texts are canonical, and need not be written to be known.
-CRY_PKEY_PUBLIC *tryCreateShort( CRY_PEM *pem )
+// What takes the fast path; null for the ordinary one. Most texts are canonical, and need not be written to be known.
+CRY_PKEY_PUBLIC *tryCreateFast( CRY_PEM *pem )
 {
     if( !cry::pem::hasLabel( pem, PEM_STRING_PUBLIC ) )
         return nullptr;
     PB_BUFFER     *data   = cry::pem::data( pem );
     const PB_BYTE *der    = pbBufferBytes( data );
     PB_INT         length = pbBufferLength( data );
-    EVP_PKEY      *pkey   = openssl___TryParsePublicKeyShort( der, length );
+    EVP_PKEY      *pkey   = openssl___TryParsePublicKeyFast( der, length );
     if( !pkey )
         return nullptr;
     if( openssl___IsCanonicalPublicKey( der, length ) )
@@ -80,7 +80,7 @@ CRY_PKEY_PUBLIC *tryCreateShort( CRY_PEM *pem )
 CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem )
 {
     PB_CHECK( pem );
-    CRY_PKEY_PUBLIC *pub = tryCreateShort( pem );
+    CRY_PKEY_PUBLIC *pub = tryCreateFast( pem );
     return pub ? pub : Public::tryCreateFromPem( pem );
 }
 
@@ -134,7 +134,7 @@ EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub )
 }
 
 // Null where it is not what OpenSSL writes.
-static pb::Ref<CRY_PEM> asItStands( X509_PUBKEY *spki )
+static pb::Ref<CRY_PEM> encodeIfCanonical( X509_PUBKEY *spki )
 {
     int length = i2d_X509_PUBKEY( spki, nullptr );
     if( length <= 0 )
@@ -148,7 +148,7 @@ static pb::Ref<CRY_PEM> asItStands( X509_PUBKEY *spki )
 
 CRY_PKEY_PUBLIC *cry::pkey::tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki )
 {
-    pb::Ref<CRY_PEM> pem = asItStands( spki );
+    pb::Ref<CRY_PEM> pem = encodeIfCanonical( spki );
     if( !pem )
         pem = PublicTraits::tryWrite( pkey );
     return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
@@ -156,5 +156,5 @@ CRY_PKEY_PUBLIC *cry::pkey::tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki )
 
 bool cry::pkey::verify( CRY_PKEY_PUBLIC *pub, PB_INT alg, const PB_BYTE *digest, PB_BUFFER *signature )
 {
-    return pub->operations.verify( pub->pkey, alg, digest, pbBufferBytes( signature ), (size_t)pbBufferLength( signature ) );
+    return pub->signatureContexts.verify( pub->pkey, alg, digest, pbBufferBytes( signature ), (size_t)pbBufferLength( signature ) );
 }

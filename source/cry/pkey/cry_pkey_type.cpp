@@ -2,7 +2,7 @@
 #include <cry/internal/cry_module.h>
 #include <cry/internal/cry_pkey.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 #include <openssl/obj_mac.h>
 

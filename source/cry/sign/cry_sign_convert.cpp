@@ -1,6 +1,6 @@
 #include <cry/cry_sign_convert.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 
 #include <openssl/ec.h>
 #include <pb/ref.hpp>

@@ -2,8 +2,8 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <pb/pb_mem.h>
 
-#include "base/cry_ossl.hpp"
-#include "base/cry_update.hpp"
+#include "common/cry_ossl.hpp"
+#include "common/cry_update.hpp"
 #include "hash/cry_hash_algorithm.hpp"
 #include "pkey/cry_pkey_private.hpp"
 

@@ -1,8 +1,8 @@
 #include <cry/cry_sign_verifier.h>
 #include <cry/internal/cry_pkey_public.h>
 
-#include "base/cry_ossl.hpp"
-#include "base/cry_update.hpp"
+#include "common/cry_ossl.hpp"
+#include "common/cry_update.hpp"
 #include "hash/cry_hash_algorithm.hpp"
 #include "pkey/cry_pkey_public.hpp"
 

@@ -1,7 +1,7 @@
 #include <cry/cry_uuid_version.h>
 #include <cry/internal/cry_module.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 static constexpr cry::Named names[] = {
     CRY_NAMED( CRY_UUID_VERSION_TIME_BASED ),

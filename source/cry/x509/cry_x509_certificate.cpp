@@ -3,8 +3,8 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 
-#include "base/cry_ossl_pem_object.hpp"
 #include "base/cry_pem_lines.hpp"
+#include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
 #include <openssl/err.h>

@@ -1,7 +1,7 @@
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 
-#include "base/cry_ossl.hpp"
+#include "common/cry_ossl.hpp"
 #include "x509/cry_x509_certificates.hpp"
 
 // The certificate object of a collection whose OpenSSL certificate this is; lent, null when there is none. OpenSSL hands out the very pointers that it was given.
@@ -40,7 +40,7 @@ CRY_X509_CERTIFICATES *cry___X509CertificateChainTryVerifyCertificate(
 
     cry::ossl::Ptr<X509_STORE_CTX> x509StoreCtx( X509_STORE_CTX_new() );
     PB_CHECK( x509StoreCtx );
-    if( X509_STORE_CTX_init( x509StoreCtx.get(), cry::x509::rememberedStore( trustedCertificates ), x509, x509Extra.get() ) != 1 )
+    if( X509_STORE_CTX_init( x509StoreCtx.get(), cry::x509::cachedStore( trustedCertificates ), x509, x509Extra.get() ) != 1 )
         return nullptr;
 
     cry::ossl::Ptr<X509_VERIFY_PARAM> x509VerifyParam( X509_VERIFY_PARAM_new() );

@@ -3,8 +3,8 @@
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
 
-#include "base/cry_ossl.hpp"
 #include "base/cry_pem.hpp"
+#include "common/cry_ossl.hpp"
 
 #include <set>
 #include <string_view>
@@ -232,7 +232,7 @@ X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES 
     return x509Store;
 }
 
-X509_STORE *cry::x509::rememberedStore( CRY_X509_CERTIFICATES *certs )
+X509_STORE *cry::x509::cachedStore( CRY_X509_CERTIFICATES *certs )
 {
     X509_STORE *known = __atomic_load_n( &certs->x509Store, __ATOMIC_ACQUIRE );
     if( known )

@@ -2,7 +2,7 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_csr.h>
 
-#include "base/cry_ossl_pem_object.hpp"
+#include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
 #include <openssl/pem.h>

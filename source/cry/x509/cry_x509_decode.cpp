@@ -2,7 +2,7 @@
 #include <cry/internal/cry_x509_decode.h>
 #include <pb/pb_charset.h>
 
-#include "base/cry_ossl_pem_object.hpp"
+#include "common/cry_ossl_pem_object.hpp"
 
 #include <openssl/crypto.h>
 #include <string_view>

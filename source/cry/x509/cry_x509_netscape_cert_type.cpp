@@ -1,7 +1,7 @@
 #include <cry/cry_x509_netscape_cert_type.h>
 #include <cry/internal/cry_module.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 static constexpr cry::Named names[] = {
     CRY_NAMED( CRY_X509_NETSCAPE_CERT_TYPE_SSL_CLIENT ),

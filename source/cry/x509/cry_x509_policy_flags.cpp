@@ -1,7 +1,7 @@
 #include <cry/cry_x509_policy_flags.h>
 #include <cry/internal/cry_module.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 static constexpr cry::Named names[] = {
     CRY_NAMED( CRY_X509_POLICY_FLAG_DISABLE_VALIDATION ),

@@ -1,6 +1,6 @@
 #include "x509/cry_x509_system_linux.hpp"
 
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 #include <pb/pb_boxed_int.h>
 #include <pb/pb_dict.h>

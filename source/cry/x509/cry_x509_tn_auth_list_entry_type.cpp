@@ -1,7 +1,7 @@
 #include <cry/cry_x509_tn_auth_list_entry_type.h>
 #include <cry/internal/cry_module.h>
 
-#include "base/cry_enumeration.hpp"
+#include "common/cry_enumeration.hpp"
 
 static constexpr cry::Named names[] = {
     CRY_NAMED( CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_SERVICE_PROVIDER_CODE ),

@@ -1,6 +1,5 @@
 #include <pb/pb_mem.h>
 #include <pb/pb_obj.h>
-#include <pb/pb_string.h>
 
 #include <atomic>
 #include <cstring>
@@ -73,14 +72,6 @@ PB_INT pbObjCompare( PB_OBJ *objA, PB_OBJ *objB )
 }
 
 PB_BOOL pbObjEquals( PB_OBJ *objA, PB_OBJ *objB ) { return pbObjCompare( objA, objB ) == 0; }
-
-PB_STRING *pbObjToString( PB_OBJ *obj )
-{
-    PB_CHECK( obj );
-    if( obj->sort->slots.toString )
-        return obj->sort->slots.toString( obj );
-    return pbStringCreateFromFormatCstr( "%lc(0x%!16i)", -1, obj->sort->name, (PB_INT)(intptr_t)obj );
-}
 
 PB_INT pbObjLiveCount() { return pb::liveCount(); }
 

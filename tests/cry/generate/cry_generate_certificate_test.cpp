@@ -2,7 +2,7 @@
 #include <cry/cry_generate_rsa_key_pair.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_pkey_public.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 
 #include "cry/generate/generated.hpp"
 
@@ -512,17 +512,17 @@ TEST( CryGenerateCertificate, AKeyOnTheCurveOfSm2SignsUntilItIsRead )
     ERR_clear_error();
 }
 
-TEST( CryGenerateCertificate, TheLeanContextChangesNothing )
+TEST( CryGenerateCertificate, TheKeyDecodingContextChangesNothing )
 {
     for( KeyKind kind : { KeyKind::rsa, KeyKind::rsaPss, KeyKind::p256, KeyKind::p384 } )
     {
-        for( bool leanKey : { false, true } )
+        for( bool fastKey : { false, true } )
         {
-            PrivateKey priv = privateKey( key( kind ), leanKey );
-            for( bool lean : { false, true } )
+            PrivateKey priv = privateKey( key( kind ), fastKey );
+            for( bool fast : { false, true } )
             {
-                Lean        used( lean );
-                std::string name = nameOf( kind ) + ( leanKey ? ", lean key" : "" ) + ( lean ? ", lean" : "" );
+                KeyDecoding used( fast );
+                std::string name = nameOf( kind ) + ( fastKey ? ", fast key" : "" ) + ( fast ? ", fast" : "" );
                 takeErrors();
                 raiseError();
                 Certificate cert = withUsage( priv, "host.example", {}, 28, true, false );
@@ -534,7 +534,7 @@ TEST( CryGenerateCertificate, TheLeanContextChangesNothing )
                 if( kind == KeyKind::rsa )
                     EXPECT_EQ( hex( der( cert.get() ) ), hex( byOpenssl( cert, key( kind ), "host.example", "host.example", true, false ) ) ) << name;
                 // And when the other one is asked about it.
-                Lean other( !lean );
+                KeyDecoding other( !fast );
                 expectSound( cert, priv, name );
             }
         }
@@ -545,9 +545,9 @@ TEST( CryGenerateCertificate, ThePrivateKeyIsOnlyReadAndNeverHandedOut )
 {
     for( KeyKind kind : { KeyKind::rsa, KeyKind::rsaPss, KeyKind::p256 } )
     {
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            PrivateKey  priv   = privateKey( key( kind ), lean );
+            PrivateKey  priv   = privateKey( key( kind ), fast );
             EVP_PKEY   *pkey   = cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() );
             std::string before = pkcs8Text( pkey );
             FreeWatch   watch( pkey );

@@ -175,11 +175,11 @@ TEST( CryGenerateCsr, OneOfAnRsaKeyIsByteForByteWhatOpensslMakes )
     {
         for( const auto &each : cases )
         {
-            for( bool lean : { false, true } )
+            for( bool fast : { false, true } )
             {
-                Lean       used( lean );
-                PrivateKey priv = privateKey( pkey, lean );
-                Request    csr  = generated( priv, each.domain, each.common );
+                KeyDecoding used( fast );
+                PrivateKey  priv = privateKey( pkey, fast );
+                Request     csr  = generated( priv, each.domain, each.common );
                 ASSERT_TRUE( csr );
                 EXPECT_EQ( hex( der( csr ) ), hex( byOpenssl( pkey, each.common ? *each.common : *each.domain, each.alternative ) ) );
             }
@@ -298,17 +298,17 @@ TEST( CryGenerateCsr, KeysThatDoNotSignWithSha256GiveNone )
     }
 }
 
-TEST( CryGenerateCsr, TheLeanContextChangesNothing )
+TEST( CryGenerateCsr, TheKeyDecodingContextChangesNothing )
 {
     for( KeyKind kind : { KeyKind::rsa, KeyKind::rsaPss, KeyKind::p256, KeyKind::p384 } )
     {
-        for( bool leanKey : { false, true } )
+        for( bool fastKey : { false, true } )
         {
-            PrivateKey priv = privateKey( key( kind ), leanKey );
-            for( bool lean : { false, true } )
+            PrivateKey priv = privateKey( key( kind ), fastKey );
+            for( bool fast : { false, true } )
             {
-                Lean        used( lean );
-                std::string name = nameOf( kind ) + ( leanKey ? ", lean key" : "" ) + ( lean ? ", lean" : "" );
+                KeyDecoding used( fast );
+                std::string name = nameOf( kind ) + ( fastKey ? ", fast key" : "" ) + ( fast ? ", fast" : "" );
                 takeErrors();
                 raiseError();
                 Request csr = generated( priv, "host.example", {} );
@@ -316,7 +316,7 @@ TEST( CryGenerateCsr, TheLeanContextChangesNothing )
                 ASSERT_TRUE( csr ) << name;
                 expectSound( csr, priv, name );
                 EXPECT_EQ( extensionsOf( csr ), "1 DNS:host.example" ) << name;
-                Lean other( !lean );
+                KeyDecoding other( !fast );
                 expectSound( csr, priv, name );
             }
         }
@@ -327,9 +327,9 @@ TEST( CryGenerateCsr, ThePrivateKeyIsOnlyReadAndNeverHandedOut )
 {
     for( KeyKind kind : { KeyKind::rsa, KeyKind::rsaPss, KeyKind::p256 } )
     {
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            PrivateKey  priv   = privateKey( key( kind ), lean );
+            PrivateKey  priv   = privateKey( key( kind ), fast );
             EVP_PKEY   *pkey   = cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() );
             std::string before = pkcs8Text( pkey );
             FreeWatch   watch( pkey );

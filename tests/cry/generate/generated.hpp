@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cry/x509/requests.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 
 #include <cry/cry_uuid.h>

@@ -75,14 +75,14 @@ TEST( CryModule, StartsItsTablesInTheFixedOrder )
             wanted.push_back( each.name );
     }
     std::vector<std::string> started;
-    for( const cry::ModuleWide &each : cry::moduleWides() )
+    for( const cry::ModuleGlobal &each : cry::moduleGlobals() )
         started.push_back( nameOf( each.startup, true ) );
     EXPECT_EQ( started, wanted );
 }
 
 TEST( CryModule, PairsEachStartupWithItsShutdown )
 {
-    for( const cry::ModuleWide &each : cry::moduleWides() )
+    for( const cry::ModuleGlobal &each : cry::moduleGlobals() )
         EXPECT_EQ( nameOf( each.startup, true ), nameOf( each.shutdown, false ) );
 }
 

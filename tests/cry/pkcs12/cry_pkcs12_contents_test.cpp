@@ -1,7 +1,7 @@
 // PKCS#12 files of every making, against plain PKCS12_parse, and the limits of what is derived for one.
 #include "cry/pkcs12/files.hpp"
 #include "cry/pkey/keys.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <ctime>
 #include <functional>
@@ -25,17 +25,17 @@ struct Case
     size_t others = 0;
 };
 
-// With the right password, a wrong one, none, an empty one and one that only begins right, the short ways open and shut.
+// With the right password, a wrong one, none, an empty one and one that only begins right, the fast paths open and shut.
 void expectAsOpenssl( const std::string &name, const std::string &file, const Password &right )
 {
     std::set<Password> passwords = { right, "wrong", std::nullopt, "", right.value_or( "" ) + "x" };
     for( const Password &password : passwords )
     {
         Read wanted = readByOpenssl( file, password );
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            Lean used( lean );
-            EXPECT_EQ( readByFamily( file, password ), wanted ) << name << ", password " << password.value_or( "(none)" ) << ", lean " << lean;
+            KeyDecoding used( fast );
+            EXPECT_EQ( readByFamily( file, password ), wanted ) << name << ", password " << password.value_or( "(none)" ) << ", fast " << fast;
         }
     }
 }
@@ -219,7 +219,7 @@ TEST( CryPkcs12Contents, KeysOfUnusualKindsAreReadAsOpensslReadsThem )
     // The same key, written in two ways.
     Pkey named( EVP_PKEY_dup( explicitCurve.get() ), EVP_PKEY_free );
     ASSERT_EQ( EVP_PKEY_set_utf8_string_param( named.get(), OSSL_PKEY_PARAM_EC_ENCODING, "named_curve" ), 1 );
-    // An RSA key whose algorithm has no NULL, which the short ways leave to others.
+    // An RSA key whose algorithm has no NULL, which the fast paths leave to others.
     std::string rsa    = bodyOf( pkcs8Text( key( KeyKind::rsa, 2 ).get() ) );
     std::string inside = octets( rsa.substr( 26 ) );
     std::string noNull = sequence( integerDer( "0" ) + sequence( oidDer( "1.2.840.113549.1.1.1" ) ) + inside );

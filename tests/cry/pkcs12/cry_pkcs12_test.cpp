@@ -1,10 +1,10 @@
 #include <cry/cry_sign.h>
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 #include <openssl_module/internal/openssl_module.h>
 
 #include "cry/pkcs12/files.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <atomic>
 #include <cstdio>
@@ -495,15 +495,15 @@ TEST( CryPkcs12, KeysComeOutInTheContextsThatKeysAreIn )
         {
             int         algorithm = old ? NID_pbe_WithSHA1And3_Key_TripleDES_CBC : 0;
             std::string file      = createdFile( secret, key( kind, 2 ), chainOf( kind ).leaf, { chainOf( kind ).root }, algorithm, algorithm );
-            for( bool lean : { true, false } )
+            for( bool fast : { true, false } )
             {
-                Lean   used( lean );
-                Pkcs12 read = pkcs12Of( file, secret );
+                KeyDecoding used( fast );
+                Pkcs12      read = pkcs12Of( file, secret );
                 ASSERT_TRUE( read ) << nameOf( kind );
                 pb::Ref<CRY_PKEY_PRIVATE> own   = pb::adopt( cryPkcs12PrivateKey( read.get() ) );
                 EVP_PKEY                 *pkey  = cry___PkeyPrivatePeekOpensslEvpPkey( own.get() );
-                bool                      quick = lean && ( kind == KeyKind::rsa || kind == KeyKind::p256 || kind == KeyKind::p384 );
-                EXPECT_EQ( openssl___ContextOf( pkey ) != nullptr, quick ) << nameOf( kind ) << lean;
+                bool                      quick = fast && ( kind == KeyKind::rsa || kind == KeyKind::p256 || kind == KeyKind::p384 );
+                EXPECT_EQ( openssl___ContextOf( pkey ) != nullptr, quick ) << nameOf( kind ) << fast;
                 // Else it is the process's own provider.
                 if( !quick )
                     EXPECT_EQ( EVP_PKEY_get0_provider( pkey ), EVP_PKEY_get0_provider( key( kind ).get() ) ) << nameOf( kind );

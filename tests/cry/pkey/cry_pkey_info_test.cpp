@@ -229,7 +229,7 @@ TEST( CryPkeyInfo, KeyObjectsTellTheirs )
         pb::Ref<CRY_PKEY_PRIVATE> priv = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( each.pkey.get() ) );
         pb::Ref<CRY_PKEY_PUBLIC>  pub  = pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( each.pkey.get() ) );
         ASSERT_TRUE( priv && pub ) << each.wanted;
-        // Read from their texts, too, the short way where there is one.
+        // Read from their texts, too, the fast path where there is one.
         pb::Ref<CRY_PEM>          privPem = pb::adopt( cryPkeyPrivatePem( priv.get() ) ), pubPem = pb::adopt( cryPkeyPublicPem( pub.get() ) );
         pb::Ref<CRY_PKEY_PRIVATE> privRead = pb::adopt( cryPkeyPrivateTryCreateFromPem( privPem.get() ) );
         pb::Ref<CRY_PKEY_PUBLIC>  pubRead  = pb::adopt( cryPkeyPublicTryCreateFromPem( pubPem.get() ) );

@@ -4,7 +4,7 @@
 
 #include "cry/pkey/keys.hpp"
 #include "support/files.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <atomic>
 #include <openssl/provider.h>
@@ -396,7 +396,7 @@ TEST( CryPkeyPrivate, ThePublicKeyIsTheOtherHalf )
             pb::Ref<CRY_PKEY_PUBLIC> another = pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( key( kind, 1 ).get() ) );
             EXPECT_FALSE( cryPkeyPublicEquals( pub.get(), another.get() ) ) << nameOf( kind );
         }
-        Lean                     off( false );
+        KeyDecoding              off( false );
         pb::Ref<CRY_PKEY_PUBLIC> ordinary = pb::adopt( cryPkeyPrivatePublicKey( fromKey( key( kind ) ).get() ) );
         EXPECT_EQ( textOf( pb::adopt( cryPkeyPublicPem( ordinary.get() ) ).get() ), spkiText( key( kind ).get() ) ) << nameOf( kind );
     }

@@ -2,7 +2,7 @@
 #include <cry/internal/cry_pkey_public.h>
 
 #include "cry/pkey/keys.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <atomic>
 #include <openssl/provider.h>
@@ -26,10 +26,10 @@ Public fromKey( const Pkey &pkey ) { return pb::adopt( cry___PkeyPublicTryCreate
 
 std::string canonical( const Public &pub ) { return textOf( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ); }
 
-bool isShort( const Public &pub )
+bool isFastPath( const Public &pub )
 {
     const OSSL_PROVIDER *provider = EVP_PKEY_get0_provider( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) );
-    return provider && std::string( OSSL_PROVIDER_get0_name( provider ) ) == "cry-lean";
+    return provider && std::string( OSSL_PROVIDER_get0_name( provider ) ) == "cry-key-decoding";
 }
 
 // A key that holds nothing, which OpenSSL cannot write.
@@ -92,12 +92,12 @@ Spki spkiPartsOf( EVP_PKEY *pkey )
     return parts;
 }
 
-// The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's, whether the short way is open or not.
+// The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's, whether the fast path is open or not.
 enum class Taken
 {
     no,
     ordinary,
-    shortWay
+    fastPath
 };
 Taken expectAsOpenssl( const std::string &label, const std::string &body, const std::string &name, bool errorsToo = true )
 {
@@ -107,19 +107,19 @@ Taken expectAsOpenssl( const std::string &label, const std::string &body, const 
     if( !wanted.empty() )
         errors.clear();
     Taken taken = Taken::no;
-    for( bool lean : { false, true } )
+    for( bool fast : { false, true } )
     {
-        Lean                       used( lean );
+        KeyDecoding                used( fast );
         Public                     pub  = fromPem( block );
         std::vector<unsigned long> left = takeErrors();
         if( errorsToo )
-            EXPECT_EQ( left, errors ) << label << ", " << name << ", lean " << lean;
-        EXPECT_EQ( pub ? canonical( pub ) : std::string(), wanted ) << label << ", " << name << ", lean " << lean;
+            EXPECT_EQ( left, errors ) << label << ", " << name << ", fast " << fast;
+        EXPECT_EQ( pub ? canonical( pub ) : std::string(), wanted ) << label << ", " << name << ", fast " << fast;
         if( !pub )
             continue;
-        EXPECT_TRUE( lean || !isShort( pub ) ) << label << ", " << name;
+        EXPECT_TRUE( fast || !isFastPath( pub ) ) << label << ", " << name;
         EXPECT_EQ( spkiText( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ), wanted ) << label << ", " << name;
-        taken = isShort( pub ) ? Taken::shortWay : Taken::ordinary;
+        taken = isFastPath( pub ) ? Taken::fastPath : Taken::ordinary;
     }
     return taken;
 }
@@ -135,7 +135,7 @@ TEST( CryPkeyPublic, HasTheTextThatOpensslWritesAsItsPem )
         EXPECT_EQ( canonical( fromText( wanted ) ), wanted ) << nameOf( kind );
         // The public half of what may be a whole pair.
         EXPECT_EQ( canonical( fromKey( key( kind ) ) ), wanted ) << nameOf( kind );
-        EXPECT_EQ( isShort( fromText( wanted ) ), kind == KeyKind::rsa || kind == KeyKind::p256 || kind == KeyKind::p384 ) << nameOf( kind );
+        EXPECT_EQ( isFastPath( fromText( wanted ) ), kind == KeyKind::rsa || kind == KeyKind::p256 || kind == KeyKind::p384 ) << nameOf( kind );
     }
 }
 
@@ -186,7 +186,7 @@ TEST( CryPkeyPublic, TakesLabelsAndBodiesExactlyAsOpensslDoes )
         { "nonsense", "nonsense" },
         { "nothing", "" },
     };
-    int taken = 0, shortWay = 0;
+    int taken = 0, fastPath = 0;
     for( const char *label : { "PUBLIC KEY", "RSA PUBLIC KEY", "EC PUBLIC KEY", "PRIVATE KEY", "RSA PRIVATE KEY", "EC PRIVATE KEY",
              "ENCRYPTED PRIVATE KEY", "CERTIFICATE", "X509 CERTIFICATE", "EC PARAMETERS", "ANY PUBLIC KEY", "public key", "PUBLIC  KEY", "A" } )
     {
@@ -196,13 +196,13 @@ TEST( CryPkeyPublic, TakesLabelsAndBodiesExactlyAsOpensslDoes )
         {
             Taken how = expectAsOpenssl( label, each.body, each.name );
             taken += how != Taken::no;
-            shortWay += how == Taken::shortWay;
-            if( how == Taken::shortWay )
+            fastPath += how == Taken::fastPath;
+            if( how == Taken::fastPath )
                 EXPECT_STREQ( label, "PUBLIC KEY" );
         }
     }
     EXPECT_GE( taken, 7 );
-    EXPECT_EQ( shortWay, 3 );
+    EXPECT_EQ( fastPath, 3 );
 }
 
 TEST( CryPkeyPublic, WhatIsNoPublicKeyIsNone )
@@ -553,8 +553,8 @@ TEST( CryPkeyPublic, ComesBackFromItsStore )
         Public restored = pb::adopt( cryPkeyPublicTryRestore( store.get() ) );
         ASSERT_TRUE( restored ) << nameOf( kind );
         EXPECT_TRUE( cryPkeyPublicEquals( restored.get(), pub.get() ) ) << nameOf( kind );
-        Lean   off( false );
-        Public ordinary = pb::adopt( cryPkeyPublicTryRestore( store.get() ) );
+        KeyDecoding off( false );
+        Public      ordinary = pb::adopt( cryPkeyPublicTryRestore( store.get() ) );
         EXPECT_TRUE( cryPkeyPublicEquals( ordinary.get(), pub.get() ) ) << nameOf( kind );
     }
 }
@@ -588,7 +588,7 @@ TEST( CryPkeyPublic, SuccessLeavesTheErrorQueueAsItWas )
 
 TEST( CryPkeyPublic, FailureLeavesOpensslsErrorsBehindThoseBefore )
 {
-    // One that is not on its curve takes the short way at first.
+    // One that is not on its curve takes the fast path at first.
     std::string offCurve = spkiOf( key( KeyKind::p256 ).get() );
     offCurve.back() ^= 1;
     for( const std::string &body : { std::string( "nonsense" ), offCurve } )
@@ -605,7 +605,7 @@ TEST( CryPkeyPublic, FailureLeavesOpensslsErrorsBehindThoseBefore )
 
 TEST( CryPkeyPublic, AKeyThatCannotBeWrittenLeavesOpensslsErrorsOnce )
 {
-    // The point at infinity is read the short way, too.
+    // The point at infinity is read the fast path, too.
     Spki infinity = spkiPartsOf( key( KeyKind::p256 ).get() );
     infinity.key  = std::string( 1, '\0' );
     EXPECT_EQ( expectAsOpenssl( "PUBLIC KEY", infinity.join(), "infinity" ), Taken::no );
@@ -636,13 +636,13 @@ TEST( CryPkeyPublic, TheSameKeyIsEqualHoweverItWasRead )
 {
     for( KeyKind kind : { KeyKind::rsa, KeyKind::p256, KeyKind::p384 } )
     {
-        Spki other        = spkiPartsOf( key( kind ).get() );
-        other.outerLength = 4;
-        Public plain      = fromText( spkiText( key( kind ).get() ) );
-        Public longer     = fromPem( pem( "PUBLIC KEY", other.join() ) );
-        Public given      = fromKey( key( kind ) );
-        Lean   off( false );
-        Public ordinary = fromText( spkiText( key( kind ).get() ) );
+        Spki other         = spkiPartsOf( key( kind ).get() );
+        other.outerLength  = 4;
+        Public      plain  = fromText( spkiText( key( kind ).get() ) );
+        Public      longer = fromPem( pem( "PUBLIC KEY", other.join() ) );
+        Public      given  = fromKey( key( kind ) );
+        KeyDecoding off( false );
+        Public      ordinary = fromText( spkiText( key( kind ).get() ) );
         ASSERT_TRUE( plain && longer && given && ordinary );
         for( const Public &each : { longer, given, ordinary } )
         {

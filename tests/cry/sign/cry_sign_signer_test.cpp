@@ -29,10 +29,10 @@ TEST( CrySignSigner, RsaSignaturesAreThoseOfPlainOpenssl )
 {
     std::string data = pattern( 3000 );
     for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            SCOPED_TRACE( std::string( digestNames[alg] ) + ( lean ? " lean" : "" ) );
-            PrivateKey priv = privateKey( key( KeyKind::rsa ), lean );
+            SCOPED_TRACE( std::string( digestNames[alg] ) + ( fast ? " fast" : "" ) );
+            PrivateKey priv = privateKey( key( KeyKind::rsa ), fast );
             EXPECT_EQ( hex( signPieces( alg, priv, data ) ), expected( data, alg ) );
             EXPECT_EQ( hex( sign( alg, priv, data ) ), expected( data, alg ) );
         }
@@ -43,8 +43,8 @@ TEST( CrySignSigner, EcdsaSignaturesOfPiecesAreGood )
     std::string data = pattern( 3000 );
     for( const Pkey &pkey : { key( KeyKind::p256 ), key( KeyKind::p384 ), newEcKey( "P-521" ) } )
         for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
-            for( bool lean : { true, false } )
-                EXPECT_TRUE( plainDigestVerify( alg, pkey.get(), signPieces( alg, privateKey( pkey, lean ), data ), data ) ) << digestNames[alg];
+            for( bool fast : { true, false } )
+                EXPECT_TRUE( plainDigestVerify( alg, pkey.get(), signPieces( alg, privateKey( pkey, fast ), data ), data ) ) << digestNames[alg];
 }
 
 TEST( CrySignSigner, NothingTakenIsTheSignatureOfNothing )

@@ -2,7 +2,7 @@
 #include <cry/cry_sign.h>
 #include <cry/internal/cry_pkey.h>
 
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 #include "support/text.hpp"
 
@@ -41,14 +41,14 @@ TEST( CrySign, SignaturesAreGoodForPlainOpensslAndBackForEveryKeyAndAlgorithm )
 {
     std::string data = pattern( 1000 );
     for( const auto &[name, pkey] : usualKeys() )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            PrivateKey priv = privateKey( pkey, lean );
-            PublicKey  pub  = publicKey( pkey, lean );
+            PrivateKey priv = privateKey( pkey, fast );
+            PublicKey  pub  = publicKey( pkey, fast );
             ASSERT_TRUE( priv && pub ) << name;
             for( PB_INT alg = 0; alg <= lastAlgorithm; alg++ )
             {
-                SCOPED_TRACE( name + " " + digestNames[alg] + ( lean ? " lean" : "" ) );
+                SCOPED_TRACE( name + " " + digestNames[alg] + ( fast ? " fast" : "" ) );
                 std::string signature = sign( alg, priv, data );
                 EXPECT_TRUE( plainDigestVerify( alg, pkey.get(), signature, data ) );
                 EXPECT_TRUE( verify( alg, pub, signature, data ) );
@@ -78,19 +78,19 @@ TEST( CrySign, DataOfEveryLengthIsSigned )
     }
 }
 
-TEST( CrySign, KeysAreInTheLeanContextExactlyWhereTheyWereParsedThere )
+TEST( CrySign, KeysAreInTheKeyDecodingContextExactlyWhereTheyWereParsedThere )
 {
-    if( Lean probe( true ); !openssl___SetLeanContextUsed( true ) )
+    if( KeyDecoding probe( true ); !openssl___SetKeyDecodingContextUsed( true ) )
         GTEST_SKIP() << "this libcrypto does not pass the self-check";
     for( const auto &[name, pkey] : usualKeys() )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            PrivateKey priv = privateKey( pkey, lean );
-            PublicKey  pub  = publicKey( pkey, lean );
-            EXPECT_EQ( openssl___ContextOf( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ) != nullptr, lean ) << name;
-            EXPECT_EQ( openssl___ContextOf( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ) != nullptr, lean ) << name;
+            PrivateKey priv = privateKey( pkey, fast );
+            PublicKey  pub  = publicKey( pkey, fast );
+            EXPECT_EQ( openssl___ContextOf( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ) != nullptr, fast ) << name;
+            EXPECT_EQ( openssl___ContextOf( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ) != nullptr, fast ) << name;
             // What was parsed in one way goes on with the other one.
-            Lean        turned( !lean );
+            KeyDecoding turned( !fast );
             std::string signature = sign( sha256, priv, "data" );
             EXPECT_TRUE( plainDigestVerify( sha256, pkey.get(), signature, "data" ) ) << name;
             EXPECT_TRUE( verify( sha256, pub, signature, "data" ) ) << name;
@@ -227,10 +227,10 @@ TEST( CrySign, OneKeyObjectServesAllAlgorithmsOneAfterTheOther )
 TEST( CrySign, OneKeyObjectServesSeveralThreadsAtOnce )
 {
     for( const auto &[name, pkey] : usualKeys() )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            PrivateKey               priv = privateKey( pkey, lean );
-            PublicKey                pub  = publicKey( pkey, lean );
+            PrivateKey               priv = privateKey( pkey, fast );
+            PublicKey                pub  = publicKey( pkey, fast );
             std::atomic<int>         wrong{ 0 };
             std::vector<std::thread> threads;
             for( int thread = 0; thread < 6; thread++ )
@@ -255,10 +255,10 @@ TEST( CrySign, OneKeyObjectServesSeveralThreadsAtOnce )
 TEST( CrySign, SuccessLeavesTheErrorQueueAsItWas )
 {
     for( const auto &[name, pkey] : usualKeys() )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            PrivateKey priv = privateKey( pkey, lean );
-            PublicKey  pub  = publicKey( pkey, lean );
+            PrivateKey priv = privateKey( pkey, fast );
+            PublicKey  pub  = publicKey( pkey, fast );
             takeErrors();
             for( PB_INT alg = 0; alg <= lastAlgorithm; alg++ )
             {
@@ -334,7 +334,7 @@ TEST( CrySign, VerdictsAreThoseOfPlainOpensslForAnything )
     };
     for( const auto &[name, pkey] : usualKeys() )
     {
-        PublicKey  lean = publicKey( pkey, true ), ordinary = publicKey( pkey, false );
+        PublicKey  fast = publicKey( pkey, true ), ordinary = publicKey( pkey, false );
         PrivateKey priv = privateKey( pkey );
         int        good = 0, bad = 0;
         for( int round = 0; round < 400; round++ )
@@ -373,9 +373,9 @@ TEST( CrySign, VerdictsAreThoseOfPlainOpensslForAnything )
                 break;
             }
             bool plain = plainVerify( alg, pkey.get(), signature, data );
-            EXPECT_EQ( verify( alg, lean, signature, data ), plain ) << name << " " << round << " " << hex( signature );
+            EXPECT_EQ( verify( alg, fast, signature, data ), plain ) << name << " " << round << " " << hex( signature );
             EXPECT_EQ( verify( alg, ordinary, signature, data ), plain ) << name << " " << round << " " << hex( signature );
-            EXPECT_EQ( verifyPieces( alg, lean, signature, data ), plain ) << name << " " << round << " " << hex( signature );
+            EXPECT_EQ( verifyPieces( alg, fast, signature, data ), plain ) << name << " " << round << " " << hex( signature );
             ( plain ? good : bad )++;
         }
         EXPECT_GE( good, 80 );

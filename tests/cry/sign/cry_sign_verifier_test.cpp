@@ -38,9 +38,9 @@ TEST( CrySignVerifier, PiecesGiveTheVerdictForEveryKeyAndAlgorithm )
 {
     std::string data = pattern( 3000 );
     for( const Pkey &signer : { pkey(), key( KeyKind::p256 ), key( KeyKind::p384 ), newEcKey( "P-521" ) } )
-        for( bool lean : { true, false } )
+        for( bool fast : { true, false } )
         {
-            PublicKey parsed = publicKey( signer, lean );
+            PublicKey parsed = publicKey( signer, fast );
             for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
             {
                 std::string signature = plainSign( alg, signer.get(), data );

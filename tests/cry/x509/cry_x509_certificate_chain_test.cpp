@@ -1,6 +1,6 @@
 #include <cry/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
 
 #include "support/certificates.hpp"
 #include "support/text.hpp"

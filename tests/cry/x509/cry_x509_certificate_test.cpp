@@ -5,7 +5,7 @@
 #include <cry/internal/cry_x509_certificate.h>
 
 #include "cry/pkey/keys.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 
 #include <atomic>
 #include <cstring>
@@ -552,9 +552,9 @@ TEST( CryX509Certificate, ThePublicKeyIsTheOneThatWasCertified )
         std::string wanted  = keyByOpenssl( openssl );
         ASSERT_EQ( wanted, spkiText( pkey.get() ) );
         PublicKey given = pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( pkey.get() ) );
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            Lean used( lean );
+            KeyDecoding used( fast );
             for( const Certificate &cert : { certificate( openssl ), fromDer( der( openssl ) ) } )
             {
                 takeErrors();
@@ -629,18 +629,18 @@ TEST( CryX509Certificate, ThePublicKeyOfOtherEncodingsIsAsOpensslWritesIt )
         ASSERT_NE( pkey, nullptr ) << each.name;
         std::string wanted = keyByOpenssl( each.cert );
         ASSERT_NE( wanted, "" ) << each.name;
-        unsigned char *asItStands = nullptr;
-        int            length     = i2d_X509_PUBKEY( X509_get_X509_PUBKEY( each.cert.get() ), &asItStands );
-        changed += std::string( (char *)asItStands, (size_t)length ) != bodyOf( wanted );
-        OPENSSL_free( asItStands );
-        for( bool lean : { false, true } )
+        unsigned char *encoded = nullptr;
+        int            length  = i2d_X509_PUBKEY( X509_get_X509_PUBKEY( each.cert.get() ), &encoded );
+        changed += std::string( (char *)encoded, (size_t)length ) != bodyOf( wanted );
+        OPENSSL_free( encoded );
+        for( bool fast : { false, true } )
         {
-            Lean used( lean );
+            KeyDecoding used( fast );
             takeErrors();
             PublicKey pub = publicKeyOf( fromDer( der( each.cert ) ) );
             EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} ) << each.name;
             ASSERT_TRUE( pub ) << each.name;
-            EXPECT_EQ( canonical( pub ), wanted ) << each.name << ", lean " << lean;
+            EXPECT_EQ( canonical( pub ), wanted ) << each.name << ", fast " << fast;
         }
     }
     EXPECT_GE( changed, 2 );
@@ -683,15 +683,15 @@ TEST( CryX509Certificate, APrivateKeyIsThatOfTheCertificateOrNot )
                 << nameOf( kind ) << " " << nameOf( other );
         }
         // Whichever way the two were read.
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            Lean             used( lean );
+            KeyDecoding      used( fast );
             Certificate      read = fromDer( der( chainOf( kind ).leaf ) );
             pb::Ref<CRY_PEM> pem  = pb::adopt( cryPemTryDecode( buf( pkcs8Text( key( kind, 2 ).get() ) ).get() ) );
             PrivateKey       priv = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
-            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), priv.get() ) ) << nameOf( kind ) << lean;
-            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( cert.get(), priv.get() ) ) << nameOf( kind ) << lean;
-            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), privateKey( key( kind, 2 ) ).get() ) ) << nameOf( kind ) << lean;
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), priv.get() ) ) << nameOf( kind ) << fast;
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( cert.get(), priv.get() ) ) << nameOf( kind ) << fast;
+            EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), privateKey( key( kind, 2 ) ).get() ) ) << nameOf( kind ) << fast;
         }
     }
     ERR_clear_error();

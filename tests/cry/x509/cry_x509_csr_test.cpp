@@ -1,5 +1,5 @@
 #include "cry/x509/requests.hpp"
-#include "support/lean.hpp"
+#include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 
 #include <atomic>
@@ -294,9 +294,9 @@ TEST( CryX509Csr, KeysOfAllKindsAreTheOnesThatWerePutIn )
         std::string wanted = keyByOpenssl( req );
         ASSERT_EQ( wanted, spkiText( pkey.get() ) ) << name;
         PublicKey given = wrappedPublicKey( pkey );
-        for( bool lean : { false, true } )
+        for( bool fast : { false, true } )
         {
-            Lean used( lean );
+            KeyDecoding used( fast );
             for( const Request &csr : { request( req ), requestFromText( pemText( req.get() ) ) } )
             {
                 EXPECT_EQ( hex( der( csr ) ), hex( der( req ) ) ) << name;
@@ -387,21 +387,21 @@ TEST( CryX509Csr, ThePublicKeyOfOtherEncodingsIsAsOpensslWritesIt )
         ASSERT_NE( X509_REQ_get0_pubkey( each.req.get() ), nullptr ) << each.name;
         std::string wanted = keyByOpenssl( each.req );
         ASSERT_NE( wanted, "" ) << each.name;
-        unsigned char *asItStands = nullptr;
-        int            length     = i2d_X509_PUBKEY( X509_REQ_get_X509_PUBKEY( each.req.get() ), &asItStands );
-        changed += std::string( (char *)asItStands, (size_t)length ) != bodyOf( wanted );
-        OPENSSL_free( asItStands );
-        for( bool lean : { false, true } )
+        unsigned char *encoded = nullptr;
+        int            length  = i2d_X509_PUBKEY( X509_REQ_get_X509_PUBKEY( each.req.get() ), &encoded );
+        changed += std::string( (char *)encoded, (size_t)length ) != bodyOf( wanted );
+        OPENSSL_free( encoded );
+        for( bool fast : { false, true } )
         {
-            Lean    used( lean );
-            Request csr = requestFromPem( pem( "CERTIFICATE REQUEST", der( each.req ) ) );
+            KeyDecoding used( fast );
+            Request     csr = requestFromPem( pem( "CERTIFICATE REQUEST", der( each.req ) ) );
             // The request keeps the form that it came in.
             EXPECT_EQ( hex( der( csr ) ), hex( der( each.req ) ) ) << each.name;
             takeErrors();
             PublicKey pub = publicKeyOf( csr );
             EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} ) << each.name;
             ASSERT_TRUE( pub ) << each.name;
-            EXPECT_EQ( canonical( pub ), wanted ) << each.name << ", lean " << lean;
+            EXPECT_EQ( canonical( pub ), wanted ) << each.name << ", fast " << fast;
         }
     }
     EXPECT_GE( changed, 2 );
@@ -445,14 +445,14 @@ TEST( CryX509Csr, APrivateKeyIsThatOfTheRequestOrNot )
                 << nameOf( kind ) << " " << nameOf( other );
         }
         // Whichever way the two were read.
-        for( bool leanRequest : { false, true } )
+        for( bool fastRequest : { false, true } )
         {
-            for( bool leanKey : { false, true } )
+            for( bool fastKey : { false, true } )
             {
-                PrivateKey priv = privateKey( key( kind, 2 ), leanKey );
-                Lean       used( leanRequest );
-                Request    read = requestFromText( pemText( req.get() ) );
-                EXPECT_TRUE( cryX509CsrCheckPrivateKey( read.get(), priv.get() ) ) << nameOf( kind ) << leanRequest << leanKey;
+                PrivateKey  priv = privateKey( key( kind, 2 ), fastKey );
+                KeyDecoding used( fastRequest );
+                Request     read = requestFromText( pemText( req.get() ) );
+                EXPECT_TRUE( cryX509CsrCheckPrivateKey( read.get(), priv.get() ) ) << nameOf( kind ) << fastRequest << fastKey;
             }
         }
     }

@@ -1,4 +1,4 @@
-#include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 
 #include "support/certificates.hpp"

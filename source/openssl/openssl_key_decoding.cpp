@@ -1,0 +1,162 @@
+#include "openssl_key_decoding.hpp"
+
+#include <array>
+#include <cstring>
+#include <initializer_list>
+#include <openssl/core_dispatch.h>
+#include <openssl/core_names.h>
+#include <openssl/provider.h>
+#include <string_view>
+#include <strings.h>
+#include <vector>
+
+// OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the library context. In a context whose only provider offers a
+// handful of them that walk is short. The provider implements nothing: it hands out chosen entries of the default provider's own tables, which is loaded into
+// a context of its own, so that the process's default context stays as it is.
+namespace openssl
+{
+
+namespace
+{
+
+constexpr size_t operations = 32;
+
+struct Filter
+{
+    OSSL_PROVIDER                                      *source;
+    std::array<std::vector<OSSL_ALGORITHM>, operations> chosen;
+};
+
+// Made once per process and never freed, as the context that uses it.
+Filter        *filter;
+OSSL_PROVIDER *filtering;
+
+bool isNamed( const char *names, std::initializer_list<std::string_view> wanted )
+{
+    for( std::string_view rest = names; !rest.empty(); )
+    {
+        std::string_view name = rest.substr( 0, rest.find( ':' ) );
+        for( std::string_view each : wanted )
+        {
+            if( each.size() == name.size() && strncasecmp( each.data(), name.data(), name.size() ) == 0 )
+                return true;
+        }
+        rest.remove_prefix( name.size() == rest.size() ? name.size() : name.size() + 1 );
+    }
+    return false;
+}
+
+bool has( const char *properties, std::string_view wanted )
+{
+    return properties && std::string_view( properties ).find( wanted ) != std::string_view::npos;
+}
+
+bool isChosen( int operation, const OSSL_ALGORITHM &algorithm )
+{
+    const char *names = algorithm.algorithm_names;
+    switch( operation )
+    {
+    case OSSL_OP_DIGEST:
+        return isNamed( names,
+            { "MD5", "SHA1", "SHA2-224", "SHA2-256", "SHA2-384", "SHA2-512", "SHA2-512/224", "SHA2-512/256", "SHA3-224", "SHA3-256", "SHA3-384",
+                "SHA3-512", "SHAKE-256" } );
+    case OSSL_OP_KEYMGMT:
+    case OSSL_OP_ENCODER:
+        return isNamed( names, { "RSA", "EC" } );
+    case OSSL_OP_SIGNATURE:
+        return isNamed( names, { "RSA", "ECDSA" } );
+    case OSSL_OP_DECODER:
+        return isNamed( names, { "RSA", "EC" } ) && has( algorithm.property_definition, "input=der" ) &&
+            ( has( algorithm.property_definition, "structure=SubjectPublicKeyInfo" ) ||
+                has( algorithm.property_definition, "structure=PrivateKeyInfo" ) );
+    default:
+        return false;
+    }
+}
+
+const OSSL_ALGORITHM *query( void *, int operation, int *noCache )
+{
+    *noCache = 0;
+    if( operation < 0 || (size_t)operation >= operations || filter->chosen[(size_t)operation].size() < 2 )
+        return nullptr;
+    return filter->chosen[(size_t)operation].data();
+}
+
+const OSSL_DISPATCH providerFunctions[] = { { OSSL_FUNC_PROVIDER_QUERY_OPERATION, (void ( * )())query }, { 0, nullptr } };
+
+// The entries are called with the context of the provider that they belong to.
+int startProvider( const OSSL_CORE_HANDLE *, const OSSL_DISPATCH *, const OSSL_DISPATCH **functions, void **providerContext )
+{
+    *functions       = providerFunctions;
+    *providerContext = OSSL_PROVIDER_get0_provider_ctx( filter->source );
+    return 1;
+}
+
+bool fillFilter()
+{
+    OSSL_LIB_CTX *own = OSSL_LIB_CTX_new();
+    filter            = new Filter{};
+    filter->source    = own ? OSSL_PROVIDER_load( own, "default" ) : nullptr;
+    if( !filter->source )
+        return false;
+    for( int operation : { OSSL_OP_DIGEST, OSSL_OP_KEYMGMT, OSSL_OP_SIGNATURE, OSSL_OP_ENCODER, OSSL_OP_DECODER } )
+    {
+        std::vector<OSSL_ALGORITHM> &chosen = filter->chosen[(size_t)operation];
+        int                          noCache;
+        const OSSL_ALGORITHM        *all = OSSL_PROVIDER_query_operation( filter->source, operation, &noCache );
+        for( ; all && all->algorithm_names; all++ )
+        {
+            if( isChosen( operation, *all ) )
+                chosen.push_back( *all );
+        }
+        if( chosen.empty() )
+            return false;
+        chosen.push_back( OSSL_ALGORITHM{} );
+    }
+    return true;
+}
+
+}
+
+OSSL_LIB_CTX *createKeyDecodingContext( const char **reason )
+{
+    static constexpr char providerName[] = "cry-key-decoding";
+
+    *reason = "the default provider cannot be loaded";
+    if( !fillFilter() )
+        return nullptr;
+    *reason                   = "the filtering provider cannot be loaded";
+    OSSL_LIB_CTX *keyDecoding = OSSL_LIB_CTX_new();
+    filtering = keyDecoding && OSSL_PROVIDER_add_builtin( keyDecoding, providerName, startProvider ) ? OSSL_PROVIDER_load( keyDecoding, providerName )
+                                                                                                     : nullptr;
+    if( !filtering )
+        return nullptr;
+    *reason = nullptr;
+    return keyDecoding;
+}
+
+bool isKeyDecodingProvider( const OSSL_PROVIDER *provider ) { return provider && provider == filtering; }
+
+X509 *parseCertificateIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length )
+{
+    X509 *x509 = X509_new_ex( keyDecoding, nullptr );
+    if( x509 && d2i_X509( &x509, &der, (long)length ) && X509_get0_pubkey( x509 ) )
+        return x509;
+    X509_free( x509 );
+    return nullptr;
+}
+
+EVP_PKEY *parsePrivateKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length )
+{
+    PKCS8_PRIV_KEY_INFO *info = d2i_PKCS8_PRIV_KEY_INFO( nullptr, &der, (long)length );
+    EVP_PKEY            *pkey = info ? EVP_PKCS82PKEY_ex( info, keyDecoding, nullptr ) : nullptr;
+    PKCS8_PRIV_KEY_INFO_free( info );
+    return pkey;
+}
+
+EVP_PKEY *parsePublicKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length )
+{
+    return d2i_PUBKEY_ex( nullptr, &der, (long)length, keyDecoding, nullptr );
+}
+
+}

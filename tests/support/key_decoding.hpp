@@ -1,0 +1,21 @@
+// The key-decoding context switched on or off for a while.
+#pragma once
+
+#include <openssl_module/internal/openssl_module.h>
+
+namespace support
+{
+
+class KeyDecoding
+{
+public:
+    explicit KeyDecoding( bool used ) : before( openssl___SetKeyDecodingContextUsed( used ) ) {}
+    ~KeyDecoding() { openssl___SetKeyDecodingContextUsed( before ); }
+    KeyDecoding( const KeyDecoding & )            = delete;
+    KeyDecoding &operator=( const KeyDecoding & ) = delete;
+
+private:
+    PB_BOOL before;
+};
+
+}

@@ -1,0 +1,190 @@
+#include "input/input.hpp"
+#include "input/stream.hpp"
+#include "options/algorithm.hpp"
+#include "options/command.hpp"
+#include "output/describe.hpp"
+#include "output/terminal.hpp"
+
+#include <cry/cry_hash.h>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace
+{
+
+struct Options
+{
+    std::string              algorithm = "sha256";
+    std::vector<std::string> files;
+    bool                     check = false, json = false;
+};
+
+// A list with more bad lines than this is probably no list at all.
+constexpr size_t malformedShown = 10;
+
+std::string digestOf( const std::string &path, CRY_HASH_ALGORITHM algorithm )
+{
+    pb::Ref<CRY_HASH> hash = pb::adopt( cryHashTryCreate( algorithm ) );
+    if( !hash )
+        throw tool::InputError( "this libcrypto does not have the algorithm" );
+    tool::forEachPiece( path, [&hash]( const PB_BYTE *bytes, PB_INT count ) { cryHashUpdateBytes( hash.get(), bytes, count ); } );
+    return tool::take( pbBufferToString( pb::adopt( cryHashFinal( hash.get() ) ).get() ) );
+}
+
+struct Entry
+{
+    std::string digest, path;
+};
+
+std::optional<Entry> parseLine( std::string_view line, size_t digits )
+{
+    bool escaped = line.starts_with( '\\' );
+    if( escaped )
+        line.remove_prefix( 1 );
+    // Two blanks, or a blank and an asterisk, stand between the two.
+    if( line.size() < digits + 3 || line[digits] != ' ' || ( line[digits + 1] != ' ' && line[digits + 1] != '*' ) )
+        return {};
+    Entry entry;
+    for( char c : line.substr( 0, digits ) )
+    {
+        char lower = c >= 'A' && c <= 'F' ? (char)( c + 32 ) : c;
+        if( !( ( lower >= '0' && lower <= '9' ) || ( lower >= 'a' && lower <= 'f' ) ) )
+            return {};
+        entry.digest += lower;
+    }
+    std::string_view path = line.substr( digits + 2 );
+    if( path.find( '\0' ) != path.npos )
+        return {}; // no file has such a name, and what stands before the NUL may be the name of another
+    for( size_t index = 0; index < path.size(); index++ )
+    {
+        if( !escaped || path[index] != '\\' )
+        {
+            entry.path += path[index];
+            continue;
+        }
+        if( ++index == path.size() || ( path[index] != '\\' && path[index] != 'n' && path[index] != 'r' ) )
+            return {};
+        entry.path += path[index] == 'n' ? '\n' : path[index] == 'r' ? '\r' : '\\';
+    }
+    return entry;
+}
+
+// The state of one run over many files.
+struct Result
+{
+    nlohmann::ordered_json files  = nlohmann::ordered_json::array();
+    size_t                 failed = 0, unreadable = 0, malformed = 0, good = 0;
+};
+
+void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORITHM algorithm, Result &result )
+{
+    pb::Ref<PB_BUFFER> content = tool::readWhole( list );
+    std::string_view   rest( (const char *)pbBufferBytes( content.get() ), (size_t)pbBufferLength( content.get() ) );
+    size_t             digits = (size_t)cryHashAlgorithmDigestSizeBits( algorithm ) / 4;
+    size_t             known = 0, malformed = 0;
+    for( PB_INT number = 1; !rest.empty(); number++ )
+    {
+        std::string_view line = rest.substr( 0, rest.find( '\n' ) );
+        rest.remove_prefix( std::min( line.size() + 1, rest.size() ) );
+        if( line.ends_with( '\r' ) )
+            line.remove_suffix( 1 );
+        if( line.empty() || line.starts_with( '#' ) )
+            continue;
+        std::optional<Entry> entry = parseLine( line, digits );
+        if( !entry )
+        {
+            if( ++malformed <= malformedShown )
+                tool::printError( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
+                    " hexadecimal digits, two blanks and a file name" );
+            continue;
+        }
+        known++;
+        std::string verdict;
+        try
+        {
+            bool same = digestOf( entry->path, algorithm ) == entry->digest;
+            verdict   = same ? "OK" : "FAILED";
+            ( same ? result.good : result.failed )++;
+        }
+        catch( const tool::InputError &problem )
+        {
+            tool::printError( problem.what() );
+            verdict = "UNREADABLE";
+            result.unreadable++;
+        }
+        result.files.push_back( { { "file", entry->path }, { "verdict", verdict } } );
+        if( !options.json )
+            tool::print( tool::printable( entry->path ) + ": " + ( verdict == "OK" ? tool::green( verdict ) : tool::red( verdict ) ) + "\n" );
+    }
+    result.malformed += malformed;
+    if( malformed > malformedShown )
+        tool::printError( tool::nameOf( list ) + ": and " + tool::counted( malformed - malformedShown, "further line" ) );
+    if( !known )
+        throw tool::InputError(
+            tool::nameOf( list ) + ": holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
+}
+
+int hash( Options options )
+{
+    CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
+    if( options.files.empty() )
+        options.files.push_back( "-" );
+    Result result;
+    for( const std::string &file : options.files )
+    {
+        try
+        {
+            if( options.check )
+            {
+                checkList( options, file, algorithm, result );
+                continue;
+            }
+            std::string digest = digestOf( file, algorithm );
+            if( options.json )
+                result.files.push_back( { { "file", file }, { "digest", digest } } );
+            else
+                tool::print( tool::listLine( digest, file ) );
+        }
+        catch( const tool::InputError &problem )
+        {
+            // The other files are still worth an answer.
+            tool::printError( problem.what() );
+            result.unreadable++;
+        }
+    }
+    if( options.check && result.failed )
+        tool::printError( tool::counted( result.failed, "digest" ) + " did not match" );
+    if( options.json )
+    {
+        nlohmann::ordered_json json{ { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) } };
+        if( options.check )
+            json["verdict"] = result.failed ? "bad" : result.unreadable || result.malformed ? "unknown" : "good";
+        json["files"] = result.files;
+        tool::printJson( json );
+    }
+    if( result.failed )
+        return tool::exitNegative;
+    return result.unreadable || result.malformed ? tool::exitInputError : tool::exitGood;
+}
+
+}
+
+void tool::addHash( CLI::App &app, int &exit )
+{
+    auto      options = std::make_shared<Options>();
+    CLI::App *command = app.add_subcommand( "hash", "compute or check digests of files" );
+    command->add_option( "FILE", options->files, "files to read; - and none at all are standard input" )
+        ->expected( 0, -1 )
+        ->type_name( "" )
+        ->transform( tool::plain );
+    command->add_option( "--algorithm", options->algorithm, "one of " + tool::algorithmNames() )
+        ->type_name( "NAME" )
+        ->transform( tool::plain )
+        ->capture_default_str();
+    command->add_flag( "--check", options->check, "read lists of digests from the files and check them" );
+    command->add_flag( "--json", options->json, "print the result as JSON" );
+    command->footer( "Prints and reads lines as sha256sum does.\n"
+                     "Exit: 0 done, or all digests match; 1 a digest does not match; 2 wrong use, or a file or line that cannot be read." );
+    command->callback( [options, &exit] { exit = hash( *options ); } );
+}

@@ -1,0 +1,241 @@
+#include "input/input.hpp"
+#include "input/key_file.hpp"
+#include "options/command.hpp"
+#include "options/curve.hpp"
+#include "options/group.hpp"
+#include "output/describe.hpp"
+#include "output/output.hpp"
+#include "output/terminal.hpp"
+
+#include <chrono>
+#include <cry/cry_generate_ec_key_pair.h>
+#include <cry/cry_generate_rsa_key_pair.h>
+#include <cry/cry_hash.h>
+#include <future>
+#include <memory>
+#include <openssl/err.h>
+
+namespace
+{
+
+struct Options
+{
+    std::string           kind, size, file;
+    tool::Output          output;
+    tool::PasswordOptions password;
+    bool                  json = false;
+};
+
+// ---- what is said of keys
+
+struct KeyFacts
+{
+    pb::Ref<CRY_PKEY_INFO> info;
+    std::string            kind, curve, description, fingerprint;
+
+    explicit KeyFacts( CRY_PKEY_PUBLIC *key, EVP_PKEY *pkey ) : info( pb::adopt( cryPkeyPublicInfo( key ) ) )
+    {
+        const char *name = EVP_PKEY_get0_type_name( pkey );
+        kind             = name ? name : "unknown";
+        if( cryPkeyInfoHasEcNamedCurve( info.get() ) )
+        {
+            PB_INT value = cryPkeyInfoEcNamedCurve( info.get() );
+            curve        = tool::shortNameOf( value );
+            description  = tool::take( cryPkeyEcNamedCurveDisplayName( value ) );
+            if( std::string nist = tool::nistNameOf( value ); !nist.empty() )
+                description = nist + ", " + description;
+        }
+        pb::Ref<CRY_PEM>   pem    = pb::adopt( cryPkeyPublicPem( key ) );
+        pb::Ref<PB_BUFFER> der    = pb::adopt( cryPemData( pem.get() ) );
+        pb::Ref<PB_BUFFER> digest = pb::adopt( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, der.get() ) );
+        fingerprint               = digest ? tool::withColons( digest.get() ) : "";
+    }
+
+    PB_INT bits() const { return cryPkeyInfoBits( info.get() ); }
+
+    void addTo( nlohmann::ordered_json &json ) const
+    {
+        json["type"] = kind;
+        json["bits"] = bits();
+        if( !curve.empty() )
+            json["curve"] = curve;
+        json["sha256"] = fingerprint;
+    }
+};
+
+// ---- generate
+
+// Makes a key that takes long on another thread, and shows that there is something going on.
+pb::Ref<CRY_PKEY_PRIVATE> generateSlowly( PB_INT bits )
+{
+    auto          made = std::async( std::launch::async, [bits] { return cryTryGenerateRsaKeyPair( bits ); } );
+    tool::Waiting waiting( "making an RSA key of " + std::to_string( bits ) + " bits" );
+    while( made.wait_for( std::chrono::milliseconds( 200 ) ) != std::future_status::ready )
+        waiting.show();
+    return pb::adopt( made.get() );
+}
+
+pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
+{
+    constexpr PB_INT quick = 4096, weak = 2048;
+
+    std::string kind = tool::lowerCase( options.kind );
+    if( kind == "ec" )
+        return pb::adopt( cryTryGenerateEcKeyPair( tool::curveOf( options.size, "key generate ec" ) ) );
+    if( kind != "rsa" )
+        throw tool::InputError( "'" + tool::printable( options.kind ) + "' is no kind of key; known are rsa and ec" );
+    PB_INT bits = tool::number( options.size, "the bits of an RSA key", 1024, 16384 );
+    if( bits < weak )
+        tool::printError( "warning: an RSA key of fewer than 2048 bits is too weak for anything but tests" );
+    return bits <= quick ? pb::adopt( cryTryGenerateRsaKeyPair( bits ) ) : generateSlowly( bits );
+}
+
+int generate( Options &options )
+{
+    options.output.check();
+    ERR_clear_error();
+    pb::Ref<CRY_PKEY_PRIVATE> key = generateKey( options );
+    if( !key )
+        throw tool::InputError( "OpenSSL cannot make such a key" + tool::opensslReasonInBrackets() );
+    pb::Ref<CRY_PEM>   pem  = pb::adopt( cryPkeyPrivatePem( key.get() ) );
+    pb::Ref<PB_BUFFER> text = tool::pemText( pem.get() );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::secret );
+    if( options.json )
+    {
+        pb::Ref<CRY_PKEY_PUBLIC> pub = pb::adopt( cryPkeyPrivatePublicKey( key.get() ) );
+        nlohmann::ordered_json   json{ { "format", 1 } };
+        if( pub )
+        {
+            KeyFacts( pub.get(), tool::Key{ key, pub, "", "" }.peek() ).addTo( json );
+            json["publicKey"] = tool::textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
+        }
+        if( options.output.toFile() )
+            json["file"] = *options.output.path;
+        else
+            json["privateKey"] = tool::textOf( text.get() );
+        tool::printJson( json );
+    }
+    return tool::exitGood;
+}
+
+// ---- public
+
+int publicKey( Options &options )
+{
+    options.output.check();
+    tool::Key          key  = tool::readKey( options.file, options.password );
+    pb::Ref<CRY_PEM>   pem  = pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) );
+    pb::Ref<PB_BUFFER> text = tool::pemText( pem.get() );
+    options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
+    if( options.json )
+    {
+        nlohmann::ordered_json json{ { "format", 1 } };
+        KeyFacts( key.publicKey.get(), key.peek() ).addTo( json );
+        json["publicKey"] = tool::textOf( text.get() );
+        tool::printJson( json );
+    }
+    return tool::exitGood;
+}
+
+// ---- info
+
+// What OpenSSL finds wrong with the numbers of a key; empty when nothing is.
+std::string whatIsWrong( const tool::Key &key )
+{
+    ERR_clear_error();
+    std::unique_ptr<EVP_PKEY_CTX, decltype( &EVP_PKEY_CTX_free )> context( EVP_PKEY_CTX_new( key.peek(), nullptr ), EVP_PKEY_CTX_free );
+    int result = !context ? 0 : key.privateKey ? EVP_PKEY_check( context.get() ) : EVP_PKEY_public_check( context.get() );
+    // OpenSSL does not know how to check keys of some kinds, and says so with -2.
+    if( result == 1 || result == -2 )
+    {
+        ERR_clear_error();
+        return "";
+    }
+    std::string reason = tool::opensslReason();
+    return reason.empty() ? "OpenSSL does not say what" : reason;
+}
+
+int info( Options &options )
+{
+    tool::Key   key = tool::readKey( options.file, options.password );
+    KeyFacts    facts( key.publicKey.get(), key.peek() );
+    std::string wrong = whatIsWrong( key ), holds = key.privateKey ? "private key" : "public key";
+    if( options.json )
+    {
+        nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "holds", holds }, { "form", key.form } };
+        facts.addTo( json );
+        json["verdict"] = wrong.empty() ? "good" : "bad";
+        if( !wrong.empty() )
+            json["reason"] = wrong;
+        tool::printJson( json );
+    }
+    else
+    {
+        tool::print( holds + " (" + key.form + ")\ntype    " + facts.kind + "\nbits    " + std::to_string( facts.bits() ) + "\n" );
+        if( !facts.curve.empty() )
+            tool::print( "curve   " + facts.curve + " (" + facts.description + ")\n" );
+        tool::print( "check   " + ( wrong.empty() ? tool::green( "good" ) : tool::red( "bad" ) + ": " + tool::printable( wrong ) ) + "\n" );
+        tool::print( "sha256  " + facts.fingerprint + " (of the public key)\n" );
+    }
+    return wrong.empty() ? tool::exitGood : tool::exitNegative;
+}
+
+// ---- curves
+
+int curves( Options &options )
+{
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )
+    {
+        std::string name = tool::shortNameOf( curve ), nist = tool::nistNameOf( curve ), text = tool::take( cryPkeyEcNamedCurveDisplayName( curve ) );
+        if( options.json )
+        {
+            nlohmann::ordered_json entry{ { "curve", name }, { "value", curve }, { "constant", tool::take( cryPkeyEcNamedCurveToString( curve ) ) },
+                { "description", text } };
+            if( !nist.empty() )
+                entry["nist"] = nist;
+            list.push_back( entry );
+            continue;
+        }
+        std::string column = name + ( nist.empty() ? "" : " (" + nist + ")" );
+        column.resize( std::max<size_t>( column.size() + 2, 28 ), ' ' );
+        tool::print( column + text + "\n" );
+    }
+    if( options.json )
+        tool::printJson( { { "format", 1 }, { "curves", list } } );
+    return tool::exitGood;
+}
+
+}
+
+void tool::addKey( CLI::App &app, int &exit )
+{
+    CLI::App &key     = addGroup( app, "key", "make, convert and describe keys" );
+    auto      addFile = []( CLI::App *command, const std::shared_ptr<Options> &options ) {
+        command->add_option( "FILE", options->file, "a file with a private key, a public key or a certificate; - is standard input" )
+            ->required()
+            ->type_name( "" )
+            ->transform( plain );
+        options->password.addTo( *command, "a protected private key" );
+    };
+
+    auto [generateCommand, generateOptions] = addMember<Options>( key, exit, "generate", "make a private key", generate,
+        "The key is written as PKCS#8 in PEM, without a password; a file is made readable by its owner only.\nExit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
+    generateCommand->add_option( "KIND", generateOptions->kind, "rsa or ec" )->required()->type_name( "" )->transform( plain );
+    generateCommand->add_option( "SIZE", generateOptions->size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )
+        ->required()
+        ->type_name( "" )
+        ->transform( plain );
+    generateOptions->output.addTo( *generateCommand, "the key" );
+
+    auto [publicCommand, publicOptions] = addMember<Options>( key, exit, "public", "write the public key of a key or certificate", publicKey,
+        "It is written as SubjectPublicKeyInfo in PEM.\nExit: 0 done; 2 wrong use, or a file without a key." );
+    addFile( publicCommand, publicOptions );
+    publicOptions->output.addTo( *publicCommand, "the public key" );
+
+    auto [infoCommand, infoOptions] = addMember<Options>( key, exit, "info", "say what a key is and whether its numbers fit together", info,
+        "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." );
+    addFile( infoCommand, infoOptions );
+
+    addMember<Options>( key, exit, "curves", "list the elliptic curves", curves, "Exit: 0." );
+}

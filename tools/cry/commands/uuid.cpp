@@ -1,0 +1,172 @@
+#include "input/input.hpp"
+#include "options/command.hpp"
+#include "output/output.hpp"
+#include "output/terminal.hpp"
+
+#include <cctype>
+#include <cry/cry_uuid.h>
+#include <memory>
+#include <optional>
+
+namespace
+{
+
+struct Options
+{
+    std::string                count = "1";
+    std::optional<std::string> nameSpace, name, parse;
+    tool::Output               output;
+    bool                       uppercase = false, lowLine = false, curlyBrackets = false, apostrophes = false, quotationMarks = false, json = false;
+
+    PB_INT flags() const
+    {
+        return ( uppercase ? CRY_UUID_STRING_FLAG_UPPERCASE : 0 ) | ( lowLine ? CRY_UUID_STRING_FLAG_LOW_LINE : 0 ) |
+            ( curlyBrackets ? CRY_UUID_STRING_FLAG_CURLY_BRACKET : 0 ) | ( apostrophes ? CRY_UUID_STRING_FLAG_APOSTROPHE : 0 ) |
+            ( quotationMarks ? CRY_UUID_STRING_FLAG_QUOTATION_MARK : 0 );
+    }
+};
+
+pb::Ref<CRY_UUID> tryParse( const std::string &text ) { return pb::adopt( cryUuidTryCreateFromStringCstr( text.data(), (PB_INT)text.size() ) ); }
+
+pb::Ref<CRY_UUID> nameSpaceOf( const std::string &text )
+{
+    static constexpr struct
+    {
+        const char *name;
+        CRY_UUID *( *get )();
+    } known[] = { { "dns", cryUuidNamespaceDns }, { "url", cryUuidNamespaceUrl }, { "oid", cryUuidNamespaceOid }, { "x500", cryUuidNamespaceX500 } };
+    for( auto &each : known )
+    {
+        if( tool::lowerCase( text ) == each.name )
+            return pb::adopt( each.get() );
+    }
+    pb::Ref<CRY_UUID> uuid = tryParse( text );
+    if( !uuid )
+        throw tool::InputError( "--namespace: '" + tool::printable( text ) + "' is neither dns, url, oid or x500 nor a UUID" );
+    return uuid;
+}
+
+std::string textOf( CRY_UUID *uuid, PB_INT flags ) { return tool::take( cryUuidToStringWithFlags( uuid, flags ) ); }
+
+// The version digit itself; the module's own numbers are one off its names.
+int versionDigit( CRY_UUID *uuid ) { return pbBufferByteAt( pb::adopt( cryUuidToBinary( uuid ) ).get(), 6 ) >> 4; }
+
+std::string versionText( int digit )
+{
+    static constexpr const char *names[] = { "", "time based", "DCE security", "name based, MD5", "random", "name based, SHA-1",
+        "time based, reordered", "Unix time based", "custom" };
+    return std::to_string( digit ) + ( digit >= 1 && digit <= 8 ? " (" + std::string( names[digit] ) + ")" : "" );
+}
+
+const char *variantText( PB_INT variant )
+{
+    static constexpr const char *texts[] = { "reserved, NCS", "standard (RFC 4122)", "reserved, Microsoft", "reserved for the future" };
+    return texts[variant];
+}
+
+// Why a text is no UUID.
+std::string whyNot( const std::string &text )
+{
+    size_t digits = 0;
+    for( char c : text )
+    {
+        bool digit = ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
+        if( !digit && c != '-' && c != '_' && ( (unsigned char)c >= 0x80 || std::isalpha( (unsigned char)c ) || c == ':' ) )
+            return "it has characters that are no hexadecimal digits";
+        digits += digit;
+    }
+    if( digits != 32 )
+        return "it has " + std::to_string( digits ) + " hexadecimal digits, not 32";
+    return "its digits are not in groups of 8, 4, 4, 4 and 12 with - or _ between them, in pairs of marks or none";
+}
+
+int parse( const Options &options )
+{
+    pb::Ref<CRY_UUID>      uuid = tryParse( *options.parse );
+    nlohmann::ordered_json json{ { "format", 1 }, { "text", *options.parse }, { "verdict", uuid ? "good" : "bad" } };
+    if( !uuid )
+    {
+        json["reason"] = whyNot( *options.parse );
+        if( options.json )
+            tool::printJson( json );
+        else
+            tool::printError( "'" + *options.parse + "' is no UUID: " + whyNot( *options.parse ) );
+        return tool::exitNegative;
+    }
+    // Only the standard variant has versions.
+    PB_INT      variant = cryUuidVariant( uuid.get() );
+    std::string text    = textOf( uuid.get(), options.flags() );
+    int         version = versionDigit( uuid.get() );
+    if( options.json )
+    {
+        json["uuid"]    = text;
+        json["variant"] = tool::take( cryUuidVariantToString( variant ) );
+        if( variant == CRY_UUID_VARIANT_STANDARD )
+            json["version"] = version;
+        tool::printJson( json );
+        return tool::exitGood;
+    }
+    tool::print( text + "\nvariant  " + variantText( variant ) + "\n" );
+    if( variant == CRY_UUID_VARIANT_STANDARD )
+        tool::print( "version  " + versionText( version ) + "\n" );
+    return tool::exitGood;
+}
+
+pb::Ref<CRY_UUID> create( const Options &options )
+{
+    if( !options.name )
+        return pb::adopt( cryUuidCreate() );
+    pb::Ref<PB_BUFFER> name = pb::adopt( pbBufferCreateFromBytes( options.name->data(), (PB_INT)options.name->size() ) );
+    pb::Ref<CRY_UUID>  uuid = pb::adopt( cryUuidTryCreateNameBased( nameSpaceOf( *options.nameSpace ).get(), name.get() ) );
+    if( !uuid )
+        throw tool::InputError( "this libcrypto does not have SHA-1" );
+    return uuid;
+}
+
+int uuid( const Options &options )
+{
+    if( options.parse )
+        return parse( options );
+    PB_INT                 count = tool::number( options.count, "--count", 1, 1000000 );
+    std::string            text;
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    options.output.check();
+    for( PB_INT index = 0; index < count; index++ )
+    {
+        std::string each = textOf( create( options ).get(), options.flags() );
+        if( options.json )
+            list.push_back( each );
+        else
+            text += each + "\n";
+    }
+    options.output.write( options.json ? tool::jsonText( { { "format", 1 }, { "uuids", list } } ) : text );
+    return tool::exitGood;
+}
+
+}
+
+void tool::addUuid( CLI::App &app, int &exit )
+{
+    auto         options = std::make_shared<Options>();
+    CLI::App    *command = app.add_subcommand( "uuid", "make or read UUIDs (RFC 4122)" );
+    CLI::Option *count   = command->add_option( "--count", options->count, "make this many" );
+    count->type_name( "N" )->transform( tool::plain );
+    CLI::Option *nameSpace = command->add_option(
+        "--namespace", options->nameSpace, "make the UUID of a name in this name space: dns, url, oid, x500 or a UUID" );
+    nameSpace->type_name( "SPACE" )->transform( tool::plain )->excludes( count );
+    CLI::Option *name = command->add_option( "--name", options->name, "the name, as UTF-8" );
+    name->type_name( "TEXT" )->transform( tool::plain )->needs( nameSpace );
+    nameSpace->needs( name );
+    CLI::Option *text = command->add_option( "--parse", options->parse, "read a UUID and say of what kind it is" );
+    text->type_name( "TEXT" )->transform( tool::plain )->excludes( count )->excludes( nameSpace );
+    command->add_flag( "--uppercase", options->uppercase, "digits in capitals" );
+    command->add_flag( "--low-line", options->lowLine, "_ in place of -" );
+    command->add_flag( "--curly-brackets", options->curlyBrackets, "between curly brackets" );
+    command->add_flag( "--apostrophes", options->apostrophes, "between apostrophes" );
+    command->add_flag( "--quotation-marks", options->quotationMarks, "between quotation marks" );
+    options->output.addTo( *command, "them" );
+    command->get_option( "--out" )->excludes( text );
+    command->add_flag( "--json", options->json, "print the result as JSON" );
+    command->footer( "Without --namespace and --parse the UUIDs are random.\nExit: 0 done; 1 the text is no UUID; 2 wrong use." );
+    command->callback( [options, &exit] { exit = uuid( *options ); } );
+}

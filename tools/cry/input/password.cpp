@@ -1,0 +1,193 @@
+#include "input/password.hpp"
+
+#include "input/descriptor.hpp"
+#include "input/input.hpp"
+#include "options/command.hpp"
+#include "output/terminal.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr PB_INT longest = 1024;
+
+volatile sig_atomic_t caught = 0;
+
+void remember( int number ) { caught = number; }
+
+// The signals that end a prompt, or stop the process at it.
+constexpr int signals[] = { SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP };
+
+// A terminal that does not show what is typed. It is as it was when this is gone, however the prompt ends.
+class WithoutEcho
+{
+public:
+    explicit WithoutEcho( int terminal ) : file( terminal )
+    {
+        sigset_t         blocked;
+        struct sigaction action = {};
+        caught                  = 0;
+        action.sa_handler       = remember;
+        sigemptyset( &blocked );
+        for( size_t index = 0; index < std::size( signals ); index++ )
+        {
+            sigaddset( &blocked, signals[index] );
+            sigaction( signals[index], &action, &actions[index] );
+        }
+        // They get through only while this waits for a key.
+        sigprocmask( SIG_BLOCK, &blocked, &mask );
+        changed         = tcgetattr( file, &before ) == 0;
+        termios without = before;
+        without.c_lflag &= ~(tcflag_t)ECHO;
+        without.c_lflag |= ECHONL;
+        if( changed )
+            tcsetattr( file, TCSAFLUSH, &without );
+    }
+    ~WithoutEcho()
+    {
+        if( changed )
+            tcsetattr( file, TCSAFLUSH, &before );
+        sigprocmask( SIG_SETMASK, &mask, nullptr );
+        for( size_t index = 0; index < std::size( signals ); index++ )
+            sigaction( signals[index], &actions[index], nullptr );
+    }
+    WithoutEcho( const WithoutEcho & )            = delete;
+    WithoutEcho &operator=( const WithoutEcho & ) = delete;
+
+    // False when a signal came instead.
+    bool waitForKey() const
+    {
+        pollfd keys = { file, POLLIN, 0 };
+        while( ppoll( &keys, 1, nullptr, &mask ) < 0 )
+        {
+            if( caught )
+                return false;
+            if( errno != EINTR )
+                break;
+        }
+        return true;
+    }
+
+private:
+    int              file;
+    bool             changed;
+    termios          before{};
+    sigset_t         mask;
+    struct sigaction actions[std::size( signals )];
+};
+
+// The first line, byte by byte, so that nothing behind it is taken away from other readers; null when a signal ended it.
+pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEcho *quiet = nullptr )
+{
+    pb::Ref<PB_BUFFER> line = pb::adopt( pbBufferCreate() );
+    pbBufferSetSensitive( line.handle() );
+    for( ;; )
+    {
+        char c;
+        if( quiet && !quiet->waitForKey() )
+            return {};
+        ssize_t count = read( file, &c, 1 );
+        if( count < 0 && errno == EINTR )
+            continue;
+        if( count < 0 )
+            throw tool::InputError( name + ": " + std::strerror( errno ) );
+        if( count == 0 || c == '\n' )
+            break;
+        if( pbBufferLength( line.get() ) == longest )
+            throw tool::InputError( name + ": a password of more than 1024 bytes" );
+        pbBufferAppendByte( line.handle(), (PB_BYTE)c );
+    }
+    PB_INT length = pbBufferLength( line.get() );
+    if( length && pbBufferByteAt( line.get(), length - 1 ) == '\r' )
+        pbBufferDelInner( line.handle(), length - 1, 1 );
+    return line;
+}
+
+pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise )
+{
+    tool::Descriptor terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
+    if( terminal.number < 0 )
+        throw tool::InputError( otherwise );
+    for( ;; )
+    {
+        pb::Ref<PB_BUFFER> line;
+        {
+            WithoutEcho quiet( terminal.number );
+            if( write( terminal.number, prompt.data(), prompt.size() ) < 0 )
+                throw tool::InputError( std::string( "the terminal: " ) + std::strerror( errno ) );
+            line = readLine( terminal.number, "the terminal", &quiet );
+        }
+        if( line )
+            return line;
+        if( write( terminal.number, "\n", 1 ) < 0 )
+            throw tool::InputError( std::string( "the terminal: " ) + std::strerror( errno ) );
+        // Now it does what it would have done; a process that was stopped asks again when it goes on.
+        raise( caught );
+        if( caught != SIGTSTP )
+            throw tool::InputError( "no password was given" );
+    }
+}
+
+}
+
+void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, const std::string &prefix )
+{
+    fileName              = "--" + prefix + "password-file";
+    descriptorName        = "--" + prefix + "password-fd";
+    CLI::Option *fromFile = command.add_option( fileName, file, "the first line of this file is the password of " + what )->type_name( "FILE" );
+    fromFile->transform( plain );
+    command.add_option( descriptorName, descriptor, "the first line that this descriptor gives is that password" )
+        ->type_name( "N" )
+        ->excludes( fromFile )
+        ->transform( plain );
+}
+
+pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
+{
+    if( known )
+        return known;
+    int number = descriptor ? (int)tool::number( *descriptor, descriptorName, 0, 65535 ) : -1;
+    if( path == "-" && ( number == STDIN_FILENO || ( file && *file == "-" ) ) )
+        throw InputError( "standard input cannot give both a file and its password" );
+    if( number >= 0 )
+        known = readLine( number, "descriptor " + std::to_string( number ) );
+    else if( file && *file == "-" )
+        known = readLine( STDIN_FILENO, nameOf( *file ) );
+    else if( !file )
+        known = ask( "Password for " + nameOf( path ) + ": ",
+            nameOf( path ) + ": is protected by a password, and there is no terminal to ask for it; give " + fileName + " or " + descriptorName );
+    else
+    {
+        Descriptor opened{ open( file->c_str(), O_RDONLY | O_CLOEXEC ) };
+        if( opened.number < 0 )
+            throw InputError( nameOf( *file ) + ": " + std::strerror( errno ) );
+        warnIfOthersCanRead( *file, "the password" );
+        known = readLine( opened.number, nameOf( *file ) );
+    }
+    return known;
+}
+
+pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
+{
+    pb::Ref<PB_BUFFER> password;
+    if( given() )
+        password = get( path );
+    else
+    {
+        std::string otherwise = nameOf( path ) + ": there is no terminal to ask for its new password; give " + fileName + " or " + descriptorName;
+        password              = ask( "New password for " + nameOf( path ) + ": ", otherwise );
+        if( !pbBufferEquals( password.get(), ask( "Once more: ", otherwise ).get() ) )
+            throw InputError( "the two passwords differ; nothing was written" );
+    }
+    if( !pbBufferLength( password.get() ) )
+        throw InputError( "the new password is empty, which protects nothing; nothing was written" );
+    return password;
+}

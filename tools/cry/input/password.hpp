@@ -1,0 +1,34 @@
+// Passwords: from a prompt, a file or a descriptor, never from the command line.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <pb/pb_buffer.h>
+#include <pb/ref.hpp>
+
+#include <optional>
+#include <string>
+
+namespace tool
+{
+
+// The options --password-file and --password-fd of a command.
+struct PasswordOptions
+{
+    std::optional<std::string> file, descriptor;
+
+    // `prefix` stands before the options' names, as in --key-password-file.
+    void addTo( CLI::App &command, const std::string &what, const std::string &prefix = "" );
+    bool given() const { return file || descriptor; }
+
+    // The password for a file, sensitive: the first line of what the options name, else what is typed at the terminal without being shown. Throws InputError when there
+    // is no way to get one. The second time it is the same.
+    pb::Ref<PB_BUFFER> get( const std::string &path );
+    // The same of a file that is to be made; what is typed is asked for twice. Throws InputError for an empty one, too.
+    pb::Ref<PB_BUFFER> getNew( const std::string &path );
+
+private:
+    std::string        fileName, descriptorName; // of the options, for messages
+    pb::Ref<PB_BUFFER> known;
+};
+
+}
