@@ -65,7 +65,10 @@ PB_BEGIN_DECLS
    Aborts when memory is exhausted. */
 PB_EXPORT PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort );
 
-/* pb___ObjFree: runs the sort's free slot and returns the memory. Called when the last reference went; not for static objects. */
+/* pb___ObjFree: runs the sort's free slot and returns the memory. Called after the last reference
+   went; not for static objects. Free slots run one after another: an object whose last reference
+   goes inside a free slot, or while the thread holds a monitor or a region, waits until the slot has
+   returned or the lock is left. An object that is being freed reads as static. */
 PB_EXPORT void pb___ObjFree( PB_OBJ *obj );
 
 /* pbObjSort: the sort of an object; null aborts ("obj"). */

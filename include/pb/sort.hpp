@@ -1,10 +1,12 @@
-// How a type of the family is defined: its list of fields, its slots, its sort with the eight standard functions, and copy-on-write. C++ only.
+// How a type of the family is defined: its slots, its sort with the eight standard functions, and
+// copy-on-write. Its list of fields is in fields.hpp. C++ only.
 #pragma once
 
+#include <pb/fields.hpp>
 #include <pb/pb_obj.h>
 #include <pb/ref.hpp>
 
-#include <cstddef>
+#include <new>
 #include <type_traits>
 
 namespace pb
@@ -18,124 +20,6 @@ struct Site
 
     static constexpr Site here( const char *file = __builtin_FILE(), int line = __builtin_LINE() ) { return { file, line }; }
 };
-
-// The value that a released pointer is left with, so that a later use traps.
-inline void *poison() { return reinterpret_cast<void *>( ~uintptr_t{ 0 } ); }
-
-template<class T>
-inline bool isPoison( T *pointer )
-{
-    return pointer == static_cast<void *>( poison() );
-}
-
-// The store is volatile, or the optimiser would drop it before the memory goes back.
-template<class T>
-inline void setPoison( T *&pointer )
-{
-    *const_cast<T *volatile *>( &pointer ) = static_cast<T *>( poison() );
-}
-
-// Field: what a field of type T does on release, copy and compare. The primary template is undefined, so a type must be known here (or where
-// OpenSSL's types are made known) before it can stand in a list of fields.
-template<class T>
-struct Field;
-
-template<class T>
-struct PlainField
-{
-    static void   release( [[maybe_unused]] T &field ) {}
-    static void   copy( T &to, const T &from ) { to = from; }
-    static PB_INT compare( const T &a, const T &b ) { return a < b ? -1 : b < a ? 1 : 0; }
-};
-
-template<>
-struct Field<PB_INT> : PlainField<PB_INT>
-{
-};
-template<>
-struct Field<PB_BOOL> : PlainField<PB_BOOL>
-{
-};
-
-template<Object T>
-struct Field<T *>
-{
-    static void release( T *&field )
-    {
-        releaseOrNull( field );
-        setPoison( field );
-    }
-    static void   copy( T *&to, T *from ) { to = shareOrNull( from ); }
-    static PB_INT compare( T *a, T *b ) { return pbObjCompare( asObj( a ), asObj( b ) ); }
-};
-
-template<class Struct, class T>
-T memberType( T Struct::* );
-template<class Struct, class T>
-Struct memberOwner( T Struct::* );
-
-// Fields: all fields of a struct in declaration order.
-template<auto First, auto... Rest>
-struct Fields
-{
-    using Struct = decltype( memberOwner( First ) );
-
-    template<auto Member>
-    using Type = decltype( memberType( Member ) );
-
-    static consteval size_t aligned( size_t offset, size_t alignment ) { return ( offset + alignment - 1 ) / alignment * alignment; }
-
-    template<auto Member>
-    static consteval size_t after( size_t offset )
-    {
-        return aligned( offset, alignof( Type<Member> ) ) + sizeof( Type<Member> );
-    }
-
-    static consteval size_t totalSize()
-    {
-        size_t offset = after<First>( sizeof( PB_OBJ ) );
-        ( ( offset = after<Rest>( offset ) ), ... );
-        return aligned( offset, alignof( Struct ) );
-    }
-
-    // Releases and poisons in order.
-    static void release( Struct *obj )
-    {
-        Field<Type<First>>::release( obj->*First );
-        ( Field<Type<Rest>>::release( obj->*Rest ), ... );
-    }
-
-    // Fills a new object with the values of another; object fields are shared.
-    static void copy( Struct *to, const Struct *from )
-    {
-        Field<Type<First>>::copy( to->*First, from->*First );
-        ( Field<Type<Rest>>::copy( to->*Rest, from->*Rest ), ... );
-    }
-
-    // Null first; the first field that differs decides.
-    static PB_INT compare( const Struct *objA, const Struct *objB )
-    {
-        PB_INT order = Field<Type<First>>::compare( objA->*First, objB->*First );
-        (void)( ( order == 0 && ( ( order = Field<Type<Rest>>::compare( objA->*Rest, objB->*Rest ) ), true ) ) && ... );
-        return order;
-    }
-};
-
-// fields: the complete list; one that is missing does not compile.
-template<auto First, auto... Rest>
-consteval Fields<First, Rest...> fieldsChecked()
-{
-    using List = Fields<First, Rest...>;
-    static_assert( List::totalSize() == sizeof( typename List::Struct ), "the list names every field of the struct, in order" );
-    return {};
-}
-
-template<auto... Members>
-inline constexpr auto fields = fieldsChecked<Members...>();
-
-// someFields: for a type that compares less than all of its fields.
-template<auto First, auto... Rest>
-inline constexpr auto someFields = Fields<First, Rest...>{};
 
 // SortOf: the sort of a struct and its sort check; PB_SORT_DEFINE specialises it.
 template<class Struct>
@@ -179,11 +63,27 @@ struct Slot<Function>
 template<auto Function>
 inline constexpr auto slot = &Slot<Function>::call;
 
-// create: a new, zeroed object of its struct.
+// create: a new object of its struct. Its fields are value-initialised: numbers are zero, pointers
+// null, mutexes and atomics constructed. `extraBytes` more bytes, all zero, follow the struct.
 template<class Struct>
 inline Struct *create( size_t extraBytes = 0 )
 {
-    return static_cast<Struct *>( pb___ObjCreate( sizeof( Struct ) + extraBytes, &SortOf<Struct>::sort() ) );
+    PB_OBJ *obj = pb___ObjCreate( sizeof( Struct ) + extraBytes, &SortOf<Struct>::sort() );
+    if constexpr( std::is_trivially_default_constructible_v<Struct> )
+        return static_cast<Struct *>( obj );
+    PB_OBJ  header                    = *obj;
+    Struct *created                   = ::new( static_cast<void *>( obj ) ) Struct{};
+    static_cast<PB_OBJ &>( *created ) = header;
+    return created;
+}
+
+// copyOf: a new object with the values of another one's fields; object fields are shared.
+template<class List>
+inline typename List::Struct *copyOf( List, const typename List::Struct *source )
+{
+    auto *copy = create<typename List::Struct>();
+    List::copy( copy, source );
+    return copy;
 }
 
 template<Object T>
@@ -214,6 +114,13 @@ inline void assign( T *&field, T *value )
     releaseOrNull( old );
 }
 
+// clear: leaves a field without a value.
+template<Object T>
+inline void clear( T *&field )
+{
+    assign( field, static_cast<T *>( nullptr ) );
+}
+
 }
 
 // The sorts of sorts and of modules themselves, for the headers of static ones.
@@ -228,6 +135,24 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
     {                                 \
         PB_OBJ_STATIC_REF_COUNT, sort \
     }
+
+// The slots of a type that frees and compares by lists of fields. `name` is the object's name in the
+// texts of the checks, as in "cert", "certA", "certB". `order` may be a list of less than all fields.
+#define PB_FREE_FIELDS( STRUCT, name, list ) \
+    .free = pb::slot<+[]( STRUCT *name ) {   \
+        PB_CHECK( name );                    \
+        list.release( name );                \
+    }>
+#define PB_COMPARE_FIELDS( STRUCT, name, order )                  \
+    .compare = pb::slot<+[]( STRUCT *name##A, STRUCT *name##B ) { \
+        PB_CHECK( name##A );                                      \
+        PB_CHECK( name##B );                                      \
+        return order.compare( name##A, name##B );                 \
+    }>
+
+// PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, slots... ): a sort with both of them.
+#define PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, ... ) \
+    PB_SORT_DEFINE( prefix, Type, STRUCT, PB_FREE_FIELDS( STRUCT, name, list ), PB_COMPARE_FIELDS( STRUCT, name, order ) __VA_OPT__(, ) __VA_ARGS__ )
 
 // PB_SORT_DEFINE( prefix, Type, STRUCT, slots... ): the sort `prefix___sort_STRUCT` and the eight standard functions `prefixType...`, whose prototypes
 // stand in the type's header. Everything else of the struct stays in the file that uses this.

@@ -1,3 +1,4 @@
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 #include <pb/module.hpp>
 #include <pb/pb_string.h>
@@ -7,7 +8,6 @@
 #include <mutex>
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
-#include <openssl/err.h>
 #include <openssl/params.h>
 #include <openssl/provider.h>
 #include <string>
@@ -43,12 +43,11 @@ void startProcess()
 {
     // OPENSSL_NO_ATEXIT: objects that a host holds when it exits must not outlive libcrypto's tables.
     OPENSSL_init_crypto( OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_ATEXIT, nullptr );
-    Process &own = process();
-    ERR_set_mark();
+    Process           &own = process();
+    openssl::ErrorMark detour;
     own.keyDecoding = openssl::createKeyDecodingContext( &own.problem );
     if( own.keyDecoding )
         own.problem = openssl::selfCheck( own.keyDecoding );
-    ERR_pop_to_mark();
     if( !own.problem )
         keyDecodingInUse.store( own.keyDecoding, std::memory_order_release );
 }
@@ -62,10 +61,9 @@ auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL
     typename Map::mapped_type &found = map[name];
     if( found )
         return found;
-    ERR_set_mark();
+    openssl::ErrorMark detour;
     // A thread may have made another context its default one; what is kept here is everybody's.
     found = make( OSSL_LIB_CTX_get0_global_default(), name );
-    ERR_pop_to_mark();
     return found;
 }
 
@@ -108,10 +106,8 @@ auto tryFastPath( bool suitable, Parse parse ) -> decltype( parse( nullptr ) )
     OSSL_LIB_CTX *keyDecoding = keyDecodingInUse.load( std::memory_order_acquire );
     if( !keyDecoding || !suitable )
         return nullptr;
-    ERR_set_mark();
-    auto parsed = parse( keyDecoding );
-    ERR_pop_to_mark();
-    return parsed;
+    openssl::ErrorMark detour;
+    return parse( keyDecoding );
 }
 
 }
@@ -191,12 +187,11 @@ OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey )
 
 OSSL_LIB_CTX *openssl___LegacyContext()
 {
-    Process         &own = process();
-    std::scoped_lock lock( own.mutex );
-    ERR_set_mark();
+    Process           &own = process();
+    std::scoped_lock   lock( own.mutex );
+    openssl::ErrorMark detour;
     if( !own.legacy )
         own.legacy = createLegacyContext();
-    ERR_pop_to_mark();
     return own.legacy;
 }
 

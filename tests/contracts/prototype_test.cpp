@@ -177,8 +177,8 @@ struct ToyCertificateTraits
     using Handle                 = X509;
     static constexpr auto handle = &Object::x509;
 
-    static X509            *tryRead( CRY_PEM *pem ) { return cry::ossl::readThroughText( pem, PEM_read_bio_X509 ); }
-    static pb::Ref<CRY_PEM> tryWrite( X509 *x509 )
+    static cry::ossl::Reading<X509> tryRead( CRY_PEM *pem ) { return { cry::ossl::readThroughText( pem, PEM_read_bio_X509 ), {} }; }
+    static pb::Ref<CRY_PEM>         tryWrite( X509 *x509 )
     {
         return cry::ossl::writeThroughText( [x509]( BIO *bio ) { return PEM_write_bio_X509( bio, x509 ); } );
     }
@@ -192,7 +192,10 @@ struct ToyRequestTraits
     using Handle                 = X509_REQ;
     static constexpr auto handle = &Object::request;
 
-    static X509_REQ        *tryRead( CRY_PEM *pem ) { return cry::ossl::readThroughText( pem, PEM_read_bio_X509_REQ ); }
+    static cry::ossl::Reading<X509_REQ> tryRead( CRY_PEM *pem )
+    {
+        return cry::ossl::withCanonical( cry::ossl::readThroughText( pem, PEM_read_bio_X509_REQ ), i2d_X509_REQ, pem, PEM_STRING_X509_REQ );
+    }
     static pb::Ref<CRY_PEM> tryWrite( X509_REQ *request )
     {
         return cry::ossl::writeThroughText( [request]( BIO *bio ) { return PEM_write_bio_X509_REQ( bio, request ); } );
@@ -223,8 +226,10 @@ enum : PB_INT
     done
 };
 
-static PB_INT handleIdle( TOY_WORKER * ) { return working; }
-static PB_INT handleWorking( TOY_WORKER *worker )
+constexpr PB_INT began = 1, ended = 4;
+
+static cry::Step handleIdle( TOY_WORKER * ) { return { working, began }; }
+static cry::Step handleWorking( TOY_WORKER *worker )
 {
     worker->lock->unlock();
     // Somebody else gets the lock while the slow work runs.
@@ -237,20 +242,31 @@ static PB_INT handleWorking( TOY_WORKER *worker )
     worker->lock->lock();
     worker->lockWasFree = free;
     worker->result      = 42;
-    return done;
+    return { done, ended };
 }
-static PB_INT handleDone( TOY_WORKER * ) { return done; }
-static PB_INT handleBroken( TOY_WORKER * ) { return idle; }
+static cry::Step handleBroken( TOY_WORKER * ) { return idle; }
+static cry::Step handleLost( TOY_WORKER * ) { return 3; }
+static cry::Step handleWaiting( TOY_WORKER *worker ) { return worker->result ? working : idle; }
 
-static constexpr cry::StateMachineState<TOY_WORKER> workerStates[] = {
+static constexpr cry::StateRow<TOY_WORKER> workerStates[] = {
     { "idle", handleIdle, { working } },
     { "working", handleWorking, { done } },
-    { "done", handleDone, {} },
+    { "done" },
 };
-static constexpr cry::StateMachineState<TOY_WORKER> brokenStates[] = {
+static constexpr cry::StateRow<TOY_WORKER> brokenStates[] = {
     { "idle", handleIdle, { working } },
     { "working", handleBroken, { done } },
-    { "done", handleDone, {} },
+    { "done" },
+};
+static constexpr cry::StateRow<TOY_WORKER> lostStates[] = {
+    { "idle", handleLost, { working } },
+    { "working", handleWorking, { done } },
+    { "done" },
+};
+static constexpr cry::StateRow<TOY_WORKER> waitingStates[] = {
+    { "idle", handleWaiting, { working } },
+    { "working", handleWorking, { done } },
+    { "done" },
 };
 
 TEST( Prototype, SortWithOneSlotHasDefaultsForTheOthers )
@@ -397,17 +413,40 @@ TEST( Prototype, MachineRunsUntilAStateStaysAndLeavesTheLockAroundSlowWork )
     worker.get()->lock         = &lock;
     {
         std::scoped_lock held( lock );
-        cry::runStateMachine( workerStates, worker.get()->state, worker.get() );
+        EXPECT_EQ( cry::runStateMachine( workerStates, worker.get()->state, worker.get() ), began | ended );
     }
     EXPECT_EQ( worker.get()->state, done );
     EXPECT_EQ( worker.get()->result, 42 );
     EXPECT_TRUE( worker.get()->lockWasFree );
-    EXPECT_EQ( cry::stateMachineDiagram( workerStates ), "stateDiagram-v2\n    idle --> working\n    working --> done\n" );
+    EXPECT_EQ( cry::stateMachineDiagram( workerStates ),
+        "stateDiagram-v2\n    [*] --> idle\n    idle --> working\n    working --> done\n    done --> [*]\n" );
 }
 
 TEST( Prototype, MachineRefusesAStepThatItsTableDoesNotHave )
 {
     pb::Ref<TOY_WORKER> worker = pb::adopt( pb::create<TOY_WORKER>() );
-    EXPECT_ABORT( here, "next >= 0 && next < (PB_INT)count && ( states[state].followers >> next & 1 )",
+    EXPECT_ABORT( here, "step.next >= 0 && step.next < (PB_INT)count && states[state].mayBeFollowedBy( step.next )",
         cry::runStateMachine( brokenStates, worker.get()->state, worker.get() ) );
+}
+
+TEST( Prototype, MachineRefusesAStateThatItDoesNotHave )
+{
+    pb::Ref<TOY_WORKER> worker = pb::adopt( pb::create<TOY_WORKER>() );
+    EXPECT_ABORT( here, "step.next >= 0 && step.next < (PB_INT)count && states[state].mayBeFollowedBy( step.next )",
+        cry::runStateMachine( lostStates, worker.get()->state, worker.get() ) );
+    for( PB_INT outside : { (PB_INT)-1, (PB_INT)3, PB_INT_MAX, PB_INT_MIN } )
+    {
+        worker.get()->state = outside;
+        EXPECT_ABORT( here, "state >= 0 && state < (PB_INT)count", cry::runStateMachine( workerStates, worker.get()->state, worker.get() ) );
+    }
+}
+
+TEST( Prototype, MachineStopsWhereAHandlerKeepsTheStateOrTheStateIsTerminal )
+{
+    pb::Ref<TOY_WORKER> worker = pb::adopt( pb::create<TOY_WORKER>() );
+    EXPECT_EQ( cry::runStateMachine( waitingStates, worker.get()->state, worker.get() ), 0 );
+    EXPECT_EQ( worker.get()->state, idle );
+    worker.get()->state = done;
+    EXPECT_EQ( cry::runStateMachine( waitingStates, worker.get()->state, worker.get() ), 0 );
+    EXPECT_EQ( worker.get()->state, done );
 }

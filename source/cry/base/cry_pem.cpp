@@ -14,20 +14,7 @@ struct CRY_PEM : PB_OBJ
 
 static constexpr auto pemFields = pb::fields<&CRY_PEM::label, &CRY_PEM::data>;
 
-static void freePem( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    pemFields.release( pem );
-}
-
-static PB_INT comparePem( CRY_PEM *pemA, CRY_PEM *pemB )
-{
-    PB_CHECK( pemA );
-    PB_CHECK( pemB );
-    return pemFields.compare( pemA, pemB );
-}
-
-PB_SORT_DEFINE( cry, Pem, CRY_PEM, .free = pb::slot<freePem>, .compare = pb::slot<comparePem> )
+PB_SORT_OF_FIELDS( cry, Pem, CRY_PEM, pem, pemFields, pemFields )
 
 static CRY_PEM *writable( CRY_PEM **pem ) { return pb::makeWritable( pem, cryPemCreateFrom ); }
 
@@ -42,9 +29,7 @@ CRY_PEM *cryPemCreate()
 CRY_PEM *cryPemCreateFrom( CRY_PEM *source )
 {
     PB_CHECK( source );
-    CRY_PEM *pem = pb::create<CRY_PEM>();
-    pemFields.copy( pem, source );
-    return pem;
+    return pb::copyOf( pemFields, source );
 }
 
 PB_STRING *cryPemLabel( CRY_PEM *pem )
@@ -173,7 +158,7 @@ PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem )
 CRY_PEM *cryPemTryDecode( PB_BUFFER *buf )
 {
     PB_CHECK( buf );
-    return cry::pem::tryReadSingle( cry::pem::TextLines( buf ) );
+    return cry::pem::tryReadSingle( cry::pem::textLines( buf ) );
 }
 
 // The vector with every line trimmed, without empty lines and comments.
@@ -284,7 +269,7 @@ CRY_PEM *cry___PemTryDecodeFromBio( BIO *bio )
             pbBufferAppendBytes( text.handle(), bytes, bytesRead );
         }
         else if( BIO_ctrl( bio, BIO_CTRL_EOF, 0, nullptr ) )
-            return cry::pem::tryReadSingle( cry::pem::TextLines( text.get(), false ) );
+            return cry::pem::tryReadSingle( cry::pem::textLines( text.get(), false ) );
         else if( !BIO_test_flags( bio, BIO_FLAGS_SHOULD_RETRY ) )
             return nullptr;
     }

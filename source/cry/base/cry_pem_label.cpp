@@ -2,22 +2,6 @@
 
 #include <cry/cry_pem.h>
 
-// Words of printable characters, joined by single blanks or hyphens.
-bool cry::pem::labelOk( std::string_view label )
-{
-    bool afterSeparator = true;
-    for( char c : label )
-    {
-        if( c < 0x20 || c > 0x7E )
-            return false;
-        bool separator = c == ' ' || c == '-';
-        if( separator && afterSeparator )
-            return false;
-        afterSeparator = separator;
-    }
-    return label.empty() || !afterSeparator;
-}
-
 PB_BOOL cryPemLabelOk( PB_STRING *label )
 {
     PB_CHECK( label );

@@ -3,7 +3,8 @@
 
 #include "base/cry_pem.hpp"
 
-#include <algorithm>
+#include <cry/internal/cry_pem_reader.hpp>
+
 #include <cstring>
 #include <pb/pb_mem.h>
 #include <pb/sort.hpp>
@@ -13,80 +14,17 @@
 namespace cry::pem
 {
 
-bool labelOk( std::string_view label );
-
 // Whether a label names secret content.
 inline bool isSensitive( std::string_view label ) { return label.ends_with( "PRIVATE KEY" ); }
 
 // A label that many blocks have is one object for the process; others are made.
 pb::Ref<PB_STRING> labelString( std::string_view label );
 
-inline constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dashes = "-----";
-
-// The lines of a text in ISO 8859-1 (every byte is a character): cleaned, that is trimmed of white space, without empty lines and comments.
-class TextLines
+inline TextLines textLines( PB_BUFFER *buf, bool sensitive )
 {
-public:
-    TextLines( PB_BUFFER *buf, bool sensitive ) : at( (const char *)pbBufferBytes( buf ) ), last( at + pbBufferLength( buf ) ), secret( sensitive ) {}
-    explicit TextLines( PB_BUFFER *buf ) : TextLines( buf, pbBufferSensitive( buf ) ) {}
-
-    bool sensitive() const { return secret; }
-
-    bool next( std::string_view &line )
-    {
-        while( at < last )
-        {
-            line = trim( rawLine() );
-            if( !line.empty() && line[0] != '#' )
-                return true;
-        }
-        return false;
-    }
-
-private:
-    static bool isSpace( char c )
-    {
-        PB_BYTE byte = (PB_BYTE)c;
-        return byte == ' ' || ( byte >= 0x09 && byte <= 0x0D ) || byte == 0x85 || byte == 0xA0;
-    }
-
-    static std::string_view trim( std::string_view line )
-    {
-        while( !line.empty() && isSpace( line.front() ) )
-            line.remove_prefix( 1 );
-        while( !line.empty() && isSpace( line.back() ) )
-            line.remove_suffix( 1 );
-        return line;
-    }
-
-    // Where the next one of these characters is, the end of the text when there is none. Each is looked for again only when it was passed, so the time is
-    // linear whatever the lines end with.
-    const char *nextOf( char wanted, const char *&place ) const
-    {
-        if( !place || place < at )
-        {
-            place = (const char *)std::memchr( at, wanted, (size_t)( last - at ) );
-            place = place ? place : last;
-        }
-        return place;
-    }
-
-    // LF, CR LF, CR and NEL end a line.
-    std::string_view rawLine()
-    {
-        const char      *lineEnd = std::min( { nextOf( '\n', lf ), nextOf( '\r', cr ), nextOf( '\x85', nel ) } );
-        std::string_view line( at, (size_t)( lineEnd - at ) );
-        at = lineEnd == last ? last : lineEnd + ( *lineEnd == '\r' && lineEnd + 1 < last && lineEnd[1] == '\n' ? 2 : 1 );
-        return line;
-    }
-
-    const char *at;
-    const char *last;
-    const char *lf  = nullptr;
-    const char *cr  = nullptr;
-    const char *nel = nullptr;
-    bool        secret;
-};
+    return TextLines( { (const char *)pbBufferBytes( buf ), (size_t)pbBufferLength( buf ) }, sensitive );
+}
+inline TextLines textLines( PB_BUFFER *buf ) { return textLines( buf, pbBufferSensitive( buf ) ); }
 
 // The check of all readers of lines; the text speaks of the address of a vector, which is what the block reader takes.
 inline void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
@@ -114,8 +52,9 @@ public:
         return false;
     }
 
-    // How many lines are used up.
+    // How many lines are used up, which is the number of the last one.
     PB_INT used() const { return index; }
+    PB_INT number() const { return index; }
 
 private:
     PB_VECTOR         *lines;
@@ -182,46 +121,39 @@ private:
     size_t capacity = sizeof small;
 };
 
-enum class Outcome
+// The label and the body of a block.
+class BlockParts
 {
-    block,
-    noLines,
-    failed
+public:
+    void label( std::string_view text ) { labelObject = labelString( text ); }
+    bool isLabel( std::string_view text ) const { return pbStringEqualsCstr( labelObject.get(), text.data(), (PB_INT)text.size() ); }
+    void line( std::string_view text, PB_INT ) { body.append( text ); }
+
+    // Null if the body is not base 64.
+    pb::Ref<CRY_PEM> tryCreate( bool sensitive )
+    {
+        PB_INT             length;
+        const char        *text = pbStringPeekUtf8( labelObject.get(), &length );
+        pb::Ref<PB_BUFFER> data = body.tryDecode( sensitive || isSensitive( { text, (size_t)length } ) );
+        return data ? create( std::move( labelObject ), std::move( data ) ) : pb::Ref<CRY_PEM>();
+    }
+
+private:
+    pb::Ref<PB_STRING> labelObject;
+    Body               body;
 };
 
 // Takes the lines of one block.
 template<class Lines>
 Outcome readBlock( Lines &lines, pb::Ref<CRY_PEM> &pem )
 {
-    std::string_view line;
-    if( !lines.next( line ) )
-        return Outcome::noLines;
-    if( line.size() < begin.size() + dashes.size() || !line.starts_with( begin ) || !line.ends_with( dashes ) )
-        return Outcome::failed;
-    line.remove_prefix( begin.size() );
-    line.remove_suffix( dashes.size() );
-    if( !labelOk( line ) )
-        return Outcome::failed;
-    pb::Ref<PB_STRING> label = labelString( line );
-
-    Body body;
-    for( ;; )
-    {
-        if( !lines.next( line ) )
-            return Outcome::failed;
-        if( line.starts_with( end ) && line.ends_with( dashes ) && line.size() >= end.size() + dashes.size() )
-            break;
-        body.append( line );
-    }
-    line.remove_prefix( end.size() );
-    line.remove_suffix( dashes.size() );
-    if( !pbStringEqualsCstr( label.get(), line.data(), (PB_INT)line.size() ) )
-        return Outcome::failed;
-    pb::Ref<PB_BUFFER> data = body.tryDecode( lines.sensitive() || isSensitive( line ) );
-    if( !data )
-        return Outcome::failed;
-    pem = create( std::move( label ), std::move( data ) );
-    return Outcome::block;
+    BlockParts parts;
+    Damage     damage;
+    Outcome    outcome = readLines( lines, parts, damage );
+    if( outcome != Outcome::block )
+        return outcome;
+    pem = parts.tryCreate( lines.sensitive() );
+    return pem ? Outcome::block : Outcome::failed;
 }
 
 // The one block of the lines.

@@ -2,13 +2,15 @@
 
 #include "base/cry_pem_lines.hpp"
 
+#include <pb/each.hpp>
+
 PB_BUFFER *cryPemVectorEncode( PB_VECTOR *pv )
 {
     PB_CHECK( pbVectorContainsOnly( pv, cryPemSort() ) );
     pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
-    for( PB_INT index = 0; index < pbVectorLength( pv ); index++ )
+    for( CRY_PEM *pem : pb::each<CRY_PEM>( pv ) )
     {
-        pb::Ref<PB_BUFFER> block = pb::adopt( cryPemEncode( cryPemFrom( pb___VectorPeekObjAt( pv, index ) ) ) );
+        pb::Ref<PB_BUFFER> block = pb::adopt( cryPemEncode( pem ) );
         pbBufferAppend( text.handle(), block.get() );
     }
     return text.take();
@@ -18,9 +20,9 @@ PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv )
 {
     PB_CHECK( pbVectorContainsOnly( pv, cryPemSort() ) );
     pb::Ref<PB_VECTOR> lines = pb::adopt( pbVectorCreate() );
-    for( PB_INT index = 0; index < pbVectorLength( pv ); index++ )
+    for( CRY_PEM *pem : pb::each<CRY_PEM>( pv ) )
     {
-        pb::Ref<PB_VECTOR> block = pb::adopt( cryPemEncodeToStringVector( cryPemFrom( pb___VectorPeekObjAt( pv, index ) ) ) );
+        pb::Ref<PB_VECTOR> block = pb::adopt( cryPemEncodeToStringVector( pem ) );
         pbVectorInsert( lines.handle(), pbVectorLength( lines.get() ), block.get() );
     }
     return lines.take();
@@ -29,7 +31,7 @@ PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv )
 PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf )
 {
     PB_CHECK( buf );
-    return cry::pem::tryReadAll( cry::pem::TextLines( buf ) );
+    return cry::pem::tryReadAll( cry::pem::textLines( buf ) );
 }
 
 PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec )

@@ -1,23 +1,37 @@
-// An immutable object that is an OpenSSL object together with its canonical PEM: the text that OpenSSL writes of it, by which it is compared and stored. Each such
-// type has a struct with a field `pem`, and traits:
+// An immutable object that is an OpenSSL object together with its canonical PEM: the text that
+// OpenSSL writes of it, by which it is compared and stored. Each such type has a struct with a field
+// `pem`, and traits:
 //
-//   Object, Handle                   the struct and OpenSSL's type
-//   Handle *Object::*const handle    the field of the OpenSSL object
-//   Handle *tryRead( CRY_PEM * )     what OpenSSL reads from a PEM object, or null
-//   pb::Ref<CRY_PEM> tryWrite( Handle * )
-//   int upRef( Handle * )            1 on success
+//   Object, Handle                          the struct and OpenSSL's type
+//   Handle *Object::*const handle           the field of the OpenSSL object
+//   Reading<Handle> tryRead( CRY_PEM * )    what OpenSSL reads from a PEM object
+//   pb::Ref<CRY_PEM> tryWrite( Handle * )   the canonical text, or null if OpenSSL cannot write it
+//   int upRef( Handle * )                   1 on success
 //   Handle *dup( Handle * )
 //
+// If the canonical text is the DER in base 64 under one label, encodeUnderLabel is tryWrite, and
+// withCanonical is the end of tryRead.
 // No contract is checked here; the exported functions check in their own words.
 #pragma once
 
 #include "base/cry_pem.hpp"
+#include "base/cry_pem_lines.hpp"
 #include "common/cry_ossl.hpp"
 
 #include <cry/internal/cry_pem.h>
 
+#include <cstring>
+
 namespace cry::ossl
 {
+
+// Reading: an OpenSSL object that was read, or null, and its canonical text if that is known.
+template<class Handle>
+struct Reading
+{
+    Handle          *handle;
+    pb::Ref<CRY_PEM> canonical;
+};
 
 template<class Traits>
 struct PemObject
@@ -25,7 +39,7 @@ struct PemObject
     using Object = typename Traits::Object;
     using Handle = typename Traits::Handle;
 
-    // Takes the handle over, also when it fails.
+    // Takes the handle over, also if it fails.
     static Object *tryCreateUse( Handle *handle )
     {
         Object *obj = createUse( handle, Traits::tryWrite( handle ) );
@@ -35,7 +49,7 @@ struct PemObject
         return nullptr;
     }
 
-    // Where the canonical text is known.
+    // For a handle whose canonical text is known.
     static Object *createUse( Handle *handle, pb::Ref<CRY_PEM> canonical )
     {
         Object *obj          = pb::create<Object>();
@@ -48,7 +62,13 @@ struct PemObject
 
     static Object *tryCreateCopy( Handle *handle ) { return tryCreateUseOrNull( Traits::dup( handle ) ); }
 
-    static Object *tryCreateFromPem( CRY_PEM *pem ) { return tryCreateUseOrNull( Traits::tryRead( pem ) ); }
+    static Object *tryCreateFromPem( CRY_PEM *pem )
+    {
+        Reading<Handle> reading = Traits::tryRead( pem );
+        if( reading.canonical )
+            return createUse( reading.handle, std::move( reading.canonical ) );
+        return tryCreateUseOrNull( reading.handle );
+    }
 
     static Object *tryRestore( PB_STORE *store )
     {
@@ -86,6 +106,46 @@ pb::Ref<CRY_PEM> writeThroughText( auto write, pb::Site site = pb::Site::here() 
     if( write( bio.get() ) != 1 )
         return {};
     return pb::adopt( cry___PemTryDecodeFromBio( bio.get() ) );
+}
+
+// Encode: one of OpenSSL's i2d functions, as i2d_X509.
+template<class Handle>
+using Encode = int( const Handle *handle, unsigned char **to );
+
+// The PEM object with the DER of a handle under a label; null if OpenSSL cannot encode it.
+template<class Handle>
+pb::Ref<CRY_PEM> encodeUnderLabel( Encode<Handle> *encode, const Handle *handle, const char *label )
+{
+    int length = encode( handle, nullptr );
+    if( length <= 0 )
+        return {};
+    PB_BYTE           *der;
+    pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( length, &der ) );
+    if( encode( handle, &der ) != length )
+        return {};
+    return pem::create( pem::labelString( label ), std::move( data ) );
+}
+
+// Whether the data of a PEM object is the DER that OpenSSL writes of a handle: BER is accepted, too,
+// but is written in another way.
+template<class Handle>
+bool isEncodingOf( Encode<Handle> *encode, const Handle *handle, PB_BUFFER *data )
+{
+    PB_BYTE        room[4096];
+    unsigned char *at     = room;
+    int            length = encode( handle, nullptr );
+    return length > 0 && length <= (int)sizeof room && length == pbBufferLength( data ) && encode( handle, &at ) == length &&
+        std::memcmp( room, pbBufferBytes( data ), (size_t)length ) == 0;
+}
+
+// What one of OpenSSL's PEM_read_bio functions makes of a PEM object whose canonical text is its DER
+// under a label. A text that is canonical already is shared.
+template<class Handle>
+Reading<Handle> withCanonical( Handle *handle, Encode<Handle> *encode, CRY_PEM *pem, const char *label )
+{
+    if( handle && pem::hasLabel( pem, label ) && !pbBufferSensitive( pem::data( pem ) ) && isEncodingOf( encode, handle, pem::data( pem ) ) )
+        return { handle, pb::share( pem ) };
+    return { handle, {} };
 }
 
 }

@@ -1,4 +1,5 @@
-// State machines of asynchronous objects: a table with one row a state, and the loop that runs it.
+// State machines of asynchronous objects: a table with one row for each state, and the loop that
+// runs it.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -10,49 +11,72 @@
 namespace cry
 {
 
-// One state: its name, its handler, which gives the state that follows, and the states that may.
+// Step: what a handler hands back: the state that follows, and a result. A result is a set of bits.
+struct Step
+{
+    PB_INT next;
+    PB_INT result;
+
+    constexpr Step( PB_INT nextState, PB_INT resultBits = 0 ) : next( nextState ), result( resultBits ) {}
+};
+
+// StateRow: one state: its name, its handler and the states that may follow. The row of a terminal
+// state has a name only.
 template<class Object>
-struct StateMachineState
+struct StateRow
 {
     const char *name;
-    PB_INT ( *handler )( Object *obj );
+    Step ( *handler )( Object *obj );
     uint64_t followers;
 
-    constexpr StateMachineState( const char *stateName, PB_INT ( *stateHandler )( Object * ), std::initializer_list<PB_INT> mayFollow ) :
+    constexpr StateRow( const char *stateName ) : name( stateName ), handler( nullptr ), followers( 0 ) {}
+
+    constexpr StateRow( const char *stateName, Step ( *stateHandler )( Object * ), std::initializer_list<PB_INT> mayFollow ) :
         name( stateName ), handler( stateHandler ), followers( 0 )
     {
         for( PB_INT follower : mayFollow )
             followers |= uint64_t{ 1 } << follower;
     }
+
+    constexpr bool isTerminal() const { return !handler; }
+    constexpr bool mayBeFollowedBy( PB_INT state ) const { return followers >> state & 1; }
 };
 
-// Runs from `state` on until a handler leaves it unchanged; staying is always allowed.
+// Runs from `state` on until a handler keeps it (which is always allowed) or it is terminal. Gives
+// the results of all handlers that ran, joined by OR.
 template<class Object, size_t count>
-void runStateMachine( const StateMachineState<Object> ( &states )[count], PB_INT &state, Object *obj, pb::Site site = pb::Site::here() )
+PB_INT runStateMachine( const StateRow<Object> ( &states )[count], PB_INT &state, Object *obj, pb::Site site = pb::Site::here() )
 {
     static_assert( count <= 64 );
-    for( ;; )
+    PB_CHECK_AT( site, state >= 0 && state < (PB_INT)count );
+    PB_INT results = 0;
+    while( !states[state].isTerminal() )
     {
-        PB_INT next = states[state].handler( obj );
-        if( next == state )
-            return;
-        PB_CHECK_AT( site, next >= 0 && next < (PB_INT)count && ( states[state].followers >> next & 1 ) );
-        state = next;
+        Step step = states[state].handler( obj );
+        results |= step.result;
+        if( step.next == state )
+            break;
+        PB_CHECK_AT( site, step.next >= 0 && step.next < (PB_INT)count && states[state].mayBeFollowedBy( step.next ) );
+        state = step.next;
     }
+    return results;
 }
 
-// The machine as a Mermaid diagram.
+// The machine as a Mermaid diagram. The first row is the state in which it begins.
 template<class Object, size_t count>
-std::string stateMachineDiagram( const StateMachineState<Object> ( &states )[count] )
+std::string stateMachineDiagram( const StateRow<Object> ( &states )[count] )
 {
-    std::string text = "stateDiagram-v2\n";
-    for( const StateMachineState<Object> &from : states )
+    std::string text = "stateDiagram-v2\n    [*] --> " + std::string( states[0].name ) + "\n";
+    for( const StateRow<Object> &from : states )
     {
+        std::string arrow = "    " + std::string( from.name ) + " --> ";
         for( size_t to = 0; to < count; to++ )
         {
-            if( from.followers >> to & 1 )
-                text += "    " + std::string( from.name ) + " --> " + states[to].name + "\n";
+            if( from.mayBeFollowedBy( (PB_INT)to ) )
+                text += arrow + states[to].name + "\n";
         }
+        if( from.isTerminal() )
+            text += arrow + "[*]\n";
     }
     return text;
 }

@@ -4,7 +4,7 @@
 #include <pb/sort.hpp>
 
 #include <openssl/core_names.h>
-#include <openssl/err.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <pb/pb_string.h>
 
 struct CRY_PKEY_INFO : PB_OBJ
@@ -51,12 +51,11 @@ CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
     if( bits > 0 )
         info->bits = bits;
     // That a key has no group is no error.
-    char   group[64];
-    size_t length;
-    ERR_set_mark();
+    char               group[64];
+    size_t             length;
+    openssl::ErrorMark detour;
     if( EVP_PKEY_get_utf8_string_param( pkey, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) )
         info->ecNamedCurve = cry___PkeyEcNamedCurveFromOpensslSn( pb::adopt( pbStringCreateFromCstr( group, (PB_INT)length ) ).get() );
-    ERR_pop_to_mark();
     return info;
 }
 

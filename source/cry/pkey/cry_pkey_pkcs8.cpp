@@ -7,10 +7,10 @@
 #include <bit>
 #include <cstring>
 #include <openssl/core_names.h>
-#include <openssl/err.h>
 #include <openssl/objects.h>
 #include <openssl/params.h>
 #include <openssl/pem.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <pb/pb_mem.h>
 
 namespace
@@ -81,11 +81,11 @@ pb::Ref<CRY_PEM> cry::pkey::tryWriteNewEcKey( EVP_PKEY *pkey, int curveNid )
     const ASN1_OBJECT *curve = OBJ_nid2obj( curveNid );
     size_t             oid   = curve ? OBJ_length( curve ) : 0;
     Parts              parts;
-    ERR_set_mark();
-    bool read = oid && oid < 0x80 && parts.tryRead( pkey );
-    ERR_pop_to_mark();
-    if( !read )
-        return {};
+    {
+        openssl::ErrorMark detour;
+        if( !oid || oid >= 0x80 || !parts.tryRead( pkey ) )
+            return {};
+    }
 
     static constexpr PB_BYTE inner[] = { tagInteger, 1, 1 }, outer[] = { tagInteger, 1, 0 };
     PB_BYTE                  room[512];

@@ -20,20 +20,7 @@ struct CRY_PKEY_PRIVATE : PB_OBJ
 static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::signatureContexts>;
 static constexpr auto privateOrder  = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
 
-static void freePrivate( CRY_PKEY_PRIVATE *priv )
-{
-    PB_CHECK( priv );
-    privateFields.release( priv );
-}
-
-static PB_INT comparePrivate( CRY_PKEY_PRIVATE *privA, CRY_PKEY_PRIVATE *privB )
-{
-    PB_CHECK( privA );
-    PB_CHECK( privB );
-    return privateOrder.compare( privA, privB );
-}
-
-PB_SORT_DEFINE( cry, PkeyPrivate, CRY_PKEY_PRIVATE, .free = pb::slot<freePrivate>, .compare = pb::slot<comparePrivate> )
+PB_SORT_OF_FIELDS( cry, PkeyPrivate, CRY_PKEY_PRIVATE, priv, privateFields, privateOrder )
 
 namespace
 {
@@ -44,15 +31,13 @@ struct PrivateTraits
     using Handle                 = EVP_PKEY;
     static constexpr auto handle = &Object::pkey;
 
-    static EVP_PKEY *tryRead( CRY_PEM *pem )
+    static cry::ossl::Reading<EVP_PKEY> tryRead( CRY_PEM *pem )
     {
         PB_BUFFER *data = cry::pem::data( pem );
+        EVP_PKEY  *pkey = nullptr;
         if( cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) )
-        {
-            if( EVP_PKEY *pkey = openssl___TryParsePrivateKeyFast( pbBufferBytes( data ), pbBufferLength( data ) ) )
-                return pkey;
-        }
-        return cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey );
+            pkey = openssl___TryParsePrivateKeyFast( pbBufferBytes( data ), pbBufferLength( data ) );
+        return { pkey ? pkey : cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey ), {} };
     }
 
     static pb::Ref<CRY_PEM> tryWrite( EVP_PKEY *pkey )

@@ -2,13 +2,12 @@
 #include <cry/internal/cry_pkey_info.h>
 #include <cry/internal/cry_pkey_public.h>
 
-#include "base/cry_pem_lines.hpp"
 #include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
 #include "pkey/cry_pkey_signature_contexts.hpp"
 
-#include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
 struct CRY_PKEY_PUBLIC : PB_OBJ
@@ -21,20 +20,7 @@ struct CRY_PKEY_PUBLIC : PB_OBJ
 static constexpr auto publicFields = pb::fields<&CRY_PKEY_PUBLIC::pem, &CRY_PKEY_PUBLIC::pkey, &CRY_PKEY_PUBLIC::signatureContexts>;
 static constexpr auto publicOrder  = pb::someFields<&CRY_PKEY_PUBLIC::pem>;
 
-static void freePublic( CRY_PKEY_PUBLIC *pub )
-{
-    PB_CHECK( pub );
-    publicFields.release( pub );
-}
-
-static PB_INT comparePublic( CRY_PKEY_PUBLIC *pubA, CRY_PKEY_PUBLIC *pubB )
-{
-    PB_CHECK( pubA );
-    PB_CHECK( pubB );
-    return publicOrder.compare( pubA, pubB );
-}
-
-PB_SORT_DEFINE( cry, PkeyPublic, CRY_PKEY_PUBLIC, .free = pb::slot<freePublic>, .compare = pb::slot<comparePublic> )
+PB_SORT_OF_FIELDS( cry, PkeyPublic, CRY_PKEY_PUBLIC, pub, publicFields, publicOrder )
 
 namespace
 {
@@ -45,50 +31,55 @@ struct PublicTraits
     using Handle                 = EVP_PKEY;
     static constexpr auto handle = &Object::pkey;
 
-    static EVP_PKEY        *tryRead( CRY_PEM *pem ) { return cry::ossl::readThroughText( pem, PEM_read_bio_PUBKEY ); }
+    static cry::ossl::Reading<EVP_PKEY> tryRead( CRY_PEM *pem )
+    {
+        cry::ossl::Reading<EVP_PKEY> reading = tryReadFast( pem );
+        if( !reading.handle )
+            reading.handle = cry::ossl::readThroughText( pem, PEM_read_bio_PUBKEY );
+        return reading;
+    }
     static pb::Ref<CRY_PEM> tryWrite( EVP_PKEY *pkey )
     {
         return cry::ossl::writeThroughText( [pkey]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, pkey ); } );
     }
     static int       upRef( EVP_PKEY *pkey ) { return EVP_PKEY_up_ref( pkey ); }
     static EVP_PKEY *dup( EVP_PKEY *pkey ) { return EVP_PKEY_dup( pkey ); }
+
+private:
+    // Most texts are canonical: that is seen in the DER, without writing the key. A key that cannot
+    // be written is left to the ordinary way, which gives OpenSSL's reasons.
+    static cry::ossl::Reading<EVP_PKEY> tryReadFast( CRY_PEM *pem )
+    {
+        if( !cry::pem::hasLabel( pem, PEM_STRING_PUBLIC ) )
+            return {};
+        PB_BUFFER               *data   = cry::pem::data( pem );
+        const PB_BYTE           *der    = pbBufferBytes( data );
+        PB_INT                   length = pbBufferLength( data );
+        cry::ossl::Ptr<EVP_PKEY> pkey( openssl___TryParsePublicKeyFast( der, length ) );
+        if( !pkey )
+            return {};
+        openssl::ErrorMark detour;
+        pb::Ref<CRY_PEM>   canonical = openssl___IsCanonicalPublicKey( der, length ) ? pb::share( pem ) : tryWrite( pkey.get() );
+        if( !canonical )
+            return {};
+        return { pkey.release(), std::move( canonical ) };
+    }
 };
 
 using Public = cry::ossl::PemObject<PublicTraits>;
-
-// What takes the fast path; null for the ordinary one. Most texts are canonical, and need not be written to be known.
-CRY_PKEY_PUBLIC *tryCreateFast( CRY_PEM *pem )
-{
-    if( !cry::pem::hasLabel( pem, PEM_STRING_PUBLIC ) )
-        return nullptr;
-    PB_BUFFER     *data   = cry::pem::data( pem );
-    const PB_BYTE *der    = pbBufferBytes( data );
-    PB_INT         length = pbBufferLength( data );
-    EVP_PKEY      *pkey   = openssl___TryParsePublicKeyFast( der, length );
-    if( !pkey )
-        return nullptr;
-    if( openssl___IsCanonicalPublicKey( der, length ) )
-        return Public::createUse( pkey, pb::share( pem ) );
-    ERR_set_mark();
-    CRY_PKEY_PUBLIC *pub = Public::tryCreateUse( pkey );
-    ERR_pop_to_mark();
-    return pub;
-}
 
 }
 
 CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem )
 {
     PB_CHECK( pem );
-    CRY_PKEY_PUBLIC *pub = tryCreateFast( pem );
-    return pub ? pub : Public::tryCreateFromPem( pem );
+    return Public::tryCreateFromPem( pem );
 }
 
 CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store )
 {
     PB_CHECK( store );
-    pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryRestore( store ) );
-    return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
+    return Public::tryRestore( store );
 }
 
 CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey )
@@ -133,17 +124,12 @@ EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub )
     return pub->pkey;
 }
 
-// Null where it is not what OpenSSL writes.
+// Null if it is not the DER that OpenSSL writes of the key.
 static pb::Ref<CRY_PEM> encodeIfCanonical( X509_PUBKEY *spki )
 {
-    int length = i2d_X509_PUBKEY( spki, nullptr );
-    if( length <= 0 )
-        return {};
-    PB_BYTE           *der;
-    pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( length, &der ) );
-    if( i2d_X509_PUBKEY( spki, &der ) != length || !openssl___IsCanonicalPublicKey( pbBufferBytes( data.get() ), length ) )
-        return {};
-    return cry::pem::create( cry::pem::labelString( PEM_STRING_PUBLIC ), std::move( data ) );
+    pb::Ref<CRY_PEM> pem  = cry::ossl::encodeUnderLabel<X509_PUBKEY>( i2d_X509_PUBKEY, spki, PEM_STRING_PUBLIC );
+    PB_BUFFER       *data = pem ? cry::pem::data( pem.get() ) : nullptr;
+    return data && openssl___IsCanonicalPublicKey( pbBufferBytes( data ), pbBufferLength( data ) ) ? pem : pb::Ref<CRY_PEM>();
 }
 
 CRY_PKEY_PUBLIC *cry::pkey::tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki )

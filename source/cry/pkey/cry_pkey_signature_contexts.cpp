@@ -4,7 +4,7 @@
 
 #include "hash/cry_hash_algorithm.hpp"
 
-#include <openssl/err.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
 static cry::ossl::Ptr<EVP_PKEY_CTX> tryMake( OSSL_LIB_CTX *library, EVP_PKEY *pkey, const EVP_MD *md, int ( *start )( EVP_PKEY_CTX * ) )
@@ -34,12 +34,11 @@ static size_t lengthOf( PB_INT alg ) { return (size_t)cryHashAlgorithmDigestSize
 
 bool cry::pkey::SignatureContexts::trySign( EVP_PKEY *pkey, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength )
 {
-    ERR_set_mark();
+    openssl::ErrorMark      detour;
     ossl::Ptr<EVP_PKEY_CTX> context = tryPrepare( pkey, alg, EVP_PKEY_sign_init );
     bool                    made    = context && EVP_PKEY_sign( context.get(), signature, signatureLength, digest, lengthOf( alg ) ) == 1;
     if( made )
         contexts.release( std::move( context ) );
-    ERR_pop_to_mark();
     return made;
 }
 

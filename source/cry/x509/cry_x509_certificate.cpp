@@ -3,12 +3,12 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 
-#include "base/cry_pem_lines.hpp"
 #include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
 struct CRY_X509_CERTIFICATE : PB_OBJ
@@ -20,20 +20,7 @@ struct CRY_X509_CERTIFICATE : PB_OBJ
 static constexpr auto certificateFields = pb::fields<&CRY_X509_CERTIFICATE::pem, &CRY_X509_CERTIFICATE::x509>;
 static constexpr auto certificateOrder  = pb::someFields<&CRY_X509_CERTIFICATE::pem>;
 
-static void freeCertificate( CRY_X509_CERTIFICATE *cert )
-{
-    PB_CHECK( cert );
-    certificateFields.release( cert );
-}
-
-static PB_INT compareCertificate( CRY_X509_CERTIFICATE *certA, CRY_X509_CERTIFICATE *certB )
-{
-    PB_CHECK( certA );
-    PB_CHECK( certB );
-    return certificateOrder.compare( certA, certB );
-}
-
-PB_SORT_DEFINE( cry, X509Certificate, CRY_X509_CERTIFICATE, .free = pb::slot<freeCertificate>, .compare = pb::slot<compareCertificate> )
+PB_SORT_OF_FIELDS( cry, X509Certificate, CRY_X509_CERTIFICATE, cert, certificateFields, certificateOrder )
 
 namespace
 {
@@ -44,33 +31,23 @@ struct CertificateTraits
     using Handle                 = X509;
     static constexpr auto handle = &Object::x509;
 
-    static X509 *tryRead( CRY_PEM *pem )
+    static cry::ossl::Reading<X509> tryRead( CRY_PEM *pem )
     {
         PB_BUFFER *data = cry::pem::data( pem );
+        X509      *x509 = nullptr;
         if( cry::pem::hasLabel( pem, PEM_STRING_X509 ) || cry::pem::hasLabel( pem, PEM_STRING_X509_OLD ) )
         {
-            ERR_set_mark();
-            X509 *x509 = openssl___TryParseCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
-            ERR_pop_to_mark();
-            if( x509 )
-                return x509;
+            openssl::ErrorMark detour;
+            x509 = openssl___TryParseCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
         }
         // The verdict on everything else, and its reasons in the error queue, are OpenSSL's.
-        return cry::ossl::readThroughText( pem, PEM_read_bio_X509 );
+        if( !x509 )
+            x509 = cry::ossl::readThroughText( pem, PEM_read_bio_X509 );
+        return cry::ossl::withCanonical( x509, i2d_X509, pem, PEM_STRING_X509 );
     }
 
-    // What PEM_write_bio_X509 writes is the DER in base 64, so the text need not be made to know its data.
-    static pb::Ref<CRY_PEM> tryWrite( X509 *x509 )
-    {
-        int length = i2d_X509( x509, nullptr );
-        if( length <= 0 )
-            return {};
-        PB_BYTE           *der;
-        pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( length, &der ) );
-        if( i2d_X509( x509, &der ) != length )
-            return {};
-        return cry::pem::create( cry::pem::labelString( PEM_STRING_X509 ), std::move( data ) );
-    }
+    // PEM_write_bio_X509 writes the DER in base 64, so the text need not be made.
+    static pb::Ref<CRY_PEM> tryWrite( X509 *x509 ) { return cry::ossl::encodeUnderLabel( i2d_X509, x509, PEM_STRING_X509 ); }
 
     static int   upRef( X509 *x509 ) { return X509_up_ref( x509 ); }
     static X509 *dup( X509 *x509 ) { return X509_dup( x509 ); }

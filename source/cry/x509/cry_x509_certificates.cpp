@@ -6,39 +6,27 @@
 #include "base/cry_pem.hpp"
 #include "common/cry_ossl.hpp"
 
+#include <pb/published.hpp>
+#include <pb/stored.hpp>
 #include <set>
 #include <string_view>
 
 struct CRY_X509_CERTIFICATES : PB_OBJ
 {
-    PB_VECTOR  *certificates;
-    X509_STORE *x509Store; // remembered, else null; made from the certificates and dropped with every edit
+    PB_VECTOR                  *certificates;
+    pb::Published<X509_STORE *> x509Store; // made from the certificates, dropped with every edit
 };
 
 static constexpr auto certificatesFields = pb::fields<&CRY_X509_CERTIFICATES::certificates, &CRY_X509_CERTIFICATES::x509Store>;
 static constexpr auto certificatesOrder  = pb::someFields<&CRY_X509_CERTIFICATES::certificates>;
 
-static void freeCertificates( CRY_X509_CERTIFICATES *certs )
-{
-    PB_CHECK( certs );
-    certificatesFields.release( certs );
-}
-
-static PB_INT compareCertificates( CRY_X509_CERTIFICATES *certsA, CRY_X509_CERTIFICATES *certsB )
-{
-    PB_CHECK( certsA );
-    PB_CHECK( certsB );
-    return certificatesOrder.compare( certsA, certsB );
-}
-
-PB_SORT_DEFINE( cry, X509Certificates, CRY_X509_CERTIFICATES, .free = pb::slot<freeCertificates>, .compare = pb::slot<compareCertificates> )
+PB_SORT_OF_FIELDS( cry, X509Certificates, CRY_X509_CERTIFICATES, certs, certificatesFields, certificatesOrder )
 
 // The vector of a collection that may be edited.
 static PB_VECTOR **writable( CRY_X509_CERTIFICATES **certs )
 {
     CRY_X509_CERTIFICATES *target = pb::makeWritable( certs, cryX509CertificatesCreateFrom );
-    X509_STORE_free( target->x509Store );
-    target->x509Store = nullptr;
+    target->x509Store.clear();
     return &target->certificates;
 }
 
@@ -52,18 +40,16 @@ CRY_X509_CERTIFICATES *cryX509CertificatesCreate()
 CRY_X509_CERTIFICATES *cryX509CertificatesCreateFrom( CRY_X509_CERTIFICATES *source )
 {
     PB_CHECK( source );
-    CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
-    certificatesOrder.copy( certs, source );
-    return certs;
+    return pb::copyOf( certificatesFields, source );
 }
 
 CRY_X509_CERTIFICATES *cryX509CertificatesTryCreateFromPemVector( PB_VECTOR *pv )
 {
     PB_CHECK( pbVectorContainsOnly( pv, cryPemSort() ) );
     pb::Ref<CRY_X509_CERTIFICATES> certs = pb::adopt( cryX509CertificatesCreate() );
-    for( PB_INT index = 0; index < pbVectorLength( pv ); index++ )
+    for( CRY_PEM *pem : pb::each<CRY_PEM>( pv ) )
     {
-        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateTryCreateFromPem( cryPemFrom( pb___VectorPeekObjAt( pv, index ) ) ) );
+        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateTryCreateFromPem( pem ) );
         if( !cert )
             return nullptr;
         cryX509CertificatesAppendCertificate( certs.handle(), cert.get() );
@@ -93,15 +79,12 @@ PB_INT cryX509CertificatesCertificatesLength( CRY_X509_CERTIFICATES *certs )
     return pbVectorLength( certs->certificates );
 }
 
-CRY_X509_CERTIFICATE *cry::x509::peekAt( CRY_X509_CERTIFICATES *certs, PB_INT index )
-{
-    return cryX509CertificateFrom( pb___VectorPeekObjAt( certs->certificates, index ) );
-}
+PB_VECTOR *cry::x509::peekVector( CRY_X509_CERTIFICATES *certs ) { return certs->certificates; }
 
 CRY_X509_CERTIFICATE *cryX509CertificatesCertificateAt( CRY_X509_CERTIFICATES *certs, PB_INT index )
 {
     PB_CHECK( certs );
-    return pb::shareOrNull( cry::x509::peekAt( certs, index ) );
+    return pb::shareOrNull( pb::peekAt<CRY_X509_CERTIFICATE>( certs->certificates, index ) );
 }
 
 PB_VECTOR *cryX509CertificatesCertificatesVector( CRY_X509_CERTIFICATES *certs )
@@ -181,28 +164,15 @@ void cryX509CertificatesPrepend( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFI
 PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs )
 {
     PB_CHECK( certs );
-    PB_STORE *store = pbStoreCreateArray();
-    for( PB_INT index = 0; index < pbVectorLength( certs->certificates ); index++ )
-    {
-        pb::Ref<PB_STORE> each = pb::adopt( cryX509CertificateStore( cry::x509::peekAt( certs, index ) ) );
-        pbStoreAppendStore( &store, each.get() );
-    }
-    return store;
+    return pb::storeOfEach( certs->certificates, cryX509CertificateStore );
 }
 
 CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
 {
     PB_CHECK( store );
-    pb::Ref<CRY_X509_CERTIFICATES> certs = pb::adopt( cryX509CertificatesCreate() );
-    for( PB_INT index = 0; index < pbStoreLength( store ); index++ )
-    {
-        pb::Ref<PB_STORE> each = pb::adopt( pbStoreStoreAt( store, index ) );
-        if( !each )
-            continue;
-        if( pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateTryRestore( each.get() ) ) )
-            cryX509CertificatesAppendCertificate( certs.handle(), cert.get() );
-    }
-    return certs.take();
+    CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
+    certs->certificates          = pb::restoreEach( store, cryX509CertificateTryRestore );
+    return certs;
 }
 
 // Adds certificates as X509_STORE_add_cert does, each once and in order, but that function sorts the whole store for every one of them.
@@ -210,10 +180,9 @@ static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
 {
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
     std::set<std::string_view> known;
-    for( PB_INT index = 0; index < pbVectorLength( certificates ); index++ )
+    for( CRY_X509_CERTIFICATE *cert : pb::each<CRY_X509_CERTIFICATE>( certificates ) )
     {
-        CRY_X509_CERTIFICATE *cert = cryX509CertificateFrom( pb___VectorPeekObjAt( certificates, index ) );
-        PB_BUFFER            *der  = cry::pem::data( pb::adopt( cryX509CertificatePem( cert ) ).get() );
+        PB_BUFFER *der = cry::pem::data( pb::adopt( cryX509CertificatePem( cert ) ).get() );
         if( !known.emplace( (const char *)pbBufferBytes( der ), (size_t)pbBufferLength( der ) ).second )
             continue;
         X509_OBJECT *object = X509_OBJECT_new();
@@ -234,12 +203,5 @@ X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES 
 
 X509_STORE *cry::x509::cachedStore( CRY_X509_CERTIFICATES *certs )
 {
-    X509_STORE *known = __atomic_load_n( &certs->x509Store, __ATOMIC_ACQUIRE );
-    if( known )
-        return known;
-    cry::ossl::Ptr<X509_STORE> made( cry___X509CertificatesCreateOpensslX509Store( certs ) );
-    // Another thread may have been faster; its store is as good.
-    if( __atomic_compare_exchange_n( &certs->x509Store, &known, made.get(), false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE ) )
-        return made.release();
-    return known;
+    return certs->x509Store.getOrMake( [certs] { return cry___X509CertificatesCreateOpensslX509Store( certs ); } );
 }

@@ -2,16 +2,24 @@
 #pragma once
 
 #include <cry/cry_x509_certificates.h>
+#include <pb/each.hpp>
 
 #include <openssl/x509.h>
 
 namespace cry::x509
 {
 
-// The OpenSSL store of the collection, made at the first use and remembered: lent, for verifications only, while the caller holds the collection.
+// The OpenSSL store of the collection, made at the first use and kept: lent, for verifications only,
+// while the caller holds the collection.
 X509_STORE *cachedStore( CRY_X509_CERTIFICATES *certs );
 
 // Lent.
-CRY_X509_CERTIFICATE *peekAt( CRY_X509_CERTIFICATES *certs, PB_INT index );
+PB_VECTOR *peekVector( CRY_X509_CERTIFICATES *certs );
+
+// The certificates one after another, lent; null is an empty collection.
+inline pb::Each<CRY_X509_CERTIFICATE> each( CRY_X509_CERTIFICATES *certs )
+{
+    return pb::each<CRY_X509_CERTIFICATE>( certs ? peekVector( certs ) : nullptr );
+}
 
 }

@@ -16,20 +16,7 @@ struct CRY_X509_CSR : PB_OBJ
 static constexpr auto csrFields = pb::fields<&CRY_X509_CSR::pem, &CRY_X509_CSR::req>;
 static constexpr auto csrOrder  = pb::someFields<&CRY_X509_CSR::pem>;
 
-static void freeCsr( CRY_X509_CSR *csr )
-{
-    PB_CHECK( csr );
-    csrFields.release( csr );
-}
-
-static PB_INT compareCsr( CRY_X509_CSR *csrA, CRY_X509_CSR *csrB )
-{
-    PB_CHECK( csrA );
-    PB_CHECK( csrB );
-    return csrOrder.compare( csrA, csrB );
-}
-
-PB_SORT_DEFINE( cry, X509Csr, CRY_X509_CSR, .free = pb::slot<freeCsr>, .compare = pb::slot<compareCsr> )
+PB_SORT_OF_FIELDS( cry, X509Csr, CRY_X509_CSR, csr, csrFields, csrOrder )
 
 namespace
 {
@@ -40,11 +27,12 @@ struct CsrTraits
     using Handle                 = X509_REQ;
     static constexpr auto handle = &Object::req;
 
-    static X509_REQ        *tryRead( CRY_PEM *pem ) { return cry::ossl::readThroughText( pem, PEM_read_bio_X509_REQ ); }
-    static pb::Ref<CRY_PEM> tryWrite( X509_REQ *req )
+    static cry::ossl::Reading<X509_REQ> tryRead( CRY_PEM *pem )
     {
-        return cry::ossl::writeThroughText( [req]( BIO *bio ) { return PEM_write_bio_X509_REQ( bio, req ); } );
+        return cry::ossl::withCanonical( cry::ossl::readThroughText( pem, PEM_read_bio_X509_REQ ), i2d_X509_REQ, pem, PEM_STRING_X509_REQ );
     }
+    static pb::Ref<CRY_PEM> tryWrite( X509_REQ *req ) { return cry::ossl::encodeUnderLabel( i2d_X509_REQ, req, PEM_STRING_X509_REQ ); }
+
     static X509_REQ *dup( X509_REQ *req ) { return X509_REQ_dup( req ); }
 };
 

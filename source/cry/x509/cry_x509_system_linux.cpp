@@ -10,7 +10,7 @@
 
 #include <algorithm>
 #include <dirent.h>
-#include <openssl/err.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -81,8 +81,8 @@ private:
 CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> places )
 {
     Roots roots;
-    // What is skipped is no failure, so its reasons do not stay in the queue.
-    ERR_set_mark();
+    // A block that is skipped is not a failure, so its reasons do not stay in the queue.
+    openssl::ErrorMark skipped;
     for( const char *place : places )
     {
         struct stat status;
@@ -94,7 +94,6 @@ CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> p
             roots.addFile( place );
         break;
     }
-    ERR_pop_to_mark();
     return roots.take();
 }
 

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <unistd.h>
 
+#include "base/pb_thread_state.hpp"
+
 static std::atomic<PB_ABORT_HANDLER>   currentHandler{ nullptr };
 static std::atomic<void ( * )( void )> currentFlush{ nullptr };
 
@@ -14,6 +16,9 @@ void pb___AbortSetFlush( void ( *flush )( void ) ) { currentFlush.store( flush )
 
 void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression )
 {
+    // A handler may leave by longjmp: it leaves the locks and the free slot of this thread, too.
+    pb::threadState.heldLocks = 0;
+    pb::threadState.frees     = false;
     if( PB_ABORT_HANDLER handler = currentHandler.load() )
         handler( context, file, line, expression );
 

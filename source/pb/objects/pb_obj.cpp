@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "objects/pb_obj_count.hpp"
+#include "objects/pb_obj_free.hpp"
 
 PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort )
 {
@@ -17,13 +18,53 @@ PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort )
     return obj;
 }
 
+// While an object waits to be freed, and while its free slot runs, its count is negative: it reads as
+// static, so whoever retains and releases it once more changes nothing. The other bits are the
+// address of the next one that waits.
+static constexpr uint64_t asideMark = uint64_t{ 1 } << 63;
+
+static void putAside( PB_OBJ *obj )
+{
+    pb::ThreadState &state = pb::threadState;
+    obj->refCount          = (int64_t)asideMark;
+    if( state.lastAside )
+        state.lastAside->refCount = (int64_t)( asideMark | (uintptr_t)obj );
+    else
+        state.firstAside = obj;
+    state.lastAside = obj;
+}
+
+static PB_OBJ *takeAside()
+{
+    pb::ThreadState &state = pb::threadState;
+    PB_OBJ          *obj   = state.firstAside;
+    if( obj )
+        state.firstAside = (PB_OBJ *)(uintptr_t)( (uint64_t)obj->refCount & ~asideMark );
+    if( !state.firstAside )
+        state.lastAside = nullptr;
+    return obj;
+}
+
+void pb::freeAside()
+{
+    if( threadState.frees || threadState.heldLocks )
+        return;
+    threadState.frees = true;
+    while( PB_OBJ *obj = takeAside() )
+    {
+        if( obj->sort->slots.free )
+            obj->sort->slots.free( obj );
+        pbMemFree( obj );
+        countLive( -1 );
+    }
+    threadState.frees = false;
+}
+
 void pb___ObjFree( PB_OBJ *obj )
 {
     PB_CHECK( obj );
-    if( obj->sort->slots.free )
-        obj->sort->slots.free( obj );
-    pbMemFree( obj );
-    pb::countLive( -1 );
+    putAside( obj );
+    pb::freeAside();
 }
 
 const PB_SORT *pbObjSort( const PB_OBJ *obj )

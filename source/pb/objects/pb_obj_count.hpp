@@ -1,34 +1,34 @@
-// The count of live objects. Each thread owns a cell of its own and changes it without a locked instruction; threads beyond the number of cells
-// share the last one.
+// The count of live objects. Each thread owns a cell and changes it without a locked instruction; a
+// thread that ends gives its cell back. Threads that find no cell free share the last one.
 #pragma once
 
 #include <pb/pb_base.h>
 
 #include <atomic>
 
+#include "base/pb_thread_state.hpp"
+
 namespace pb
 {
 
-inline constexpr unsigned liveCells = 256;
+inline constexpr unsigned liveCells  = 256;
+inline constexpr unsigned sharedCell = liveCells - 1;
 
 struct alignas( 64 ) LiveCell
 {
     std::atomic<PB_INT> count;
 };
 
-inline constinit LiveCell              live[liveCells];
-inline constinit std::atomic<unsigned> liveCellsGiven{ 0 };
-inline constinit thread_local unsigned liveCell = liveCells;
+inline constinit LiveCell live[liveCells];
+
+// A cell for this thread until it ends. Puts it into the thread's state.
+unsigned takeLiveCell();
 
 inline void countLive( PB_INT change )
 {
-    if( liveCell == liveCells )
-    {
-        unsigned given = liveCellsGiven.fetch_add( 1, std::memory_order_relaxed );
-        liveCell       = given < liveCells - 1 ? given : liveCells - 1;
-    }
-    std::atomic<PB_INT> &count = live[liveCell].count;
-    if( liveCell != liveCells - 1 )
+    unsigned             cell  = threadState.liveCellPlus ? threadState.liveCellPlus - 1 : takeLiveCell();
+    std::atomic<PB_INT> &count = live[cell].count;
+    if( cell != sharedCell )
         count.store( count.load( std::memory_order_relaxed ) + change, std::memory_order_relaxed );
     else
         count.fetch_add( change, std::memory_order_relaxed );

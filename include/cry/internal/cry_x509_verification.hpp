@@ -1,0 +1,61 @@
+// One run of OpenSSL's chain verification, with the parameters that everything here verifies with.
+// C++ only.
+#pragma once
+
+#include <pb/pb_time.h>
+#include <pb/sort.hpp>
+
+#include <openssl/x509.h>
+#include <openssl/x509_vfy.h>
+
+namespace cry::x509
+{
+
+class Verification
+{
+public:
+    explicit Verification( pb::Site caller = pb::Site::here() ) : site( caller ), x509StoreCtx( X509_STORE_CTX_new() )
+    {
+        PB_CHECK_AT( site, x509StoreCtx );
+    }
+    ~Verification() { X509_STORE_CTX_free( x509StoreCtx ); }
+    Verification( const Verification & )            = delete;
+    Verification &operator=( const Verification & ) = delete;
+
+    // Whether the certificate verifies at a time. Any certificate of the store may end the chain;
+    // `x509Extra`, which may be null, are untrusted. All of it is lent and outlives this object.
+    bool verify( X509_STORE *x509Store, X509 *x509, STACK_OF( X509 ) * x509Extra, PB_TIME *tm )
+    {
+        if( X509_STORE_CTX_init( x509StoreCtx, x509Store, x509, x509Extra ) != 1 )
+            return false;
+        X509_VERIFY_PARAM *x509VerifyParam = X509_VERIFY_PARAM_new();
+        PB_CHECK_AT( site, x509VerifyParam );
+        X509_VERIFY_PARAM_set_depth( x509VerifyParam, 255 );
+        X509_VERIFY_PARAM_set_flags( x509VerifyParam, X509_V_FLAG_PARTIAL_CHAIN );
+        // The context takes the parameters over.
+        X509_STORE_CTX_set0_param( x509StoreCtx, x509VerifyParam );
+        time_t seconds;
+        if( !pbTimeTryConvertToTimeT( tm, &seconds ) )
+            return false;
+        X509_VERIFY_PARAM_set_time( x509VerifyParam, seconds );
+        began = true;
+        return X509_verify_cert( x509StoreCtx ) == 1;
+    }
+
+    // Why it does not verify: OpenSSL's code, X509_V_ERR_UNSPECIFIED if the verification could not
+    // begin (the time is a day that does not exist, for one); the depth, 0 for the leaf, -1 if it
+    // does not apply; the certificate that the code speaks of, lent, or null.
+    int   code() const { return began ? X509_STORE_CTX_get_error( x509StoreCtx ) : X509_V_ERR_UNSPECIFIED; }
+    int   depth() const { return began ? X509_STORE_CTX_get_error_depth( x509StoreCtx ) : -1; }
+    X509 *certificate() const { return began ? X509_STORE_CTX_get_current_cert( x509StoreCtx ) : nullptr; }
+
+    // The chain of one that verifies, leaf first; lent.
+    STACK_OF( X509 ) * chain() const { return X509_STORE_CTX_get0_chain( x509StoreCtx ); }
+
+private:
+    pb::Site        site;
+    X509_STORE_CTX *x509StoreCtx;
+    bool            began = false;
+};
+
+}
