@@ -437,14 +437,72 @@ TEST( InDnsIdna, MixesScripts )
     EXPECT_FALSE( equals( "\u0430pple.com", "apple.com" ) );
 }
 
-TEST( InDnsIdna, JudgesDirectionsLabelByLabel )
+TEST( InDnsIdna, TakesNamesThatSatisfyTheBidiRule )
 {
     expectName( "\u05D0\u05D1", "xn--4dbc", "\u05D0\u05D1" );
     expectName( "\u05D01", "xn--1-zhc", "\u05D01" );
-    expectName( "0a.\u05D0", "0a.xn--4db", "0a.\u05D0" );
-    expectName( "a.\u05D0.1", "a.xn--4db.1", "a.\u05D0.1" );
-    for( const char *name : { "1\u05D0", "\u05D0\u05D1a", "a\u05D0", "\u0663", "\u0627a\u0627", "\u05D0\u05D1a.com", "www.\u00E0\u05D0" } )
+    // A hyphen, and European digits, stand inside or behind a label of either direction.
+    expectName( "\u05D0-\u05D1.a-b.c1", "xn----zhce.a-b.c1", "\u05D0-\u05D1.a-b.c1" );
+    expectName( "\u05D0-1.a--1", "xn---1-uld.a--1", "\u05D0-1.a--1" );
+    expectName( "a_b*c.\u05D0", "a_b*c.xn--4db", "a_b*c.\u05D0" );
+    // Arabic-Indic digits behind Arabic letters, and those that Unicode counts with the European ones.
+    expectName( "\u0627\u0660.com", "xn--mgb8i.com", "\u0627\u0660.com" );
+    expectName( "\u0627\u06F01.com", "xn--1-ymc71d.com", "\u0627\u06F01.com" );
+    // Marks at the end do not count.
+    expectName( "\u05D0\u05BC.com", "xn--kdb3b.com", "\u05D0\u05BC.com" );
+    expectName( "\u05D01\u05BC.com", "xn--1-vgc2d.com", "\u05D01\u05BC.com" );
+    expectName( "a\u05BC\u05B0.\u05D0", "xn--a-6fc0b.xn--4db", "a\u05B0\u05BC.\u05D0" );
+    // Letters of all directions, each in a label of its own.
+    expectName( "\u05D0.\u0627.\u00FC.a", "xn--4db.xn--mgb.xn--tda.a", "\u05D0.\u0627.\u00FC.a" );
+    expectName( "xn--4db.A1", "xn--4db.A1", "\u05D0.A1" );
+}
+
+TEST( InDnsIdna, RefusesNamesThatBreakTheBidiRule )
+{
+    constexpr char begins[] = "does not begin with a letter, in a name with right-to-left characters";
+    constexpr char ends[]   = "does not end with a letter or digit, in a name with right-to-left characters";
+    constexpr char endsR[]  = "has right-to-left characters and does not end with a letter or digit";
+    constexpr char mixed[]  = "mixes European and Arabic-Indic digits";
+    // One label with right-to-left characters is enough, on either side, in either form.
+    for( const char *other : { "\u05D0", "xn--4db", "XN--4DB", "\u0627", "xn--mgb", "\u0627\u0660", "a.\u05D0", "\U0001E922" } )
+    {
+        std::string name = other;
+        for( const char *label : { "1", "0a", "123", "_a", "*a", "**", "_", "1-a", "0\u00E0", "xn--0-sfa", "\u02BAa", "\u06F0" } )
+        {
+            expectNoName( label + ( "." + name ), begins );
+            expectNoName( name + "." + label, begins );
+        }
+        for( const char *label : { "a_", "a*", "a1_", "a\u02BA", "xn--a-v6a", "a\u02BA\u05BC" } )
+        {
+            expectNoName( label + ( "." + name ), ends );
+            expectNoName( name + "." + label + ".", ends );
+        }
+    }
+    for( const char *name : { "\u05D0\u02BA\u05BC", "a.\u0627\u02BA\u05BC" } )
+        expectNoName( name, endsR );
+    for( const char *name : { "\u06270\u0660", "xn--0-ymc6o", "xn--0-zhc74b", "\u0627\u06F0\u0660", "a.\u0627\u06601", "\u0627\u0660-1.a" } )
+        expectNoName( name, mixed );
+    // libidn2's words.
+    for( const char *name : { "1\u05D0", "\u05D0\u05D1a", "a\u05D0", "\u0663", "\u0627a\u0627", "\u05D0\u05D1a.com", "www.\u00E0\u05D0", "\u05D0_",
+             "\u05D0\u02BA", "\u0660\u0627", "\u05D0-", "-\u05D0" } )
         expectNoName( name, idnaReason );
+    EXPECT_EQ( problem( "a.\u05D0.1.2" ), "label 3: "s + begins );
+    EXPECT_EQ( problem( "1.a_.\u05D0" ), "label 1: "s + begins );
+}
+
+TEST( InDnsIdna, LeavesOtherNamesToOtherRules )
+{
+    expectName( "0\u00E0.com", "xn--0-sfa.com", "0\u00E0.com" );
+    expectName( "1.xn--tda._a.a_", "1.xn--tda._a.a_", "1.\u00FC._a.a_" );
+    expectName( "a\u02BA.1", "xn--a-v6a.1", "a\u02BA.1" );
+    expectName( "\u06F0.com", "xn--dmb.com", "\u06F0.com" );
+}
+
+TEST( InDnsIdna, LoneAsteriskStandsForALabelOfEitherDirection )
+{
+    expectName( "*.\u05D0\u05D1", "*.xn--4dbc", "*.\u05D0\u05D1" );
+    expectName( "*.xn--4dbc.com", "*.xn--4dbc.com", "*.\u05D0\u05D1.com" );
+    expectName( "\u05D0.*.com", "xn--4db.*.com", "\u05D0.*.com" );
 }
 
 TEST( InDnsIdna, EqualsNamesInAnyForm )
