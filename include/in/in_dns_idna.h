@@ -1,4 +1,4 @@
-/* Domain names, internationalised ones too (IDNA 2008, RFC 5890; UTS #46, nontransitional). */
+/* Domain names, also internationalised ones (IDNA 2008, RFC 5890; UTS #46, nontransitional). */
 #ifndef IN_IN_DNS_IDNA_H
 #define IN_IN_DNS_IDNA_H
 
@@ -17,8 +17,7 @@ PB_EXPORT PB_BOOL inDnsIdnaDomainNameOk( PB_STRING *name );
 /* inDnsIdnaDomainNameToAscii: the ASCII form (A-labels, RFC 5890, 2.3.2.1) without a full stop at
    the end, a new string. ASCII labels keep their spelling. Null if the name is not OK. */
 PB_EXPORT PB_STRING *inDnsIdnaDomainNameToAscii( PB_STRING *name );
-/* inDnsIdnaDomainNameToUnicode: the form with U-labels, a new string. Null if the name is not OK.
-   */
+/* inDnsIdnaDomainNameToUnicode: the form with U-labels; null if the name is not OK. */
 PB_EXPORT PB_STRING *inDnsIdnaDomainNameToUnicode( PB_STRING *name );
 /* inDnsIdnaDomainNameEquals: whether two names are the same: it compares their ASCII forms and
    ignores ASCII case and a full stop at the end. If one of them is not a domain name, it compares

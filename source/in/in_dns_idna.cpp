@@ -9,14 +9,16 @@
 #include <unistr.h>
 #include <vector>
 
-// A name is cut into labels. Those in plain ASCII are looked at here; those that begin with xn-- or are not ASCII are libidn2's.
+// A name is split into labels. Plain ASCII labels are checked here. libidn2 checks labels that
+// begin with xn-- or are not ASCII.
 
 namespace
 {
 
 constexpr size_t mostOfLabel = 63, mostOfName = 253;
 
-// What may stand in a label's ASCII form: 1, 2 for the hyphen, which may not stand at the ends.
+// The characters of a label's ASCII form: 2 for the hyphen, which is not allowed at the ends, 1 for
+// the others, 0 for characters that are not allowed.
 struct Alphabet
 {
     unsigned char kind[256] = {};
@@ -55,7 +57,7 @@ bool hasIdna( std::string_view name )
     return false;
 }
 
-// What is wrong with a label in ASCII form; null for nothing.
+// The reason why a label in ASCII form is bad; null if it is good.
 const char *asciiProblem( std::string_view label )
 {
     if( label.empty() )
@@ -167,7 +169,7 @@ struct Freer
     ~Freer() { idn2_free( text ); }
 };
 
-// The ASCII form of a label that is libidn2's; `problem` is its verdict when there is none.
+// The ASCII form of a label, by libidn2. If there is none, `problem` says why.
 std::string idnaToAscii( std::string_view label, const char *&problem )
 {
     std::string text( label );
@@ -238,12 +240,12 @@ const char *bidiProblem( std::string_view label )
     return nullptr;
 }
 
-// A name that was looked at.
+// A name that was checked.
 struct Name
 {
     std::vector<std::string_view> labels; // as they are written
     std::vector<std::string>      ascii, unicode;
-    std::string                   problem; // for people; empty for a domain name
+    std::string                   problem; // for people; empty if it is a domain name
 
     explicit Name( std::string_view name ) : labels( cut( name ) )
     {
@@ -251,7 +253,7 @@ struct Name
         for( std::string_view label : labels )
         {
             const char *wrong = nullptr;
-            bool        zero  = label.find( '\0' ) != label.npos; // which would end the text for libidn2
+            bool        zero  = label.find( '\0' ) != label.npos; // libidn2 would stop there
             ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : std::string( label ) );
             wrong = wrong ? wrong : asciiProblem( ascii.back() );
             if( !wrong )
@@ -302,7 +304,8 @@ private:
         return false;
     }
 
-    // One such label puts all labels under the rule. A lone asterisk stands for a label that is not known yet.
+    // If one label has right-to-left characters, all labels are checked. A lone asterisk stands for
+    // a label that is not known yet.
     void checkBidi()
     {
         for( size_t index = 0; index < unicode.size() && ok(); index++ )
@@ -323,7 +326,7 @@ std::string_view view( PB_STRING *name )
 
 PB_STRING *string( std::string_view text ) { return pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ); }
 
-// Names in plain ASCII are most of them, and need no memory to be looked at.
+// Most names are plain ASCII. Their check allocates no memory.
 bool isOk( std::string_view name )
 {
     if( !hasIdna( name ) )
