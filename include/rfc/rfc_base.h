@@ -27,7 +27,7 @@ PB_EXPORT PB_BUFFER *rfcBaseTryDecode( PB_BUFFER *text, PB_INT kind );
 /* rfc___BaseEncodedLength: the number of characters that rfc___BaseEncodeBytes writes for
    `byteCount` bytes. */
 PB_EXPORT PB_INT rfc___BaseEncodedLength( PB_INT byteCount, PB_INT kind );
-/* rfc___BaseEncodeBytes: writes `byteCount` bytes to `text`, in one line with padding. */
+/* rfc___BaseEncodeBytes: encodes `byteCount` bytes to `text`, in one line with padding. */
 PB_EXPORT void rfc___BaseEncodeBytes( const PB_BYTE *bytes, PB_INT byteCount, PB_INT kind, char *text );
 /* rfc___BaseTryDecodeBytes: writes the data of `length` characters to `bytes`, which has room for
    `length` bytes, and returns their number. Returns -1 if the text does not decode. `text` and

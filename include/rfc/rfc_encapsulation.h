@@ -11,7 +11,7 @@ typedef struct RFC_ENCAPSULATION
     PB_INT  offset;   /* where its BEGIN line starts */
     PB_INT  length;   /* up to its last line, without that line's end */
     PB_INT  line;     /* the line of BEGIN */
-    PB_INT  endLine;  /* the END line, or the last line before another BEGIN or the end of the text */
+    PB_INT  endLine;  /* the END line, or the last line before another BEGIN or the end */
     PB_BOOL complete; /* an END line was found before another BEGIN and the end of the text */
 } RFC_ENCAPSULATION;
 
