@@ -3,7 +3,10 @@
 
 #include <in/internal/in_dns_idna.h>
 
+#include <algorithm>
 #include <string>
+#include <unictype.h>
+#include <unistr.h>
 
 using namespace fuzz;
 
@@ -34,6 +37,49 @@ void checkPlain( std::string_view form )
     FUZZ_CHECK( !pb::adopt( inAddressTryCreateFromHost( text( form ).get() ) ) );
 }
 
+// The Bidi rule (RFC 5893, 2), written down a second time: a label is a text of letters, one for the class of each character.
+std::string classesOf( std::string_view label )
+{
+    std::string classes;
+    ucs4_t      character;
+    for( size_t index = 0; index < label.size(); )
+    {
+        index += (size_t)u8_mbtouc( &character, (const uint8_t *)label.data() + index, label.size() - index );
+        std::string_view name = uc_bidi_class_name( uc_bidi_class( character ) );
+        // R for AL too, 1 for EN, 2 for AN, M for NSM, O for the other classes that both directions take.
+        bool right = name == "R" || name == "AL";
+        bool other = name == "ES" || name == "CS" || name == "ET" || name == "ON" || name == "BN";
+        classes += name == "L" ? 'L' : right ? 'R' : name == "EN" ? '1' : name == "AN" ? '2' : name == "NSM" ? 'M' : other ? 'O' : '?';
+    }
+    return classes;
+}
+
+bool labelSatisfiesBidiRule( std::string classes )
+{
+    bool right = classes.starts_with( 'R' ), both = classes.find( '1' ) != classes.npos && classes.find( '2' ) != classes.npos;
+    bool rightTaken = classes.find_first_not_of( "R21OM" ) == classes.npos, leftTaken = classes.find_first_not_of( "L1OM" ) == classes.npos;
+    while( classes.ends_with( 'M' ) )
+        classes.pop_back();
+    char last = classes.empty() ? 'M' : classes.back();
+    return right ? rightTaken && !both && ( last == 'R' || last == '1' || last == '2' )
+                 : classes.starts_with( 'L' ) && leftTaken && ( last == 'L' || last == '1' );
+}
+
+bool satisfiesBidiRule( std::string_view readable )
+{
+    bool bidi = false, all = true;
+    for( size_t begin = 0; begin <= readable.size(); )
+    {
+        size_t           end   = std::min( readable.find( '.', begin ), readable.size() );
+        std::string_view label = readable.substr( begin, end - begin );
+        std::string      kinds = classesOf( label );
+        bidi                   = bidi || kinds.find_first_of( "R2" ) != kinds.npos;
+        all                    = all && ( label == "*" || labelSatisfiesBidiRule( kinds ) );
+        begin                  = end + 1;
+    }
+    return !bidi || all;
+}
+
 void checkName( const Text &name )
 {
     Text form = ascii( name ), readable = unicode( name );
@@ -43,6 +89,7 @@ void checkName( const Text &name )
     FUZZ_CHECK( ascii( readable ) && view( ascii( readable ) ) == view( form ) );
     FUZZ_CHECK( view( unicode( form ) ) == view( readable ) );
     FUZZ_CHECK( view( unicode( readable ) ) == view( readable ) );
+    FUZZ_CHECK( satisfiesBidiRule( view( readable ) ) );
     FUZZ_CHECK(
         equals( name, form ) && equals( form, name ) && equals( name, readable ) && equals( text( std::string( view( form ) ) + "." ), name ) );
 
@@ -52,6 +99,17 @@ void checkName( const Text &name )
     Text composed = pb::adopt( in___DnsIdnaLabelsCompose( labels.get() ) );
     FUZZ_CHECK( ascii( composed ) && view( ascii( composed ) ) == view( form ) );
     FUZZ_CHECK( view( pb::adopt( in___DnsIdnaLabelsCompose( plain.get() ) ) ) == view( form ) );
+}
+
+// Two names are one, if together they satisfy the Bidi rule and are not too long.
+void checkJoined( const Text &a, const Text &b )
+{
+    std::string form = std::string( view( ascii( a ) ) ) + "." + std::string( view( ascii( b ) ) );
+    if( form.size() > 253 || pb::adopt( inAddressTryCreateFromHost( text( form ).get() ) ) )
+        return;
+    std::string readable = std::string( view( unicode( a ) ) ) + "." + std::string( view( unicode( b ) ) );
+    FUZZ_CHECK( inDnsIdnaDomainNameOk( text( form ).get() ) == satisfiesBidiRule( readable ) );
+    FUZZ_CHECK( inDnsIdnaDomainNameOk( text( readable ).get() ) == satisfiesBidiRule( readable ) );
 }
 
 void check( const Text &name )
@@ -84,7 +142,10 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
         if( !inDnsIdnaDomainNameOk( a.get() ) || !inDnsIdnaDomainNameOk( b.get() ) )
             FUZZ_CHECK( equals( a, b ) == ( view( a ) == view( b ) ) );
         else
+        {
             FUZZ_CHECK( equals( a, b ) == equals( ascii( a ), ascii( b ) ) );
+            checkJoined( a, b );
+        }
     }
     return 0;
 }

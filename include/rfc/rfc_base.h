@@ -14,21 +14,24 @@
 
 PB_BEGIN_DECLS
 
-/* rfcBaseEncode: the text of some data, in one line with padding, as a new buffer; inherits the sensitive mark. An unknown kind aborts
-   ("RFC_BASE_OK( kind )"). Empty data gives empty text. */
+/* rfcBaseEncode: the text of some data, in one line with padding, a new buffer. It inherits the
+   sensitive mark. An unknown kind aborts ("RFC_BASE_OK( kind )"). Empty data gives empty text. */
 PB_EXPORT PB_BUFFER *rfcBaseEncode( PB_BUFFER *data, PB_INT kind );
-/* rfcBaseEncodeWithOptions: the same, laid out as the options say. */
+/* rfcBaseEncodeWithOptions: the same in the layout of the options. */
 PB_EXPORT PB_BUFFER *rfcBaseEncodeWithOptions( PB_BUFFER *data, PB_INT kind, RFC_BASE_OPTIONS *options );
-/* rfcBaseTryDecode: the data of a text, a new buffer; inherits the sensitive mark. Strict: null for a character outside the alphabet (blanks and line ends
-   included), for missing or wrong padding and for leftover bits that are not zero (RFC 4648, clause 3.5). */
+/* rfcBaseTryDecode: the data of a text, a new buffer. It inherits the sensitive mark. Null if the
+   text has a character outside the alphabet (blanks and line ends too), if padding is missing or
+   wrong, or if leftover bits are not zero (RFC 4648, clause 3.5). */
 PB_EXPORT PB_BUFFER *rfcBaseTryDecode( PB_BUFFER *text, PB_INT kind );
 
-/* rfc___BaseEncodedLength: how many characters rfc___BaseEncodeBytes writes for `byteCount` bytes. */
+/* rfc___BaseEncodedLength: the number of characters that rfc___BaseEncodeBytes writes for
+   `byteCount` bytes. */
 PB_EXPORT PB_INT rfc___BaseEncodedLength( PB_INT byteCount, PB_INT kind );
-/* rfc___BaseEncodeBytes: writes the text of `byteCount` bytes, in one line with padding, to `text`. */
+/* rfc___BaseEncodeBytes: encodes `byteCount` bytes to `text`, in one line with padding. */
 PB_EXPORT void rfc___BaseEncodeBytes( const PB_BYTE *bytes, PB_INT byteCount, PB_INT kind, char *text );
-/* rfc___BaseTryDecodeBytes: writes the data of `length` characters to `bytes`, which has room for `length` bytes, and returns how many; -1 when the text
-   does not decode. `text` and `bytes` may begin at the same place. */
+/* rfc___BaseTryDecodeBytes: writes the data of `length` characters to `bytes`, which has room for
+   `length` bytes, and returns their number. Returns -1 if the text does not decode. `text` and
+   `bytes` may begin at the same place. */
 PB_EXPORT PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, PB_BYTE *bytes );
 
 PB_END_DECLS

@@ -1,4 +1,4 @@
-/* How base encoded text is laid out. */
+/* The layout of base encoded text. */
 #ifndef RFC_RFC_BASE_OPTIONS_H
 #define RFC_RFC_BASE_OPTIONS_H
 
@@ -29,16 +29,18 @@ PB_EXPORT RFC_BASE_OPTIONS *rfcBaseOptionsCreateFrom( RFC_BASE_OPTIONS *source )
 PB_EXPORT PB_INT rfcBaseOptionsFlags( RFC_BASE_OPTIONS *options );
 /* rfcBaseOptionsSetFlags: sets the flags; undefined bits are dropped. */
 PB_EXPORT void rfcBaseOptionsSetFlags( RFC_BASE_OPTIONS **options, PB_INT flags );
-/* rfcBaseOptionsOutputLineLength: characters a line, 0 for one line. */
+/* rfcBaseOptionsOutputLineLength: characters in a line; 0 for a single line. */
 PB_EXPORT PB_INT rfcBaseOptionsOutputLineLength( RFC_BASE_OPTIONS *options );
-/* rfcBaseOptionsSetOutputLineLength: sets the characters a line; a negative length aborts ("lineLength >= 0"). */
+/* rfcBaseOptionsSetOutputLineLength: sets the characters in a line; a negative length aborts
+   ("lineLength >= 0"). */
 PB_EXPORT void rfcBaseOptionsSetOutputLineLength( RFC_BASE_OPTIONS **options, PB_INT lineLength );
 /* rfcBaseOptionsOutputNlf: the line end. */
 PB_EXPORT PB_INT rfcBaseOptionsOutputNlf( RFC_BASE_OPTIONS *options );
-/* rfcBaseOptionsSetOutputNlf: sets the line end; an unknown one aborts ("RFC_BASE_NLF_OK( nlf )"). */
+/* rfcBaseOptionsSetOutputNlf: sets the line end; unknown ones abort ("RFC_BASE_NLF_OK( nlf )"). */
 PB_EXPORT void rfcBaseOptionsSetOutputNlf( RFC_BASE_OPTIONS **options, PB_INT nlf );
 
-/* rfcBaseOptionsSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* rfcBaseOptionsSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT    *rfcBaseOptionsSort( void );
 PB_EXPORT PB_OBJ           *rfcBaseOptionsObj( RFC_BASE_OPTIONS *obj );
 PB_EXPORT RFC_BASE_OPTIONS *rfcBaseOptionsFrom( PB_OBJ *obj );

@@ -23,7 +23,7 @@ static PB_INT compareAddress( IN_ADDRESS *inaA, IN_ADDRESS *inaB )
     return order < 0 ? -1 : order > 0;
 }
 
-// Where the longest run of zero groups begins and how many it has; one group alone is none.
+// The start and the length of the longest run of zero groups. One group alone is not a run.
 static void longestZeros( const unsigned *groups, int &first, int &count )
 {
     first = count = 0;

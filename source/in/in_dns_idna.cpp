@@ -5,16 +5,20 @@
 #include <idn2.h>
 #include <string>
 #include <string_view>
+#include <unictype.h>
+#include <unistr.h>
 #include <vector>
 
-// A name is cut into labels. Those in plain ASCII are looked at here; those that begin with xn-- or are not ASCII are libidn2's.
+// A name is split into labels. Plain ASCII labels are checked here. libidn2 checks labels that
+// begin with xn-- or are not ASCII.
 
 namespace
 {
 
 constexpr size_t mostOfLabel = 63, mostOfName = 253;
 
-// What may stand in a label's ASCII form: 1, 2 for the hyphen, which may not stand at the ends.
+// The characters of a label's ASCII form: 2 for the hyphen, which is not allowed at the ends, 1 for
+// the others, 0 for characters that are not allowed.
 struct Alphabet
 {
     unsigned char kind[256] = {};
@@ -53,7 +57,7 @@ bool hasIdna( std::string_view name )
     return false;
 }
 
-// What is wrong with a label in ASCII form; null for nothing.
+// The reason why a label in ASCII form is bad; null if it is good.
 const char *asciiProblem( std::string_view label )
 {
     if( label.empty() )
@@ -165,7 +169,7 @@ struct Freer
     ~Freer() { idn2_free( text ); }
 };
 
-// The ASCII form of a label that is libidn2's; `problem` is its verdict when there is none.
+// The ASCII form of a label, by libidn2. If there is none, `problem` says why.
 std::string idnaToAscii( std::string_view label, const char *&problem )
 {
     std::string text( label );
@@ -184,12 +188,64 @@ std::string idnaToUnicode( const std::string &ascii )
     return verdict == IDN2_OK ? unicode.text : "";
 }
 
-// A name that was looked at.
+// Bidirectional classes as a set of bits.
+template<typename... Classes>
+constexpr unsigned bits( Classes... classes )
+{
+    return ( ( 1u << classes ) | ... );
+}
+constexpr unsigned rightToLeft = bits( UC_BIDI_R, UC_BIDI_AL, UC_BIDI_AN );
+constexpr unsigned neutral     = bits( UC_BIDI_EN, UC_BIDI_ES, UC_BIDI_CS, UC_BIDI_ET, UC_BIDI_ON, UC_BIDI_BN, UC_BIDI_NSM );
+
+// The classes of the first character, of the last one before trailing marks (NSM), and of all.
+struct BidiClasses
+{
+    unsigned first = 0, last = 0, all = 0;
+
+    explicit BidiClasses( std::string_view label )
+    {
+        const uint8_t *text = (const uint8_t *)label.data();
+        for( size_t index = 0; index < label.size(); )
+        {
+            ucs4_t character;
+            index += (size_t)u8_mbtouc( &character, text + index, label.size() - index );
+            unsigned one = bits( uc_bidi_class( character ) );
+            first        = first ? first : one;
+            last         = one == bits( UC_BIDI_NSM ) && last ? last : one;
+            all |= one;
+        }
+    }
+};
+
+// The condition of the Bidi rule (RFC 5893, 2) that a label breaks; null if it breaks none.
+const char *bidiProblem( std::string_view label )
+{
+    BidiClasses classes( label );
+    if( classes.first == bits( UC_BIDI_L ) )
+    {
+        if( classes.all & ~( bits( UC_BIDI_L ) | neutral ) )
+            return "begins with a left-to-right letter and has a right-to-left character";
+        if( classes.last & ~bits( UC_BIDI_L, UC_BIDI_EN ) )
+            return "does not end with a letter or digit, in a name with right-to-left characters";
+        return nullptr;
+    }
+    if( !( classes.first & bits( UC_BIDI_R, UC_BIDI_AL ) ) )
+        return "does not begin with a letter, in a name with right-to-left characters";
+    if( classes.all & ~( rightToLeft | neutral ) )
+        return "begins with a right-to-left letter and has a left-to-right character";
+    if( classes.last & ~( rightToLeft | bits( UC_BIDI_EN ) ) )
+        return "has right-to-left characters and does not end with a letter or digit";
+    if( classes.all & bits( UC_BIDI_EN ) && classes.all & bits( UC_BIDI_AN ) )
+        return "mixes European and Arabic-Indic digits";
+    return nullptr;
+}
+
+// A name that was checked.
 struct Name
 {
     std::vector<std::string_view> labels; // as they are written
-    std::vector<std::string>      ascii;
-    std::string                   problem; // for people; empty for a domain name
+    std::vector<std::string>      ascii, unicode;
+    std::string                   problem; // for people; empty if it is a domain name
 
     explicit Name( std::string_view name ) : labels( cut( name ) )
     {
@@ -197,12 +253,17 @@ struct Name
         for( std::string_view label : labels )
         {
             const char *wrong = nullptr;
-            bool        zero  = label.find( '\0' ) != label.npos; // which would end the text for libidn2
+            bool        zero  = label.find( '\0' ) != label.npos; // libidn2 would stop there
             ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : std::string( label ) );
             wrong = wrong ? wrong : asciiProblem( ascii.back() );
+            if( !wrong )
+            {
+                unicode.push_back( isIdna( ascii.back() ) ? idnaToUnicode( ascii.back() ) : ascii.back() );
+                wrong = unicode.back().empty() ? "has no Unicode form" : nullptr;
+            }
             if( wrong )
             {
-                problem = "label " + std::to_string( ascii.size() ) + ": " + wrong;
+                refuse( ascii.size(), wrong );
                 return;
             }
             length += ascii.back().size() + 1;
@@ -212,18 +273,47 @@ struct Name
                 return;
             }
         }
-        if( isAddress( joined() ) )
+        if( isAddress( joined( ascii ) ) )
             problem = "it is an IP address";
+        else if( isBidi() )
+            checkBidi();
     }
 
-    bool ok() const { return problem.empty(); }
+    bool        ok() const { return problem.empty(); }
+    std::string asciiForm() const { return joined( ascii ); }
+    std::string unicodeForm() const { return joined( unicode ); }
 
-    std::string joined() const
+private:
+    static std::string joined( const std::vector<std::string> &parts )
     {
         std::string name;
-        for( const std::string &label : ascii )
-            name += ( name.empty() ? "" : "." ) + label;
+        for( const std::string &part : parts )
+            name += ( name.empty() ? "" : "." ) + part;
         return name;
+    }
+
+    void refuse( size_t number, const char *why ) { problem = "label " + std::to_string( number ) + ": " + why; }
+
+    bool isBidi() const
+    {
+        for( const std::string &label : unicode )
+        {
+            if( BidiClasses( label ).all & rightToLeft )
+                return true;
+        }
+        return false;
+    }
+
+    // If one label has right-to-left characters, all labels are checked. A lone asterisk stands for
+    // a label that is not known yet.
+    void checkBidi()
+    {
+        for( size_t index = 0; index < unicode.size() && ok(); index++ )
+        {
+            const char *wrong = unicode[index] == "*" ? nullptr : bidiProblem( unicode[index] );
+            if( wrong )
+                refuse( index + 1, wrong );
+        }
     }
 };
 
@@ -236,7 +326,7 @@ std::string_view view( PB_STRING *name )
 
 PB_STRING *string( std::string_view text ) { return pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ); }
 
-// Names in plain ASCII are most of them, and need no memory to be looked at.
+// Most names are plain ASCII. Their check allocates no memory.
 bool isOk( std::string_view name )
 {
     if( !hasIdna( name ) )
@@ -274,7 +364,7 @@ PB_STRING *inDnsIdnaDomainNameToAscii( PB_STRING *name )
         return isPlainOk( text ) ? string( text ) : nullptr;
     }
     Name parts( text );
-    return parts.ok() ? string( parts.joined() ) : nullptr;
+    return parts.ok() ? string( parts.asciiForm() ) : nullptr;
 }
 
 PB_STRING *inDnsIdnaDomainNameToUnicode( PB_STRING *name )
@@ -284,17 +374,7 @@ PB_STRING *inDnsIdnaDomainNameToUnicode( PB_STRING *name )
     if( !hasIdna( text ) )
         return inDnsIdnaDomainNameToAscii( name );
     Name parts( text );
-    if( !parts.ok() )
-        return nullptr;
-    std::string unicode;
-    for( const std::string &label : parts.ascii )
-    {
-        std::string form = isIdna( label ) ? idnaToUnicode( label ) : label;
-        if( form.empty() )
-            return nullptr;
-        unicode += ( unicode.empty() ? "" : "." ) + form;
-    }
-    return string( unicode );
+    return parts.ok() ? string( parts.unicodeForm() ) : nullptr;
 }
 
 PB_BOOL inDnsIdnaDomainNameEquals( PB_STRING *nameA, PB_STRING *nameB )
@@ -307,7 +387,7 @@ PB_BOOL inDnsIdnaDomainNameEquals( PB_STRING *nameA, PB_STRING *nameB )
     if( !hasIdna( a ) && !hasIdna( b ) )
         return isOk( a ) && isOk( b ) && equalsIgnoringCase( withoutLastStop( a ), withoutLastStop( b ) );
     Name partsA( a ), partsB( b );
-    return partsA.ok() && partsB.ok() && equalsIgnoringCase( partsA.joined(), partsB.joined() );
+    return partsA.ok() && partsB.ok() && equalsIgnoringCase( partsA.asciiForm(), partsB.asciiForm() );
 }
 
 PB_VECTOR *in___DnsIdnaLabelsTrySplit( PB_STRING *name )

@@ -1,4 +1,5 @@
-// Just enough of DER (X.690) to see which way a certificate or key takes. Whatever this does not understand goes the ordinary way.
+// The part of DER (X.690) that decides if a certificate or key takes the fast path. If this code
+// does not understand the bytes, OpenSSL parses them in the default context.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -13,7 +14,8 @@ using Bytes = std::basic_string_view<PB_BYTE>;
 inline constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagNull = 0x05, tagOid = 0x06, tagSequence = 0x30,
                          tagVersion = 0xA0, uncompressedPoint = 0x04;
 
-// Takes one element with a definite length off the front and returns its content; null data when there is none of this tag.
+// Removes one element with a definite length from the front and returns its content. Null data if
+// the first element does not have this tag.
 inline Bytes take( Bytes &rest, PB_BYTE tag )
 {
     if( rest.size() < 2 || rest[0] != tag )
@@ -37,7 +39,7 @@ inline Bytes take( Bytes &rest, PB_BYTE tag )
     return content;
 }
 
-// The same, of an element that says its length in as few bytes as it can.
+// The same for an element whose length is written in as few bytes as possible.
 inline Bytes takeMinimal( Bytes &rest, PB_BYTE tag )
 {
     size_t whole   = rest.size();
@@ -47,15 +49,16 @@ inline Bytes takeMinimal( Bytes &rest, PB_BYTE tag )
     return header == needed ? content : Bytes();
 }
 
-// Whether an INTEGER follows that is positive and has no leading zeros; it is taken off.
+// Removes an INTEGER from the front. True if it is positive and has no leading zeros.
 inline bool takePositive( Bytes &rest )
 {
     Bytes number = takeMinimal( rest, tagInteger );
     return !number.empty() && number[0] < 0x80 && ( number[0] != 0 || ( number.size() > 1 && number[1] >= 0x80 ) );
 }
 
-// Whether an AlgorithmIdentifier is one that the key-decoding context knows: rsaEncryption with a NULL, or id-ecPublicKey with a named curve other than SM2, whose
-// keys carry the same identifier and would silently load as another kind.
+// Whether an AlgorithmIdentifier is one that the key-decoding context knows: rsaEncryption with a
+// NULL, or id-ecPublicKey with a named curve other than SM2, whose keys carry the same identifier
+// and would silently load as another kind.
 inline bool isFastPathAlgorithm( Bytes algorithm )
 {
     static constexpr PB_BYTE rsaEncryption[] = { 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01 };
@@ -78,7 +81,8 @@ inline bool isFastPathPublicKey( Bytes spki )
     return spki.empty() && isFastPathAlgorithm( algorithm ) && !take( content, tagBitString ).empty() && content.empty();
 }
 
-// Whether a public key that takes the fast path is what OpenSSL writes of it: DER throughout, an EC point uncompressed.
+// Whether OpenSSL writes a public key of the fast path in the same bytes: everything is DER, and an
+// EC point is uncompressed.
 inline bool isCanonicalPublicKey( Bytes spki )
 {
     Bytes content   = takeMinimal( spki, tagSequence );
@@ -106,7 +110,7 @@ inline bool isFastPathPrivateKey( Bytes info )
         content.empty();
 }
 
-// Bytes behind the certificate are allowed.
+// Bytes after the certificate are allowed.
 inline bool isFastPathCertificate( Bytes der )
 {
     Bytes certificate = take( der, tagSequence );
@@ -115,7 +119,8 @@ inline bool isFastPathCertificate( Bytes der )
         take( tbs, tagVersion );
     for( PB_BYTE tag : { tagInteger, tagSequence, tagSequence, tagSequence, tagSequence } )
     {
-        // An empty issuer or subject is an element like any other, so the place tells whether one was taken, not the content.
+        // An issuer or subject may be empty, so the position tells if an element was removed, not
+        // its content.
         size_t before = tbs.size();
         take( tbs, tag );
         if( tbs.size() == before )

@@ -10,9 +10,11 @@
 #include <strings.h>
 #include <vector>
 
-// OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the library context. In a context whose only provider offers a
-// handful of them that walk is short. The provider implements nothing: it hands out chosen entries of the default provider's own tables, which is loaded into
-// a context of its own, so that the process's default context stays as it is.
+// OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the
+// library context. In a context whose only provider offers a handful of them that walk is short.
+// The provider implements nothing: it hands out chosen entries of the default provider's own
+// tables, which is loaded into a context of its own, so that the process's default context does not
+// change.
 namespace openssl
 {
 
@@ -27,7 +29,7 @@ struct Filter
     std::array<std::vector<OSSL_ALGORITHM>, operations> chosen;
 };
 
-// Made once per process and never freed, as the context that uses it.
+// Made once per process and never freed, like the context that uses it.
 Filter        *filter;
 OSSL_PROVIDER *filtering;
 

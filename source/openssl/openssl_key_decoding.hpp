@@ -9,19 +9,21 @@
 namespace openssl
 {
 
-// Makes the context, once per process; it is never freed, since an object that was lent out may outlive everything. Null with a reason when OpenSSL does not
-// have what it needs.
+// Makes the context, once per process. It is never freed, because an object that was lent out may
+// outlive the module. If OpenSSL lacks a part that it needs, the result is null and `reason` says
+// why.
 OSSL_LIB_CTX *createKeyDecodingContext( const char **reason );
 
 // Whether this is the key-decoding context's provider.
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider );
 
-// The two ways; `keyDecoding` as made above.
+// These functions parse in the key-decoding context.
 X509     *parseCertificateIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length );
 EVP_PKEY *parsePrivateKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length );
 EVP_PKEY *parsePublicKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length );
 
-// Parses two built-in certificates in both contexts and compares what comes out; null when all is the same, else what differs.
+// Parses two built-in certificates in both contexts and compares the results. Null if they are
+// equal; otherwise the difference.
 const char *selfCheck( OSSL_LIB_CTX *keyDecoding );
 
 }

@@ -18,7 +18,8 @@
 namespace
 {
 
-// Everything is made once per process: algorithms, contexts and what was parsed with them may be in use after the module's shut-down.
+// Everything is made once per process: algorithms, contexts and parsed objects may be in use after
+// the module's shut-down.
 struct Process
 {
     std::mutex                           mutex;
@@ -27,7 +28,7 @@ struct Process
     std::map<std::string, EVP_MAC_CTX *> hmacs;
     OSSL_LIB_CTX                        *keyDecoding = nullptr;
     OSSL_LIB_CTX                        *legacy      = nullptr;
-    const char                          *problem     = nullptr; // why the key-decoding context is not used
+    const char                          *problem     = nullptr; // why keyDecoding is not used
 };
 
 Process &process()
@@ -36,23 +37,28 @@ Process &process()
     return *only;
 }
 
-// What the fast paths look at: null while they are not to be used.
+// The context that the fast paths use; null while they are switched off.
 constinit std::atomic<OSSL_LIB_CTX *> keyDecodingInUse{ nullptr };
 
 void startProcess()
 {
-    // OPENSSL_NO_ATEXIT: objects that a host holds when it exits must not outlive libcrypto's tables.
+    // OPENSSL_NO_ATEXIT: objects that a host holds when it exits must not outlive libcrypto's
+    // tables.
     OPENSSL_init_crypto( OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_ATEXIT, nullptr );
     Process           &own = process();
     openssl::ErrorMark detour;
     own.keyDecoding = openssl::createKeyDecodingContext( &own.problem );
     if( own.keyDecoding )
         own.problem = openssl::selfCheck( own.keyDecoding );
+    // Its provider is a copy of the default one, which such a policy does not allow.
+    if( EVP_default_properties_is_fips_enabled( OSSL_LIB_CTX_get0_global_default() ) )
+        own.problem = "the default properties ask for a FIPS provider";
     if( !own.problem )
         keyDecodingInUse.store( own.keyDecoding, std::memory_order_release );
 }
 
-// What is kept under a name, made at the first call. What libcrypto does not have is asked for again, and its errors are not kept.
+// The entry of a name, made at the first call. If libcrypto does not have it, the next call asks
+// again. Its errors are removed from the queue.
 template<class Map>
 auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL_LIB_CTX *everybodys, const char *name ) ) ->
     typename Map::mapped_type
@@ -62,7 +68,7 @@ auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL
     if( found )
         return found;
     openssl::ErrorMark detour;
-    // A thread may have made another context its default one; what is kept here is everybody's.
+    // A thread may have another default context, but the entries are for all threads.
     found = make( OSSL_LIB_CTX_get0_global_default(), name );
     return found;
 }
@@ -85,7 +91,7 @@ OSSL_LIB_CTX *createLegacyContext()
     OSSL_LIB_CTX *legacy = OSSL_LIB_CTX_new();
     if( !legacy || !OSSL_PROVIDER_load( legacy, "default" ) )
         return nullptr;
-    // Where it is not installed, what needs it fails with OpenSSL's own words.
+    // If it is not installed, operations that need it fail with OpenSSL's own errors.
     OSSL_PROVIDER_load( legacy, "legacy" );
     return legacy;
 }
@@ -99,7 +105,7 @@ PB_BOOL startup()
 
 openssl::Bytes view( const PB_BYTE *der, PB_INT length ) { return { der, (size_t)length }; }
 
-// Runs a fast path; the errors of a detour are taken back.
+// Runs a fast path and removes its errors from the queue.
 template<class Parse>
 auto tryFastPath( bool suitable, Parse parse ) -> decltype( parse( nullptr ) )
 {

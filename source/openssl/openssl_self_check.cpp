@@ -5,7 +5,7 @@
 #include <openssl/pem.h>
 #include <string>
 
-// Two self-signed certificates, made for this check; their private keys were thrown away.
+// Two self-signed certificates, made for this check. Their private keys were deleted.
 // clang-format off
 static constexpr PB_BYTE rsaCertificate[] = {
     0x30, 0x82, 0x03, 0x1E, 0x30, 0x82, 0x02, 0x06, 0xA0, 0x03, 0x02, 0x01, 0x02, 0x02, 0x01, 0x01, 0x30, 0x0D, 0x06, 0x09,
@@ -89,7 +89,8 @@ std::string textOf( BIO *bio )
     return { data, (size_t)length };
 }
 
-// All that is looked at of a parsed certificate: its DER, its key as text, and whether it verifies itself.
+// The compared properties of a parsed certificate: its DER, its key as text, and whether its own
+// key verifies it.
 std::string describe( X509 *x509 )
 {
     unsigned char *der    = nullptr;

@@ -10,7 +10,7 @@ namespace
 
 constexpr PB_BYTE invalid = 0xFF;
 
-// One kind: `bits` bits a character, `group` characters a group of whole bytes.
+// One kind: a character has `bits` bits, and `group` characters are whole bytes.
 struct Encoding
 {
     char                     alphabet[65];
@@ -42,7 +42,7 @@ const Encoding &encodingOf( PB_INT kind ) { return encodings[kind - 1]; }
 
 constexpr PB_BYTE lineEnds[5][3] = { { 0 }, { 1, '\n' }, { 1, '\r' }, { 1, 0x85 }, { 2, '\r', '\n' } };
 
-// Base 64 goes three bytes at a time, since keys and certificates are written in it.
+// Base 64 has a loop of its own, three bytes at a time: keys and certificates use it.
 void encode64( const Encoding &encoding, const PB_BYTE *&bytes, PB_INT &left, char *&text )
 {
     for( ; left >= 3; left -= 3, bytes += 3, text += 4 )
@@ -55,7 +55,7 @@ void encode64( const Encoding &encoding, const PB_BYTE *&bytes, PB_INT &left, ch
     }
 }
 
-// Whole groups of four valid characters; stops at the first other one.
+// Decodes whole groups of four valid characters and stops at the first other character.
 void decode64( const Encoding &encoding, const char *&text, PB_INT &left, PB_BYTE *&bytes )
 {
     for( ; left >= 4; left -= 4, text += 4, bytes += 3 )
@@ -135,7 +135,8 @@ PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, P
             *bytes++ = (PB_BYTE)( held >> bits );
         }
     }
-    // What follows must be the padding of the last group: fewer characters than carry a byte more, and all leftover bits zero.
+    // The rest must be the padding of the last group: the leftover characters hold no further byte,
+    // and all leftover bits are zero.
     PB_INT padding = length - used;
     if( padding >= encoding.group || bits >= encoding.bits || ( held & ( ( 1u << bits ) - 1 ) ) )
         return -1;

@@ -5,7 +5,7 @@
 namespace
 {
 
-// Goes through a text line by line; LF, CR LF and CR end a line.
+// Reads a text line by line. LF, CR LF and CR end a line.
 struct Lines
 {
     std::string_view text;
@@ -31,7 +31,7 @@ struct Lines
     }
 };
 
-// Blanks before a boundary do not hide it.
+// A boundary may have blanks before it.
 bool begins( std::string_view line, std::string_view boundary )
 {
     size_t first = line.find_first_not_of( " \t" );
@@ -57,7 +57,7 @@ PB_BOOL rfcEncapsulationFindNext( const PB_BYTE *text, PB_INT length, PB_INT off
     {
         std::string_view current = lines.current();
         found->complete          = begins( current, "-----END " );
-        // A block that is cut off must not swallow the one behind it.
+        // If a block has no END line, the next block must still be found.
         if( !found->complete && begins( current, "-----BEGIN " ) )
             break;
         found->length  = (PB_INT)( lines.at + current.size() ) - found->offset;

@@ -85,7 +85,7 @@ size_t threads()
     return count;
 }
 
-// A thread that was joined can stand in /proc for a moment longer.
+// A thread that was joined can be visible in /proc for a moment longer.
 size_t threadsSettled( size_t wanted )
 {
     for( int attempt = 0; attempt < 100 && threads() > wanted; attempt++ )
@@ -127,7 +127,8 @@ protected:
             pbRuntimeStop();
     }
 
-    // A start that gives false and leaves nothing behind: what had started was stopped again, and the next start works.
+    // A start that returns false: the modules that had started are stopped again, and the next
+    // start works.
     void expectRefused( const Names &modules, const std::string &reason )
     {
         EXPECT_FALSE( start( modules ) );
@@ -148,7 +149,7 @@ protected:
     }
 };
 
-// A module of the host's own program, with hooks that can be looked at.
+// A module of the host's own program. It counts its hooks.
 Names   hostCalls;
 PB_BOOL hostStartup()
 {
@@ -163,7 +164,7 @@ const PB_MODULE_RECORD hostRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvellet
     "frame_plain pb", "" };
 const PB_MODULE        hostModule = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &hostRecord, hostStartup, hostHalt, hostFourth, hostShutdown };
 
-// A host's module that takes the place of the library of its name.
+// A host's module that replaces the library of the same name.
 const PB_MODULE_RECORD inPlaceRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "frame_replaced", "In place", "1.5",
     "pb", "" };
 const PB_MODULE        inPlaceModule = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &inPlaceRecord, pb::startNothing, pb::doNothing, pb::doNothing,
@@ -226,7 +227,7 @@ TEST_F( Runtime, WorksBetweenStartAndStop )
 TEST_F( Runtime, LeavesNothingBehindInAHundredRounds )
 {
     pb___RuntimeSetObserver( nullptr );
-    // A start that succeeds drops the text that an earlier one failed with.
+    // A successful start deletes the error text of an earlier one.
     ASSERT_TRUE( start( {} ) );
     pbRuntimeStop();
     PB_INT objects     = pbObjLiveCount();
@@ -238,8 +239,9 @@ TEST_F( Runtime, LeavesNothingBehindInAHundredRounds )
         pbRuntimeStop();
         ASSERT_EQ( pbObjLiveCount(), objects ) << "round " << round;
         ASSERT_EQ( threadsSettled( threadCount ), threadCount ) << "round " << round;
-        // The first round makes what stays for the whole process: OpenSSL's tables and fetched algorithms. In the second the loader meets libraries that it
-        // loaded by their paths under their plain names, and keeps those too.
+        // The first round makes the objects that stay for the whole process: OpenSSL's tables and
+        // fetched algorithms. In the second round the loader finds libraries under their plain
+        // names that it had loaded by their paths, and keeps those too.
         if( round < 2 )
             memory = memoryInUse();
         if( !sanitized )

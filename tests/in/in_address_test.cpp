@@ -21,7 +21,7 @@ Address parseHost( std::string_view text ) { return pb::adopt( inAddressTryCreat
 Address v4( const std::string &bytes ) { return pb::adopt( inAddressCreateV4( (const PB_BYTE *)bytes.data() ) ); }
 Address v6( const std::string &bytes ) { return pb::adopt( inAddressCreateV6( (const PB_BYTE *)bytes.data() ) ); }
 
-// The bytes of an address as hexadecimal digits; nothing for no address.
+// The bytes of an address as hexadecimal digits; empty if there is no address.
 std::string content( const Address &ina ) { return ina ? hex( bytes( pb::adopt( inAddressToBinary( ina.get() ) ) ) ) : ""; }
 
 std::string written( const Address &ina ) { return ina ? text( pb::adopt( inAddressToString( ina.get() ) ) ) : "(null)"; }
@@ -55,7 +55,8 @@ std::string compressed( const Groups &groups, size_t first, size_t count )
     return count ? before + "::" + after : before;
 }
 
-// RFC 5952, 4.2, by trying everything that may be left out: two zero groups or more, as many as possible, the first of several.
+// RFC 5952, 4.2, by trial of every run that may be left out: at least two zero groups, the longest
+// run, the first of equal ones.
 std::string expectedText( const Groups &groups )
 {
     std::string best = compressed( groups, 8, 0 );
@@ -261,7 +262,7 @@ TEST( InAddress, WritesTheRecommendedForm )
         { "2001:db8::1:1:1:1:1", "2001:db8:0:1:1:1:1:1" },
         { "2001:0:0:1:0:0:0:1", "2001:0:0:1::1" },
         { "2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1" },
-        // 5, and what is near it.
+        // 5, and similar addresses.
         { "::ffff:c000:201", "::ffff:192.0.2.1" },
         { "0:0:0:0:0:FFFF:192.0.2.1", "::ffff:192.0.2.1" },
         { "::ffff:0:0", "::ffff:0.0.0.0" },
@@ -388,7 +389,7 @@ TEST( InAddress, MappedAddressIsNotTheVersion4Address )
     EXPECT_GT( inAddressCompare( mapped.get(), plain.get() ), 0 );
     EXPECT_EQ( content( mapped ), "00000000000000000000ffffc0000201" );
     EXPECT_EQ( content( plain ), "c0000201" );
-    // Nor are the four bytes with zeros before or behind.
+    // The four bytes with zeros before or after them are not the same either.
     EXPECT_FALSE( inAddressEquals( parse( "::192.0.2.1" ).get(), plain.get() ) );
     EXPECT_FALSE( inAddressEquals( parse( "c000:201::" ).get(), plain.get() ) );
 }

@@ -19,7 +19,7 @@ std::string unicode( const std::string &name ) { return text( pb::adopt( inDnsId
 std::string problem( const std::string &name ) { return text( pb::adopt( in___DnsIdnaDomainNameProblem( str( name ).get() ) ) ); }
 bool        equals( const std::string &a, const std::string &b ) { return inDnsIdnaDomainNameEquals( str( a ).get(), str( b ).get() ); }
 
-// What Split gives, with bars between.
+// The labels that Split returns, with bars between them.
 std::string split( const std::string &name )
 {
     pb::Ref<PB_VECTOR> labels = pb::adopt( in___DnsIdnaLabelsTrySplit( str( name ).get() ) );
@@ -79,10 +79,10 @@ constexpr char hyphenReason[]   = "begins or ends with a hyphen";
 constexpr char labelReason[]    = "has more than 63 characters in ASCII form";
 constexpr char nameReason[]     = "it has more than 253 characters in ASCII form";
 constexpr char addressReason[]  = "it is an IP address";
-// libidn2 says why; its words are its own.
+// The rest of the text is libidn2's.
 constexpr char idnaReason[] = "label ";
 
-// A plain ASCII name of this length: labels of 63, then what is left.
+// A plain ASCII name of this length: labels of 63 characters, then one of the rest.
 std::string nameOf( size_t length )
 {
     std::string name;
@@ -173,7 +173,7 @@ TEST( InDnsIdna, LabelsOfIdnaHaveAtMost63OctetsInAsciiForm )
     expectNoName( "xn--" + std::string( 56, 'a' ) + "-70f", idnaReason );
     expectName( repeated( "\u00FC", 57 ), "xn--td" + std::string( 57, 'a' ), repeated( "\u00FC", 57 ) ); // 63
     expectNoName( repeated( "\u00FC", 58 ), idnaReason );
-    // What counts is what a label is mapped to.
+    // The length counts after the mapping.
     expectName( repeated( "\uFF41", 63 ), std::string( 63, 'a' ), std::string( 63, 'a' ) );
     expectName( std::string( 63, 'a' ) + "\u00AD", std::string( 63, 'a' ), std::string( 63, 'a' ) );
     expectNoName( repeated( "\uFF41", 64 ), idnaReason );
@@ -197,7 +197,7 @@ TEST( InDnsIdna, NamesHaveAtMost253Octets )
 
 TEST( InDnsIdna, NamesOfIdnaHaveAtMost253OctetsInAsciiForm )
 {
-    // 13 octets for the first label and 239 behind its full stop.
+    // The first label has 13 octets; 239 follow its full stop.
     std::string rest = "." + nameOf( 239 );
     expectName( "b\u00FCcher" + rest, "xn--bcher-kva" + rest, "b\u00FCcher" + rest );
     EXPECT_EQ( ascii( "b\u00FCcher" + rest ).size(), 253u );
@@ -207,7 +207,7 @@ TEST( InDnsIdna, NamesOfIdnaHaveAtMost253OctetsInAsciiForm )
     expectNoName( "b\u00FCcher" + rest + "a", nameReason );
     expectNoName( "b\u00FCcher" + rest + "a.", nameReason );
     expectNoName( "xn--bcher-kva" + rest + "a", nameReason );
-    // Mapped, it is shorter than it is written.
+    // After the mapping, the name is shorter.
     std::string wide = repeated( "\uFF41", 63 );
     EXPECT_EQ( ascii( wide + "." + wide + "." + wide + "." + repeated( "\uFF41", 61 ) ), nameOf( 253 ) );
     expectNoName( wide + "." + wide + "." + wide + "." + repeated( "\uFF41", 62 ), nameReason );
@@ -227,7 +227,7 @@ TEST( InDnsIdna, RefusesEveryOtherAsciiCharacter )
             if( !taken )
                 expectNoName( name, alphabetReason );
         }
-        // Nothing of it is let through beside a character that is not ASCII.
+        // It is refused beside a character that is not ASCII, too.
         if( !taken )
             expectNoName( "a\u00FC" + character + "b", "" );
     }
@@ -359,9 +359,9 @@ TEST( InDnsIdna, RefusesCharactersThatLookLikeFullStops )
 TEST( InDnsIdna, RefusesBadLabelsInAsciiForm )
 {
     for( const char *name : {
-             "xn--",     // nothing behind
-             "xn---",    // a hyphen behind
-             "xn--abc-", // nothing but ASCII
+             "xn--",     // nothing follows
+             "xn---",    // only a hyphen follows
+             "xn--abc-", // ASCII only
              "xn--a-",
              "xn--example-",    // the same
              "xn--zzzzzz99999", // too large a number
@@ -373,7 +373,7 @@ TEST( InDnsIdna, RefusesBadLabelsInAsciiForm )
              "xn--jm6c",    // a ligature
              "xn--kba",
              "xn--kba1n", // a soft hyphen
-             "xn--a-ccb", // a combining mark that belongs together with the letter before
+             "xn--a-ccb", // a combining mark that composes with the letter before it
              "xn----ufa",
              "xn----tfa",    // a hyphen first, last
              "xn--ab---8na", // hyphens third and fourth
@@ -437,14 +437,73 @@ TEST( InDnsIdna, MixesScripts )
     EXPECT_FALSE( equals( "\u0430pple.com", "apple.com" ) );
 }
 
-TEST( InDnsIdna, JudgesDirectionsLabelByLabel )
+TEST( InDnsIdna, TakesNamesThatSatisfyTheBidiRule )
 {
     expectName( "\u05D0\u05D1", "xn--4dbc", "\u05D0\u05D1" );
     expectName( "\u05D01", "xn--1-zhc", "\u05D01" );
-    expectName( "0a.\u05D0", "0a.xn--4db", "0a.\u05D0" );
-    expectName( "a.\u05D0.1", "a.xn--4db.1", "a.\u05D0.1" );
-    for( const char *name : { "1\u05D0", "\u05D0\u05D1a", "a\u05D0", "\u0663", "\u0627a\u0627", "\u05D0\u05D1a.com", "www.\u00E0\u05D0" } )
+    // Labels of both directions may have hyphens inside and European digits at the end.
+    expectName( "\u05D0-\u05D1.a-b.c1", "xn----zhce.a-b.c1", "\u05D0-\u05D1.a-b.c1" );
+    expectName( "\u05D0-1.a--1", "xn---1-uld.a--1", "\u05D0-1.a--1" );
+    expectName( "a_b*c.\u05D0", "a_b*c.xn--4db", "a_b*c.\u05D0" );
+    // Arabic-Indic digits follow Arabic letters. Extended ones (U+06F0) have the class of European
+    // digits.
+    expectName( "\u0627\u0660.com", "xn--mgb8i.com", "\u0627\u0660.com" );
+    expectName( "\u0627\u06F01.com", "xn--1-ymc71d.com", "\u0627\u06F01.com" );
+    // Marks at the end do not count.
+    expectName( "\u05D0\u05BC.com", "xn--kdb3b.com", "\u05D0\u05BC.com" );
+    expectName( "\u05D01\u05BC.com", "xn--1-vgc2d.com", "\u05D01\u05BC.com" );
+    expectName( "a\u05BC\u05B0.\u05D0", "xn--a-6fc0b.xn--4db", "a\u05B0\u05BC.\u05D0" );
+    // Each label has letters of one direction.
+    expectName( "\u05D0.\u0627.\u00FC.a", "xn--4db.xn--mgb.xn--tda.a", "\u05D0.\u0627.\u00FC.a" );
+    expectName( "xn--4db.A1", "xn--4db.A1", "\u05D0.A1" );
+}
+
+TEST( InDnsIdna, RefusesNamesThatBreakTheBidiRule )
+{
+    constexpr char begins[] = "does not begin with a letter, in a name with right-to-left characters";
+    constexpr char ends[]   = "does not end with a letter or digit, in a name with right-to-left characters";
+    constexpr char endsR[]  = "has right-to-left characters and does not end with a letter or digit";
+    constexpr char mixed[]  = "mixes European and Arabic-Indic digits";
+    // One label with right-to-left characters is enough, on either side, in either form.
+    for( const char *other : { "\u05D0", "xn--4db", "XN--4DB", "\u0627", "xn--mgb", "\u0627\u0660", "a.\u05D0", "\U0001E922" } )
+    {
+        std::string name = other;
+        for( const char *label : { "1", "0a", "123", "_a", "*a", "**", "_", "1-a", "0\u00E0", "xn--0-sfa", "\u02BAa", "\u06F0" } )
+        {
+            expectNoName( label + ( "." + name ), begins );
+            expectNoName( name + "." + label, begins );
+        }
+        for( const char *label : { "a_", "a*", "a1_", "a\u02BA", "xn--a-v6a", "a\u02BA\u05BC" } )
+        {
+            expectNoName( label + ( "." + name ), ends );
+            expectNoName( name + "." + label + ".", ends );
+        }
+    }
+    for( const char *name : { "\u05D0\u02BA\u05BC", "a.\u0627\u02BA\u05BC" } )
+        expectNoName( name, endsR );
+    for( const char *name : { "\u06270\u0660", "xn--0-ymc6o", "xn--0-zhc74b", "\u0627\u06F0\u0660", "a.\u0627\u06601", "\u0627\u0660-1.a" } )
+        expectNoName( name, mixed );
+    // The words are libidn2's.
+    for( const char *name : { "1\u05D0", "\u05D0\u05D1a", "a\u05D0", "\u0663", "\u0627a\u0627", "\u05D0\u05D1a.com", "www.\u00E0\u05D0", "\u05D0_",
+             "\u05D0\u02BA", "\u0660\u0627", "\u05D0-", "-\u05D0" } )
         expectNoName( name, idnaReason );
+    EXPECT_EQ( problem( "a.\u05D0.1.2" ), "label 3: "s + begins );
+    EXPECT_EQ( problem( "1.a_.\u05D0" ), "label 1: "s + begins );
+}
+
+TEST( InDnsIdna, LeavesOtherNamesToOtherRules )
+{
+    expectName( "0\u00E0.com", "xn--0-sfa.com", "0\u00E0.com" );
+    expectName( "1.xn--tda._a.a_", "1.xn--tda._a.a_", "1.\u00FC._a.a_" );
+    expectName( "a\u02BA.1", "xn--a-v6a.1", "a\u02BA.1" );
+    expectName( "\u06F0.com", "xn--dmb.com", "\u06F0.com" );
+}
+
+TEST( InDnsIdna, LoneAsteriskStandsForALabelOfEitherDirection )
+{
+    expectName( "*.\u05D0\u05D1", "*.xn--4dbc", "*.\u05D0\u05D1" );
+    expectName( "*.xn--4dbc.com", "*.xn--4dbc.com", "*.\u05D0\u05D1.com" );
+    expectName( "\u05D0.*.com", "xn--4db.*.com", "\u05D0.*.com" );
 }
 
 TEST( InDnsIdna, EqualsNamesInAnyForm )
@@ -527,12 +586,12 @@ TEST( InDnsIdna, SaysWhatIsWrong )
     EXPECT_EQ( problem( "www.a b.com" ), "label 2: "s + alphabetReason );
     EXPECT_EQ( problem( "www.com.-a" ), "label 3: "s + hyphenReason );
     EXPECT_EQ( problem( "1.2.3.4" ), addressReason );
-    // libidn2's words.
+    // The words are libidn2's.
     EXPECT_GT( problem( "\U0001F600.com" ).size(), sizeof "label 1: " );
     EXPECT_EQ( problem( "a.\U0001F600.com" ).substr( 0, 9 ), "label 2: " );
 }
 
-// Plain ASCII names by rules written down again, label by label.
+// A second implementation of the rules for plain ASCII names, label by label.
 static bool plainOk( std::string name )
 {
     if( name.ends_with( '.' ) )
@@ -560,7 +619,7 @@ static bool plainOk( std::string name )
     return !( labels.size() == 4 && bytes == 4 );
 }
 
-// Whether a label begins with xn--, which others judge.
+// Whether a label begins with xn--. Other tests are for these.
 static bool isIdnaSomewhere( std::string name )
 {
     std::transform( name.begin(), name.end(), name.begin(), []( char c ) { return c == 'X' ? 'x' : c == 'N' ? 'n' : c; } );
@@ -595,7 +654,8 @@ TEST( InDnsIdna, FastPathOfPlainNamesAgreesWithTheGeneralOne )
         ASSERT_EQ( unicode( name ), good ? behind : none );
         ASSERT_EQ( split( name ) == none, !good );
         ASSERT_EQ( equals( name, name + "." ), good && name == behind );
-        // A label that is not ASCII takes the whole name along; xn--tda. has eight characters.
+        // If one label is not ASCII, the general path checks the whole name. xn--tda. has eight
+        // characters.
         bool address = problem( name ) == addressReason;
         ASSERT_EQ( ok( "\u00FC." + name ), name.empty() || ( ( good || address ) && behind.size() + 8 <= 253 ) );
         ASSERT_EQ( ok( name + "\u3002" ), good && name == behind );

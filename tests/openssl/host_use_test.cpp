@@ -1,4 +1,5 @@
-// What the family lends out of the key-decoding context is used by hosts in the default context, also when the runtime has stopped.
+// Hosts use objects from the key-decoding context in the default context, also after the runtime
+// has stopped.
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_pkey_private.h>
@@ -62,7 +63,7 @@ std::string derOf( int ( *i2d )( const T *, unsigned char ** ), const T *object 
     return out;
 }
 
-// What a function writes to a BIO.
+// The text that a function writes to a BIO.
 std::string written( const std::function<int( BIO * )> &write )
 {
     Ptr<BIO> bio( BIO_new( BIO_s_mem() ) );
@@ -109,7 +110,8 @@ Ptr<X509> issue( const char *name, EVP_PKEY *key, const char *issuerName, EVP_PK
     return x509;
 }
 
-// The same key and certificates twice: parsed by OpenSSL in the default context, and lent out by the family.
+// The same key and certificates twice: parsed by OpenSSL in the default context, and lent by the
+// library.
 struct Pair
 {
     explicit Pair( const Kind &kind ) : kind( kind )
@@ -157,7 +159,8 @@ struct Pair
     Ptr<X509>     root, leaf, lentRoot, lentLeaf;
 };
 
-// The family's objects are released in every case; the OpenSSL ones are used while the runtime runs or after it stopped.
+// The library's objects are always released first. The OpenSSL objects are used while the runtime
+// runs or after it stopped.
 class HostUse : public testing::TestWithParam<std::tuple<Kind, bool>>
 {
 protected:
@@ -190,7 +193,7 @@ std::string nameOf( const testing::TestParamInfo<std::tuple<Kind, bool>> &info )
     return std::string( std::get<0>( info.param ).name ) + ( std::get<1>( info.param ) ? "AfterStop" : "" );
 }
 
-// What only some kinds can do.
+// Operations of some kinds only.
 class HostUseRsa : public HostUse
 {
 };
@@ -208,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P( AllKinds, HostUseRsa, testing::Combine( testing::Value
 INSTANTIATE_TEST_SUITE_P( AllKinds, HostUseEc, testing::Combine( testing::ValuesIn( first + 1, ed25519 ), testing::Bool() ), nameOf );
 INSTANTIATE_TEST_SUITE_P( AllKinds, HostUseRsaOrEc, testing::Combine( testing::ValuesIn( first, ed25519 ), testing::Bool() ), nameOf );
 
-// Moves what each side has written to the other; true once both are done.
+// Moves the output of each side to the other side. True if both are done.
 bool shakeHands( SSL *client, SSL *server )
 {
     for( int round = 0; round < 20; round++ )
@@ -226,7 +229,7 @@ bool shakeHands( SSL *client, SSL *server )
     return false;
 }
 
-// A whole TLS session over memory; tells what came of it.
+// A whole TLS session over memory. Returns its result.
 std::string talk( X509 *certificate, EVP_PKEY *key, X509 *trusted, int version )
 {
     Ptr<SSL_CTX> serverCtx( SSL_CTX_new( TLS_server_method() ) ), clientCtx( SSL_CTX_new( TLS_client_method() ) );
@@ -422,7 +425,7 @@ TEST_P( HostUse, IsWrittenInTheSameBytes )
     }
     if( isEc() )
         same( []( EVP_PKEY *key ) { return derOf<EVP_PKEY>( i2d_KeyParams, key ); } );
-    // The public key of a certificate has no private part, but is the same otherwise.
+    // The public key of a certificate has no private part. Otherwise it is the same.
     EVP_PKEY *pub = X509_get0_pubkey( pair->lentLeaf.get() );
     EXPECT_EQ( spkiOf( pub ), spkiOf( pair->key.get() ) );
     EXPECT_EQ( written( [&]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, pub ); } ),
@@ -480,7 +483,7 @@ TEST_P( HostUse, GoesIntoCertificatesAndRequests )
         EXPECT_EQ( X509_REQ_verify( request.get(), pair->lentKey.get() ), 1 );
         EXPECT_EQ( X509_REQ_check_private_key( request.get(), pair->lentKey.get() ), 1 );
     }
-    // A certificate that a lent key signs verifies with either.
+    // Both keys verify a certificate that a lent key signed.
     Ptr<X509> signedByLent = issue( "another", pair->other.get(), "root", pair->lentKey.get(), false );
     EXPECT_EQ( verify( signedByLent.get(), pair->root.get() ), 1 );
     EXPECT_EQ( verify( signedByLent.get(), pair->lentRoot.get() ), 1 );
@@ -608,7 +611,7 @@ TEST_P( HostUse, ShowsItsNumbers )
     EXPECT_EQ( EVP_PKEY_pairwise_check( ctx.get() ), 1 );
 }
 
-// CMS picks the algorithms by itself, in the default context.
+// CMS chooses the algorithms in the default context.
 TEST_P( HostUseRsaOrEc, SignsCms )
 {
     std::string                                                         data = "some content";

@@ -23,7 +23,7 @@ openssl::Bytes view( std::string_view bytes ) { return { (const PB_BYTE *)bytes.
 
 std::string text( openssl::Bytes bytes ) { return { (const char *)bytes.data(), bytes.size() }; }
 
-// "content|rest" in hexadecimal, "none" when nothing was taken.
+// "content|rest" in hexadecimal; "none" if no element was removed.
 std::string taken( std::string_view hexadecimal, PB_BYTE tag )
 {
     std::string    bytes   = unhex( hexadecimal );
@@ -130,7 +130,7 @@ std::string publicOf( EVP_PKEY *key )
     return out;
 }
 
-// Bytes that end where the memory ends: a byte read behind them is a fault in every build.
+// The bytes end at the end of a memory page, so a read after them is a fault in every build.
 class Guarded
 {
 public:
@@ -204,7 +204,7 @@ TEST( OpensslDer, KnowsTheAlgorithmsOfTheFastPath )
 {
     EXPECT_TRUE( fastPathAlgorithm( rsa + nullElement ) );
     EXPECT_TRUE( fastPathAlgorithm( ec + p256 ) );
-    // Any named curve, known to this libcrypto or not, as long as it is not SM2's.
+    // Any named curve but SM2, also if this libcrypto does not know it.
     EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2b8104000a" ) ) ) );
     EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2a0304" ) ) ) );
 
@@ -393,7 +393,8 @@ TEST( OpensslDer, LongerLengthsThanNeededAreNotCanonical )
         ASSERT_TRUE( canonicalPublic( sequence( id + bits ) ) );
         for( int length = 1; length <= 4; length++ )
         {
-            // The content of each has at least 128 bytes with RSA and fewer with the curve, so one length byte is the shortest form of some.
+            // With RSA, each content has at least 128 bytes; with the curve, fewer. So one length
+            // byte is the shortest form of some of them.
             bool needed = length == 1 && id == rsaId;
             EXPECT_EQ( canonicalPublic( longElement( 0x30, id + bits, length ) ), needed && ( id + bits ).size() < 0x100 ) << length;
             EXPECT_EQ( canonicalPublic( sequence( id + longElement( 0x03, bitsContent, length ) ) ), needed ) << length;
@@ -442,7 +443,7 @@ TEST( OpensslDer, StaysInsideOfEveryPrefix )
     std::vector<std::string> inputs;
     for( EVP_PKEY *key : { rsaKey.get(), ecKey.get() } )
         inputs.insert( inputs.end(), { certificateOf( key ), privateOf( key ), publicOf( key ) } );
-    // Deep in the lengths: every one says more than there is.
+    // Every nested length is greater than the content.
     inputs.push_back( unhex( "3084ffffffff3084ffffffff0284ffffffff3084ffffffff0684ffffffff" ) );
 
     Guarded guarded( 4096 );
@@ -459,7 +460,7 @@ TEST( OpensslDer, StaysInsideOfEveryPrefix )
             for( auto look : looks )
             {
                 EXPECT_EQ( look( onHeap ), look( atTheEnd ) );
-                // A shorter piece of something is never that thing.
+                // A prefix of a key or certificate is never that key or certificate.
                 EXPECT_FALSE( !whole && look( onHeap ) ) << length;
             }
         }

@@ -48,7 +48,7 @@ int addName( OSSL_PROVIDER *provider, void *names )
     return 1;
 }
 
-// Runs in a process of its own, in which nothing but the family's start has touched libcrypto.
+// Runs in a process of its own, in which only the start of the libraries has used libcrypto.
 [[noreturn]] void tellOfDefaultContext()
 {
     std::string providers;
@@ -184,8 +184,8 @@ TEST( OpensslModule, GivesNullForAnUnknownDigestWithoutTouchingTheErrors )
     EXPECT_EQ( ERR_get_error(), 0u );
 }
 
-// The digests are those of the process: which context the thread that asks first has made its own default must not matter to the others. No other test
-// uses this digest.
+// The digests are for the whole process. The default context of the first thread that asks must not
+// change them. No other test uses this digest.
 TEST( OpensslModule, FetchesADigestInTheProcessesDefaultContext )
 {
     OSSL_LIB_CTX  *own      = OSSL_LIB_CTX_new();
@@ -259,12 +259,12 @@ TEST( OpensslModule, OperationsWithAKeyBelongInTheContextItWasParsedIn )
     for( EVP_PKEY *each : { plain, made, other, empty } )
         EXPECT_EQ( openssl___ContextOf( each ), nullptr );
 
-    // A key keeps its context when the fast paths are shut.
+    // A key keeps its context if the fast paths are switched off.
     openssl___SetKeyDecodingContextUsed( PB_FALSE );
     EXPECT_EQ( openssl___ContextOf( fast ), context );
     openssl___SetKeyDecodingContextUsed( PB_TRUE );
 
-    // There it can be used.
+    // It can be used in that context.
     EVP_PKEY_CTX *verify = EVP_PKEY_CTX_new_from_pkey( context, fast, nullptr );
     ASSERT_NE( verify, nullptr );
     EXPECT_EQ( EVP_PKEY_verify_init( verify ), 1 );
@@ -284,7 +284,7 @@ TEST( OpensslModule, TellsWhetherAPublicKeyIsCanonical )
     std::string longer = spki;
     longer.insert( 1, 1, '\x81' );
     EXPECT_FALSE( is( longer ) );
-    // Bytes are looked at, not the context.
+    // The bytes decide, not the context.
     openssl___SetKeyDecodingContextUsed( PB_FALSE );
     EXPECT_TRUE( is( spki ) );
     openssl___SetKeyDecodingContextUsed( PB_TRUE );

@@ -1,4 +1,5 @@
-// The fast paths of the key-decoding context against the long ones and against bare OpenSSL: whatever goes in, the same must come out.
+// Compares the fast paths of the key-decoding context with the ordinary paths and with plain
+// OpenSSL. Every input must give the same result.
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_pkey_private.h>
@@ -102,7 +103,7 @@ std::string describe( EVP_PKEY *pkey )
     return text + " " + group + "\n";
 }
 
-// What a certificate is seen to be; `text` is its canonical PEM.
+// The description of a certificate. `text` is its canonical PEM.
 std::string describe( X509 *x509, const std::string &text )
 {
     if( !x509 )
@@ -135,7 +136,7 @@ EVP_PKEY *publicOf( X509 *x509 ) { return x509 ? X509_get0_pubkey( x509 ) : null
 
 int eq( EVP_PKEY *keyA, EVP_PKEY *keyB ) { return keyA && keyB ? EVP_PKEY_eq( keyA, keyB ) : keyA == keyB ? 100 : -100; }
 
-// The first lines in which two descriptions differ, or nothing.
+// The first lines in which two descriptions differ; empty if they are equal.
 std::string difference( const std::string &textA, const std::string &textB )
 {
     std::istringstream a( textA ), b( textB );
@@ -151,7 +152,8 @@ std::string difference( const std::string &textA, const std::string &textB )
     return "";
 }
 
-// How many inputs were compared, and with what outcome, so that a test can tell that it was about something.
+// The number of compared inputs for each result. A test checks them, so that it cannot pass without
+// input.
 struct Tally
 {
     PB_INT all      = 0;
@@ -287,7 +289,7 @@ void checkPublic( const std::string &id, const std::string &data, Tally &tally )
     tally.all++;
     tally.accepted += !!bare;
     tally.fast += isKeyDecodingProvider( quick.get() );
-    // Null means that the ordinary way decides.
+    // Null means that OpenSSL decides in the default context.
     if( !quick )
     {
         EXPECT_FALSE( bare && openssl::isFastPathPublicKey( { (const PB_BYTE *)data.data(), data.size() } ) ) << id << " " << hex( data );
@@ -301,7 +303,7 @@ void checkPublic( const std::string &id, const std::string &data, Tally &tally )
     ERR_clear_error();
 }
 
-// The SubjectPublicKeyInfo that a certificate carries, as its bytes are.
+// The bytes of the SubjectPublicKeyInfo in a certificate.
 std::string spkiOf( const std::string &certificate )
 {
     const unsigned char *at = (const unsigned char *)certificate.data();
@@ -317,7 +319,8 @@ struct Block
     auto        operator<=>( const Block        &) const = default;
 };
 
-// Everything that a text or DER file gives, with the name of where it was found first.
+// All certificates and keys of a text or DER file, with the name of the file in which each was
+// found first.
 struct Corpus
 {
     std::map<std::string, std::string> certificates; // DER to name
@@ -374,7 +377,7 @@ struct Corpus
     }
 };
 
-// A key and everything that is made of it.
+// A key and the structures that are made from it.
 struct Material
 {
     std::string                                      name;
@@ -544,7 +547,7 @@ const Material &material( std::string_view name )
     return materials()[0];
 }
 
-// DER as a tree, to be written again with one thing wrong.
+// DER as a tree. It is written again with one error.
 struct Node
 {
     unsigned char     tag = 0;
@@ -610,7 +613,7 @@ std::string lengthOf( size_t length, int extra )
     return std::string( 1, (char)( 0x80 | bytes.size() ) ) + bytes;
 }
 
-// Writes a tree; change( node, written ) may alter what is written of each.
+// Writes a tree. change( node, written ) may change the bytes of each node.
 std::string writeNode( const Node &node, const std::function<std::string( const Node &, const std::string & )> &change )
 {
     std::string content = node.content;
@@ -635,7 +638,7 @@ void collect( const Node &node, std::vector<const Node *> &all )
         collect( child, all );
 }
 
-// One wrong thing at each element.
+// One error at each element.
 std::vector<std::string> structuralMutations( const std::string &der )
 {
     static const char *const oids[] = { "2a864886f70d010101", "2a864886f70d01010a", "2a864886f70d010107", "2a8648ce3d0201", "2a8648ce3d030107",
@@ -696,7 +699,7 @@ uint32_t random( uint32_t &state )
     return state ^= state << 5;
 }
 
-// Flipped bits, cut off ends, bytes behind; one of each `step`.
+// Flipped bits, shorter inputs, and bytes after the end. Of `step` mutations, one is tried.
 std::vector<std::string> byteMutations( const std::string &der, size_t step )
 {
     std::vector<std::string> out;
@@ -714,7 +717,7 @@ std::vector<std::string> byteMutations( const std::string &der, size_t step )
     return out;
 }
 
-// Every how many leaves of the largest collection one is looked at.
+// Of so many leaves of the largest collection, one is checked.
 constexpr size_t leafStep = 10;
 
 }
@@ -800,7 +803,8 @@ TEST( ParseEquivalence, AgreesOnTheLeavesOfChains )
             json cases = json::parse( read( path ) );
             for( const json &each : cases["testcases"] )
             {
-                // One of the collections is twenty times as large as the others, and all of a kind.
+                // One of the collections is twenty times as large as the others, and its
+                // certificates are alike.
                 if( cases["testcases"].size() > 1000 && index++ % leafStep )
                     continue;
                 corpus.addText( each["id"], each["peer_certificate"] );
@@ -814,7 +818,8 @@ TEST( ParseEquivalence, AgreesOnTheLeavesOfChains )
     EXPECT_GT( certificate.fast, 200 );
 }
 
-// libcrypto's rules about which body it takes under which label are odd, so all combinations are tried.
+// libcrypto has irregular rules for the bodies that it accepts under each label, so all
+// combinations are tried.
 TEST( ParseEquivalence, AgreesOnEveryLabelWithEveryStructure )
 {
     const std::vector<std::string> labels = { PEM_STRING_PKCS8INF, PEM_STRING_PKCS8, PEM_STRING_EVP_PKEY, PEM_STRING_RSA, PEM_STRING_DSA,
@@ -847,7 +852,8 @@ TEST( ParseEquivalence, AgreesOnEveryLabelWithEveryStructure )
     check( "ones", std::string( 300, '\xff' ) );
 
     EXPECT_GT( keys.accepted, 100 );
-    // Only PRIVATE KEY with an unencrypted PKCS#8 structure goes the fast path: RSA and the named curves but SM2, without attributes.
+    // Only PRIVATE KEY with an unencrypted PKCS#8 structure takes the fast path: RSA and the named
+    // curves but SM2, without attributes.
     EXPECT_EQ( keys.fast, 7 );
     EXPECT_GT( certificates.accepted, 50 );
     EXPECT_EQ( certificates.fast, 28 );

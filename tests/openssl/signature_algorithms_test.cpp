@@ -1,4 +1,5 @@
-// Certificates signed in every way that OpenSSL knows: the key-decoding context must not change the verdict on any.
+// Certificates with every signature algorithm of OpenSSL. The key-decoding context must not change
+// any verdict.
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <openssl_module/internal/openssl_module.h>
@@ -38,7 +39,8 @@ EVP_PKEY *generateDsa()
     return key;
 }
 
-// One key of each kind for the whole file; RSA-PSS/SHA-256 is one that allows only that digest with salts of 32 bytes or more.
+// One key of each kind for the whole file. The key RSA-PSS/SHA-256 allows only that digest, with
+// salts of 32 bytes or more.
 EVP_PKEY *keyOf( const std::string &kind )
 {
     static std::map<std::string, Ptr<EVP_PKEY>> all;
@@ -75,10 +77,10 @@ EVP_PKEY *keyOf( const std::string &kind )
 struct Algorithm
 {
     const char *key;
-    const char *digest; // null for those that have their own
+    const char *digest; // null if the algorithm has its own
     bool        pss  = false;
     int         salt = 0;       // of RSA-PSS
-    const char *mask = nullptr; // digest of RSA-PSS's mask, where it is another
+    const char *mask = nullptr; // digest of RSA-PSS's mask, if it is another one
 };
 
 std::string nameOf( const Algorithm &algorithm )
@@ -143,7 +145,7 @@ Ptr<X509> certificate( const char *name, EVP_PKEY *key, const char *issuer, bool
     return x509;
 }
 
-// Signs and gives the DER; nothing when OpenSSL cannot sign in this way.
+// Signs and returns the DER; empty if OpenSSL cannot sign in this way.
 std::string sign( X509 *x509, const Algorithm &algorithm )
 {
     Ptr<EVP_MD_CTX> ctx( EVP_MD_CTX_new() );
@@ -212,7 +214,7 @@ bool familyVerdict( const std::string &leaf, const std::string &root, bool fast 
     return !!chain;
 }
 
-// One certificate of each context: leaf by the one way, root by the other.
+// One certificate from each context: the leaf from one, the root from the other.
 bool mixedVerdict( const std::string &leaf, const std::string &root, bool leafFast )
 {
     pb::Ref<CRY_X509_CERTIFICATE> certs[2];
@@ -239,7 +241,7 @@ void expectVerdict( const std::string &leaf, const std::string &root, bool wante
     ERR_clear_error();
 }
 
-// A root with this kind of key; how it is signed itself does not matter for the chain.
+// A root with this kind of key. Its own signature does not matter for the chain.
 std::string rootOf( const char *kind )
 {
     static std::map<std::string, std::string> all;
@@ -282,7 +284,8 @@ TEST_P( SignatureAlgorithms, GetTheSameVerdictInEveryContext )
         std::string root = rootOf( algorithm.key );
         std::string leaf = sign( certificate( "leaf", subject, "root", false ).get(), algorithm );
         ASSERT_FALSE( leaf.empty() ) << what << " " << ERR_error_string( ERR_peek_last_error(), nullptr );
-        // OpenSSL makes some signatures (in 3.0: RSA with SHA-512/256, ECDSA with SHA-3) that its own table for verifying lacks.
+        // OpenSSL makes some signatures (in 3.0: RSA with SHA-512/256, ECDSA with SHA-3) that are
+        // not in its own table for verification.
         bool verifiable = isVerifiable( leaf );
         verified += verifiable;
         expectVerdict( leaf, root, verifiable, what );
@@ -294,7 +297,8 @@ TEST_P( SignatureAlgorithms, GetTheSameVerdictInEveryContext )
     EXPECT_GE( verified, 90 );
 }
 
-// OpenSSL 3.0 cannot write the parameters of RSA-PSS with SHA-3, so those of SHA-256 are changed, whose object identifiers differ in the last byte.
+// OpenSSL 3.0 cannot write the parameters of RSA-PSS with SHA-3. The test changes those of SHA-256:
+// the object identifiers differ in the last byte.
 TEST_P( SignatureAlgorithms, GetTheSameVerdictOnRsaPssWithSha3 )
 {
     for( const char *key : { "RSA", "RSA-PSS" } )
@@ -307,7 +311,7 @@ TEST_P( SignatureAlgorithms, GetTheSameVerdictOnRsaPssWithSha3 )
             int changed = 0;
             for( size_t at = 0; ( at = leaf.find( unhex( "0609608648016503040201" ), at ) ) != std::string::npos; changed++ )
                 leaf[at += 10] = last;
-            EXPECT_EQ( changed, 4 ); // digest and mask, in the signed part and behind it
+            EXPECT_EQ( changed, 4 ); // digest and mask, in the signed part and after it
 
             openssl::Bytes content( (const PB_BYTE *)leaf.data(), leaf.size() );
             content                = openssl::take( content, openssl::tagSequence );
@@ -332,7 +336,8 @@ TEST_P( SignatureAlgorithms, GetTheSameVerdictOnRsaPssWithSha3 )
     }
 }
 
-// The public key of such an issuer is not parsed in the key-decoding context, but verifies what is.
+// The public key of such an issuer is not parsed in the key-decoding context, but it verifies
+// certificates that are.
 TEST_P( SignatureAlgorithms, MeetTheirOwnKindOfIssuerOnly )
 {
     EVP_PKEY *subject = keyOf( GetParam() );

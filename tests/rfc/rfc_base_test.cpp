@@ -15,10 +15,10 @@ namespace
 constexpr PB_INT allKinds[] = { RFC_BASE_16, RFC_BASE_32, RFC_BASE_64, RFC_BASE_64_URL };
 
 std::string encode( std::string_view data, PB_INT kind ) { return bytes( pb::adopt( rfcBaseEncode( buf( data ).get(), kind ) ) ); }
-// "(null)" where it does not decode, which is no answer that any text of these tests has.
+// "(null)" if it does not decode. No text of these tests decodes to "(null)".
 std::string decode( std::string_view text, PB_INT kind ) { return bytes( pb::adopt( rfcBaseTryDecode( buf( text ).get(), kind ) ) ); }
 
-// A reference that goes bit by bit.
+// A second implementation that works bit by bit.
 
 struct Alphabet
 {
@@ -54,7 +54,7 @@ std::string referenceEncode( std::string_view data, PB_INT kind )
     return text;
 }
 
-// Good text is exactly what encoding gives for some data, so the data that it would be is encoded again.
+// A text is good if encoding its data gives the same text.
 std::string referenceDecode( std::string_view text, PB_INT kind )
 {
     const Alphabet &alphabet = alphabetOf( kind );
@@ -72,7 +72,8 @@ std::string referenceDecode( std::string_view text, PB_INT kind )
     return referenceEncode( data, kind ) == text ? data : "(null)";
 }
 
-// Holds the decoder against the reference for every text of `length` of these characters, and returns how many of them decode.
+// Compares the decoder with the reference for every text of `length` of these characters. Returns
+// how many of them decode.
 size_t compareAll( PB_INT kind, std::string_view characters, size_t length )
 {
     size_t all = 1, good = 0;
@@ -98,7 +99,7 @@ std::string pattern( size_t size )
     return data;
 }
 
-// What a layout is, said the simplest way.
+// A second, simple implementation of the layout.
 std::string layOut( std::string text, PB_INT flags, size_t lineLength, const std::string &end )
 {
     if( flags & RFC_BASE_FLAG_NO_PADDING )
@@ -215,7 +216,7 @@ TEST( RfcBase, WritesAndReadsBytesInTheCallersMemory )
             rfc___BaseEncodeBytes( (const PB_BYTE *)data.data(), (PB_INT)size, kind, text.data() );
             EXPECT_EQ( text, wanted + '#' );
 
-            // Over the text itself, whose end is left as it is.
+            // The output overwrites the text itself. The end of the text does not change.
             EXPECT_EQ( rfc___BaseTryDecodeBytes( text.data(), (PB_INT)wanted.size(), kind, (PB_BYTE *)text.data() ), (PB_INT)size );
             EXPECT_EQ( hex( text.substr( 0, size ) ), hex( data ) );
             EXPECT_EQ( text.back(), '#' );
@@ -239,13 +240,15 @@ TEST( RfcBase, DecodesEveryPairInBase16OrRefusesIt )
 
 TEST( RfcBase, DecodesEveryShortTextInBase64OrRefusesIt )
 {
-    // A: no bits set; Q, g, w, I: one or two of the bits that may be left over; both kinds' last two; padding, blanks, and what is in no alphabet.
+    // A has no bits set. Q, g, w and I have one or two of the bits that may be left over. Then the
+    // last two characters of both kinds, padding, blanks, and characters outside the alphabets.
     static constexpr std::string_view some = "AQgwI9+/-_= \n\r!\x80";
     for( PB_INT kind : { RFC_BASE_64, RFC_BASE_64_URL } )
     {
         for( size_t length : { 1, 2, 3, 5 } )
             EXPECT_EQ( compareAll( kind, length == 5 ? some.substr( 0, 5 ) : some, length ), 0u );
-        // Eight of them are in the alphabet; four of these leave nothing over as the second character of a last group, five as the third.
+        // Eight of them are in the alphabet. Four of these leave no bits over as the second
+        // character of a last group, five as the third.
         EXPECT_EQ( compareAll( kind, some, 4 ), 8u * 8 * 8 * 8 + 8u * 8 * 5 + 8u * 4 );
         EXPECT_GT( compareAll( kind, "AQ=", 8 ), 0u );
         EXPECT_EQ( compareAll( kind, "A=", 6 ), 0u );
@@ -268,12 +271,13 @@ TEST( RfcBase, DecodesEveryShortTextInBase32OrRefusesIt )
 {
     for( size_t length = 1; length <= 7; length++ )
         EXPECT_EQ( compareAll( RFC_BASE_32, "AE7=", length ), 0u );
-    // A has no bits set, E one that may be left over in a group of four or seven, Q one that never may be.
+    // A has no bits set. E has one that may be left over in a group of four or seven. Q has one
+    // that must not be left over.
     EXPECT_GT( compareAll( RFC_BASE_32, "AEQ=", 8 ), 6561u );
     EXPECT_EQ( compareAll( RFC_BASE_32, "a018= \n-", 4 ), 0u );
     EXPECT_EQ( decode( "mzxw6===", RFC_BASE_32 ), "(null)" );
     EXPECT_EQ( decode( "MZXW6=== ", RFC_BASE_32 ), "(null)" );
-    // Six and one and three characters never carry whole bytes.
+    // One, three or six characters never hold whole bytes.
     for( const char *text : { "AAAAAA==", "A=======", "AAA=====", "========", "AAAAAAAA========" } )
         EXPECT_EQ( decode( text, RFC_BASE_32 ), "(null)" ) << text;
 }
@@ -424,7 +428,7 @@ TEST( RfcBaseLayout, LeavesOutPadding )
     EXPECT_EQ( encodeWith( "f", RFC_BASE_64, options( RFC_BASE_FLAG_NO_PADDING, 0, RFC_BASE_NLF_NONE ) ), "Zg" );
     EXPECT_EQ( encodeWith( "fo", RFC_BASE_64_URL, options( RFC_BASE_FLAG_NO_PADDING, 0, RFC_BASE_NLF_NONE ) ), "Zm8" );
     EXPECT_EQ( encodeWith( "f", RFC_BASE_32, options( RFC_BASE_FLAG_NO_PADDING, 0, RFC_BASE_NLF_NONE ) ), "MY" );
-    // A line that would hold nothing but padding does not come to be.
+    // There is no line that has padding only.
     EXPECT_EQ( encodeWith( "f", RFC_BASE_64, options( RFC_BASE_FLAG_NO_PADDING | RFC_BASE_FLAG_END_LAST_LINE, 2, RFC_BASE_NLF_LF ) ), "Zg\n" );
 }
 

@@ -23,7 +23,7 @@ std::ostream &operator<<( std::ostream &out, const Block &block )
                << ( block.complete ? "" : ", cut" );
 }
 
-// All blocks from a place on, each search going on where the block before it ended.
+// All blocks from a place on. Each search begins at the end of the block before.
 std::vector<Block> blocksOf( std::string_view text, PB_INT offset = 0, PB_INT line = 1 )
 {
     std::vector<Block> blocks;
@@ -47,7 +47,7 @@ std::vector<Block> blocksOf( std::string_view text, PB_INT offset = 0, PB_INT li
 
 using Blocks = std::vector<Block>;
 
-// A text whose line ends are written as LF, with others.
+// A text with its LF line ends replaced by others.
 std::string withEnds( std::string text, const std::string &end )
 {
     for( size_t at = 0; ( at = text.find( '\n', at ) ) != text.npos; at += end.size() )
@@ -179,7 +179,7 @@ TEST( RfcEncapsulation, BeginsAtTheOffsetWithTheLineItIsTold )
     std::string text  = one + "\n" + two;
     PB_INT      place = (PB_INT)one.size() + 1;
     EXPECT_EQ( blocksOf( text, place, 100 ), ( Blocks{ { two, place, 100, 103 } } ) );
-    // Inside the first BEGIN line there is only its rest.
+    // An offset inside the first BEGIN line sees only the rest of this line.
     EXPECT_EQ( blocksOf( text, 1, 1 ), ( Blocks{ { two, place, 4, 7 } } ) );
     EXPECT_EQ( blocksOf( text, place - 1, 3 ), ( Blocks{ { two, place, 4, 7 } } ) );
     EXPECT_EQ( blocksOf( text, place + 1, 4 ), Blocks{} );
@@ -197,7 +197,7 @@ TEST( RfcEncapsulation, LooksNotBehindTheLengthItIsTold )
         if( !begun )
             continue;
         EXPECT_EQ( found.complete, complete ) << length;
-        // A line end that is the last character ends the last line and is not part of the block.
+        // If the last character is a line end, it ends the last line and is not part of the block.
         EXPECT_EQ( found.length, one[(size_t)length - 1] == '\n' ? length - 1 : length );
         EXPECT_EQ( found.endLine, length > 23 ? 3 : length > 18 ? 2 : 1 ) << length;
     }

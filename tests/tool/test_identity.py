@@ -1521,6 +1521,15 @@ class NameCheck(IdentityTest):
                 self.assertEqual((answer["format"], answer["name"], answer["verdict"]), (1, name, "bad"))
                 self.assertTrue(result.text.endswith(f" is no domain name: {answer['reason']}\n"))
 
+    def test_DirectionsHaveAReasonInWords(self):
+        reasons = [
+            ("אב.1a", "label 2: does not begin with a letter, in a name with right-to-left characters"),
+            ("a_.xn--4db", "label 1: does not end with a letter or digit, in a name with right-to-left characters"),
+            ("xn--0-zhc74b", "label 1: mixes European and Arabic-Indic digits"),
+        ]
+        for name, reason in reasons:
+            self.assertEqual(self.assertDone(run("name", "check", "--json", name), 1).json()["reason"], reason)
+
     def test_HostileNamesAreMadeHarmless(self):
         names = [*self.BAD, *(name for name, _, _ in self.FORMS), "a\u200d.b", "\u0661.a", "a\u00adb.c", "\U000e0041.a", "\u061ca"]
         for name in names:

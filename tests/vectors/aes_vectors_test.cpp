@@ -41,7 +41,7 @@ void checkCase( Stanza &stanza, size_t keyBytes, Counts &counts )
     ASSERT_EQ( plain.size(), cipher.size() );
     ASSERT_EQ( plain.size() % 16, 0u );
     ASSERT_GE( plain.size(), 16u );
-    // Whatever a section is for, both directions hold.
+    // Every section is checked in both directions.
     EXPECT_EQ( hex( process( CRY_AES_OPERATION_ENCRYPT, key, plain ) ), hex( cipher ) );
     EXPECT_EQ( hex( process( CRY_AES_OPERATION_DECRYPT, key, cipher ) ), hex( plain ) );
     ( encrypts ? counts.encrypt : counts.decrypt )++;
@@ -59,7 +59,8 @@ Counts checkFile( const fs::path &path )
     return counts;
 }
 
-// What each file holds, so that no case is passed over unseen. The multi-block files have messages of one to ten blocks.
+// The number of cases in each file, so that no case is skipped by mistake. The multi-block files
+// have messages of one to ten blocks.
 void checkFiles( const std::vector<fs::path> &files, size_t wantedFiles )
 {
     static const std::map<std::string, int> casesEachWay = { { "ECBGFSbox128", 7 }, { "ECBGFSbox192", 6 }, { "ECBGFSbox256", 5 },

@@ -1,4 +1,5 @@
-// Certificates, names, serial numbers and times of the public corpora, held against OpenSSL's own reading of them.
+// Certificates, names, serial numbers and times of the public corpora, compared with OpenSSL's
+// results.
 #include <bn/bn_int.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate.h>
@@ -30,7 +31,7 @@ std::string fromBase64( const std::string &text )
     return out;
 }
 
-// What the name decoder has to give: OpenSSL's text, when it is UTF-8.
+// The expected result of the name decoder: OpenSSL's text, if it is UTF-8.
 std::string printedName( const X509_NAME *name )
 {
     BIO *bio = BIO_new( BIO_s_mem() );
@@ -76,7 +77,8 @@ std::string formatted( const std::tm &tm )
     return out;
 }
 
-// Whether a value is in the one form that certificates may have. OpenSSL takes offsets and missing seconds too, the decoder must not.
+// Whether a value has the only form that certificates may have. OpenSSL also accepts offsets and
+// missing seconds; the decoder must refuse them.
 bool isStrict( std::string_view value, bool isUtc )
 {
     return value.size() == ( isUtc ? 13u : 15u ) && value.find_first_not_of( "0123456789" ) == value.size() - 1 && value.back() == 'Z';
@@ -95,7 +97,8 @@ struct Counts
     int refused = 0;
 };
 
-// Everything that is asked of one certificate, or of bytes that may be none. The same bytes are looked at once in the process.
+// All checks of one certificate, or of bytes that may not be a certificate. The same bytes are
+// checked once in the process.
 void check( const std::string &body, const std::string &where, Counts &counts )
 {
     SCOPED_TRACE( where );
@@ -132,7 +135,8 @@ void check( const std::string &body, const std::string &where, Counts &counts )
     ERR_clear_error();
 }
 
-// Every PEM block in a text, by OpenSSL's reader; those with headers are none for us.
+// Every PEM block in a text, by OpenSSL's reader. Blocks with headers are not blocks for our
+// decoder.
 void forEachBlock( const std::string &content, auto block )
 {
     BIO           *bio    = BIO_new_mem_buf( content.data(), (int)content.size() );
@@ -152,7 +156,7 @@ void forEachBlock( const std::string &content, auto block )
     ERR_clear_error();
 }
 
-// A block of any label: what OpenSSL's reader of certificates makes of it, or not.
+// A block of any label: our verdict is that of OpenSSL's reader of certificates.
 void checkBlock( const std::string &label, const std::string &body, const std::string &where, Counts &counts )
 {
     SCOPED_TRACE( where );
@@ -231,7 +235,8 @@ TEST( CertificatesVectors, ParsedFactsOfTheCorporaAreOurs )
                 EXPECT_EQ( decoded, strict && !facts[end].is_null() ? facts[end].get<std::string>() : "(null)" ) << end;
                 lax += !strict;
             }
-            // The corpus has names without blanks behind the separators. Where nothing is escaped, that is the only difference.
+            // Names in the corpus have no blanks after the separators. If nothing is escaped, this
+            // is the only difference.
             for( auto [decoded, fact] : { std::pair( decodedName( X509_get_subject_name( x509 ) ), "subject_rfc2253" ),
                      std::pair( decodedName( X509_get_issuer_name( x509 ) ), "issuer_rfc2253" ) } )
             {
@@ -285,8 +290,9 @@ TEST( CertificatesVectors, EveryCertificateOfTheChainCorporaIsTakenAsOpensslTake
     EXPECT_GE( counts.refused, 1 );
 }
 
-// The corpus says what strict RFC 5280 makes of each value; where it leaves that open, what its source makes of it. time_exceptions.json lists where the decoder
-// answers differently, and why.
+// The corpus has the verdict of strict RFC 5280 for each value, or the verdict of its source if the
+// RFC leaves it open. time_exceptions.json lists the values for which the decoder gives another
+// verdict, and why.
 TEST( CertificatesVectors, TimesDecodeAsTheCorpusSaysButForTheListedExceptions )
 {
     NEED_VECTORS( folder );

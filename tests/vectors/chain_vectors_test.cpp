@@ -1,4 +1,5 @@
-// Chain verification on the public corpora: the verdict that is on file for OpenSSL, and what a plain X509_verify_cert gives here and now, chain and all.
+// Chain verification on the public corpora, compared with the recorded verdict of OpenSSL and with
+// the verdict and the chain of a plain X509_verify_cert in this process.
 #include <cry/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 
@@ -48,7 +49,7 @@ std::map<std::string, std::string> column( const fs::path &path, const std::stri
     return values;
 }
 
-// A certificate of the corpora, parsed once both ways; both are null when it does not parse.
+// A certificate of the corpora, parsed once in both ways. Both are null if it does not parse.
 struct Parsed
 {
     Cert                          openssl;
@@ -87,8 +88,10 @@ pb::Ref<PB_TIME> timeOf( const nlohmann::json &value )
     return support::time( text.substr( 0, text.size() - 6 ) + "Z" );
 }
 
-// The table was made with OpenSSL's default parameters, under which it looks for trusted certificates before it follows the untrusted ones. Ours replace them, so
-// that it follows the untrusted ones as far as they go. This is where that makes a difference: an expired intermediate hides the trusted root beside it.
+// The table was made with OpenSSL's default parameters: OpenSSL then looks for trusted certificates
+// first. Our parameters replace them, so OpenSSL follows the untrusted certificates first, as far
+// as they go. In these cases that makes a difference: an expired intermediate hides the trusted
+// root beside it.
 const char *const trustedFirstOnly[] = { "pathological::multiple-chains-expired-intermediate" };
 
 bool needsTrustedFirst( const std::string &id )
@@ -96,7 +99,7 @@ bool needsTrustedFirst( const std::string &id )
     return std::find( std::begin( trustedFirstOnly ), std::end( trustedFirstOnly ), id ) != std::end( trustedFirstOnly );
 }
 
-// The chain that OpenSSL builds in its default context; empty when it refuses.
+// The chain that OpenSSL builds in its default context; empty if it refuses.
 std::vector<std::string> verifiedByOpenssl(
     const Cert &leaf, const std::vector<Cert> &extra, const std::vector<Cert> &trusted, time_t seconds, unsigned long flags = 0 )
 {

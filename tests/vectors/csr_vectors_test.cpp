@@ -1,4 +1,5 @@
-// Requests that others made, against plain OpenSSL and against what is recorded about them.
+// Requests from public corpora, compared with plain OpenSSL and with the facts that the corpora
+// record.
 #include <cry/internal/cry_pkey_public.h>
 
 #include "cry/x509/requests.hpp"
@@ -27,7 +28,8 @@ std::string fromBase64( const std::string &text )
 
 nlohmann::json readJson( const fs::path &path ) { return nlohmann::json::parse( support::read( path ) ); }
 
-// Whether the request is signed with its own key, as the family gives that key; false where it does not decode.
+// Whether the request is signed with its own key, as the library returns that key. False if the key
+// does not decode.
 bool isSigned( const Request &csr )
 {
     X509_REQ *req  = cry___X509CsrPeekOpensslX509Req( csr.get() );
@@ -41,7 +43,8 @@ bool isSigned( const Request &csr )
     return good;
 }
 
-// Verdict, errors, canonical text and key are those of plain OpenSSL, under both labels and in both contexts. Gives the request, or null.
+// Verdict, errors, canonical text and key are those of plain OpenSSL, under both labels and in both
+// contexts. Returns the request, or null.
 Request expectAsOpenssl( const std::string &body, const std::string &name )
 {
     Request taken;
@@ -98,7 +101,7 @@ std::vector<std::pair<std::string, bool>> extensionsOf( X509_REQ *req )
     return out;
 }
 
-// What was recorded about a request that OpenSSL read.
+// Checks the recorded facts about a request that OpenSSL read.
 void expectFacts( const Request &csr, const nlohmann::json &facts, const std::string &name )
 {
     X509_REQ *req = cry___X509CsrPeekOpensslX509Req( csr.get() );
@@ -186,7 +189,7 @@ TEST( CsrVectors, RequestsOfTheInstalledVectorsAreAsOpensslReadsThem )
 {
     Exceptions                     exceptions( "csr_exceptions.json" );
     std::map<std::string, Request> requests;
-    // What the names promise; some of the others were changed after they were signed.
+    // The file names say which are good. Some of the others were changed after they were signed.
     const std::map<std::string, bool> signatures = { { "invalid_signature", false }, { "rsa_sha1", true }, { "rsa_sha256", true },
         { "san_rsa_sha1", true }, { "dsa_sha1", true }, { "ec_sha256", true }, { "ec_sha256_old_header", true } };
     for( const fs::path &path : packageFiles( "python3-cryptography-vectors" ) )
@@ -201,7 +204,7 @@ TEST( CsrVectors, RequestsOfTheInstalledVectorsAreAsOpensslReadsThem )
             pb::Ref<CRY_PEM>           block = pb::adopt( cryPemTryDecode( buf( content ).get() ) );
             Request                    csr   = block ? requestFromPem( block ) : Request();
             ERR_clear_error();
-            // The text as a whole, and then what is in it.
+            // The whole text, and then the blocks in it.
             exceptions.check( "requests/" + name + "/text", verdict( (bool)plain ), verdict( (bool)csr ) );
             if( csr && plain )
                 EXPECT_EQ( canonical( csr ), pemText( plain.get() ) ) << name;
@@ -210,7 +213,7 @@ TEST( CsrVectors, RequestsOfTheInstalledVectorsAreAsOpensslReadsThem )
         else
             EXPECT_EQ( path.extension(), ".der" ) << name;
         requests[name] = expectAsOpenssl( body, name );
-        // Whoever made them wants all of them taken but one.
+        // The corpus expects that all of them but one are accepted.
         exceptions.check( "requests/" + name, verdict( name != "bad-version.pem" ), verdict( (bool)requests[name] ) );
         auto known = signatures.find( path.stem() );
         if( known != signatures.end() && requests[name] )

@@ -82,7 +82,8 @@ int checkMessages( PB_INT alg, const fs::path &path )
     return cases;
 }
 
-// A thousand digests a count, each of the digests before it; the last one is published and begins the next count.
+// Each count has a thousand digests. Each digest is made from the digests before it. The last one
+// is published and begins the next count.
 int checkMonte( PB_INT alg, const fs::path &path )
 {
     SCOPED_TRACE( path );
@@ -124,7 +125,7 @@ int checkMonte( PB_INT alg, const fs::path &path )
     return counts;
 }
 
-// The algorithm that a file name begins with; none for those we do not have.
+// The algorithm that a file name begins with; none if the library does not have it.
 std::optional<PB_INT> algorithmOf( const std::string &name )
 {
     static const std::pair<const char *, PB_INT> prefixes[] = { { "SHA3_224", CRY_HASH_ALGORITHM_SHA3_224 },
@@ -174,7 +175,7 @@ TEST( HashVectors, PackagedNistMessagesAndMonteCarloChains )
     if( files.empty() )
         GTEST_SKIP() << "the Debian package python3-cryptography-vectors is not installed";
     Counts counts = checkFiles( files );
-    // Short and long messages of each algorithm, so that no file is passed over unseen.
+    // Short and long messages of each algorithm, so that no file is skipped by mistake.
     const int messages[] = { 7, 65 + 64, 65 + 64, 65 + 64, 129 + 128, 129 + 128, 145 + 100, 137 + 100, 105 + 100, 73 + 100 };
     for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
     {

@@ -1,4 +1,5 @@
-// Public keys and private keys that others made, against plain OpenSSL, the fast paths open and shut.
+// Public and private keys from public corpora, compared with plain OpenSSL, with the fast paths on
+// and off.
 #include <cry/internal/cry_pkey.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_pkey_public.h>
@@ -19,7 +20,8 @@ struct Verdicts
     int publicKeys = 0, privateKeys = 0, none = 0;
 };
 
-// As a public and as a private key, each by its text, and what is made of the private one.
+// Reads a text as a public and as a private key, and checks the objects that are made from the
+// private key.
 void expectAsOpenssl( const std::string &source, const std::string &name, Verdicts &verdicts )
 {
     pb::Ref<CRY_PEM> block = pb::adopt( cryPemTryDecode( buf( source ).get() ) );
@@ -44,7 +46,7 @@ void expectAsOpenssl( const std::string &source, const std::string &name, Verdic
         EXPECT_EQ( priv ? textOf( pb::adopt( cryPkeyPrivatePem( priv.get() ) ).get() ) : "", asPrivate ) << name << ", fast " << fast;
         if( !priv )
             continue;
-        // One that is written need not load: that of a key of 0, for example.
+        // A text that OpenSSL wrote may fail to load, for example the text of a key of 0.
         std::vector<unsigned long> derivedErrors;
         std::string                half    = publicByOpenssl( spkiText( readBy( PEM_read_bio_PrivateKey, source ).get() ), derivedErrors );
         pb::Ref<CRY_PKEY_PUBLIC>   derived = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) );
@@ -118,7 +120,7 @@ TEST( KeysVectors, BrokenKeysAndParametersAreAsOpensslReadsThem )
     }
     expectAsOpenssl( support::read( *folder / "keys" / "testec-sm2.pem" ), "testec-sm2.pem", verdicts );
     EXPECT_GT( files, 90 );
-    // Parameters alone are no key; some of the broken keys load.
+    // Parameters alone are not a key. Some of the broken keys load.
     EXPECT_GT( verdicts.none, 85 );
     EXPECT_GT( verdicts.publicKeys + verdicts.privateKeys, 2 );
 }

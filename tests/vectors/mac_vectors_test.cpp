@@ -21,7 +21,7 @@ std::string fed( PB_INT alg, const pb::Ref<PB_BUFFER> &key, auto feed )
     return hex( bytes( pb::adopt( cryMacFinal( mac.get() ) ) ) );
 }
 
-// The MAC of a message; all ways of feeding give the same one.
+// The MAC of a message. All ways of feeding give the same MAC.
 std::string macOf( PB_INT alg, const std::string &keyBytes, const std::string &message )
 {
     PB_INT             length = (PB_INT)message.size(), half = length / 2;
@@ -56,7 +56,7 @@ std::string macOf( PB_INT alg, const std::string &keyBytes, const std::string &m
     return mac;
 }
 
-// Checks the files of the RFCs that have a name we know; the number of cases by algorithm.
+// Checks the files of the RFCs with a known name. Returns the number of cases for each algorithm.
 std::map<PB_INT, int> checkRfcFiles( const std::vector<fs::path> &files )
 {
     static const std::map<std::string, PB_INT> algorithms = { { "rfc-2202-md5.txt", CRY_HASH_ALGORITHM_MD5 },
@@ -88,7 +88,7 @@ std::map<PB_INT, int> checkRfcFiles( const std::vector<fs::path> &files )
 TEST( MacVectors, PublicEdgeCasesWithWholeAndTruncatedTags )
 {
     NEED_VECTORS( folder );
-    // SHA-512/224 is none of ours.
+    // The library does not have SHA-512/224.
     const std::map<std::string, PB_INT> algorithms = { { "HMACSHA224", CRY_HASH_ALGORITHM_SHA2_224 }, { "HMACSHA256", CRY_HASH_ALGORITHM_SHA2_256 },
         { "HMACSHA384", CRY_HASH_ALGORITHM_SHA2_384 }, { "HMACSHA3-224", CRY_HASH_ALGORITHM_SHA3_224 },
         { "HMACSHA3-256", CRY_HASH_ALGORITHM_SHA3_256 }, { "HMACSHA3-384", CRY_HASH_ALGORITHM_SHA3_384 },

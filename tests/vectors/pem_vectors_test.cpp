@@ -1,4 +1,5 @@
-// Public PEM files against the decoders. What a corpus says and we do differently on purpose stands, with the reason, in pem_exceptions.json.
+// Public PEM files and the decoders. pem_exceptions.json lists the cases in which the decoders
+// differ from a corpus on purpose, with the reason.
 #include <cry/cry_hash.h>
 #include <cry/cry_pem.h>
 
@@ -38,7 +39,7 @@ std::string all( const std::string &content )
     return blocks;
 }
 
-// A reader of one JSON object that fails the test for what it was not asked for.
+// Reads one JSON object. A field that was not read fails the test.
 class Fields
 {
 public:
@@ -67,7 +68,7 @@ std::string describe( Fields block )
     return block.string( "label" ) + ", " + std::to_string( block["len"].get<int>() ) + " bytes, " + block.string( "sha256" );
 }
 
-// The exceptions, each of which must be met exactly once.
+// The exceptions. Each one must occur exactly once.
 class Exceptions
 {
 public:
@@ -96,7 +97,7 @@ public:
         met.insert( id );
     }
 
-    // Those whose name begins so were all met.
+    // All exceptions with this prefix occurred.
     void checkMet( const std::string &prefix )
     {
         for( const auto &[id, row] : rows )
@@ -134,11 +135,12 @@ TEST( PemVectors, StrictDecoderAgreesOnSingleBlocks )
         exceptions.check( "single/" + id, expected, single( content ) );
         decoded += single( content ) != "refused";
 
-        // The lenient decoder passes over what stands between blocks; ours must have the same blocks or refuse the text.
+        // The lenient decoder skips text between blocks. Ours must find the same blocks or refuse
+        // the text.
         std::string blocks;
         for( const json &block : fields["go_encoding_pem"] )
             blocks += ( blocks.empty() ? "" : "; " ) + describe( Fields( block ) );
-        // It takes headers too, and finds nothing where we refuse.
+        // It also accepts headers, and finds no block if ours refuses the text.
         if( blocks.empty() || fields["has_rfc1421_headers"].get<bool>() )
             blocks = "refused";
         exceptions.check( "all/" + id, blocks, all( content ) );
@@ -183,7 +185,7 @@ TEST( PemVectors, BodiesAreWrappedAsOthersDo )
         for( const std::string &line : texts( pb::adopt( cryPemEncodeToStringVector( pem.get() ) ).get() ) )
             lines += line + "\n";
         std::string expected = fields.string( "expected" ), header = fields.string( "header" );
-        // Their test begins its blocks with another word.
+        // The corpus begins these blocks with another word.
         ASSERT_EQ( expected.substr( 0, header.size() ), "-----START TEST-----\n" );
         ASSERT_TRUE( expected.ends_with( fields.string( "footer" ) ) );
         EXPECT_EQ( lines, "-----BEGIN TEST-----\n" + expected.substr( header.size() ) ) << id;

@@ -1,4 +1,4 @@
-// PKCS#12 files that others made, against what OpenSSL with its legacy provider makes of them.
+// PKCS#12 files from public corpora, compared with the results of OpenSSL with its legacy provider.
 #include "cry/pkcs12/files.hpp"
 #include "support/files.hpp"
 #include "support/key_decoding.hpp"
@@ -27,7 +27,8 @@ std::string kindOf( CRY_PKCS12 *pkcs12 )
     return EVP_PKEY_get0_type_name( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) );
 }
 
-// What the facts say that we say, in one text: why a file is not read, or kind of key, subject of the certificate and those of the others.
+// The result that the facts lead to, as one text: the reason why a file is not read, or the kind of
+// key, the subject of the certificate and the subjects of the others.
 std::string expectedOf( const Json &facts )
 {
     if( facts["d2i"] == false )

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// The one certificate in a file of the package; null where the package is not installed.
+// The only certificate in a file of the package. Null if the package is not installed.
 pb::Ref<CRY_X509_CERTIFICATE> installed( const char *name )
 {
     for( const fs::path &file : packageFiles( "python3-cryptography-vectors" ) )

@@ -1,4 +1,5 @@
-// Published signatures of RSA with PKCS#1 v1.5 and of ECDSA. What a corpus says and we do differently on purpose stands, with the reason, in sign_exceptions.json.
+// Published signatures of RSA with PKCS#1 v1.5 and of ECDSA. sign_exceptions.json lists the cases
+// in which the library differs from a corpus on purpose, with the reason.
 #include <cry/cry_sign_convert.h>
 #include <cry/internal/cry_pkey.h>
 
@@ -24,7 +25,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// The algorithm of a corpus's name: "SHA-256", "SHA3-256", "SHA256", "sha256", "SHA-1"; -1 for those that we do not have, which the caller knows.
+// The algorithm of a corpus's name: "SHA-256", "SHA3-256", "SHA256", "sha256", "SHA-1"; -1 if the
+// library does not have it. The caller knows these.
 PB_INT algorithmOf( std::string name )
 {
     name                      = lower( name );
@@ -49,14 +51,14 @@ std::string number( std::string digits )
 
 std::string withoutZeros( const std::string &number ) { return number.substr( std::min( number.find_first_not_of( '\0' ), number.size() ) ); }
 
-// With zeros on the left as long as a number of the curve's is; a larger one stays too long.
+// Adds zeros on the left up to the length of the curve's numbers. A larger number stays too long.
 std::string padded( const std::string &number, size_t width )
 {
     std::string digits = withoutZeros( number );
     return std::string( width > digits.size() ? width - digits.size() : 0, '\0' ) + digits;
 }
 
-// A public key, parsed in both ways, which agree on whether it is one.
+// A public key, parsed in both ways. Both must agree whether it is a key.
 struct Keys
 {
     explicit Keys( const std::string &der ) : fast( publicKeyOf( der, true ) ), ordinary( publicKeyOf( der, false ) )
@@ -69,7 +71,7 @@ struct Keys
     explicit operator bool() const { return (bool)fast; }
 };
 
-// One verdict by both paths.
+// The verdict. Both paths must agree.
 bool accepts( const Keys &keys, PB_INT alg, const std::string &signature, const std::string &message )
 {
     bool verdict = verify( alg, keys.fast, signature, message );
@@ -87,10 +89,10 @@ std::string stem( const fs::path &path )
     return name.substr( 0, name.find( '.' ) );
 }
 
-// Names of a corpus's cases begin with this.
+// The prefix of the case names of a corpus.
 std::string caseIds( const fs::path &path ) { return path.parent_path().filename().string() + "/" + stem( path ) + "/"; }
 
-// SubjectPublicKeyInfo of a point, which need not be one of the curve.
+// SubjectPublicKeyInfo of a point. The point may lie outside of the curve.
 std::string ecDer( int nid, const std::string &point )
 {
     X509_PUBKEY   *pub   = X509_PUBKEY_new();
@@ -151,7 +153,7 @@ std::string rsaDer( const Number &n, const Number &e )
     return out;
 }
 
-// The private key of two primes.
+// The private key that two primes give.
 Pkey rsaKey( Number p, Number q, const Number &e )
 {
     if( BN_cmp( p.get(), q.get() ) < 0 )
@@ -179,7 +181,7 @@ Pkey rsaKey( Number p, Number q, const Number &e )
             { OSSL_PKEY_PARAM_RSA_COEFFICIENT1, inv } } );
 }
 
-// An RSA signature is the one that both paths make and take, with keys parsed in both ways.
+// Both paths make and accept the same RSA signature, with keys parsed in both ways.
 void checkRsaSignature( const Pkey &pkey, PB_INT alg, const std::string &message, const std::string &signature )
 {
     EXPECT_EQ( hex( sign( alg, privateKey( pkey, true ), message ) ), hex( signature ) );
@@ -220,7 +222,7 @@ Verdicts checkGroups( const fs::path &folder, size_t files, Exceptions &exceptio
             EXPECT_TRUE( keys ) << path;
             if( !keys )
                 continue;
-            // The text is the same key.
+            // The text holds the same key.
             pb::Ref<CRY_PEM> text = pb::adopt( cryPemTryDecode( buf( group.at( "publicKeyPem" ).get<std::string>() ).get() ) );
             EXPECT_TRUE( text ) << path;
             EXPECT_TRUE( cryPkeyPublicEquals( pb::adopt( cryPkeyPublicTryCreateFromPem( text.get() ) ).get(), keys.fast.get() ) ) << path;
@@ -230,7 +232,7 @@ Verdicts checkGroups( const fs::path &folder, size_t files, Exceptions &exceptio
                 SCOPED_TRACE( id );
                 EXPECT_TRUE( result == "valid" || result == "invalid" || result == "acceptable" ) << result;
                 ( result == "valid" ? verdicts.valid : result == "invalid" ? verdicts.invalid : verdicts.acceptable )++;
-                // What may be accepted is refused.
+                // Signatures that may be accepted are refused.
                 exceptions.check( id, named( result == "valid" ),
                     named( accepted( alg, keys, strictUnhex( test.at( "msg" ) ), strictUnhex( test.at( "sig" ) ) ) ) );
                 inFile++;
@@ -248,7 +250,7 @@ struct NistCurve
 {
     int    nid;
     size_t width; // of a coordinate
-    PB_INT known; // where signatures can be converted
+    PB_INT known; // set if signatures can be converted
 };
 
 const NistCurve &nistCurve( const std::string &name )
@@ -286,7 +288,7 @@ std::string takePoint( Stanza &stanza, const NistCurve &curve )
 
 Pkey ecKey( const NistCurve &curve, const std::string &point, const std::string &secret )
 {
-    Number number = bigNumber( secret ); // is read at the end only
+    Number number = bigNumber( secret ); // read only at the end
     return fromParameters( "EC", EVP_PKEY_KEYPAIR, [&]( OSSL_PARAM_BLD *builder ) {
         OSSL_PARAM_BLD_push_utf8_string( builder, OSSL_PKEY_PARAM_GROUP_NAME, OBJ_nid2sn( curve.nid ), 0 );
         OSSL_PARAM_BLD_push_octet_string( builder, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size() );
@@ -294,7 +296,8 @@ Pkey ecKey( const NistCurve &curve, const std::string &point, const std::string 
     } );
 }
 
-// Signatures of generation files are all valid; those of verification files say so. Without an algorithm in the heading it is SHA-1.
+// All signatures in generation files are valid. Verification files give the verdict. If the heading
+// has no algorithm, it is SHA-1.
 Counts checkEcdsa( const fs::path &path, Exceptions &exceptions )
 {
     Counts      counts;
@@ -323,7 +326,8 @@ Counts checkEcdsa( const fs::path &path, Exceptions &exceptions )
         if( stanza.has( "d" ) )
         {
             stanza.take( "k" );
-            // The private key makes another signature that the public one takes; once for a curve and algorithm.
+            // The private key makes another signature, and the public key accepts it. Once for each
+            // curve and algorithm.
             std::string d = padded( number( stanza.take( "d" ) ), curve.width );
             if( signedHeading != stanza.heading && keys )
             {
@@ -338,7 +342,7 @@ Counts checkEcdsa( const fs::path &path, Exceptions &exceptions )
     return counts;
 }
 
-// Points that are public keys and such as are not.
+// Points that are public keys, and points that are not.
 Counts checkPoints( const fs::path &path, Exceptions &exceptions )
 {
     Counts counts;
@@ -356,7 +360,7 @@ Counts checkPoints( const fs::path &path, Exceptions &exceptions )
     return counts;
 }
 
-// RSA files give the key in stanzas of its own before the cases.
+// In RSA files, stanzas before the cases hold the key.
 Counts checkRsa( const fs::path &path, Exceptions &exceptions )
 {
     Counts              counts;
@@ -366,7 +370,7 @@ Counts checkRsa( const fs::path &path, Exceptions &exceptions )
     {
         std::string id = caseIds( path ) + std::to_string( stanza.line );
         SCOPED_TRACE( id );
-        // Now and then there is no line between two cases.
+        // Sometimes there is no empty line between two cases.
         do
         {
             for( auto &[name, to] : { std::pair( "n", &n ), std::pair( "e", &e ), std::pair( "p", &p ), std::pair( "q", &q ) } )
@@ -454,7 +458,8 @@ TEST( SignVectors, PublicEcdsaEdgeCasesOfRawSignatures )
                 ( der ? converted : short_ )++;
                 return der && accepts( keys, alg, bytes( der ), message );
             }
-            // On other curves there is nothing to convert; the signature itself is checked in the form that OpenSSL writes.
+            // Signatures on other curves cannot be converted. The signature is checked in the form
+            // that OpenSSL writes.
             EXPECT_FALSE( der );
             otherCurves++;
             size_t half = ( (size_t)cryPkeyInfoBits( info.get() ) + 7 ) / 8;
@@ -508,7 +513,7 @@ TEST( SignVectors, PublicRsaSignaturesAreMade )
             {
                 SCOPED_TRACE( stem( path ) + "/" + test.at( "tcId" ).dump() );
                 std::string message = strictUnhex( test.at( "msg" ) ), signature = test.at( "sig" );
-                // "Acceptable" are those of short keys or old digests.
+                // Signatures with short keys or old digests are "acceptable".
                 EXPECT_NE( test.at( "result" ), "invalid" );
                 EXPECT_EQ( hex( sign( alg, fromPkcs8, message ) ), signature );
                 EXPECT_EQ( hex( signPieces( alg, fromText, message ) ), signature );
@@ -641,7 +646,8 @@ TEST( SignVectors, PackagedNistRsaSignatures )
 TEST( SignVectors, PublicRsaSignaturesOfManyDigests )
 {
     NEED_VECTORS( folder );
-    // The padding of PKCS#1 v1.5 goes by two names; the others are other paddings, or digests that we do not have.
+    // The padding of PKCS#1 v1.5 has two names. The others are other paddings, or digests that the
+    // library does not have.
     const std::map<std::string, PB_INT> sections = { { "EMSA3(MD5)", CRY_HASH_ALGORITHM_MD5 }, { "PKCS1v15(SHA-1)", CRY_HASH_ALGORITHM_SHA1 },
         { "EMSA3(SHA-224)", CRY_HASH_ALGORITHM_SHA2_224 }, { "EMSA3(SHA-256)", CRY_HASH_ALGORITHM_SHA2_256 },
         { "EMSA3(SHA-384)", CRY_HASH_ALGORITHM_SHA2_384 }, { "EMSA3(SHA-512)", CRY_HASH_ALGORITHM_SHA2_512 } };
@@ -667,11 +673,12 @@ TEST( SignVectors, PublicRsaSignaturesOfManyDigests )
     EXPECT_EQ( cases,
         ( std::map<std::string, int>{ { "EMSA3(MD5)", 9 }, { "PKCS1v15(SHA-1)", 10 }, { "EMSA3(SHA-224)", 3 }, { "EMSA3(SHA-256)", 6 },
             { "EMSA3(SHA-384)", 4 }, { "EMSA3(SHA-512)", 4 } } ) );
-    // One of these comes in two stanzas.
+    // One of these has two stanzas.
     EXPECT_EQ( others, 1 + 3 + 4 + 2 + 4 * 5 + 4 + 5 + 1 + 4 + 30 + 4 );
 }
 
-// They are of digests, not of messages, so what is checked is that their raw form is converted to one that OpenSSL takes.
+// These sign digests, not messages. So the test converts their raw form and lets OpenSSL check the
+// result.
 TEST( SignVectors, PublicRawSignaturesOfDigestsAreConverted )
 {
     NEED_VECTORS( folder );
@@ -770,7 +777,7 @@ private:
         return found == privates.end() ? PrivateKey() : pb::adopt( cryPkeyPrivateTryCreateFromPem( found->second.get() ) );
     }
 
-    // A private key does for its public one.
+    // A private key is also used as its public key.
     PublicKey publicNamed( const std::string &name )
     {
         auto found = publics.find( name );
@@ -788,7 +795,7 @@ private:
         size_t     colon = names.find( ':' );
         PrivateKey priv  = privateNamed( names.substr( 0, colon ) );
         PublicKey  pub   = publicNamed( names.substr( colon + 1 ) );
-        // Keys of RSA-PSS with parameters that are no good.
+        // Keys of RSA-PSS with bad parameters.
         if( !priv || !pub || names.find( "RSA-PSS" ) != names.npos )
         {
             EXPECT_TRUE( names.starts_with( "RSA-PSS:" ) ) << names;
@@ -800,7 +807,7 @@ private:
         counts.pairs++;
     }
 
-    // Counts what is no case for us, with the reason.
+    // Counts the cases that are skipped, for each reason.
     void checkOperation( Stanza &stanza )
     {
         std::string reason = "other operation";
@@ -813,7 +820,7 @@ private:
             counts.skipped[reason]++;
     }
 
-    // The reason why it is no case for us, or nothing.
+    // The reason to skip the case, or an empty text.
     [[nodiscard]] std::string checkKind( const std::string &kind, Stanza stanza )
     {
         std::string subject = stanza.take( kind ), availability = stanza.has( "Availablein" ) ? stanza.take( "Availablein" ) : "default";
@@ -843,7 +850,7 @@ private:
         if( ofDigest )
         {
             EXPECT_EQ( pieces.size(), 1u );
-            // Digests have the right length here.
+            // All digests have the right length from here on.
             if( (PB_INT)pieces[0].size() * 8 != cryHashAlgorithmDigestSizeBits( alg ) )
                 return "digest of another length";
             EXPECT_TRUE( result.empty() || result == "VERIFY_ERROR" ) << result;
@@ -862,7 +869,7 @@ private:
             for( const std::string &piece : pieces )
                 crySignSignerUpdate( signer.get(), buf( piece ).get() );
             std::string signature = bytes( pb::adopt( crySignSignerFinal( signer.get() ) ) ), oneShot = sign( alg, priv, message );
-            // Where the file has no signature, each one is another.
+            // If the file has no signature, each new signature differs.
             EXPECT_TRUE( result.empty() || result == "SIGNATURE_MISMATCH" ) << result;
             EXPECT_EQ( signature == output, result.empty() );
             EXPECT_EQ( oneShot == output, result.empty() );

@@ -1,4 +1,5 @@
-// Public UUIDs: texts that parse or do not, what they say they are, and UUIDs of names.
+// UUIDs from public corpora: texts that parse or do not, their versions and variants, and UUIDs of
+// names.
 #include <cry/cry_uuid.h>
 
 #include "support/files.hpp"
@@ -33,7 +34,7 @@ std::vector<json> cases( const std::filesystem::path &folder, const std::string 
     return list;
 }
 
-// What a corpus calls a variant.
+// The name of a variant in a corpus.
 PB_INT variantOf( const std::string &name )
 {
     static const std::map<std::string, PB_INT> names = { { "RESERVED_NCS", CRY_UUID_VARIANT_RESERVED_FOR_NCS },
@@ -69,7 +70,7 @@ TEST( UuidVectors, TextsParseOrDoNot )
             EXPECT_EQ( cryUuidVariant( uuid.get() ), variantOf( row.at( "variant" ) ) );
             variants++;
         }
-        // One corpus gives no version to variants other than the standard's.
+        // One corpus has a version only for the standard's variant.
         if( row.contains( "version" ) && !row.at( "version" ).is_null() )
         {
             int version = row.at( "version" );
@@ -83,7 +84,7 @@ TEST( UuidVectors, TextsParseOrDoNot )
             EXPECT_TRUE( cryUuidEquals( parse( row.at( "curly" ) ).get(), uuid.get() ) );
             EXPECT_EQ(
                 text( pb::adopt( cryUuidToStringWithFlags( uuid.get(), CRY_UUID_STRING_FLAG_CURLY_BRACKET ) ) ), std::string( row.at( "curly" ) ) );
-            // Separators are needed and there is no other prefix than the wrappings.
+            // Separators are necessary, and the wrappings are the only prefixes.
             EXPECT_FALSE( parse( row.at( "hex" ) ) );
             EXPECT_FALSE( parse( row.at( "urn" ) ) );
             forms++;
@@ -96,7 +97,8 @@ TEST( UuidVectors, TextsParseOrDoNot )
     EXPECT_EQ( forms, 9 );
 }
 
-// The corpus takes only the standard's variant with a known version, nil and all ones; we read every text of that form. What we say of it decides.
+// The corpus accepts only nil, all ones, and the standard's variant with a known version. The
+// library reads every text of that form, so the test compares its version and variant.
 TEST( UuidVectors, TextsThatAStricterCorpusTakesAreThoseOfKnownKinds )
 {
     NEED_VECTORS( folder );
@@ -136,7 +138,7 @@ TEST( UuidVectors, NamesGiveTheirUuids )
     for( const json &row : cases( *folder, "name-based" ) )
     {
         SCOPED_TRACE( row.at( "id" ).get<std::string>() );
-        // UUIDs by MD5 (version 3) are not made here.
+        // The library does not make UUIDs by MD5 (version 3).
         if( row.at( "version" ) == 3 )
         {
             md5++;

@@ -10,7 +10,8 @@ PB_BEGIN_DECLS
 
 /* bn___IntCreateFromBignumUse: takes over an OpenSSL number; null aborts ("bignum"). */
 PB_EXPORT BN_INT *bn___IntCreateFromBignumUse( BIGNUM *bignum );
-/* bn___IntPeekBignum: lends the OpenSSL number: to be read only, while the caller holds the object. */
+/* bn___IntPeekBignum: lends the OpenSSL number. The caller may only read it, and only while it
+   holds the object. */
 PB_EXPORT const BIGNUM *bn___IntPeekBignum( BN_INT *bn );
 
 PB_END_DECLS

@@ -1,4 +1,4 @@
-/* The labels of domain names, and what is wrong with a name. */
+/* The labels of domain names, and the reason why a text is not a domain name. */
 #ifndef IN_INTERNAL_IN_DNS_IDNA_H
 #define IN_INTERNAL_IN_DNS_IDNA_H
 
@@ -7,12 +7,14 @@
 
 PB_BEGIN_DECLS
 
-/* in___DnsIdnaLabelsTrySplit: the labels of a domain name as they are written, a new vector of strings; null when the name is not OK. Null aborts ("name"). */
+/* in___DnsIdnaLabelsTrySplit: the labels of a domain name as they are written, a new vector of
+   strings. Null if the name is not OK. Null aborts ("name"). */
 PB_EXPORT PB_VECTOR *in___DnsIdnaLabelsTrySplit( PB_STRING *name );
-/* in___DnsIdnaLabelsCompose: the labels with full stops between them, a new string; a vector of anything but strings aborts
-   ("pbVectorContainsOnly( labels, pbStringSort() )"). */
+/* in___DnsIdnaLabelsCompose: the labels with full stops between them, a new string. A vector that
+   holds other objects than strings aborts ("pbVectorContainsOnly( labels, pbStringSort() )"). */
 PB_EXPORT PB_STRING *in___DnsIdnaLabelsCompose( PB_VECTOR *labels );
-/* in___DnsIdnaDomainNameProblem: why a text is no domain name, for people, a new string; null when it is one. */
+/* in___DnsIdnaDomainNameProblem: the reason why a text is not a domain name, for people, a new
+   string. Null if it is one. */
 PB_EXPORT PB_STRING *in___DnsIdnaDomainNameProblem( PB_STRING *name );
 
 PB_END_DECLS

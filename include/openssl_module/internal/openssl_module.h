@@ -1,5 +1,5 @@
-/* What the openssl module gives to the libraries that use OpenSSL types. To be used between its start-up and its shut-down; what was handed out stays valid
-   afterwards. */
+/* The functions of the openssl module for libraries that use OpenSSL types. They may be called
+   between its start-up and its shut-down. Their results stay valid afterwards. */
 #ifndef OPENSSL_MODULE_INTERNAL_OPENSSL_MODULE_H
 #define OPENSSL_MODULE_INTERNAL_OPENSSL_MODULE_H
 
@@ -10,38 +10,43 @@
 
 PB_BEGIN_DECLS
 
-/* openssl___Digest: a message digest of the default context by its OpenSSL name, fetched at the first call and kept for the life of the process; null when
-   this libcrypto does not have it. Owned by the module. */
+/* openssl___Digest: a message digest of the default context by its OpenSSL name, fetched at the
+   first call and kept for the life of the process. Null if this libcrypto does not have it. Owned
+   by the module. */
 PB_EXPORT const EVP_MD *openssl___Digest( const char *name );
 
 /* openssl___Cipher: the same for a cipher. */
 PB_EXPORT const EVP_CIPHER *openssl___Cipher( const char *name );
-/* openssl___Hmac: a MAC context for HMAC with the digest of this OpenSSL name, without a key, to be duplicated; null when this libcrypto cannot provide it. Owned by
-   the module. */
+/* openssl___Hmac: a MAC context for HMAC with the digest of this OpenSSL name, without a key; the
+   caller duplicates it. Null if this libcrypto cannot provide it. Owned by the module. */
 PB_EXPORT const EVP_MAC_CTX *openssl___Hmac( const char *digestName );
 
-/* openssl___TryParseCertificate: what d2i_X509 makes of the first certificate in `length` bytes: the same verdict, the same certificate, the same errors in
-   the queue. RSA and named-curve EC certificates are parsed in the key-decoding context. The caller frees the result. */
+/* openssl___TryParseCertificate: parses the first certificate in `length` bytes with the same
+   result as d2i_X509 and the same errors in the queue. RSA and named-curve EC certificates are
+   parsed in the key-decoding context. The caller frees the result. */
 PB_EXPORT X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length );
 
-/* openssl___TryParsePrivateKeyFast: an RSA or named-curve EC private key from a DER PrivateKeyInfo (RFC 5208) that fills `length` bytes, in the lean
-   context; null where the ordinary way has to decide. Leaves no errors in the queue. */
+/* openssl___TryParsePrivateKeyFast: an RSA or named-curve EC private key from a DER PrivateKeyInfo
+   (RFC 5208) that fills `length` bytes, in the key-decoding context. Null if OpenSSL must decide in
+   the default context. Leaves no errors in the queue. */
 PB_EXPORT EVP_PKEY *openssl___TryParsePrivateKeyFast( const PB_BYTE *der, PB_INT length );
 /* openssl___TryParsePublicKeyFast: the same for a DER SubjectPublicKeyInfo (RFC 5280, 4.1). */
 PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyFast( const PB_BYTE *der, PB_INT length );
 
-/* openssl___IsCanonicalPublicKey: whether OpenSSL writes a key that openssl___TryParsePublicKeyFast parsed back as the very same bytes. Says no where it does not
-   know. */
+/* openssl___IsCanonicalPublicKey: whether OpenSSL would write the key in exactly these bytes. Ask
+   only for bytes that openssl___TryParsePublicKeyFast parsed. False if that is not known. */
 PB_EXPORT PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length );
-/* openssl___ContextOf: the library context that operations with a key are to be made in: the one for keys that were parsed there, null (the default) for
-   every other one. */
+/* openssl___ContextOf: the library context for operations with a key: the key-decoding context for
+   keys that were parsed there, null (the default context) for all others. */
 PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
 
-/* openssl___LegacyContext: a library context of the module's own with the default provider and, where it is installed, the legacy one: for old files, not for keys
-   that live on. Made at the first call, never freed; null when OpenSSL cannot make it. */
+/* openssl___LegacyContext: a private library context with the default provider and, if it is
+   installed, the legacy provider. It is for reading old files; keys must not stay in it. Made at
+   the first call, never freed. Null if OpenSSL cannot make it. */
 PB_EXPORT OSSL_LIB_CTX *openssl___LegacyContext( void );
 
-/* openssl___SetKeyDecodingContextUsed: switches the fast paths off, or on again where the self-check passed; returns what was set. For tests and benchmarks. */
+/* openssl___SetKeyDecodingContextUsed: switches the fast paths off, or on again if the self-check
+   passed. Returns the setting before. For tests and benchmarks. */
 PB_EXPORT PB_BOOL openssl___SetKeyDecodingContextUsed( PB_BOOL used );
 
 PB_END_DECLS

@@ -55,6 +55,29 @@ TEST( CryAes, ChainsNothingAndHoldsNoBlockBack )
         EXPECT_EQ( process( decrypt.get(), first ), a );
 }
 
+TEST( CryAes, ProcessesBlocksThatOverlap )
+{
+    const std::string block = unhex( "00112233445566778899aabbccddeeff" );
+    for( size_t bits : { 128, 192, 256 } )
+    {
+        for( PB_INT op : { CRY_AES_OPERATION_ENCRYPT, CRY_AES_OPERATION_DECRYPT } )
+        {
+            pb::Ref<CRY_AES> aes      = create( op, std::string( bits / 8, 'k' ) );
+            std::string      expected = process( aes.get(), block );
+            for( int distance = -15; distance <= 15; distance++ )
+            {
+                if( distance == 0 ) // a broken contract
+                    continue;
+                std::string memory( 46, '\0' );
+                PB_BYTE    *source = (PB_BYTE *)memory.data() + 15, *dest = source + distance;
+                memory.replace( 15, 16, block );
+                cryAesProcessBlock( aes.get(), dest, source );
+                EXPECT_EQ( memory.substr( (size_t)( 15 + distance ), 16 ), expected ) << bits << " " << op << " " << distance;
+            }
+        }
+    }
+}
+
 TEST( CryAes, TellsWhatItWasCreatedWithAndMarksItsKey )
 {
     std::string        key( 32, 'k' );

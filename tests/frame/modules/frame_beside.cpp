@@ -1,4 +1,4 @@
-// A module that lies beside the base library.
+// A module in the folder of the base library.
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_besideModule( void );

@@ -1,4 +1,4 @@
-// A module that depends on one that is not there.
+// A module that depends on a module that does not exist.
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_orphanModule( void );

@@ -1,4 +1,4 @@
-// A module as it should be, which counts its hooks.
+// A correct module. It counts its hooks.
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_plainModule( void );

@@ -1,4 +1,4 @@
-// A module whose place a module of the host takes.
+// A module that a module of the host replaces.
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_replacedModule( void );

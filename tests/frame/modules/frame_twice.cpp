@@ -1,4 +1,4 @@
-// A module of which two copies come into the process.
+// A module that is loaded into the process twice.
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_twiceModule( void );
