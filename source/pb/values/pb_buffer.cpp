@@ -148,7 +148,10 @@ void pbBufferAppendBytes( PB_BUFFER **buf, const void *bytes, PB_INT byteCount )
     PB_CHECK_HANDLE( buf );
     PB_CHECK( bytes || !byteCount );
     PB_CHECK( byteCount >= 0 );
-    writable( buf )->content.append( bytes, byteCount );
+    if( !( *buf )->content.holds( bytes ) )
+        return writable( buf )->content.append( bytes, byteCount );
+    pb::Ref<PB_BUFFER> own = pb::adopt( createCopy( bytes, byteCount, ( *buf )->content.sensitive ) );
+    appendRange( buf, own.get(), 0, byteCount );
 }
 
 void pbBufferAppendByte( PB_BUFFER **buf, PB_BYTE byte )

@@ -56,6 +56,9 @@ struct Bytes
         owned    = true;
     }
 
+    // Whether something lies in this memory, which moves when the content grows.
+    bool holds( const void *place ) const { return (uintptr_t)place - (uintptr_t)bytes < (uintptr_t)capacity; }
+
     PB_BYTE *extend( PB_INT count )
     {
         PB_CHECK( PB_INT_ADD_OK( length, count ) );
@@ -68,7 +71,7 @@ struct Bytes
     void append( const void *from, PB_INT count )
     {
         if( count )
-            std::memmove( extend( count ), from, (size_t)count );
+            std::memcpy( extend( count ), from, (size_t)count );
     }
 
     // Bytes that are no longer used are overwritten too, wherever they lie.

@@ -112,6 +112,16 @@ static PB_STRING *createValid( const void *bytes, PB_INT length, PB_BOOL sensiti
     return str;
 }
 
+static PB_STRING *createFromUtf8( const void *text, PB_INT length, PB_BOOL sensitive )
+{
+    if( !length )
+        return &emptyString;
+    PB_STRING *str         = createWithRoom( length );
+    str->content.sensitive = sensitive;
+    appendUtf8( str, text, length );
+    return str;
+}
+
 static bool sameBytes( const void *a, const void *b, PB_INT count ) { return !count || std::memcmp( a, b, (size_t)count ) == 0; }
 
 static PB_STRING *writable( PB_STRING **str ) { return pb::makeWritable( str, pbStringCreateFrom ); }
@@ -144,11 +154,7 @@ PB_STRING *pbStringCreateFrom( PB_STRING *source )
 PB_STRING *pbStringCreateFromCstr( const char *text, PB_INT length )
 {
     length = textLength( text, length );
-    if( !length )
-        return &emptyString;
-    PB_STRING *str = createWithRoom( length );
-    appendUtf8( str, text, length );
-    return str;
+    return createFromUtf8( text, length, PB_FALSE );
 }
 
 PB_STRING *pbStringTryCreateFromCstr( const char *text, PB_INT length )
@@ -225,7 +231,10 @@ void pbStringAppendCstr( PB_STRING **str, const char *text, PB_INT length )
 {
     PB_CHECK_HANDLE( str );
     length = textLength( text, length );
-    appendUtf8( writable( str ), text, length );
+    if( !( *str )->content.holds( text ) )
+        return appendUtf8( writable( str ), text, length );
+    pb::Ref<PB_STRING> own = pb::adopt( createFromUtf8( text, length, ( *str )->content.sensitive ) );
+    pbStringAppend( str, own.get() );
 }
 
 void pbStringAppendChar( PB_STRING **str, PB_CHAR character )
@@ -246,25 +255,47 @@ PB_STRING *pbStringCreateFromInner( PB_STRING *source, PB_INT offset, PB_INT cou
     return createValid( source->content.bytes + begin, end - begin, source->content.sensitive );
 }
 
+namespace
+{
+
+// A text that is compared with a string, as a string would hold it.
+struct Comparand
+{
+    pb::Ref<PB_STRING> str; // made only if the text is malformed
+    const PB_BYTE     *bytes;
+    PB_INT             length;
+
+    Comparand( const PB_STRING *with, const char *text, PB_INT textLength ) : bytes( (const PB_BYTE *)text ), length( textLength )
+    {
+        if( validUtf8( text, length ) )
+            return;
+        str    = pb::adopt( createFromUtf8( text, length, with->content.sensitive ) );
+        bytes  = str.get()->content.bytes;
+        length = str.get()->content.length;
+    }
+};
+
+}
+
 PB_BOOL pbStringEqualsCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length == length && sameBytes( str->content.bytes, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length == other.length && sameBytes( str->content.bytes, other.bytes, other.length );
 }
 
 PB_BOOL pbStringBeginsWithCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length >= length && sameBytes( str->content.bytes, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length >= other.length && sameBytes( str->content.bytes, other.bytes, other.length );
 }
 
 PB_BOOL pbStringEndsWithCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length >= length && sameBytes( str->content.bytes + str->content.length - length, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length >= other.length && sameBytes( str->content.bytes + str->content.length - other.length, other.bytes, other.length );
 }
 
 PB_INT pbStringIndexOfChar( PB_STRING *str, PB_CHAR character, PB_INT from )
