@@ -1,11 +1,10 @@
 #include <in/in_dns_idna.h>
 #include <in/internal/in_dns_idna.h>
+#include <pb/containers.hpp>
 #include <pb/ref.hpp>
 
 #include <idn2.h>
-#include <string>
 #include <string_view>
-#include <vector>
 
 // A name is cut into labels. Those in plain ASCII are looked at here; those that begin with xn-- or are not ASCII are libidn2's.
 
@@ -138,10 +137,10 @@ size_t stopAt( std::string_view name, size_t index )
     return 0;
 }
 
-std::vector<std::string_view> cut( std::string_view name )
+pb::StdVector<std::string_view> cut( std::string_view name )
 {
-    std::vector<std::string_view> labels;
-    size_t                        begin = 0;
+    pb::StdVector<std::string_view> labels;
+    size_t                          begin = 0;
     for( size_t index = 0; index < name.size(); )
     {
         size_t stop = stopAt( name, index );
@@ -166,17 +165,17 @@ struct Freer
 };
 
 // The ASCII form of a label that is libidn2's; `problem` is its verdict when there is none.
-std::string idnaToAscii( std::string_view label, const char *&problem )
+pb::StdString<> idnaToAscii( std::string_view label, const char *&problem )
 {
-    std::string text( label );
-    Freer       ascii;
-    int         verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
+    pb::StdString<> text( label );
+    Freer           ascii;
+    int             verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
     PB_CHECK( verdict != IDN2_MALLOC );
     problem = verdict == IDN2_OK ? nullptr : idn2_strerror( verdict );
     return problem ? "" : ascii.text;
 }
 
-std::string idnaToUnicode( const std::string &ascii )
+pb::StdString<> idnaToUnicode( const pb::StdString<> &ascii )
 {
     Freer unicode;
     int   verdict = idn2_to_unicode_8z8z( ascii.c_str(), &unicode.text, IDN2_NONTRANSITIONAL );
@@ -187,9 +186,9 @@ std::string idnaToUnicode( const std::string &ascii )
 // A name that was looked at.
 struct Name
 {
-    std::vector<std::string_view> labels; // as they are written
-    std::vector<std::string>      ascii;
-    std::string                   problem; // for people; empty for a domain name
+    pb::StdVector<std::string_view> labels; // as they are written
+    pb::StdVector<pb::StdString<>>  ascii;
+    pb::StdString<>                 problem; // for people; empty for a domain name
 
     explicit Name( std::string_view name ) : labels( cut( name ) )
     {
@@ -198,11 +197,11 @@ struct Name
         {
             const char *wrong = nullptr;
             bool        zero  = label.find( '\0' ) != label.npos; // which would end the text for libidn2
-            ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : std::string( label ) );
+            ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : pb::StdString<>( label ) );
             wrong = wrong ? wrong : asciiProblem( ascii.back() );
             if( wrong )
             {
-                problem = "label " + std::to_string( ascii.size() ) + ": " + wrong;
+                problem = "label " + pb::decimal( (PB_INT)ascii.size() ) + ": " + wrong;
                 return;
             }
             length += ascii.back().size() + 1;
@@ -218,10 +217,10 @@ struct Name
 
     bool ok() const { return problem.empty(); }
 
-    std::string joined() const
+    pb::StdString<> joined() const
     {
-        std::string name;
-        for( const std::string &label : ascii )
+        pb::StdString<> name;
+        for( const pb::StdString<> &label : ascii )
             name += ( name.empty() ? "" : "." ) + label;
         return name;
     }
@@ -286,10 +285,10 @@ PB_STRING *inDnsIdnaDomainNameToUnicode( PB_STRING *name )
     Name parts( text );
     if( !parts.ok() )
         return nullptr;
-    std::string unicode;
-    for( const std::string &label : parts.ascii )
+    pb::StdString<> unicode;
+    for( const pb::StdString<> &label : parts.ascii )
     {
-        std::string form = isIdna( label ) ? idnaToUnicode( label ) : label;
+        pb::StdString<> form = isIdna( label ) ? idnaToUnicode( label ) : label;
         if( form.empty() )
             return nullptr;
         unicode += ( unicode.empty() ? "" : "." ) + form;

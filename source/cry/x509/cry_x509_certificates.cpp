@@ -2,11 +2,11 @@
 
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <pb/containers.hpp>
 
 #include "base/cry_pem.hpp"
 #include "common/cry_ossl.hpp"
 
-#include <set>
 #include <string_view>
 
 struct CRY_X509_CERTIFICATES : PB_OBJ
@@ -209,7 +209,7 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
 static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
 {
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
-    std::set<std::string_view> known;
+    pb::StdSet<std::string_view> known;
     for( PB_INT index = 0; index < pbVectorLength( certificates ); index++ )
     {
         CRY_X509_CERTIFICATE *cert = cryX509CertificateFrom( pb___VectorPeekObjAt( certificates, index ) );

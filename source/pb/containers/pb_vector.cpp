@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "containers/pb_compare.hpp"
+
 struct PB_VECTOR : PB_OBJ
 {
     PB_OBJ **memory;
@@ -27,16 +29,20 @@ static PB_INT compareVector( PB_VECTOR *vectorA, PB_VECTOR *vectorB )
 {
     PB_CHECK( vectorA );
     PB_CHECK( vectorB );
-    PB_INT common = vectorA->length < vectorB->length ? vectorA->length : vectorB->length;
-    for( PB_INT index = 0; index < common; index++ )
-    {
-        if( PB_INT order = pbObjCompare( objects( vectorA )[index], objects( vectorB )[index] ) )
-            return order;
-    }
-    return vectorA->length < vectorB->length ? -1 : vectorA->length > vectorB->length;
+    return pb::compareContainers( vectorA, vectorB );
 }
 
 PB_SORT_DEFINE( pb, Vector, PB_VECTOR, .free = pb::slot<freeVector>, .compare = pb::slot<compareVector> )
+
+pb::CompareNext pb::nextOfVectors( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor )
+{
+    PB_VECTOR *a     = static_cast<PB_VECTOR *>( objA );
+    PB_VECTOR *b     = static_cast<PB_VECTOR *>( objB );
+    PB_INT     index = (PB_INT)cursor.index++;
+    if( index < a->length && index < b->length )
+        return CompareNext::pair( objects( a )[index], objects( b )[index] );
+    return CompareNext::end( a->length < b->length ? -1 : a->length > b->length );
+}
 
 static PB_VECTOR *writable( PB_VECTOR **vector ) { return pb::makeWritable( vector, pbVectorCreateFrom ); }
 

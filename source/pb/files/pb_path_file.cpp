@@ -1,3 +1,4 @@
+#include <pb/containers.hpp>
 #include <pb/pb_path_file.h>
 #include <pb/pb_random.h>
 #include <pb/ref.hpp>
@@ -5,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <string>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -87,14 +87,14 @@ int fillFile( int descriptor, PB_BUFFER *content, unsigned int mode )
     return resultOf( fsync( descriptor ) );
 }
 
-std::string folderOf( const std::string &path )
+pb::StdString<> folderOf( const pb::StdString<> &path )
 {
     size_t slash = path.rfind( '/' );
     return slash == path.npos ? "." : slash == 0 ? "/" : path.substr( 0, slash );
 }
 
 // A name in a folder that is as good as unique, however long the target's own is.
-std::string neighbourIn( const std::string &folder )
+pb::StdString<> neighbourIn( const pb::StdString<> &folder )
 {
     PB_BYTE random[8];
     char    name[2 * sizeof random + 1];
@@ -104,7 +104,7 @@ std::string neighbourIn( const std::string &folder )
     return folder + "/.new-" + name;
 }
 
-int renameFile( const std::string &from, const std::string &to, bool replace )
+int renameFile( const pb::StdString<> &from, const pb::StdString<> &to, bool replace )
 {
     if( replace )
         return resultOf( ::rename( from.c_str(), to.c_str() ) );
@@ -119,7 +119,7 @@ int renameFile( const std::string &from, const std::string &to, bool replace )
     return 0;
 }
 
-int nameFile( const File &file, const std::string &name )
+int nameFile( const File &file, const pb::StdString<> &name )
 {
     char self[40];
     std::snprintf( self, sizeof self, "/proc/self/fd/%d", file.descriptor );
@@ -127,7 +127,7 @@ int nameFile( const File &file, const std::string &name )
 }
 
 // Gives the target's name to a file that has this one, which is gone in any case.
-int finish( const std::string &neighbour, const std::string &target, bool replace )
+int finish( const pb::StdString<> &neighbour, const pb::StdString<> &target, bool replace )
 {
     int problem = renameFile( neighbour, target, replace );
     if( problem )
@@ -136,7 +136,7 @@ int finish( const std::string &neighbour, const std::string &target, bool replac
 }
 
 // Through a file without a name, of which nothing is left whatever happens; -1 where the file system has no such files.
-int writeNameless( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     File file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
     if( file.descriptor < 0 )
@@ -149,15 +149,15 @@ int writeNameless( const std::string &folder, const std::string &target, PB_BUFF
         return problem == 0 || problem == EEXIST ? problem : -1;
     }
     // A name cannot be taken from another file at once, so it has one of its own for a moment.
-    std::string neighbour = neighbourIn( folder );
+    pb::StdString<> neighbour = neighbourIn( folder );
     return nameFile( file, neighbour ) ? -1 : finish( neighbour, target, true );
 }
 
 // Through a file beside the target.
-int writeNamed( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    std::string neighbour = neighbourIn( folder );
-    File        file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
+    pb::StdString<> neighbour = neighbourIn( folder );
+    File            file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
     if( file.descriptor < 0 )
         return errno;
     int problem = fillFile( file.descriptor, content, mode );
@@ -167,10 +167,10 @@ int writeNamed( const std::string &folder, const std::string &target, PB_BUFFER 
     return problem;
 }
 
-int writeWhole( const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    std::string folder  = folderOf( target );
-    int         problem = writeNameless( folder, target, content, mode, replace );
+    pb::StdString<> folder  = folderOf( target );
+    int             problem = writeNameless( folder, target, content, mode, replace );
     if( problem < 0 )
         problem = writeNamed( folder, target, content, mode, replace );
     if( problem )
@@ -183,7 +183,7 @@ int writeWhole( const std::string &target, PB_BUFFER *content, unsigned int mode
 }
 
 // Where symbolic links lead, whether there is something or not.
-std::string endOfLinks( std::string path )
+pb::StdString<> endOfLinks( pb::StdString<> path )
 {
     for( int links = 0; links < 40; links++ )
     {
@@ -192,7 +192,7 @@ std::string endOfLinks( std::string path )
         if( length < 0 || length == sizeof target )
             break;
         std::string_view found( target, (size_t)length );
-        path = found.starts_with( '/' ) ? std::string( found ) : folderOf( path ) + "/" + std::string( found );
+        path = found.starts_with( '/' ) ? pb::StdString<>( found ) : folderOf( path ) + "/" + pb::StdString<>( found );
     }
     return path;
 }
