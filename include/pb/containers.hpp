@@ -19,15 +19,16 @@
 namespace pb
 {
 
-// ObjectMemory: memory that goes back before its object does, from the allocator of pbMemSetAllocator.
+// ObjectMemory: memory that goes back before its object does, from the allocator of
+// pbMemSetAllocator.
 struct ObjectMemory
 {
     static void *take( PB_INT count, size_t size ) { return pbMemReallocN( nullptr, count, size ); }
     static void  give( void *memory ) { pbMemFree( memory ); }
 };
 
-// ProcessMemory: memory that may be held while pbMemSetAllocator replaces the allocator, for what the
-// process keeps.
+// ProcessMemory: memory that may be held while pbMemSetAllocator replaces the allocator, for what
+// the process keeps.
 struct ProcessMemory
 {
     static void *take( PB_INT count, size_t size )
@@ -87,7 +88,8 @@ StdString<Memory> decimal( PB_INT number )
     return StdString<Memory>( digits, std::to_chars( digits, digits + sizeof digits, number ).ptr );
 }
 
-// make, destroy: new and delete with this memory. What is made with ProcessMemory is never destroyed.
+// make, destroy: new and delete with this memory. What is made with ProcessMemory is never
+// destroyed.
 template<class T, class Memory = ObjectMemory, class... Arguments>
 T *make( Arguments &&...arguments )
 {

@@ -50,7 +50,8 @@ Object inTurns( PB_OBJ *inner, size_t level )
     return level % 3 == 0 ? inVector( inner, level ) : level % 3 == 1 ? inDictAsValue( inner, level ) : inDictAsKey( inner, level );
 }
 
-// A container in a container and so on. Every level is held, so that the levels can be freed one by one, from the outermost.
+// A container in a container and so on. Every level is held, so that the levels can be freed one by
+// one, from the outermost.
 class Nest
 {
 public:

@@ -12,7 +12,8 @@
 namespace support
 {
 
-// From its creation on, this many pieces of memory can still be had. What exists already can still be freed.
+// From its creation on, this many pieces of memory can still be had. What exists already can still
+// be freed.
 class NoMemory
 {
 public:
@@ -31,8 +32,9 @@ private:
     static inline size_t left;
 };
 
-// Runs a piece of work that makes all its objects itself, with no memory at all, with one piece, with two and so on until it has enough. Each time before, it
-// must end as pbMemAlloc ends it. Returns how many pieces it needs.
+// Runs a piece of work that makes all its objects itself, with no memory at all, with one piece,
+// with two and so on until it has enough. Each time before, it must end as pbMemAlloc ends it.
+// Returns how many pieces it needs.
 inline size_t expectAbortWhereverMemoryEnds( const std::function<void()> &work )
 {
     for( size_t pieces = 0;; pieces++ )

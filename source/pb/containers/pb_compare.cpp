@@ -33,7 +33,7 @@ struct Frame
 
 PB_INT pb::compareContainers( PB_OBJ *objA, PB_OBJ *objB )
 {
-    // The innermost two. The ones around them need memory, which most comparisons do not.
+    // Most comparisons have no containers around the innermost two, and take no memory.
     Frame                inner{ objA, objB, nextOf( objA->sort ) };
     pb::StdVector<Frame> around;
     for( ;; )

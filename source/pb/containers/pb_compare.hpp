@@ -1,5 +1,5 @@
-// How vectors, dictionaries and stores are compared: in a loop, so that containers in containers
-// need no stack, however deep they are.
+// The comparison of vectors, dictionaries and stores. It is a loop, so that containers in one
+// another need no stack, however deep they are.
 #pragma once
 
 #include <pb/pb_obj.h>
@@ -7,14 +7,16 @@
 namespace pb
 {
 
-// CompareCursor: how far the comparison of two containers is; each kind of container counts in its own way.
+// CompareCursor: the place that the comparison of two containers has reached. Each kind of
+// container counts in its own way.
 struct CompareCursor
 {
     size_t    index;
     uintptr_t a, b;
 };
 
-// CompareNext: two objects that are to be compared next. If there are none, `order` is the result for the two containers.
+// CompareNext: the two objects to compare next. If there are none, `order` is the result for the
+// two containers.
 struct CompareNext
 {
     bool    found;
@@ -25,7 +27,8 @@ struct CompareNext
     static CompareNext end( PB_INT order ) { return { false, nullptr, nullptr, order }; }
 };
 
-// Each kind of container defines its own in its file. The cursor is zero at the first call.
+// Each kind of container defines its own function in its own file. The cursor is zero at the first
+// call.
 CompareNext nextOfVectors( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor );
 CompareNext nextOfDicts( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor );
 CompareNext nextOfStores( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor );

@@ -61,7 +61,7 @@ pb::CompareNext pb::nextOfDicts( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &curs
     Place      atB = cursor.index ? std::bit_cast<Place>( cursor.b ) : b.begin();
     if( atA == a.end() || atB == b.end() )
         return CompareNext::end( atB != b.end() ? -1 : atA != a.end() );
-    // Keys at the even calls, and their values after them.
+    // Even calls give keys; each following call gives the value.
     bool        isKey = cursor.index++ % 2 == 0;
     CompareNext next  = isKey ? CompareNext::pair( atA->first.get(), atB->first.get() ) : CompareNext::pair( atA->second.get(), atB->second.get() );
     cursor.a          = std::bit_cast<uintptr_t>( isKey ? atA : ++atA );
@@ -77,7 +77,8 @@ static Map &writableMap( PB_DICT **dict )
     return *target->map;
 }
 
-// Puts a value under a key. The references are taken first: a dictionary that is put into itself is shared then, so what goes in is what it was.
+// Puts a value under a key. The references are taken first: if a dictionary is put into itself, it
+// is shared then, and the value is the dictionary as it was.
 static void set( PB_DICT **dict, pb::Ref<PB_OBJ> key, pb::Ref<PB_OBJ> value )
 {
     writableMap( dict ).insert_or_assign( std::move( key ), std::move( value ) );

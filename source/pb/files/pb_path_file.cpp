@@ -30,7 +30,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
     PB_CHECK( path );
     PB_CHECK( maxLength >= 0 );
     const char *name = pbStringTryPeekCstr( path );
-    // Not to hang on a pipe that stands in the place of a file.
+    // With O_NONBLOCK, a pipe in the place of a file does not block.
     File        file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
     struct stat status;
     if( file.descriptor < 0 || fstat( file.descriptor, &status ) != 0 || !S_ISREG( status.st_mode ) || status.st_size > maxLength )
@@ -51,7 +51,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
             break;
         length += count;
     }
-    // It may have become shorter meanwhile.
+    // The file may have become shorter in the meantime.
     pbBufferDelInner( content.handle(), length, expected - length );
     return content.take();
 }
@@ -59,7 +59,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
 namespace
 {
 
-// All that these say is 0 or an error number.
+// These functions return 0 or an error number.
 
 int writeAll( int descriptor, const PB_BYTE *bytes, PB_INT length )
 {
@@ -93,7 +93,8 @@ pb::StdString<> folderOf( const pb::StdString<> &path )
     return slash == path.npos ? "." : slash == 0 ? "/" : path.substr( 0, slash );
 }
 
-// A name in a folder that is as good as unique, however long the target's own is.
+// A name in a folder that no other file has in practice. It does not depend on the length of the
+// target's name.
 pb::StdString<> neighbourIn( const pb::StdString<> &folder )
 {
     PB_BYTE random[8];
@@ -112,7 +113,7 @@ int renameFile( const pb::StdString<> &from, const pb::StdString<> &to, bool rep
         return 0;
     if( errno != EINVAL && errno != ENOSYS )
         return errno;
-    // A file system that does not know this.
+    // The file system does not know this flag.
     if( int problem = resultOf( link( from.c_str(), to.c_str() ) ) )
         return problem;
     unlink( from.c_str() );
@@ -126,7 +127,7 @@ int nameFile( const File &file, const pb::StdString<> &name )
     return resultOf( linkat( AT_FDCWD, self, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW ) );
 }
 
-// Gives the target's name to a file that has this one, which is gone in any case.
+// Gives the target's name to a file. If that fails, the file is removed.
 int finish( const pb::StdString<> &neighbour, const pb::StdString<> &target, bool replace )
 {
     int problem = renameFile( neighbour, target, replace );
@@ -135,7 +136,8 @@ int finish( const pb::StdString<> &neighbour, const pb::StdString<> &target, boo
     return problem;
 }
 
-// Through a file without a name, of which nothing is left whatever happens; -1 where the file system has no such files.
+// Writes through a file without a name, so that nothing is left if it fails; -1 if the file system
+// has no such files.
 int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     File file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
@@ -148,12 +150,12 @@ int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target,
         int problem = nameFile( file, target );
         return problem == 0 || problem == EEXIST ? problem : -1;
     }
-    // A name cannot be taken from another file at once, so it has one of its own for a moment.
+    // linkat cannot replace a file, so the new file has a name of its own for a moment.
     pb::StdString<> neighbour = neighbourIn( folder );
     return nameFile( file, neighbour ) ? -1 : finish( neighbour, target, true );
 }
 
-// Through a file beside the target.
+// Writes through a file beside the target.
 int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     pb::StdString<> neighbour = neighbourIn( folder );
@@ -176,13 +178,13 @@ int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int 
     if( problem )
         return problem;
     File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
-    // The content is there; that some file systems cannot sync a directory changes nothing.
+    // The content is written. Some file systems cannot sync a directory; that is not an error.
     if( directory.descriptor >= 0 )
         fsync( directory.descriptor );
     return 0;
 }
 
-// Where symbolic links lead, whether there is something or not.
+// The path that symbolic links lead to, whether a file is there or not.
 pb::StdString<> endOfLinks( pb::StdString<> path )
 {
     for( int links = 0; links < 40; links++ )
@@ -217,7 +219,7 @@ int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode,
         return EISDIR;
     if( exists && !S_ISREG( status.st_mode ) )
         return writeInto( path, content );
-    // A link stays a link, and what it leads to is replaced.
+    // A link stays a link; the file that it leads to is replaced.
     return replace ? writeWhole( endOfLinks( path ), content, mode, true ) : exists ? EEXIST : writeWhole( path, content, mode, false );
 }
 

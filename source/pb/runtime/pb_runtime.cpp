@@ -73,10 +73,11 @@ enum class Phase
     stopping
 };
 
-// Read by any thread; only the thread that starts or stops the runtime moves it on.
+// Any thread reads it; only the thread that starts or stops the runtime changes it.
 constinit std::atomic<Phase> phase{ Phase::stopped };
 
-// Moves on from a phase in which nothing is in progress; false if the runtime is not in it.
+// Goes from one phase to the next; false if the runtime is not in the first one. Aborts if a start
+// or a stop is in progress.
 bool moveOn( Phase from, Phase to, pb::Site site = pb::Site::here() )
 {
     Phase before = from;
@@ -90,7 +91,8 @@ bool moveOn( Phase from, Phase to, pb::Site site = pb::Site::here() )
 using Text    = pb::StdString<pb::ProcessMemory>;
 using Modules = pb::StdVector<const PB_MODULE *, pb::ProcessMemory>;
 
-// What the runtime knows of the process. Made at the first use and kept: modules stay loaded, and registered ones stay registered.
+// The state of the process. It is made at the first use and kept, since modules stay loaded, and
+// registered ones stay registered.
 struct State
 {
     Modules             registered;
@@ -111,10 +113,11 @@ void tell( const char *hook, const PB_MODULE *module )
         state().observer( hook, module );
 }
 
-// The file name of a module's library; the number is the interface version that all libraries of the product share.
+// The file name of a module's library; the number is the interface version that all libraries of
+// the product share.
 Text libraryName( const Text &module ) { return "lib" + module + ".so." PB_PRODUCT_SOVERSION; }
 
-// The file that holds an address, and where it begins in memory.
+// The file that holds an address, and the address where the file begins in memory.
 Dl_info fileOf( const void *address )
 {
     Dl_info info{};
@@ -137,14 +140,16 @@ struct Copy
 
 using Copies = pb::StdVector<Copy, pb::ProcessMemory>;
 
-// All files in the process that define the function of one module, whatever their names are. Two of them would each have their own sorts.
+// All files in the process that define the function of one module, under any name. Two of them
+// would each have sorts of their own.
 Copies copiesOf( const Text &module )
 {
     // Files are opened after the walk, which holds a lock of the loader.
     pb::StdVector<Text, pb::ProcessMemory> files;
     dl_iterate_phdr(
         []( dl_phdr_info *info, size_t, void *closure ) {
-            // The program itself has no name, and the system's own virtual library no path.
+            // The program itself has an empty name. The kernel's virtual library has a name without
+            // a path and is left out.
             std::string_view name = info->dlpi_name;
             if( name.empty() || name.find( '/' ) != name.npos )
                 ( (pb::StdVector<Text, pb::ProcessMemory> *)closure )->emplace_back( name );
@@ -158,7 +163,7 @@ Copies copiesOf( const Text &module )
     {
         void *handle = dlopen( file.empty() ? nullptr : file.c_str(), RTLD_LAZY | RTLD_NOLOAD );
         void *entry  = handle ? dlsym( handle, function.c_str() ) : nullptr;
-        // A library's handle also finds what the libraries that it needs define.
+        // The handle of a library also finds the functions of the libraries that it needs.
         Dl_info info  = fileOf( entry );
         bool    known = std::any_of( copies.begin(), copies.end(), [&]( const Copy &copy ) { return copy.base == info.dli_fbase; } );
         if( entry && !known )
@@ -214,7 +219,7 @@ struct Plan
         if( !handle )
         {
             handle = dlopen( library.c_str(), RTLD_NOW | RTLD_NODELETE );
-            // A library that lies beside this one and does not load is the better reason.
+            // If a library lies beside this one and does not load, that is the better reason.
             if( !handle && reason.find( "cannot open shared object file: No such file" ) != Text::npos )
             {
                 const char *why = dlerror();
@@ -233,8 +238,8 @@ struct Plan
         return module ? module : fail( "module " + named( name ) + " exports no module object: " + name + "Module() gives null" );
     }
 
-    // The base library is the one that this code is part of. The loader may have bound a second copy so that it gives the module object of the first; its
-    // function still lies in another file.
+    // The base library is the one that holds this code. The loader may bind a second copy so that
+    // it gives the module object of the first, so the files are compared too.
     const PB_MODULE *base( const Text &name )
     {
         Dl_info own = fileOf( &thisFile );
@@ -246,7 +251,7 @@ struct Plan
         return pbModule();
     }
 
-    // A module of the host, in whose place no other one may be in the process.
+    // A module of the host. The process must not have loaded another one of its name.
     const PB_MODULE *alone( const Text &name, const PB_MODULE *module )
     {
         for( const Copy &copy : copiesOf( name ) )

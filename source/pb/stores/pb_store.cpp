@@ -38,8 +38,10 @@ std::string_view viewOf( PB_STRING *str )
     return { text, (size_t)length };
 }
 
-// The entries in order, and where each key stands. To close the gap of a deleted entry at once would take as long as there are entries, so it stays until
-// there are more gaps than entries. While there are gaps, a Fenwick tree over the slots tells the index of a slot and the slot of an index.
+// The entries in order, and the slot of each key. It takes long to close the gap of a deleted entry
+// if there are many entries behind it, so gaps stay until there are more of them than entries.
+// While there are gaps, a Fenwick tree over the slots gives the index of a slot and the slot of an
+// index.
 class Content
 {
 public:
@@ -60,7 +62,8 @@ public:
 
     const Entry &at( size_t index ) const { return slots[gaps ? slotOf( index ) : index]; }
 
-    // The first entry in this slot or behind it, whose slot is put into `slot`; null if there is none.
+    // The first entry in this slot or behind it; its slot is put into `slot`. Null if there is
+    // none.
     const Entry *next( size_t &slot ) const
     {
         while( slot < slots.size() && slots[slot].kind == Kind::gap )

@@ -127,7 +127,7 @@ PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex )
 
 static void appendRange( PB_BUFFER **buf, PB_BUFFER *other, PB_INT byteOffset, PB_INT byteCount )
 {
-    // The other one may be the same object, which then must survive its own replacement and growth.
+    // Both may be the same object, which must then live on while it is replaced or grows.
     pb::Ref<PB_BUFFER> held   = pb::share( other );
     PB_BUFFER         *target = writable( buf );
     target->content.sensitive |= other->content.sensitive;

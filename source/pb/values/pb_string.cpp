@@ -126,10 +126,11 @@ static bool sameBytes( const void *a, const void *b, PB_INT count ) { return !co
 
 static PB_STRING *writable( PB_STRING **str ) { return pb::makeWritable( str, pbStringCreateFrom ); }
 
-// The bytes of the character that begins with this byte. The library's own function says 0 of U+0000.
+// The number of bytes of the character that begins with this byte. The library's own function gives
+// 0 for U+0000.
 static PB_INT characterLength( PB_BYTE first ) { return first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4; }
 
-// Where the code point with this index begins; the index may be the length.
+// The offset of the code point with this index; the index may be the length.
 static PB_INT byteOffset( const PB_STRING *str, PB_INT index )
 {
     if( str->characters == str->content.length )
@@ -258,7 +259,7 @@ PB_STRING *pbStringCreateFromInner( PB_STRING *source, PB_INT offset, PB_INT cou
 namespace
 {
 
-// A text that is compared with a string, as a string would hold it.
+// The text that a string is compared with, as a string would hold it.
 struct Comparand
 {
     pb::Ref<PB_STRING> str; // made only if the text is malformed
@@ -354,7 +355,8 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
 PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
-    // No character folds to more than three times its bytes. With room enough the library takes no memory of its own, which it would not cleanse.
+    // No character folds to more than three times its bytes. If the room is enough, the library
+    // takes no memory of its own, which it would not overwrite.
     size_t   room   = (size_t)str->content.length * 3 + 16;
     uint8_t *memory = (uint8_t *)pbMemAlloc( room );
     size_t   length = room;
