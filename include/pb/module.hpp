@@ -1,4 +1,5 @@
-// How a library of the family defines its module object, its record and its version marker. C++ only. The build defines the PB_PRODUCT_ macros.
+// The definition of a library's module object, its record and its version marker. C++ only. The
+// build defines the PB_PRODUCT_ macros.
 #pragma once
 
 #include <pb/pb_module.h>
@@ -17,8 +18,9 @@
 #define PB_MODULE_PROCESSOR "unknown"
 #endif
 
-// PB_MODULE_DEFINE( name, description, version, dependencies, startup, halt, shutdown ): exports `name___module`, `name___module_record`,
-// `name___module_version_string` (a text that tools find in the file by its prefix) and `nameModule()`.
+// PB_MODULE_DEFINE( name, description, version, dependencies, startup, halt, shutdown ): exports
+// `name___module`, `name___module_record`, `name___module_version_string` (a text that tools find
+// in the file by its prefix) and `nameModule()`.
 // clang-format off
 #define PB_MODULE_DEFINE( name, description, version, dependencies, startupFunction, haltFunction, shutdownFunction )                                \
     extern "C" PB_EXPORT const PB_MODULE        name##___module;                                                                                     \

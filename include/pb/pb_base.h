@@ -33,8 +33,9 @@ typedef uint8_t  PB_BYTE;
 #define PB_TRUE ( (PB_BOOL)1 )
 #define PB_FALSE ( (PB_BOOL)0 )
 
-/* PB_OBJECT_TYPE: declares an opaque object type of the family. In C++ it also tells pb::Ref and pb::fields that pointers to the type are
-   reference-counted objects; a pointer to anything else does not compile there. */
+/* PB_OBJECT_TYPE: declares an opaque object type of the family. In C++ it also tells pb::Ref and
+   pb::fields that a pointer to the type points to a reference-counted object; with a pointer to
+   anything else they do not compile. */
 #ifdef __cplusplus
 #define PB_OBJECT_TYPE( TYPE ) \
     typedef struct TYPE TYPE;  \
@@ -45,17 +46,20 @@ typedef uint8_t  PB_BYTE;
 
 PB_BEGIN_DECLS
 
-/* pb___Abort: reports a broken contract and ends the process with abort(). `context` is null or names the standard function, `file` is the path
-   from the repository root, `expression` is the text of the check. The handler that pbAbortSetHandler installed runs first. Never returns. */
+/* pb___Abort: reports a broken contract and ends the process with abort(). `context` is null or
+   names the standard function. `file` is the path from the root of the repository. `expression` is
+   the text of the check. The handler of pbAbortSetHandler runs first. The function never returns.
+   */
 PB_NORETURN PB_EXPORT void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression );
 
 PB_END_DECLS
 
-/* Contract checks, kept in every build. They stringify what they were given at their first macro level, so NULL and the like stay as written. */
+/* Contract checks, which every build keeps. They stringify their argument at their first macro
+   level, so NULL and the like stay as written. */
 #define PB_CHECK( ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, __FILE__, __LINE__, #__VA_ARGS__ ) )
 #define PB_CHECK_CONTEXT( context, ... ) \
     ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
-/* Checks an address of a pointer, then the pointer: the texts are `name` and `*name`. */
+/* Checks the address of a pointer, then the pointer: the texts are `name` and `*name`. */
 #define PB_CHECK_HANDLE( handle )                                                                       \
     ( __builtin_expect( !( handle ), 0 )          ? pb___Abort( NULL, __FILE__, __LINE__, #handle )     \
             : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) \

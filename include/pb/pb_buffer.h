@@ -5,58 +5,71 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_BUFFER );
+/* A PB_BUFFER may be read by many threads; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
 /* pbBufferCreate: an empty buffer. */
 PB_EXPORT PB_BUFFER *pbBufferCreate( void );
-/* pbBufferCreateFrom: a copy with the same bytes and the same sensitive mark; null aborts ("source"). */
+/* pbBufferCreateFrom: a copy with the same bytes and the same sensitive mark; null aborts
+   ("source"). */
 PB_EXPORT PB_BUFFER *pbBufferCreateFrom( PB_BUFFER *source );
-/* pbBufferCreateFromBytes: a copy of `byteCount` bytes. Aborts on a null pointer with a count ("bytes || !byteCount") and on a negative count. */
+/* pbBufferCreateFromBytes: a copy of `byteCount` bytes. A null pointer with a count
+   ("bytes || !byteCount") and a negative count abort. */
 PB_EXPORT PB_BUFFER *pbBufferCreateFromBytes( const void *bytes, PB_INT byteCount );
-/* pbBufferCreateFromBytesUse: takes over memory that came from pbMemAlloc and holds `byteCount` bytes; the buffer frees it. */
+/* pbBufferCreateFromBytesUse: takes over memory of pbMemAlloc that holds `byteCount` bytes; the
+   buffer frees it. */
 PB_EXPORT PB_BUFFER *pbBufferCreateFromBytesUse( void *bytes, PB_INT byteCount );
-/* pbBufferCreateFromInner: a copy of the bytes from `byteOffset` up to `byteOffset + byteCount`; inherits the sensitive mark. Aborts when the range
-   does not lie in the buffer. */
+/* pbBufferCreateFromInner: a copy of the bytes from `byteOffset` up to `byteOffset + byteCount`,
+   with the sensitive mark of the source. A range that is not in the buffer aborts. */
 PB_EXPORT PB_BUFFER *pbBufferCreateFromInner( PB_BUFFER *source, PB_INT byteOffset, PB_INT byteCount );
 
 /* pbBufferLength: number of bytes; null aborts ("buf"). */
 PB_EXPORT PB_INT pbBufferLength( PB_BUFFER *buf );
 /* pbBufferBitLength: number of bits, eight a byte. */
 PB_EXPORT PB_INT pbBufferBitLength( PB_BUFFER *buf );
-/* pbBufferSpace: how many bytes can still be appended before the length would no longer fit. */
+/* pbBufferSpace: how many bytes can still be appended before the length is too large. */
 PB_EXPORT PB_INT pbBufferSpace( PB_BUFFER *buf );
-/* pbBufferBytes: lends the bytes: valid while the caller holds the buffer and until it is edited. Never null. */
+/* pbBufferBytes: lends the bytes. They are valid while the caller holds the buffer and until it is
+   edited. Never null. */
 PB_EXPORT const PB_BYTE *pbBufferBytes( PB_BUFFER *buf );
-/* pbBufferByteAt: one byte; an index outside the buffer aborts ("byteIndex >= 0", "byteIndex < pbBufferLength( buf )"). */
+/* pbBufferByteAt: one byte. An index outside the buffer aborts ("byteIndex >= 0",
+   "byteIndex < pbBufferLength( buf )"). */
 PB_EXPORT PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex );
 
-/* pbBufferAppend: appends all bytes of another buffer (which may be the same one) and takes over its sensitive mark. */
+/* pbBufferAppend: appends all bytes of another buffer and takes over its sensitive mark. Both may
+   be the same buffer. */
 PB_EXPORT void pbBufferAppend( PB_BUFFER **buf, PB_BUFFER *other );
-/* pbBufferAppendBytes: appends `byteCount` bytes from memory. */
+/* pbBufferAppendBytes: appends `byteCount` bytes from memory, which may be the buffer's own
+   (pbBufferBytes). */
 PB_EXPORT void pbBufferAppendBytes( PB_BUFFER **buf, const void *bytes, PB_INT byteCount );
 /* pbBufferAppendByte: appends one byte. */
 PB_EXPORT void pbBufferAppendByte( PB_BUFFER **buf, PB_BYTE byte );
-/* pbBufferAppendInner: appends a range of another buffer and takes over its sensitive mark. */
+/* pbBufferAppendInner: appends a range of another buffer and takes over its sensitive mark. Both
+   may be the same buffer. */
 PB_EXPORT void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *other, PB_INT byteOffset, PB_INT byteCount );
-/* pbBufferDelInner: removes a range; aborts when it does not lie in the buffer. */
+/* pbBufferDelInner: removes a range. A range that is not in the buffer aborts. */
 PB_EXPORT void pbBufferDelInner( PB_BUFFER **buf, PB_INT byteOffset, PB_INT byteCount );
 /* pbBufferClear: removes all bytes; the sensitive mark stays. */
 PB_EXPORT void pbBufferClear( PB_BUFFER **buf );
-/* pb___BufferExtend: appends `byteCount` bytes and returns where they are to be written by the caller, before anything else is done with the buffer. */
+/* pb___BufferExtend: appends `byteCount` bytes and returns their address. The caller writes them
+   before anything else is done with the buffer. */
 PB_EXPORT PB_BYTE *pb___BufferExtend( PB_BUFFER **buf, PB_INT byteCount );
 
-/* pb___BufferCreateLength: a new buffer of `byteCount` bytes, whose content is the caller's to write before anything else is done with it. */
+/* pb___BufferCreateLength: a new buffer of `byteCount` bytes, and their address in `bytes`. The
+   caller writes them before anything else is done with the buffer. */
 PB_EXPORT PB_BUFFER *pb___BufferCreateLength( PB_INT byteCount, PB_BYTE **bytes );
 
-/* pbBufferSetSensitive: marks the content as secret: it is overwritten when it is freed or moved, and what is derived from it inherits the mark.
-   There is no way back. */
+/* pbBufferSetSensitive: marks the content as secret. It is then overwritten when it is freed or
+   moved, and everything that is made from it gets the mark too. The mark cannot be removed. */
 PB_EXPORT void pbBufferSetSensitive( PB_BUFFER **buf );
 /* pbBufferSensitive: whether the mark is set. */
 PB_EXPORT PB_BOOL pbBufferSensitive( PB_BUFFER *buf );
 
-/* pbBufferSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by bytes, a buffer
-   before every longer one that begins with it; ToString gives lower-case hexadecimal digits, of a sensitive buffer only its length. */
+/* pbBufferSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare orders by bytes; a buffer comes before every longer one that
+   begins with it. ToString gives lower-case hexadecimal digits, but only the length of a sensitive
+   buffer. */
 PB_EXPORT const PB_SORT *pbBufferSort( void );
 PB_EXPORT PB_OBJ        *pbBufferObj( PB_BUFFER *obj );
 PB_EXPORT PB_BUFFER     *pbBufferFrom( PB_OBJ *obj );

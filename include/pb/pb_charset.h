@@ -6,32 +6,36 @@
 #include <pb/pb_string.h>
 
 PB_OBJECT_TYPE( PB_CHAR_SOURCE );
+/* A PB_CHAR_SOURCE belongs to one thread at a time, for reading too. */
 
-/* The charset codes. */
+/* The codes of the charsets. */
 #define PB_CHARSET_LATIN1 ( (PB_INT)0 ) /* ISO 8859-1: every byte is a character, so it never fails */
 #define PB_CHARSET_UTF8 ( (PB_INT)44 )
 #define PB_CHARSET_OK( charset ) ( ( charset ) == PB_CHARSET_LATIN1 || ( charset ) == PB_CHARSET_UTF8 )
 
-/* Conversion flags. Without it malformed input becomes U+FFFD. */
+/* The flags of a conversion, 0 for none. Malformed input becomes U+FFFD if the flag is not set. */
 #define PB_CHARSET_FLAG_STRICT ( (PB_INT)1 ) /* malformed input fails */
 
 PB_BEGIN_DECLS
 
-/* pbCharsetTryConvertBufferToStringWithFlags: the text of a buffer; null when PB_CHARSET_FLAG_STRICT is set and it is malformed. Inherits the sensitive
-   mark. An unknown charset aborts ("PB_CHARSET_OK( charset )"). */
+/* pbCharsetTryConvertBufferToStringWithFlags: the text of a buffer, with its sensitive mark. Null
+   if PB_CHARSET_FLAG_STRICT is set and the text is malformed. An unknown charset aborts
+   ("PB_CHARSET_OK( charset )"). */
 PB_EXPORT PB_STRING *pbCharsetTryConvertBufferToStringWithFlags( PB_BUFFER *buf, PB_INT charset, PB_INT flags );
 
 /* pbCharsetCreateCharSource: the characters of a byte source. */
 PB_EXPORT PB_CHAR_SOURCE *pbCharsetCreateCharSource( PB_BYTE_SOURCE *source, PB_INT charset, PB_INT flags );
 
-/* pbCharSourceRead: appends up to `max` characters to a string and returns how many; 0 at the end and after an error. */
+/* pbCharSourceRead: appends up to `max` characters to a string and returns how many; 0 at the end
+   and after an error. */
 PB_EXPORT PB_INT pbCharSourceRead( PB_CHAR_SOURCE *source, PB_STRING **str, PB_INT max );
 /* pbCharSourceEnd: whether a read has met the end. */
 PB_EXPORT PB_BOOL pbCharSourceEnd( PB_CHAR_SOURCE *source );
 /* pbCharSourceError: whether the bytes could not be read or were malformed. */
 PB_EXPORT PB_BOOL pbCharSourceError( PB_CHAR_SOURCE *source );
 
-/* pbCharSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* pbCharSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT  *pbCharSourceSort( void );
 PB_EXPORT PB_OBJ         *pbCharSourceObj( PB_CHAR_SOURCE *obj );
 PB_EXPORT PB_CHAR_SOURCE *pbCharSourceFrom( PB_OBJ *obj );

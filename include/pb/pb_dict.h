@@ -6,17 +6,19 @@
 #include <pb/pb_vector.h>
 
 PB_OBJECT_TYPE( PB_DICT );
+/* A PB_DICT may be read by many threads; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
-/* Keys are ordered by pbObjCompare and must not change while they are in use. An absent (null) dictionary has no keys: reading functions take null. Values
-   are never null. Each function of one operation differs only in the form of the key. */
+/* Keys are ordered by pbObjCompare and must not change while they are in use. Values are never
+   null. Functions that read take null for a dictionary, which then has no keys. The functions of
+   one operation differ only in the form of the key. */
 
 /* pbDictCreate: an empty dictionary. */
 PB_EXPORT PB_DICT *pbDictCreate( void );
 /* pbDictCreateFrom: a copy that shares keys and values; null aborts ("source"). */
 PB_EXPORT PB_DICT *pbDictCreateFrom( PB_DICT *source );
-/* pbDictLength: number of keys. */
+/* pbDictLength: the number of keys. */
 PB_EXPORT PB_INT pbDictLength( PB_DICT *dict );
 
 /* pbDictObjKey, pbDictIntKey, pbDictStringKey: the value under a key, a new reference, or null. */
@@ -27,25 +29,30 @@ PB_EXPORT PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key );
 PB_EXPORT PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key );
 PB_EXPORT PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key );
 PB_EXPORT PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key );
-/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey: puts a value under a key, in place of one that was there. */
+/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey: put a value under a key, in place of the
+   one that was there. */
 PB_EXPORT void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value );
 PB_EXPORT void pbDictSetIntKey( PB_DICT **dict, PB_INT key, PB_OBJ *value );
 PB_EXPORT void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value );
-/* pbDictDelObjKey, pbDictDelIntKey, pbDictDelStringKey: removes a key; one that is not there is nothing. */
+/* pbDictDelObjKey, pbDictDelIntKey, pbDictDelStringKey: remove a key. If it is not there, nothing
+   happens. */
 PB_EXPORT void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key );
 PB_EXPORT void pbDictDelIntKey( PB_DICT **dict, PB_INT key );
 PB_EXPORT void pbDictDelStringKey( PB_DICT **dict, PB_STRING *key );
-/* pbDictInclude: puts every key of another dictionary, with its value, into this one, in place of what was there; `other` may be null. */
+/* pbDictInclude: puts every key of another dictionary, with its value, into this one, in place of
+   the value that was there. `other` may be null. */
 PB_EXPORT void pbDictInclude( PB_DICT **dict, PB_DICT *other );
 /* pbDictClear: removes all keys. */
 PB_EXPORT void pbDictClear( PB_DICT **dict );
 
-/* pbDictKeysVector, pbDictValuesVector: new vectors of all keys and of all values, both in key order. */
+/* pbDictKeysVector, pbDictValuesVector: new vectors of all keys and of all values, both in key
+   order. */
 PB_EXPORT PB_VECTOR *pbDictKeysVector( PB_DICT *dict );
 PB_EXPORT PB_VECTOR *pbDictValuesVector( PB_DICT *dict );
 
-/* pbDictSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare goes pair by pair in key order, key
-   before value, then by length. */
+/* pbDictSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare goes pair by pair in key order, key before value, then by length.
+   It needs no stack for dictionaries in one another. */
 PB_EXPORT const PB_SORT *pbDictSort( void );
 PB_EXPORT PB_OBJ        *pbDictObj( PB_DICT *obj );
 PB_EXPORT PB_DICT       *pbDictFrom( PB_OBJ *obj );

@@ -5,6 +5,7 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_ENUM );
+/* A PB_ENUM may be read by many threads; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
@@ -12,14 +13,16 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_ENUM *pbEnumCreate( void );
 /* pbEnumCreateFrom: a copy; null aborts ("source"). */
 PB_EXPORT PB_ENUM *pbEnumCreateFrom( PB_ENUM *source );
-/* pbEnumSetEnumerantCstr: names a value, in place of the name or the value that was there; `length` -1 means zero-terminated. */
+/* pbEnumSetEnumerantCstr: gives a value a name, in place of the name or the value that was there;
+   `length` -1 means zero-terminated. */
 PB_EXPORT void pbEnumSetEnumerantCstr( PB_ENUM **enumeration, const char *name, PB_INT length, PB_INT value );
 /* pbEnumGenerate: the name of a value, a new reference; a value without a name aborts ("name"). */
 PB_EXPORT PB_STRING *pbEnumGenerate( PB_ENUM *enumeration, PB_INT value );
-/* pbEnumParse: the value of a name, which must match exactly; -1 for an unknown one. */
+/* pbEnumParse: the value of a name, which must match exactly; -1 for an unknown name. */
 PB_EXPORT PB_INT pbEnumParse( PB_ENUM *enumeration, PB_STRING *name );
 
-/* pbEnumSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* pbEnumSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT *pbEnumSort( void );
 PB_EXPORT PB_OBJ        *pbEnumObj( PB_ENUM *obj );
 PB_EXPORT PB_ENUM       *pbEnumFrom( PB_OBJ *obj );

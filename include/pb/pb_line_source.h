@@ -6,20 +6,24 @@
 #include <pb/pb_vector.h>
 
 PB_OBJECT_TYPE( PB_LINE_SOURCE );
+/* A PB_LINE_SOURCE belongs to one thread at a time, for reading too. */
 
 PB_BEGIN_DECLS
 
-/* pbNlfLineSourceCreate: lines that end with LF, CR LF, CR or NEL (U+0085), or with the text. `limit` is how many characters a line is expected to have at
-   most; a longer line is delivered whole all the same. `limit` below 1 aborts. */
+/* pbNlfLineSourceCreate: lines that end with LF, CR LF, CR or NEL (U+0085), or with the text.
+   `limit` is the expected largest number of characters of a line; a longer line comes whole too. A
+   `limit` below 1 aborts. */
 PB_EXPORT PB_LINE_SOURCE *pbNlfLineSourceCreate( PB_CHAR_SOURCE *characters, PB_INT limit );
-/* pbLineSourceTryReadLine: the next line without its end, a new string; null at the end of the text and after an error. */
+/* pbLineSourceTryReadLine: the next line without its end, a new string. Null at the end of the text
+   and after an error. */
 PB_EXPORT PB_STRING *pbLineSourceTryReadLine( PB_LINE_SOURCE *ls );
-/* pbLineSourceReadLines: a new vector of the next lines, at most `max` of them. */
+/* pbLineSourceReadLines: a new vector of the next lines, at most `max`. */
 PB_EXPORT PB_VECTOR *pbLineSourceReadLines( PB_LINE_SOURCE *ls, PB_INT max );
 /* pbLineSourceError: whether the characters could not be read. */
 PB_EXPORT PB_BOOL pbLineSourceError( PB_LINE_SOURCE *ls );
 
-/* pbLineSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* pbLineSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT  *pbLineSourceSort( void );
 PB_EXPORT PB_OBJ         *pbLineSourceObj( PB_LINE_SOURCE *obj );
 PB_EXPORT PB_LINE_SOURCE *pbLineSourceFrom( PB_OBJ *obj );

@@ -1,4 +1,4 @@
-/* Memory of the family's objects. */
+/* Memory of the family's objects. Any thread may call these functions, except pbMemSetAllocator. */
 #ifndef PB_PB_MEM_H
 #define PB_PB_MEM_H
 
@@ -6,7 +6,8 @@
 
 PB_BEGIN_DECLS
 
-/* PB_MEM_ALLOCATOR: where the family's memory comes from; the three work like malloc, realloc and free. */
+/* PB_MEM_ALLOCATOR: the functions that the family takes its memory from. They work like malloc,
+   realloc and free, on any thread. */
 typedef struct PB_MEM_ALLOCATOR
 {
     void *( *alloc )( size_t size );
@@ -14,30 +15,35 @@ typedef struct PB_MEM_ALLOCATOR
     void ( *free )( void *memory );
 } PB_MEM_ALLOCATOR;
 
-/* pbMemSetAllocator: replaces the allocator of the whole process; null restores malloc, realloc and free. To be called while no object exists,
-   since memory goes back to the allocator that is set when it is freed. */
+/* pbMemSetAllocator: replaces the allocator of the whole process; null restores malloc, realloc and
+   free. Call it while the runtime is stopped and no object exists, since memory goes back to the
+   allocator that is set at that time. */
 PB_EXPORT void pbMemSetAllocator( const PB_MEM_ALLOCATOR *allocator );
 
-/* pbMemAlloc: `size` bytes, not zeroed; never null, exhaustion aborts. A size of 0 gives memory of one byte. */
+/* pbMemAlloc: `size` bytes, not zeroed. Never null: if there is no memory, it aborts ("memory"). A
+   size of 0 gives memory of one byte. */
 PB_EXPORT void *pbMemAlloc( size_t size );
 
 /* pbMemAllocZeroed: the same, zeroed. */
 PB_EXPORT void *pbMemAllocZeroed( size_t size );
 
-/* pbMemReallocN: `memory` (may be null) grown or shrunk to `count` elements of `size` bytes; an overflowing product or exhaustion aborts. Not for
-   sensitive content, which pbMemReallocSensitive moves. */
+/* pbMemReallocN: `memory` (may be null), grown or shrunk to `count` elements of `size` bytes. It
+   aborts if the product is too large or there is no memory. It is not for sensitive content; use
+   pbMemReallocSensitive for that. */
 PB_EXPORT void *pbMemReallocN( void *memory, PB_INT count, size_t size );
 
-/* pbMemReallocSensitive: moves `oldSize` bytes into new memory of `newSize` bytes and cleanses the old memory before it is freed. */
+/* pbMemReallocSensitive: moves `oldSize` bytes into new memory of `newSize` bytes, and overwrites
+   the old memory before it is freed. */
 PB_EXPORT void *pbMemReallocSensitive( void *memory, size_t oldSize, size_t newSize );
 
-/* pbMemFree: returns memory; null is nothing. */
+/* pbMemFree: gives memory back; null is allowed and does nothing. */
 PB_EXPORT void pbMemFree( void *memory );
 
-/* pbMemFreeSensitive: overwrites `size` bytes with zeros, which the optimiser may not leave out, and returns the memory; null is nothing. */
+/* pbMemFreeSensitive: overwrites `size` bytes with zeros and gives the memory back; null is allowed
+   and does nothing. The compiler cannot leave the overwriting out. */
 PB_EXPORT void pbMemFreeSensitive( void *memory, size_t size );
 
-/* pbMemCleanse: overwrites `size` bytes with zeros, which the optimiser may not leave out. */
+/* pbMemCleanse: overwrites `size` bytes with zeros. The compiler cannot leave this out. */
 PB_EXPORT void pbMemCleanse( void *memory, size_t size );
 
 PB_END_DECLS

@@ -4,7 +4,8 @@
 
 #include <pb/pb_obj.h>
 
-/* PB_MODULE_RECORD: what identifies a module and the product build it belongs to. Read-only; all strings are zero-terminated. */
+/* PB_MODULE_RECORD: identifies a module and the build of the product that it belongs to. Nobody
+   changes it, so any thread may read it. All strings are zero-terminated. */
 struct PB_MODULE_RECORD
 {
     PB_INT      formatVersion; /* PB_MODULE_RECORD_FORMAT_VERSION */

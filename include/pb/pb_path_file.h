@@ -1,4 +1,4 @@
-/* Whole files. */
+/* Whole files. Any thread may call these functions. */
 #ifndef PB_PB_PATH_FILE_H
 #define PB_PB_PATH_FILE_H
 
@@ -7,17 +7,21 @@
 
 PB_BEGIN_DECLS
 
-/* pbPathFileTryReadBuffer: the content of a regular file of at most `maxLength` bytes; null when it cannot be read, is longer, is no regular file or the path
-   holds U+0000. Blocks while the file is read. */
+/* pbPathFileTryReadBuffer: the content of a regular file of at most `maxLength` bytes. Null if it
+   cannot be read, is longer or is not a regular file, or if the path holds U+0000. Blocks while the
+   file is read. */
 PB_EXPORT PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength );
 
-/* pbPathFileWriteBuffer: makes a file with this content, readable by its owner only, or puts it in the place of one that is there; false when that fails, and then
-   everything is as it was. The file appears whole or not at all, even when the process is killed or the disk is full, and is on the disk when this returns. Blocks
-   meanwhile. */
+/* pbPathFileWriteBuffer: makes a file with this content that only its owner can read, or replaces
+   the file that is there. False if that fails; then everything is as it was. The file appears whole
+   or not at all, even if the process is killed or the disk is full, and it is on the disk when the
+   function returns. Blocks until then. */
 PB_EXPORT PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content );
 
-/* pb___PathFileWrite: the same, with the permissions of the file (as of chmod, the umask does not matter) and whether one that is there may be replaced. What
-   is no regular file (a pipe, a terminal) is written to as it is. Returns 0 or one of <errno.h>, EEXIST for a file that may not be replaced. */
+/* pb___PathFileWrite: the same, with the permissions of the file (as for chmod; the umask does not
+   matter), and with `replace`, which says whether a file that is there may be replaced. If the path
+   leads to a pipe, a terminal or the like, the content is written into that. Returns 0 or a number
+   of <errno.h>, EEXIST if the file may not be replaced. */
 PB_EXPORT int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode, PB_BOOL replace );
 
 PB_END_DECLS

@@ -5,10 +5,12 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_VECTOR );
+/* A PB_VECTOR may be read by many threads; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
-/* A vector holds one reference to each of its objects; null is not held and aborts ("obj"). An index that is not in the vector aborts. */
+/* A vector holds one reference to each of its objects. A null object aborts ("obj"), and so does an
+   index that is not in the vector. */
 
 /* pbVectorCreate: an empty vector. */
 PB_EXPORT PB_VECTOR *pbVectorCreate( void );
@@ -18,9 +20,11 @@ PB_EXPORT PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source );
 PB_EXPORT PB_INT pbVectorLength( PB_VECTOR *vector );
 /* pbVectorObjAt: the object at an index, a new reference. */
 PB_EXPORT PB_OBJ *pbVectorObjAt( PB_VECTOR *vector, PB_INT index );
-/* pb___VectorPeekObjAt: the same, lent: valid while the vector is held and not edited. */
+/* pb___VectorPeekObjAt: the same, lent: valid while the caller holds the vector and does not edit
+   it. */
 PB_EXPORT PB_OBJ *pb___VectorPeekObjAt( PB_VECTOR *vector, PB_INT index );
-/* pbVectorContainsOnly: whether every object is of this sort; true of an empty vector, false of a null one. Null `sort` aborts. */
+/* pbVectorContainsOnly: whether every object is of this sort; true for an empty vector, false for
+   null. A null `sort` aborts. */
 PB_EXPORT PB_BOOL pbVectorContainsOnly( PB_VECTOR *vector, const PB_SORT *sort );
 
 /* pbVectorAppendObj: adds an object at the end, in constant time on average. */
@@ -33,15 +37,18 @@ PB_EXPORT void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj 
 PB_EXPORT void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj );
 /* pbVectorDelObjAt: removes the object at an index; the first one in constant time. */
 PB_EXPORT void pbVectorDelObjAt( PB_VECTOR **vector, PB_INT index );
-/* pbVectorTakeFirst: removes the first object in constant time and hands its reference out; an empty vector aborts. */
+/* pbVectorTakeFirst: removes the first object in constant time and gives its reference to the
+   caller; an empty vector aborts. */
 PB_EXPORT PB_OBJ *pbVectorTakeFirst( PB_VECTOR **vector );
-/* pbVectorInsert: inserts all objects of another vector (which may be the same one), in their order, before the one at `index`. */
+/* pbVectorInsert: inserts all objects of another vector, in their order, before the one at `index`.
+   Both may be the same vector. */
 PB_EXPORT void pbVectorInsert( PB_VECTOR **vector, PB_INT index, PB_VECTOR *other );
 /* pbVectorClear: removes all objects. */
 PB_EXPORT void pbVectorClear( PB_VECTOR **vector );
 
-/* pbVectorSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare goes object by object with
-   pbObjCompare, then by length. */
+/* pbVectorSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare goes object by object with pbObjCompare, then by length. It needs
+   no stack for vectors in one another. */
 PB_EXPORT const PB_SORT *pbVectorSort( void );
 PB_EXPORT PB_OBJ        *pbVectorObj( PB_VECTOR *obj );
 PB_EXPORT PB_VECTOR     *pbVectorFrom( PB_OBJ *obj );

@@ -9,7 +9,8 @@
 namespace pb
 {
 
-// Starts the runtime with these modules, and stops it with the object's end. When it cannot be started, started() is false and pbRuntimeStartError says why.
+// Starts the runtime with these modules, and stops it when the object ends. If it cannot be
+// started, started() is false and pbRuntimeStartError says why.
 class Runtime
 {
 public:

@@ -1,13 +1,12 @@
 #include <in/in_dns_idna.h>
 #include <in/internal/in_dns_idna.h>
+#include <pb/containers.hpp>
 #include <pb/ref.hpp>
 
 #include <idn2.h>
-#include <string>
 #include <string_view>
 #include <unictype.h>
 #include <unistr.h>
-#include <vector>
 
 // A name is split into labels. Plain ASCII labels are checked here. libidn2 checks labels that
 // begin with xn-- or are not ASCII.
@@ -142,10 +141,10 @@ size_t stopAt( std::string_view name, size_t index )
     return 0;
 }
 
-std::vector<std::string_view> cut( std::string_view name )
+pb::StdVector<std::string_view> cut( std::string_view name )
 {
-    std::vector<std::string_view> labels;
-    size_t                        begin = 0;
+    pb::StdVector<std::string_view> labels;
+    size_t                          begin = 0;
     for( size_t index = 0; index < name.size(); )
     {
         size_t stop = stopAt( name, index );
@@ -170,17 +169,17 @@ struct Freer
 };
 
 // The ASCII form of a label, by libidn2. If there is none, `problem` says why.
-std::string idnaToAscii( std::string_view label, const char *&problem )
+pb::StdString<> idnaToAscii( std::string_view label, const char *&problem )
 {
-    std::string text( label );
-    Freer       ascii;
-    int         verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
+    pb::StdString<> text( label );
+    Freer           ascii;
+    int             verdict = idn2_lookup_u8( (const uint8_t *)text.c_str(), (uint8_t **)&ascii.text, IDN2_NONTRANSITIONAL );
     PB_CHECK( verdict != IDN2_MALLOC );
     problem = verdict == IDN2_OK ? nullptr : idn2_strerror( verdict );
     return problem ? "" : ascii.text;
 }
 
-std::string idnaToUnicode( const std::string &ascii )
+pb::StdString<> idnaToUnicode( const pb::StdString<> &ascii )
 {
     Freer unicode;
     int   verdict = idn2_to_unicode_8z8z( ascii.c_str(), &unicode.text, IDN2_NONTRANSITIONAL );
@@ -243,9 +242,9 @@ const char *bidiProblem( std::string_view label )
 // A name that was checked.
 struct Name
 {
-    std::vector<std::string_view> labels; // as they are written
-    std::vector<std::string>      ascii, unicode;
-    std::string                   problem; // for people; empty if it is a domain name
+    pb::StdVector<std::string_view> labels; // as they are written
+    pb::StdVector<pb::StdString<>>  ascii, unicode;
+    pb::StdString<>                 problem; // for people; empty if it is a domain name
 
     explicit Name( std::string_view name ) : labels( cut( name ) )
     {
@@ -254,7 +253,7 @@ struct Name
         {
             const char *wrong = nullptr;
             bool        zero  = label.find( '\0' ) != label.npos; // libidn2 would stop there
-            ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : std::string( label ) );
+            ascii.push_back( isIdna( label ) && !zero ? idnaToAscii( label, wrong ) : pb::StdString<>( label ) );
             wrong = wrong ? wrong : asciiProblem( ascii.back() );
             if( !wrong )
             {
@@ -279,24 +278,24 @@ struct Name
             checkBidi();
     }
 
-    bool        ok() const { return problem.empty(); }
-    std::string asciiForm() const { return joined( ascii ); }
-    std::string unicodeForm() const { return joined( unicode ); }
+    bool            ok() const { return problem.empty(); }
+    pb::StdString<> asciiForm() const { return joined( ascii ); }
+    pb::StdString<> unicodeForm() const { return joined( unicode ); }
 
 private:
-    static std::string joined( const std::vector<std::string> &parts )
+    static pb::StdString<> joined( const pb::StdVector<pb::StdString<>> &parts )
     {
-        std::string name;
-        for( const std::string &part : parts )
+        pb::StdString<> name;
+        for( const pb::StdString<> &part : parts )
             name += ( name.empty() ? "" : "." ) + part;
         return name;
     }
 
-    void refuse( size_t number, const char *why ) { problem = "label " + std::to_string( number ) + ": " + why; }
+    void refuse( size_t number, const char *why ) { problem = "label " + pb::decimal( (PB_INT)number ) + ": " + why; }
 
     bool isBidi() const
     {
-        for( const std::string &label : unicode )
+        for( const pb::StdString<> &label : unicode )
         {
             if( BidiClasses( label ).all & rightToLeft )
                 return true;

@@ -1,5 +1,7 @@
 #include "openssl_key_decoding.hpp"
 
+#include <pb/containers.hpp>
+
 #include <array>
 #include <cstring>
 #include <initializer_list>
@@ -8,7 +10,6 @@
 #include <openssl/provider.h>
 #include <string_view>
 #include <strings.h>
-#include <vector>
 
 // OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the
 // library context. In a context whose only provider offers a handful of them that walk is short.
@@ -25,8 +26,8 @@ constexpr size_t operations = 32;
 
 struct Filter
 {
-    OSSL_PROVIDER                                      *source;
-    std::array<std::vector<OSSL_ALGORITHM>, operations> chosen;
+    OSSL_PROVIDER                                                           *source;
+    std::array<pb::StdVector<OSSL_ALGORITHM, pb::ProcessMemory>, operations> chosen;
 };
 
 // Made once per process and never freed, like the context that uses it.
@@ -97,15 +98,15 @@ int startProvider( const OSSL_CORE_HANDLE *, const OSSL_DISPATCH *, const OSSL_D
 bool fillFilter()
 {
     OSSL_LIB_CTX *own = OSSL_LIB_CTX_new();
-    filter            = new Filter{};
+    filter            = pb::make<Filter, pb::ProcessMemory>();
     filter->source    = own ? OSSL_PROVIDER_load( own, "default" ) : nullptr;
     if( !filter->source )
         return false;
     for( int operation : { OSSL_OP_DIGEST, OSSL_OP_KEYMGMT, OSSL_OP_SIGNATURE, OSSL_OP_ENCODER, OSSL_OP_DECODER } )
     {
-        std::vector<OSSL_ALGORITHM> &chosen = filter->chosen[(size_t)operation];
-        int                          noCache;
-        const OSSL_ALGORITHM        *all = OSSL_PROVIDER_query_operation( filter->source, operation, &noCache );
+        pb::StdVector<OSSL_ALGORITHM, pb::ProcessMemory> &chosen = filter->chosen[(size_t)operation];
+        int                                               noCache;
+        const OSSL_ALGORITHM                             *all = OSSL_PROVIDER_query_operation( filter->source, operation, &noCache );
         for( ; all && all->algorithm_names; all++ )
         {
             if( isChosen( operation, *all ) )

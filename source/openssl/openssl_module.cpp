@@ -1,16 +1,15 @@
 #include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
+#include <pb/containers.hpp>
 #include <pb/module.hpp>
 #include <pb/pb_string.h>
 
 #include <atomic>
-#include <map>
 #include <mutex>
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/params.h>
 #include <openssl/provider.h>
-#include <string>
 
 #include "openssl_der.hpp"
 #include "openssl_key_decoding.hpp"
@@ -18,22 +17,25 @@
 namespace
 {
 
+template<class T>
+using KeptMap = pb::StdMap<pb::StdString<pb::ProcessMemory>, T *, std::less<>, pb::ProcessMemory>;
+
 // Everything is made once per process: algorithms, contexts and parsed objects may be in use after
 // the module's shut-down.
 struct Process
 {
-    std::mutex                           mutex;
-    std::map<std::string, EVP_MD *>      digests;
-    std::map<std::string, EVP_CIPHER *>  ciphers;
-    std::map<std::string, EVP_MAC_CTX *> hmacs;
-    OSSL_LIB_CTX                        *keyDecoding = nullptr;
-    OSSL_LIB_CTX                        *legacy      = nullptr;
-    const char                          *problem     = nullptr; // why keyDecoding is not used
+    std::mutex           mutex;
+    KeptMap<EVP_MD>      digests;
+    KeptMap<EVP_CIPHER>  ciphers;
+    KeptMap<EVP_MAC_CTX> hmacs;
+    OSSL_LIB_CTX        *keyDecoding = nullptr;
+    OSSL_LIB_CTX        *legacy      = nullptr;
+    const char          *problem     = nullptr; // why the key-decoding context is not used
 };
 
 Process &process()
 {
-    static Process *only = new Process;
+    static Process *only = pb::make<Process, pb::ProcessMemory>();
     return *only;
 }
 
@@ -75,10 +77,10 @@ auto kept( Map &map, const char *name, typename Map::mapped_type ( *make )( OSSL
 
 EVP_MAC_CTX *prepareHmac( OSSL_LIB_CTX *everybodys, const char *digestName )
 {
-    EVP_MAC     *mac          = EVP_MAC_fetch( everybodys, "HMAC", nullptr );
-    EVP_MAC_CTX *context      = mac ? EVP_MAC_CTX_new( mac ) : nullptr;
-    std::string  digest       = digestName;
-    OSSL_PARAM   parameters[] = { OSSL_PARAM_construct_utf8_string( OSSL_MAC_PARAM_DIGEST, digest.data(), 0 ), OSSL_PARAM_construct_end() };
+    EVP_MAC        *mac          = EVP_MAC_fetch( everybodys, "HMAC", nullptr );
+    EVP_MAC_CTX    *context      = mac ? EVP_MAC_CTX_new( mac ) : nullptr;
+    pb::StdString<> digest       = digestName;
+    OSSL_PARAM      parameters[] = { OSSL_PARAM_construct_utf8_string( OSSL_MAC_PARAM_DIGEST, digest.data(), 0 ), OSSL_PARAM_construct_end() };
     EVP_MAC_free( mac );
     if( context && EVP_MAC_CTX_set_params( context, parameters ) == 1 )
         return context;

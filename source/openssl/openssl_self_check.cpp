@@ -3,7 +3,7 @@
 #include <cstring>
 #include <openssl/crypto.h>
 #include <openssl/pem.h>
-#include <string>
+#include <pb/containers.hpp>
 
 // Two self-signed certificates, made for this check. Their private keys were deleted.
 // clang-format off
@@ -82,7 +82,7 @@ namespace openssl
 namespace
 {
 
-std::string textOf( BIO *bio )
+pb::StdString<> textOf( BIO *bio )
 {
     char *data   = nullptr;
     long  length = BIO_get_mem_data( bio, &data );
@@ -91,11 +91,11 @@ std::string textOf( BIO *bio )
 
 // The compared properties of a parsed certificate: its DER, its key as text, and whether its own
 // key verifies it.
-std::string describe( X509 *x509 )
+pb::StdString<> describe( X509 *x509 )
 {
-    unsigned char *der    = nullptr;
-    int            length = i2d_X509( x509, &der );
-    std::string    text   = length > 0 ? std::string( (const char *)der, (size_t)length ) : std::string();
+    unsigned char  *der    = nullptr;
+    int             length = i2d_X509( x509, &der );
+    pb::StdString<> text   = length > 0 ? pb::StdString<>( (const char *)der, (size_t)length ) : pb::StdString<>();
     OPENSSL_free( der );
     BIO      *bio  = BIO_new( BIO_s_mem() );
     EVP_PKEY *pkey = X509_get0_pubkey( x509 );

@@ -1,6 +1,7 @@
 #include <in/in.h>
 #include <in/internal/in_dns_idna.h>
 
+#include "support/no_memory.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -45,4 +46,11 @@ TEST( InContracts, Labels )
     EXPECT_ABORT( nameFile, "name", in___DnsIdnaLabelsTrySplit( nullptr ) );
     EXPECT_ABORT( nameFile, "labels", in___DnsIdnaLabelsCompose( nullptr ) );
     EXPECT_ABORT( nameFile, "pbVectorContainsOnly( labels, pbStringSort() )", in___DnsIdnaLabelsCompose( mixed.get() ) );
+}
+
+TEST( InContracts, ExhaustedMemory )
+{
+    pb::Ref<PB_STRING> name = str( "a-label-that-is-long.b\u00FCcher.another-label-that-is-long.b\u00FCcher.example" );
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [&] { pb::adopt( inDnsIdnaDomainNameToAscii( name.get() ) ); } ), 6u );
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [&] { pb::adopt( inDnsIdnaDomainNameToUnicode( name.get() ) ); } ), 6u );
 }

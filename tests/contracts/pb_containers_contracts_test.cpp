@@ -1,5 +1,6 @@
 #include <pb/pb.h>
 
+#include "support/no_memory.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -126,4 +127,35 @@ TEST( PbContainersContracts, DictEditors )
     EXPECT_ABORT( dictFile, "dict", pbDictClear( nullptr ) );
     EXPECT_ABORT( dictFile, "*dict", pbDictClear( &none ) );
     EXPECT_EQ( pbDictLength( dict.get() ), 0 );
+}
+
+TEST( PbContainersContracts, ExhaustedMemory )
+{
+    pb::Ref<PB_STRING> value = str( "value" );
+    // One object for the dictionary, one for the tree, one for each pair and each boxed key.
+    EXPECT_EQ( expectAbortWhereverMemoryEnds( [&] {
+        pb::Ref<PB_DICT> dict = pb::adopt( pbDictCreate() );
+        for( PB_INT key = 0; key < 10; key++ )
+            pbDictSetIntKey( dict.handle(), key, value.obj() );
+        pb::Ref<PB_DICT> copy = pb::adopt( pbDictCreateFrom( dict.get() ) );
+        pbDictInclude( copy.handle(), dict.get() );
+    } ),
+        2u + 20u + 2u + 10u );
+    // Only the tree's own memory is left to be had.
+    pb::Ref<PB_DICT> dict = pb::adopt( pbDictCreate() );
+    EXPECT_EQ( expectAbortWhereverMemoryEnds( [&] { pbDictSetStringKey( dict.handle(), value.get(), value.obj() ); } ), 2u );
+
+    // Vectors in one another are compared with memory that grows with their depth.
+    auto nested = [] {
+        pb::Ref<PB_OBJ> inner = pb::share( pbStringObj( pbStringCreate() ) );
+        for( int level = 0; level < 20; level++ )
+        {
+            pb::Ref<PB_VECTOR> outer = pb::adopt( pbVectorCreate() );
+            pbVectorAppendObj( outer.handle(), inner.get() );
+            inner = pb::share( outer.obj() );
+        }
+        return inner;
+    };
+    pb::Ref<PB_OBJ> a = nested(), b = nested();
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [&] { pbObjEquals( a.get(), b.get() ); } ), 1u );
 }

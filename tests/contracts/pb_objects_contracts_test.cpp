@@ -4,6 +4,7 @@
 #include <pb/sort.hpp>
 
 #include "support/environment.hpp"
+#include "support/no_memory.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -13,24 +14,6 @@ static constexpr char objFile[]     = "source/pb/objects/pb_obj.cpp";
 static constexpr char memFile[]     = "source/pb/base/pb_mem.cpp";
 static constexpr char moduleFile[]  = "source/pb/runtime/pb_module.cpp";
 static constexpr char runtimeFile[] = "source/pb/runtime/pb_runtime.cpp";
-
-namespace
-{
-
-// Memory that is always exhausted; what exists already can still be freed.
-class NoMemory
-{
-public:
-    NoMemory()
-    {
-        static constexpr PB_MEM_ALLOCATOR none = { []( size_t ) -> void * { return nullptr; }, []( void *, size_t ) -> void * { return nullptr; },
-            free };
-        pbMemSetAllocator( &none );
-    }
-    ~NoMemory() { pbMemSetAllocator( nullptr ); }
-};
-
-}
 
 TEST( PbObjectsContracts, Objects )
 {
@@ -91,6 +74,61 @@ TEST( PbObjectsContracts, RuntimeOptions )
     EXPECT_ABORT( runtimeFile, "name", pbRuntimeOptionsAppendModuleCstr( options.handle(), nullptr, 0 ) );
     EXPECT_ABORT( runtimeFile, "options", pbRuntimeOptionsModules( nullptr ) );
     EXPECT_EQ( pbVectorLength( pb::adopt( pbRuntimeOptionsModules( options.get() ) ).get() ), 0 );
+}
+
+// A module of the program whose hooks try what only a host may do between them.
+namespace
+{
+
+struct Attempt
+{
+    std::string    hook;
+    support::Abort start, stop, registration;
+};
+
+std::vector<Attempt> attempts;
+
+void attempt( const char *hook )
+{
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    attempts.push_back( { hook, abortOf( [&] { pbRuntimeStart( options.get() ); } ), abortOf( [] { pbRuntimeStop(); } ),
+        abortOf( [] { pbRuntimeRegisterModule( pbModule() ); } ) } );
+}
+
+PB_BOOL attemptAtStartup()
+{
+    attempt( "startup" );
+    return PB_TRUE;
+}
+
+const PB_MODULE_RECORD attemptingRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "attempting", "", "1.0", "pb",
+    "" };
+const PB_MODULE        attempting       = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &attemptingRecord, attemptAtStartup, [] { attempt( "halt" ); },
+    [] { attempt( "fourth" ); }, [] { attempt( "shutdown" ); } };
+
+}
+
+TEST( PbObjectsContracts, HooksNeitherStartNorStopNorRegister )
+{
+    pbRuntimeStop();
+    pbRuntimeRegisterModule( &attempting );
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    pbRuntimeOptionsAppendModuleCstr( options.handle(), "attempting", -1 );
+    ASSERT_TRUE( pbRuntimeStart( options.get() ) );
+    EXPECT_TRUE( pbRuntimeStarted() );
+    pbRuntimeStop();
+    EXPECT_FALSE( pbRuntimeStarted() );
+    ASSERT_EQ( attempts.size(), 4u );
+    for( const Attempt &each : attempts )
+    {
+        for( const support::Abort &abort : { each.start, each.stop, each.registration } )
+        {
+            EXPECT_TRUE( abort.happened ) << each.hook;
+            EXPECT_EQ( abort.file, runtimeFile );
+            EXPECT_EQ( abort.expression, "!startingOrStopping" );
+        }
+    }
+    startFamily();
 }
 
 TEST( PbObjectsContracts, StartAndStop )

@@ -1,5 +1,6 @@
 #include <pb/pb.h>
 
+#include "support/no_memory.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -108,4 +109,25 @@ TEST( PbStoresContracts, KeyedEditors )
     EXPECT_ABORT( file, "key", pbStoreDelCstr( store.handle(), nullptr, 0 ) );
     EXPECT_ABORT( file, "length >= -1", pbStoreDelCstr( store.handle(), "a", -2 ) );
     EXPECT_EQ( pbStoreLength( store.get() ), 0 );
+}
+
+TEST( PbStoresContracts, ExhaustedMemory )
+{
+    // An array needs the object, its content, and the list that grows.
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [] {
+        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreateArray() );
+        for( PB_INT number = 0; number < 100; number++ )
+            pbStoreAppendIntValue( store.handle(), number );
+    } ),
+        4u );
+    // A keyed one needs a key and its place for each entry.
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [] {
+        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+        for( PB_INT number = 0; number < 40; number++ )
+            pbStoreSetIntValueCstr( store.handle(), std::to_string( number ).c_str(), -1, number );
+        pb::Ref<PB_STORE> copy = pb::adopt( pbStoreCreateFrom( store.get() ) );
+        for( PB_INT number = 0; number < 40; number++ )
+            pbStoreDelCstr( copy.handle(), std::to_string( number ).c_str(), -1 );
+    } ),
+        120u );
 }

@@ -2,6 +2,7 @@
 #include <pb/pb_line_source.h>
 #include <pb/pb_path_file.h>
 
+#include "support/no_memory.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -96,4 +97,11 @@ TEST( PbStreamsContracts, PathFiles )
     EXPECT_ABORT( pathFile, "content", pbPathFileWriteBuffer( str( "/dev/null" ).get(), nullptr ) );
     EXPECT_ABORT( pathFile, "path", pb___PathFileWrite( nullptr, buf( "" ).get(), 0600, PB_TRUE ) );
     EXPECT_ABORT( pathFile, "content", pb___PathFileWrite( "/dev/null", nullptr, 0600, PB_TRUE ) );
+}
+
+TEST( PbStreamsContracts, ExhaustedMemory )
+{
+    pb::Ref<PB_BUFFER> content = buf( "content" );
+    EXPECT_GE(
+        expectAbortWhereverMemoryEnds( [&] { pb___PathFileWrite( "/no-folder-of-this-long-name/file", content.get(), 0600, PB_TRUE ); } ), 2u );
 }

@@ -5,6 +5,7 @@
 #include "support/text.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -169,6 +170,23 @@ const PB_MODULE_RECORD inPlaceRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvel
     "pb", "" };
 const PB_MODULE        inPlaceModule = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &inPlaceRecord, pb::startNothing, pb::doNothing, pb::doNothing,
            pb::doNothing };
+
+// Modules of the host that have the name of one that is loaded.
+const PB_MODULE_RECORD samePlainRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "frame_plain", "Same", "1.5",
+    "pb", "" };
+const PB_MODULE        samePlain       = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &samePlainRecord, pb::startNothing, pb::doNothing, pb::doNothing,
+                 pb::doNothing };
+const PB_MODULE        samePlainAgain  = samePlain;
+const PB_MODULE_RECORD sameBaseRecord  = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "pb", "Same", "1.5", "", "" };
+const PB_MODULE sameBase = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &sameBaseRecord, pb::startNothing, pb::doNothing, pb::doNothing, pb::doNothing };
+
+// For a child process, since what it loads or registers stays: writes why a start is refused, and ends with 0 if it is.
+[[noreturn]] void exitRefused( const Names &modules )
+{
+    bool started = start( modules );
+    std::fprintf( stderr, "%s\n", startError().c_str() );
+    _exit( started || pbRuntimeStarted() );
+}
 
 }
 
@@ -370,6 +388,83 @@ TEST_F( Runtime, RefusesASecondCopyOfAModule )
     expectRefused( { "frame_twice" }, "module 'frame_twice' is in the process twice: " FRAME_FIRST_COPY " and " FRAME_SECOND_COPY );
 }
 
+TEST_F( Runtime, RefusesAModuleNameWithAZeroCharacter )
+{
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    pbRuntimeOptionsAppendModuleCstr( options.handle(), "frame_plain\0frame_other", 23 );
+    EXPECT_FALSE( pbRuntimeStart( options.get() ) );
+    EXPECT_EQ( startError(), "a module name has U+0000 in it" );
+    expectNothingStarted();
+}
+
+TEST_F( Runtime, AnyThreadMayAskWhetherItIsStarted )
+{
+    std::atomic<bool> end{ false };
+    std::thread       asking( [&] {
+        while( !end )
+            pbRuntimeStarted();
+    } );
+    for( int round = 0; round < 20; round++ )
+    {
+        EXPECT_TRUE( start( { "frame_plain" } ) ) << startError();
+        EXPECT_TRUE( pbRuntimeStarted() );
+        pbRuntimeStop();
+        EXPECT_FALSE( pbRuntimeStarted() );
+    }
+    end = true;
+    asking.join();
+}
+
+TEST_F( Runtime, ObjectsOutliveAStopAndAreUsedAfterTheNextStart )
+{
+    ASSERT_TRUE( start( { "cry" } ) ) << startError();
+    PB_INT before = pbObjLiveCount();
+    {
+        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+        pbStoreSetIntValueCstr( store.handle(), "number", -1, 5 );
+        pb::Ref<PB_DICT> dict = pb::adopt( pbDictCreate() );
+        pbDictSetStringKey( dict.handle(), str( "key" ).get(), str( "value" ).obj() );
+        pb::Ref<PB_ENUM> enumeration = pb::adopt( pbEnumCreate() );
+        pbEnumSetEnumerantCstr( enumeration.handle(), "name", -1, 7 );
+        pb::Ref<PB_BYTE_SOURCE>   source = pb::adopt( pbBufferByteSourceCreate( buf( "abc" ).get() ) );
+        pb::Ref<PB_TIME>          time   = pb::adopt( pbTimeCreate( 2026, 7, 21, 13, 1, 14, 0 ) );
+        pb::Ref<CRY_HASH>         hash   = pb::adopt( cryHashTryCreate( CRY_HASH_ALGORITHM_SHA2_256 ) );
+        pb::Ref<CRY_PKEY_PRIVATE> key    = pb::adopt( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 ) );
+        pb::Ref<CRY_UUID>         uuid   = pb::adopt( cryUuidNamespaceDns() );
+        ASSERT_TRUE( key );
+        pb::Ref<CRY_PEM>   pem    = pb::adopt( cryPkeyPrivatePem( key.get() ) );
+        pb::Ref<PB_BUFFER> read   = buf( "" );
+        std::string        digits = text( pb::adopt( cryUuidToString( uuid.get() ) ) );
+        pb::Ref<PB_VECTOR> all    = vec( { "text" } );
+        for( PB_OBJ *obj : { store.obj(), dict.obj(), enumeration.obj(), source.obj(), time.obj(), hash.obj(), key.obj(), pem.obj(), uuid.obj() } )
+            pbVectorAppendObj( all.handle(), obj );
+        std::string abc = "abc";
+        for( char each : abc )
+        {
+            cryHashUpdateByte( hash.get(), (PB_BYTE)each );
+            EXPECT_EQ( pbByteSourceRead( source.get(), read.handle(), 1 ), 1 );
+            pbRuntimeStop();
+            // While it is stopped as well.
+            EXPECT_TRUE( pbVectorEquals( all.get(), pb::adopt( pbVectorCreateFrom( all.get() ) ).get() ) );
+            ASSERT_TRUE( start( { "cry" } ) ) << startError();
+
+            PB_INT number = 0;
+            EXPECT_TRUE( pbStoreIntValueCstr( store.get(), "number", -1, &number ) );
+            EXPECT_EQ( number, 5 );
+            EXPECT_TRUE( pbDictHasStringKey( dict.get(), str( "key" ).get() ) );
+            EXPECT_EQ( pbEnumParse( enumeration.get(), str( "name" ).get() ), 7 );
+            EXPECT_EQ( text( pb::adopt( pbTimeToString( time.get() ) ) ), "2026-07-21T13:01:14Z" );
+            EXPECT_EQ( text( pb::adopt( cryUuidToString( uuid.get() ) ) ), digits );
+            // Parsed again, it is the same key.
+            EXPECT_TRUE( cryPkeyPrivateEquals( pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) ).get(), key.get() ) );
+            EXPECT_EQ( text( pbStringFrom( pb___VectorPeekObjAt( all.get(), 0 ) ) ), "text" );
+        }
+        EXPECT_EQ( bytes( read ), abc );
+        EXPECT_EQ( hex( bytes( pb::adopt( cryHashFinal( hash.get() ) ) ) ), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad" );
+    }
+    EXPECT_EQ( pbObjLiveCount(), before );
+}
+
 using RuntimeDeathTest = Runtime;
 
 TEST_F( RuntimeDeathTest, StartOfAStartedRuntimeAborts )
@@ -387,4 +482,38 @@ TEST_F( RuntimeDeathTest, NullsAbort )
 {
     EXPECT_DEATH( pbRuntimeStart( nullptr ), "abort: source/pb/runtime/pb_runtime.cpp:[0-9]+: options\n" );
     EXPECT_DEATH( pbRuntimeRegisterModule( nullptr ), "abort: source/pb/runtime/pb_runtime.cpp:[0-9]+: module\n" );
+}
+
+// Under any name, and whichever module object its function gives.
+TEST_F( RuntimeDeathTest, ASecondCopyOfTheBaseLibraryIsRefused )
+{
+    EXPECT_EXIT( ( dlopen( FRAME_SECOND_BASE, RTLD_NOW ), exitRefused( { "frame_plain" } ) ), testing::ExitedWithCode( 0 ),
+        "module 'pb' is in the process twice: " FRAME_LIBRARIES "/libpb.so.[0-9.]* and " FRAME_SECOND_BASE "\n" );
+}
+
+TEST_F( RuntimeDeathTest, AModuleOfTheHostIsRefusedIfTheProcessHasLoadedOneOfItsName )
+{
+    EXPECT_EXIT( ( dlopen( fileOf( "frame_plain" ).c_str(), RTLD_NOW ), pbRuntimeRegisterModule( &samePlain ), exitRefused( { "frame_plain" } ) ),
+        testing::ExitedWithCode( 0 ), "module 'frame_plain' is registered, but another one is loaded from .*/libframe_plain.so.*\n" );
+    EXPECT_EXIT( ( pbRuntimeRegisterModule( &sameBase ), exitRefused( { "frame_plain" } ) ), testing::ExitedWithCode( 0 ),
+        "module 'pb' is registered, but there is another one of this name\n" );
+}
+
+TEST_F( RuntimeDeathTest, AModuleOfTheHostIsRefusedIfTheRuntimeHasLoadedOneOfItsName )
+{
+    EXPECT_EXIT( ( start( { "frame_plain" } ), pbRuntimeStop(), pbRuntimeRegisterModule( &samePlain ), exitRefused( { "frame_plain" } ) ),
+        testing::ExitedWithCode( 0 ), "module 'frame_plain' is registered, but another one is loaded from .*/libframe_plain.so.*\n" );
+}
+
+TEST_F( RuntimeDeathTest, TwoModulesOfTheHostWithOneNameAreRefused )
+{
+    EXPECT_EXIT( ( pbRuntimeRegisterModule( &samePlain ), pbRuntimeRegisterModule( &samePlainAgain ), exitRefused( { "frame_plain" } ) ),
+        testing::ExitedWithCode( 0 ), "module 'frame_plain' is registered, but there is another one of this name\n" );
+}
+
+// The library of the module that is registered is no other one.
+TEST_F( RuntimeDeathTest, AModuleOfALoadedLibraryMayBeRegistered )
+{
+    EXPECT_EXIT( ( pbRuntimeRegisterModule( cryModule() ), pbRuntimeRegisterModule( pbModule() ), _exit( !start( { "cry" } ) ) ),
+        testing::ExitedWithCode( 0 ), "" );
 }

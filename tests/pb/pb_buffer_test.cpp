@@ -123,6 +123,31 @@ TEST( PbBuffer, AppendsToItselfWhileShared )
     EXPECT_EQ( bytes( other ), "abc" );
 }
 
+TEST( PbBuffer, AppendsBytesThatLieInItself )
+{
+    std::string content = "0123456789abcdefghijklmnopqrstuvwxyz";
+    for( bool sensitive : { false, true } )
+    {
+        pb::Ref<PB_BUFFER> buffer = buf( content );
+        if( sensitive )
+            pbBufferSetSensitive( buffer.handle() );
+        std::string model = content;
+        // It outgrows its memory several times, and in the end it is shared at every append.
+        for( int time = 0; time < 12; time++ )
+        {
+            pb::Ref<PB_BUFFER> other = time < 10 ? pb::Ref<PB_BUFFER>() : buffer;
+            size_t             from  = (size_t)time;
+            pbBufferAppendBytes( buffer.handle(), pbBufferBytes( buffer.get() ) + from, (PB_INT)( model.size() - from ) );
+            std::string was = model;
+            model += model.substr( from );
+            ASSERT_EQ( bytes( buffer ), model ) << time;
+            if( other )
+                ASSERT_EQ( bytes( other ), was );
+            EXPECT_EQ( pbBufferSensitive( buffer.get() ), (PB_BOOL)sensitive );
+        }
+    }
+}
+
 TEST( PbBuffer, RemovesRanges )
 {
     pb::Ref<PB_BUFFER> buffer = buf( "0123456789" );
@@ -340,6 +365,17 @@ TEST_F( PbBufferWatched, ASensitiveBufferIsCleansedWhenItGrows )
     EXPECT_EQ( pbBufferLength( grown.get() ), (PB_INT)secret.size() * 32 );
     EXPECT_EQ( leaks(), 0 );
     grown  = {};
+    buffer = {};
+    EXPECT_EQ( leaks(), 0 );
+}
+
+TEST_F( PbBufferWatched, ASensitiveBufferIsCleansedWhenItIsAppendedToItself )
+{
+    WatchingAllocator::watchFor( { std::string( secret ) } );
+    pb::Ref<PB_BUFFER> buffer = secretBuffer();
+    for( int time = 0; time < 8; time++ )
+        pbBufferAppendBytes( buffer.handle(), pbBufferBytes( buffer.get() ), pbBufferLength( buffer.get() ) );
+    EXPECT_EQ( leaks(), 0 );
     buffer = {};
     EXPECT_EQ( leaks(), 0 );
 }

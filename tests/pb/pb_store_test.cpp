@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <random>
 
 using namespace support;
@@ -350,4 +351,88 @@ TEST( PbStore, ManyKeysAreSetAndFoundSoon )
     EXPECT_EQ( pbStoreLength( store.get() ), many );
     for( PB_INT number = 0; number < many; number += 100 )
         ASSERT_EQ( pbStoreIndexCstr( store.get(), std::to_string( number * 7919 % many ).c_str(), -1 ), number );
+}
+
+// Against a list of keys, with so many that gaps stay for a while and are closed many times.
+TEST( PbStore, ManyRandomDeletionsKeepOrderAndIndexes )
+{
+    std::mt19937             random( 2718 );
+    pb::Ref<PB_STORE>        store = pb::adopt( pbStoreCreate() );
+    std::vector<std::string> model;
+    for( PB_INT step = 0; step < 20000; step++ )
+    {
+        // Grows, then shrinks, in turns.
+        bool grows = random() % 4 ? step / 2000 % 2 == 0 : random() % 2;
+        if( grows || model.empty() )
+        {
+            model.push_back( "key" + std::to_string( step ) );
+            pbStoreSetIntValueCstr( store.handle(), model.back().c_str(), -1, step );
+        }
+        else
+        {
+            auto gone = model.begin() + (ptrdiff_t)( random() % model.size() );
+            pbStoreDelCstr( store.handle(), gone->c_str(), -1 );
+            ASSERT_EQ( pbStoreIndexCstr( store.get(), gone->c_str(), -1 ), -1 );
+            model.erase( gone );
+        }
+        ASSERT_EQ( pbStoreLength( store.get() ), (PB_INT)model.size() );
+        if( model.empty() )
+            continue;
+        size_t index = random() % model.size();
+        ASSERT_EQ( text( pb::adopt( pbStoreKeyAt( store.get(), (PB_INT)index ) ) ), model[index] );
+        ASSERT_EQ( pbStoreIndexCstr( store.get(), model[index].c_str(), -1 ), (PB_INT)index );
+        if( step % 500 )
+            continue;
+        pb::Ref<PB_STORE> built = pb::adopt( pbStoreCreate() );
+        for( size_t at = 0; at < model.size(); at++ )
+        {
+            ASSERT_EQ( text( pb::adopt( pbStoreKeyAt( store.get(), (PB_INT)at ) ) ), model[at] );
+            pbStoreSetIntValueCstr( built.handle(), model[at].c_str(), -1, std::stoll( model[at].substr( 3 ) ) );
+        }
+        // Neither a comparison nor a copy sees the gaps.
+        ASSERT_TRUE( pbStoreEquals( built.get(), store.get() ) );
+        ASSERT_EQ( described( pb::adopt( pbStoreCreateFrom( store.get() ) ) ), described( store ) );
+    }
+}
+
+TEST( PbStore, AKeyOfTheStoreItselfCanNameWhatIsDeleted )
+{
+    pb::Ref<PB_STORE> store = numbers( { "a key that is long", "b" } );
+    const char       *key   = pbStringPeekUtf8( pb::adopt( pbStoreKeyAt( store.get(), 0 ) ).get(), nullptr );
+    pbStoreDelCstr( store.handle(), key, -1 );
+    EXPECT_EQ( described( store ), "{b:1}" );
+}
+
+// What is measured is only that it ends: if each deletion took as long as there are keys, this would take many minutes.
+TEST( PbStore, HundredsOfThousandsOfKeysAreDeletedOneByOne )
+{
+    static constexpr PB_INT many = 200000;
+    std::vector<PB_INT>     keys( (size_t)many );
+    std::iota( keys.begin(), keys.end(), 0 );
+    for( const char *order : { "first to last", "last to first", "random" } )
+    {
+        SCOPED_TRACE( order );
+        pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
+        for( PB_INT key = 0; key < many; key++ )
+            pbStoreSetIntValueCstr( store.handle(), std::to_string( key ).c_str(), -1, key );
+        if( *order == 'l' )
+            std::reverse( keys.begin(), keys.end() );
+        if( *order == 'r' )
+            std::shuffle( keys.begin(), keys.end(), std::mt19937( 1 ) );
+        // Every tenth key stays.
+        for( PB_INT key : keys )
+        {
+            if( key % 10 )
+                pbStoreDelCstr( store.handle(), std::to_string( key ).c_str(), -1 );
+        }
+        ASSERT_EQ( pbStoreLength( store.get() ), many / 10 );
+        for( PB_INT index = 0; index < many / 10; index++ )
+        {
+            ASSERT_EQ( text( pb::adopt( pbStoreKeyAt( store.get(), index ) ) ), std::to_string( index * 10 ) );
+            ASSERT_EQ( pbStoreIndexCstr( store.get(), std::to_string( index * 10 ).c_str(), -1 ), index );
+        }
+        for( PB_INT key : keys )
+            pbStoreDelCstr( store.handle(), std::to_string( key ).c_str(), -1 );
+        ASSERT_EQ( pbStoreLength( store.get() ), 0 );
+    }
 }

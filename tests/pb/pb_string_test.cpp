@@ -328,6 +328,58 @@ TEST( PbString, ComparesWithCText )
     EXPECT_FALSE( pbStringEndsWithCstr( str( "bc" ).get(), "abc", -1 ) );
 }
 
+// As what is made from the same text; "\xC3" is the first byte of "\u00E9".
+TEST( PbString, ComparesWithMalformedTextAsWithWhatItIsReadAs )
+{
+    for( const std::string &malformed : { std::string( "\xFF" ), std::string( "a\xC3" ), std::string( "\xA9" ), std::string( "x\xF0\x9F\x98" ) } )
+    {
+        SCOPED_TRACE( hex( malformed ) );
+        pb::Ref<PB_STRING> read = pb::adopt( pbStringCreateFromCstr( malformed.data(), (PB_INT)malformed.size() ) );
+        EXPECT_TRUE( pbStringEqualsCstr( read.get(), malformed.data(), (PB_INT)malformed.size() ) );
+        EXPECT_TRUE( pbStringEqualsCstr( read.get(), malformed.c_str(), -1 ) );
+        EXPECT_TRUE( pbStringBeginsWithCstr( str( text( read ) + "more" ).get(), malformed.c_str(), -1 ) );
+        EXPECT_TRUE( pbStringEndsWithCstr( str( "more" + text( read ) ).get(), malformed.c_str(), -1 ) );
+        EXPECT_FALSE( pbStringEqualsCstr( str( text( read ) + "more" ).get(), malformed.c_str(), -1 ) );
+    }
+    // Bytes that are the same, but not the same characters.
+    EXPECT_FALSE( pbStringBeginsWithCstr( str( "\xC3\xA9" ).get(), "\xC3", -1 ) );
+    EXPECT_FALSE( pbStringEndsWithCstr( str( "\xC3\xA9" ).get(), "\xA9", -1 ) );
+}
+
+TEST( PbString, AppendsTextThatLiesInItself )
+{
+    std::string content = "0123456789 A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80 abcdefghijklmnop";
+    for( bool sensitive : { false, true } )
+    {
+        pb::Ref<PB_STRING> string = str( content );
+        if( sensitive )
+            pbStringSetSensitive( string.handle() );
+        std::string model = content;
+        for( int time = 0; time < 8; time++ )
+        {
+            pb::Ref<PB_STRING> other = time < 6 ? pb::Ref<PB_STRING>() : string;
+            size_t             from  = (size_t)time;
+            // In turns with the length and up to the zero byte.
+            pbStringAppendCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ) + from, time % 2 ? -1 : (PB_INT)( model.size() - from ) );
+            std::string was = model;
+            model += model.substr( from );
+            ASSERT_EQ( text( string ), model ) << time;
+            if( other )
+                ASSERT_EQ( text( other ), was );
+            EXPECT_EQ( pbStringLength( string.get() ), pbStringLength( str( model ).get() ) );
+            EXPECT_EQ( pbStringSensitive( string.get() ), (PB_BOOL)sensitive );
+        }
+        // A range that cuts characters.
+        pbStringAppendCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ) + 13, 2 );
+        EXPECT_EQ( text( string ), model + "\xEF\xBF\xBD\xEF\xBF\xBD" );
+        pbStringAppendFormatCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ), 10 );
+        EXPECT_EQ( text( string ), model + "\xEF\xBF\xBD\xEF\xBF\xBD" + content.substr( 0, 10 ) );
+    }
+    pb::Ref<PB_STRING> empty = pb::adopt( pbStringCreate() );
+    pbStringAppendCstr( empty.handle(), pbStringPeekUtf8( empty.get(), nullptr ), -1 );
+    EXPECT_EQ( text( empty ), "" );
+}
+
 TEST( PbString, FindsCharacters )
 {
     pb::Ref<PB_STRING> string = str( std::string( mixed ) + mixed );
@@ -515,6 +567,19 @@ TEST_F( PbStringWatched, ASensitiveStringIsCleansedWhenFreedOrGrown )
         pbStringAppend( typed.handle(), typed.get() );
     EXPECT_EQ( pbStringLength( typed.get() ), (PB_INT)secret.size() * 32 );
     typed = {};
+    EXPECT_EQ( leaks(), 0 );
+}
+
+TEST_F( PbStringWatched, ASensitiveStringIsCleansedWhenItIsAppendedToItself )
+{
+    WatchingAllocator::watchFor( { std::string( secret ) } );
+    pb::Ref<PB_STRING> string = secretString();
+    for( int time = 0; time < 8; time++ )
+        pbStringAppendCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ), -1 );
+    // Malformed text that is compared is read into memory of its own.
+    EXPECT_FALSE( pbStringEqualsCstr( string.get(), ( std::string( secret ) + "\xFF" ).c_str(), -1 ) );
+    EXPECT_EQ( leaks(), 0 );
+    string = {};
     EXPECT_EQ( leaks(), 0 );
 }
 

@@ -200,12 +200,12 @@ Ptr<EVP_PKEY> inOrdinaryContext( Ptr<EVP_PKEY> key )
 
 struct Walk
 {
-    PKCS12                *pkcs;
-    const char            *password;
-    OSSL_LIB_CTX          *library = openssl___LegacyContext();
-    Budget                 budget{};
-    Ptr<EVP_PKEY>          key{};
-    std::vector<Ptr<X509>> certificates{};
+    PKCS12                  *pkcs;
+    const char              *password;
+    OSSL_LIB_CTX            *library = openssl___LegacyContext();
+    Budget                   budget{};
+    Ptr<EVP_PKEY>            key{};
+    pb::StdVector<Ptr<X509>> certificates{};
 
     // What can be known without the password.
     void addPlainCosts( const STACK_OF( PKCS7 ) * safes )

@@ -3,17 +3,18 @@
 
 #include "common/cry_ossl.hpp"
 
+#include <pb/containers.hpp>
+
 #include <openssl/pkcs12.h>
-#include <vector>
 
 namespace cry::pkcs12
 {
 
 struct Contents
 {
-    ossl::Ptr<EVP_PKEY>          key;         // null when there is none
-    ossl::Ptr<X509>              certificate; // the first one that the key belongs to; null when there is none
-    std::vector<ossl::Ptr<X509>> others;      // in the order of the file
+    ossl::Ptr<EVP_PKEY>            key;         // null when there is none
+    ossl::Ptr<X509>                certificate; // the first one that the key belongs to; null when there is none
+    pb::StdVector<ossl::Ptr<X509>> others;      // in the order of the file
 };
 
 enum class Outcome

@@ -2,13 +2,13 @@
 
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <pb/containers.hpp>
 
 #include "base/cry_pem.hpp"
 #include "common/cry_ossl.hpp"
 
 #include <pb/published.hpp>
 #include <pb/stored.hpp>
-#include <set>
 #include <string_view>
 
 struct CRY_X509_CERTIFICATES : PB_OBJ
@@ -179,7 +179,7 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
 static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
 {
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
-    std::set<std::string_view> known;
+    pb::StdSet<std::string_view> known;
     for( CRY_X509_CERTIFICATE *cert : pb::each<CRY_X509_CERTIFICATE>( certificates ) )
     {
         PB_BUFFER *der = cry::pem::data( pb::adopt( cryX509CertificatePem( cert ) ).get() );

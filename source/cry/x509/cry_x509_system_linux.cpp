@@ -2,6 +2,7 @@
 
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
+#include <pb/containers.hpp>
 #include <pb/pb_boxed_int.h>
 #include <pb/pb_dict.h>
 #include <pb/pb_path_file.h>
@@ -11,9 +12,8 @@
 #include <algorithm>
 #include <dirent.h>
 #include <openssl_module/internal/openssl_errors.hpp>
-#include <string>
+#include <string_view>
 #include <sys/stat.h>
-#include <vector>
 
 namespace
 {
@@ -23,7 +23,7 @@ class Roots
 {
 public:
     // Takes every block of a file that is a certificate; what stands between blocks, and blocks that do not parse, are passed over.
-    void addFile( const std::string &path )
+    void addFile( const pb::StdString<> &path )
     {
         pb::Ref<PB_STRING> name = pb::adopt( pbStringCreateFromCstr( path.c_str(), -1 ) );
         pb::Ref<PB_BUFFER> text = pb::adopt( pbPathFileTryReadBuffer( name.get(), CRY___X509_SYSTEM_PLACE_MAX_LENGTH ) );
@@ -35,9 +35,9 @@ public:
     }
 
     // Takes the files of a directory that are named by a hash, in the order of their names.
-    void addDirectory( const std::string &path )
+    void addDirectory( const pb::StdString<> &path )
     {
-        std::vector<std::string> names;
+        pb::StdVector<pb::StdString<>> names;
         if( DIR *directory = opendir( path.c_str() ) )
         {
             while( const dirent *entry = readdir( directory ) )
@@ -48,7 +48,7 @@ public:
             closedir( directory );
         }
         std::sort( names.begin(), names.end() );
-        for( const std::string &name : names )
+        for( const pb::StdString<> &name : names )
             addFile( path + "/" + name );
     }
 

@@ -31,7 +31,7 @@ void pb___Abort( const char *context, const char *file, PB_INT line, const char 
         size_t size = (size_t)length < sizeof text ? (size_t)length : sizeof text - 1;
         if( write( STDERR_FILENO, text, size ) < 0 )
         {
-            // Nothing is left to report it to.
+            // There is nobody left to tell.
         }
     }
 

@@ -1,9 +1,12 @@
+#include <pb/containers.hpp>
 #include <pb/pb_boxed_int.h>
 #include <pb/pb_dict.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
-#include <map>
+#include <bit>
+
+#include "containers/pb_compare.hpp"
 
 namespace
 {
@@ -18,7 +21,7 @@ struct Before
     bool operator()( const auto &a, const auto &b ) const { return pbObjCompare( of( a ), of( b ) ) < 0; }
 };
 
-using Map = std::map<pb::Ref<PB_OBJ>, pb::Ref<PB_OBJ>, Before>;
+using Map = pb::StdMap<pb::Ref<PB_OBJ>, pb::Ref<PB_OBJ>, Before>;
 
 }
 
@@ -30,13 +33,13 @@ struct PB_DICT : PB_OBJ
 static void freeDict( PB_DICT *dict )
 {
     PB_CHECK( dict );
-    delete dict->map;
+    pb::destroy( dict->map );
     pb::setPoison( dict->map );
 }
 
 static const Map &mapOf( PB_DICT *dict )
 {
-    static const Map *none = new Map;
+    static const Map *none = pb::make<Map, pb::ProcessMemory>();
     return dict && dict->map ? *dict->map : *none;
 }
 
@@ -44,31 +47,38 @@ static PB_INT compareDict( PB_DICT *dictA, PB_DICT *dictB )
 {
     PB_CHECK( dictA );
     PB_CHECK( dictB );
-    const Map &a  = mapOf( dictA );
-    const Map &b  = mapOf( dictB );
-    auto       ia = a.begin();
-    auto       ib = b.begin();
-    for( ; ia != a.end() && ib != b.end(); ++ia, ++ib )
-    {
-        if( PB_INT order = pbObjCompare( ia->first.get(), ib->first.get() ) )
-            return order;
-        if( PB_INT order = pbObjCompare( ia->second.get(), ib->second.get() ) )
-            return order;
-    }
-    return ib != b.end() ? -1 : ia != a.end();
+    return pb::compareContainers( dictA, dictB );
 }
 
 PB_SORT_DEFINE( pb, Dict, PB_DICT, .free = pb::slot<freeDict>, .compare = pb::slot<compareDict> )
+
+pb::CompareNext pb::nextOfDicts( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor )
+{
+    using Place    = Map::const_iterator;
+    const Map &a   = mapOf( static_cast<PB_DICT *>( objA ) );
+    const Map &b   = mapOf( static_cast<PB_DICT *>( objB ) );
+    Place      atA = cursor.index ? std::bit_cast<Place>( cursor.a ) : a.begin();
+    Place      atB = cursor.index ? std::bit_cast<Place>( cursor.b ) : b.begin();
+    if( atA == a.end() || atB == b.end() )
+        return CompareNext::end( atB != b.end() ? -1 : atA != a.end() );
+    // Even calls give keys; each following call gives the value.
+    bool        isKey = cursor.index++ % 2 == 0;
+    CompareNext next  = isKey ? CompareNext::pair( atA->first.get(), atB->first.get() ) : CompareNext::pair( atA->second.get(), atB->second.get() );
+    cursor.a          = std::bit_cast<uintptr_t>( isKey ? atA : ++atA );
+    cursor.b          = std::bit_cast<uintptr_t>( isKey ? atB : ++atB );
+    return next;
+}
 
 static Map &writableMap( PB_DICT **dict )
 {
     PB_DICT *target = pb::makeWritable( dict, pbDictCreateFrom );
     if( !target->map )
-        target->map = new Map;
+        target->map = pb::make<Map>();
     return *target->map;
 }
 
-// Puts a value under a key. The references are taken first: a dictionary that is put into itself is shared then, so what goes in is what it was.
+// Puts a value under a key. The references are taken first: if a dictionary is put into itself, it
+// is shared then, and the value is the dictionary as it was.
 static void set( PB_DICT **dict, pb::Ref<PB_OBJ> key, pb::Ref<PB_OBJ> value )
 {
     writableMap( dict ).insert_or_assign( std::move( key ), std::move( value ) );
@@ -83,7 +93,7 @@ PB_DICT *pbDictCreateFrom( PB_DICT *source )
     PB_CHECK( source );
     PB_DICT *dict = pbDictCreate();
     if( source->map )
-        dict->map = new Map( *source->map );
+        dict->map = pb::make<Map>( *source->map );
     return dict;
 }
 

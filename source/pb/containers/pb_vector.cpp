@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "containers/pb_compare.hpp"
+
 struct PB_VECTOR : PB_OBJ
 {
     PB_OBJ **memory;
@@ -27,16 +29,20 @@ static PB_INT compareVector( PB_VECTOR *vectorA, PB_VECTOR *vectorB )
 {
     PB_CHECK( vectorA );
     PB_CHECK( vectorB );
-    PB_INT common = vectorA->length < vectorB->length ? vectorA->length : vectorB->length;
-    for( PB_INT index = 0; index < common; index++ )
-    {
-        if( PB_INT order = pbObjCompare( objects( vectorA )[index], objects( vectorB )[index] ) )
-            return order;
-    }
-    return vectorA->length < vectorB->length ? -1 : vectorA->length > vectorB->length;
+    return pb::compareContainers( vectorA, vectorB );
 }
 
 PB_SORT_DEFINE( pb, Vector, PB_VECTOR, .free = pb::slot<freeVector>, .compare = pb::slot<compareVector> )
+
+pb::CompareNext pb::nextOfVectors( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor )
+{
+    PB_VECTOR *a     = static_cast<PB_VECTOR *>( objA );
+    PB_VECTOR *b     = static_cast<PB_VECTOR *>( objB );
+    PB_INT     index = (PB_INT)cursor.index++;
+    if( index < a->length && index < b->length )
+        return CompareNext::pair( objects( a )[index], objects( b )[index] );
+    return CompareNext::end( a->length < b->length ? -1 : a->length > b->length );
+}
 
 static PB_VECTOR *writable( PB_VECTOR **vector ) { return pb::makeWritable( vector, pbVectorCreateFrom ); }
 
@@ -54,7 +60,8 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
     bool atFront = index == 0 && vector->length > 0;
     if( atFront || vector->first + wanted > vector->capacity )
     {
-        // Half of the room may lie unused in front before it is moved away, so both ends grow and shrink in O(1) on average.
+        // Up to half of the room may be unused in front before the objects move, so both ends grow
+        // and shrink in constant time on average.
         PB_INT   capacity = wanted > vector->capacity / 2 ? wanted * 2 : vector->capacity;
         PB_INT   first    = atFront ? ( capacity - wanted ) / 2 : 0;
         PB_OBJ **memory   = (PB_OBJ **)pbMemReallocN( nullptr, capacity, sizeof *vector->memory );
@@ -71,7 +78,8 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
     return gap;
 }
 
-// Puts an object before the one at `index`. Its reference is taken first: a vector that is put into itself is shared then, so what goes in is what it was.
+// Puts an object before the one at `index`. Its reference is taken first: if a vector is put into
+// itself, it is shared then, and the object is the vector as it was.
 static void place( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
 {
     pb::Ref<PB_OBJ> held                     = pb::share( obj );
@@ -156,7 +164,7 @@ void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
     pb::assign( objects( writable( vector ) )[index], obj );
 }
 
-// Closes the place at `index` and returns the reference that it held.
+// Removes the place at `index` and returns the reference that it held.
 static PB_OBJ *takeAt( PB_VECTOR *vector, PB_INT index )
 {
     PB_OBJ **place = objects( vector ) + index;

@@ -1,3 +1,4 @@
+#include <pb/containers.hpp>
 #include <pb/pb_path_file.h>
 #include <pb/pb_random.h>
 #include <pb/ref.hpp>
@@ -5,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <string>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
     PB_CHECK( path );
     PB_CHECK( maxLength >= 0 );
     const char *name = pbStringTryPeekCstr( path );
-    // Not to hang on a pipe that stands in the place of a file.
+    // With O_NONBLOCK, a pipe in the place of a file does not block.
     File        file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
     struct stat status;
     if( file.descriptor < 0 || fstat( file.descriptor, &status ) != 0 || !S_ISREG( status.st_mode ) || status.st_size > maxLength )
@@ -51,7 +51,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
             break;
         length += count;
     }
-    // It may have become shorter meanwhile.
+    // The file may have become shorter in the meantime.
     pbBufferDelInner( content.handle(), length, expected - length );
     return content.take();
 }
@@ -59,7 +59,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
 namespace
 {
 
-// All that these say is 0 or an error number.
+// These functions return 0 or an error number.
 
 int writeAll( int descriptor, const PB_BYTE *bytes, PB_INT length )
 {
@@ -87,14 +87,15 @@ int fillFile( int descriptor, PB_BUFFER *content, unsigned int mode )
     return resultOf( fsync( descriptor ) );
 }
 
-std::string folderOf( const std::string &path )
+pb::StdString<> folderOf( const pb::StdString<> &path )
 {
     size_t slash = path.rfind( '/' );
     return slash == path.npos ? "." : slash == 0 ? "/" : path.substr( 0, slash );
 }
 
-// A name in a folder that is as good as unique, however long the target's own is.
-std::string neighbourIn( const std::string &folder )
+// A name in a folder that no other file has in practice. It does not depend on the length of the
+// target's name.
+pb::StdString<> neighbourIn( const pb::StdString<> &folder )
 {
     PB_BYTE random[8];
     char    name[2 * sizeof random + 1];
@@ -104,7 +105,7 @@ std::string neighbourIn( const std::string &folder )
     return folder + "/.new-" + name;
 }
 
-int renameFile( const std::string &from, const std::string &to, bool replace )
+int renameFile( const pb::StdString<> &from, const pb::StdString<> &to, bool replace )
 {
     if( replace )
         return resultOf( ::rename( from.c_str(), to.c_str() ) );
@@ -112,22 +113,22 @@ int renameFile( const std::string &from, const std::string &to, bool replace )
         return 0;
     if( errno != EINVAL && errno != ENOSYS )
         return errno;
-    // A file system that does not know this.
+    // The file system does not know this flag.
     if( int problem = resultOf( link( from.c_str(), to.c_str() ) ) )
         return problem;
     unlink( from.c_str() );
     return 0;
 }
 
-int nameFile( const File &file, const std::string &name )
+int nameFile( const File &file, const pb::StdString<> &name )
 {
     char self[40];
     std::snprintf( self, sizeof self, "/proc/self/fd/%d", file.descriptor );
     return resultOf( linkat( AT_FDCWD, self, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW ) );
 }
 
-// Gives the target's name to a file that has this one, which is gone in any case.
-int finish( const std::string &neighbour, const std::string &target, bool replace )
+// Gives the target's name to a file. If that fails, the file is removed.
+int finish( const pb::StdString<> &neighbour, const pb::StdString<> &target, bool replace )
 {
     int problem = renameFile( neighbour, target, replace );
     if( problem )
@@ -135,8 +136,9 @@ int finish( const std::string &neighbour, const std::string &target, bool replac
     return problem;
 }
 
-// Through a file without a name, of which nothing is left whatever happens; -1 where the file system has no such files.
-int writeNameless( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+// Writes through a file without a name, so that nothing is left if it fails; -1 if the file system
+// has no such files.
+int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     File file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
     if( file.descriptor < 0 )
@@ -148,16 +150,16 @@ int writeNameless( const std::string &folder, const std::string &target, PB_BUFF
         int problem = nameFile( file, target );
         return problem == 0 || problem == EEXIST ? problem : -1;
     }
-    // A name cannot be taken from another file at once, so it has one of its own for a moment.
-    std::string neighbour = neighbourIn( folder );
+    // linkat cannot replace a file, so the new file has a name of its own for a moment.
+    pb::StdString<> neighbour = neighbourIn( folder );
     return nameFile( file, neighbour ) ? -1 : finish( neighbour, target, true );
 }
 
-// Through a file beside the target.
-int writeNamed( const std::string &folder, const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+// Writes through a file beside the target.
+int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    std::string neighbour = neighbourIn( folder );
-    File        file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
+    pb::StdString<> neighbour = neighbourIn( folder );
+    File            file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
     if( file.descriptor < 0 )
         return errno;
     int problem = fillFile( file.descriptor, content, mode );
@@ -167,23 +169,23 @@ int writeNamed( const std::string &folder, const std::string &target, PB_BUFFER 
     return problem;
 }
 
-int writeWhole( const std::string &target, PB_BUFFER *content, unsigned int mode, bool replace )
+int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    std::string folder  = folderOf( target );
-    int         problem = writeNameless( folder, target, content, mode, replace );
+    pb::StdString<> folder  = folderOf( target );
+    int             problem = writeNameless( folder, target, content, mode, replace );
     if( problem < 0 )
         problem = writeNamed( folder, target, content, mode, replace );
     if( problem )
         return problem;
     File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
-    // The content is there; that some file systems cannot sync a directory changes nothing.
+    // The content is written. Some file systems cannot sync a directory; that is not an error.
     if( directory.descriptor >= 0 )
         fsync( directory.descriptor );
     return 0;
 }
 
-// Where symbolic links lead, whether there is something or not.
-std::string endOfLinks( std::string path )
+// The path that symbolic links lead to, whether a file is there or not.
+pb::StdString<> endOfLinks( pb::StdString<> path )
 {
     for( int links = 0; links < 40; links++ )
     {
@@ -192,7 +194,7 @@ std::string endOfLinks( std::string path )
         if( length < 0 || length == sizeof target )
             break;
         std::string_view found( target, (size_t)length );
-        path = found.starts_with( '/' ) ? std::string( found ) : folderOf( path ) + "/" + std::string( found );
+        path = found.starts_with( '/' ) ? pb::StdString<>( found ) : folderOf( path ) + "/" + pb::StdString<>( found );
     }
     return path;
 }
@@ -217,7 +219,7 @@ int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode,
         return EISDIR;
     if( exists && !S_ISREG( status.st_mode ) )
         return writeInto( path, content );
-    // A link stays a link, and what it leads to is replaced.
+    // A link stays a link; the file that it leads to is replaced.
     return replace ? writeWhole( endOfLinks( path ), content, mode, true ) : exists ? EEXIST : writeWhole( path, content, mode, false );
 }
 

@@ -1,4 +1,4 @@
-// Names of values, in both directions: what enumerations and flag sets share.
+// Names of values, in both directions, for enumerations and flag sets.
 #pragma once
 
 #include <pb/pb_boxed_int.h>
@@ -9,7 +9,7 @@
 namespace pb
 {
 
-// Gives a value a name, in place of the name that it had and of the value that the name had.
+// Gives a value a name. The value loses its old name, and the name its old value.
 inline void setName( PB_DICT *&nameByValue, PB_DICT *&valueByName, const char *name, PB_INT length, PB_INT value )
 {
     Ref<PB_STRING>    text     = adopt( pbStringCreateFromCstr( name, length ) );

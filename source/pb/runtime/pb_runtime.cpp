@@ -1,14 +1,14 @@
+#include <pb/containers.hpp>
 #include <pb/pb_runtime.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <dlfcn.h>
 #include <link.h>
-#include <string>
 #include <string_view>
-#include <vector>
 
 struct PB_RUNTIME_OPTIONS : PB_OBJ
 {
@@ -65,19 +65,45 @@ PB_VECTOR *pbRuntimeOptionsModules( PB_RUNTIME_OPTIONS *options )
 namespace
 {
 
-// What the runtime knows of the process. Made at the first use and kept: modules stay loaded, and registered ones stay registered.
+enum class Phase
+{
+    stopped,
+    starting,
+    started,
+    stopping
+};
+
+// Any thread reads it; only the thread that starts or stops the runtime changes it.
+constinit std::atomic<Phase> phase{ Phase::stopped };
+
+// Goes from one phase to the next; false if the runtime is not in the first one. Aborts if a start
+// or a stop is in progress.
+bool moveOn( Phase from, Phase to, pb::Site site = pb::Site::here() )
+{
+    Phase before = from;
+    if( phase.compare_exchange_strong( before, to ) )
+        return true;
+    bool startingOrStopping = before == Phase::starting || before == Phase::stopping;
+    PB_CHECK_AT( site, !startingOrStopping );
+    return false;
+}
+
+using Text    = pb::StdString<pb::ProcessMemory>;
+using Modules = pb::StdVector<const PB_MODULE *, pb::ProcessMemory>;
+
+// The state of the process. It is made at the first use and kept, since modules stay loaded, and
+// registered ones stay registered.
 struct State
 {
-    std::vector<const PB_MODULE *> registered;
-    std::vector<const PB_MODULE *> running; // in the order of their start
-    PB_RUNTIME_OBSERVER            observer = nullptr;
-    bool                           started  = false;
-    pb::Ref<PB_STRING>             error;
+    Modules             registered;
+    Modules             running; // in the order of their start
+    PB_RUNTIME_OBSERVER observer = nullptr;
+    pb::Ref<PB_STRING>  error;
 };
 
 State &state()
 {
-    static State *only = new State;
+    static State *only = pb::make<State, pb::ProcessMemory>();
     return *only;
 }
 
@@ -87,43 +113,76 @@ void tell( const char *hook, const PB_MODULE *module )
         state().observer( hook, module );
 }
 
-// The file name of a module's library; the number is the interface version that all libraries of the product share.
-std::string libraryName( const std::string &module ) { return "lib" + module + ".so." PB_PRODUCT_SOVERSION; }
+// The file name of a module's library; the number is the interface version that all libraries of
+// the product share.
+Text libraryName( const Text &module ) { return "lib" + module + ".so." PB_PRODUCT_SOVERSION; }
 
-std::string_view baseName( std::string_view path ) { return path.substr( path.rfind( '/' ) + 1 ); }
-
-// The paths of all loaded libraries of one module; two of them would each have their own sorts.
-std::vector<std::string> loadedCopies( const std::string &module )
+// The file that holds an address, and the address where the file begins in memory.
+Dl_info fileOf( const void *address )
 {
-    struct Search
-    {
-        std::string              prefix;
-        std::vector<std::string> found;
-    } search{ "lib" + module + ".so", {} };
+    Dl_info info{};
+    if( !dladdr( address, &info ) || !info.dli_fname )
+        info.dli_fname = "";
+    return info;
+}
+
+const char thisFile = 0;
+
+using Entry = const PB_MODULE *(*)();
+
+// A file in the process that defines the function of a module.
+struct Copy
+{
+    Text        file;
+    const void *base;
+    Entry       entry;
+};
+
+using Copies = pb::StdVector<Copy, pb::ProcessMemory>;
+
+// All files in the process that define the function of one module, under any name. Two of them
+// would each have sorts of their own.
+Copies copiesOf( const Text &module )
+{
+    // Files are opened after the walk, which holds a lock of the loader.
+    pb::StdVector<Text, pb::ProcessMemory> files;
     dl_iterate_phdr(
         []( dl_phdr_info *info, size_t, void *closure ) {
-            Search          &own  = *(Search *)closure;
-            std::string_view name = baseName( info->dlpi_name );
-            if( name.starts_with( own.prefix ) && ( name.size() == own.prefix.size() || name[own.prefix.size()] == '.' ) )
-                own.found.emplace_back( info->dlpi_name );
+            // The program itself has an empty name. The kernel's virtual library has a name without
+            // a path and is left out.
+            std::string_view name = info->dlpi_name;
+            if( name.empty() || name.find( '/' ) != name.npos )
+                ( (pb::StdVector<Text, pb::ProcessMemory> *)closure )->emplace_back( name );
             return 0;
         },
-        &search );
-    return search.found;
+        &files );
+
+    Copies copies;
+    Text   function = module + "Module";
+    for( const Text &file : files )
+    {
+        void *handle = dlopen( file.empty() ? nullptr : file.c_str(), RTLD_LAZY | RTLD_NOLOAD );
+        void *entry  = handle ? dlsym( handle, function.c_str() ) : nullptr;
+        // The handle of a library also finds the functions of the libraries that it needs.
+        Dl_info info  = fileOf( entry );
+        bool    known = std::any_of( copies.begin(), copies.end(), [&]( const Copy &copy ) { return copy.base == info.dli_fbase; } );
+        if( entry && !known )
+            copies.push_back( { info.dli_fname, info.dli_fbase, (Entry)entry } );
+        if( handle )
+            dlclose( handle );
+    }
+    dlerror();
+    return copies;
 }
 
-std::string directoryOfThisLibrary()
+Text directoryOfThisLibrary()
 {
-    Dl_info     info;
-    static char here;
-    if( !dladdr( &here, &info ) || !info.dli_fname )
-        return {};
-    std::string path = info.dli_fname;
-    size_t      cut  = path.rfind( '/' );
-    return cut == std::string::npos ? std::string() : path.substr( 0, cut + 1 );
+    Text   path = fileOf( &thisFile ).dli_fname;
+    size_t cut  = path.rfind( '/' );
+    return cut == Text::npos ? Text() : path.substr( 0, cut + 1 );
 }
 
-bool nameOk( const std::string &name )
+bool nameOk( const Text &name )
 {
     return !name.empty() && name.size() <= 64 &&
         std::all_of( name.begin(), name.end(), []( char c ) { return ( c >= 'a' && c <= 'z' ) || ( c >= '0' && c <= '9' ) || c == '_'; } );
@@ -132,36 +191,36 @@ bool nameOk( const std::string &name )
 // A start in progress: modules in the order in which they can be started.
 struct Plan
 {
-    std::vector<const PB_MODULE *> order;
-    std::vector<std::string>       path; // the modules whose dependencies are being resolved, for the cycle check
-    std::string                    error;
+    Modules                                order;
+    pb::StdVector<Text, pb::ProcessMemory> path; // the modules whose dependencies are being resolved, for the cycle check
+    Text                                   error;
 
-    const PB_MODULE *fail( std::string reason )
+    const PB_MODULE *fail( Text reason )
     {
         error = std::move( reason );
         return nullptr;
     }
 
     // "cry", or "cry (needed by tr)".
-    std::string named( const std::string &name ) const { return "'" + name + "'" + ( path.empty() ? "" : " (needed by '" + path.back() + "')" ); }
+    Text named( const Text &name ) const { return "'" + name + "'" + ( path.empty() ? "" : " (needed by '" + path.back() + "')" ); }
 
-    const PB_MODULE *fromLibrary( const std::string &name )
+    const PB_MODULE *fromLibrary( const Text &name )
     {
-        std::string library = libraryName( name );
-        void       *handle  = dlopen( library.c_str(), RTLD_NOW | RTLD_NOLOAD );
-        std::string reason;
+        Text  library = libraryName( name );
+        void *handle  = dlopen( library.c_str(), RTLD_NOW | RTLD_NOLOAD );
+        Text  reason;
         if( !handle )
         {
-            std::string beside = directoryOfThisLibrary() + library;
-            handle             = dlopen( beside.c_str(), RTLD_NOW | RTLD_NODELETE );
-            const char *why    = handle ? nullptr : dlerror();
-            reason             = why ? why : "";
+            Text beside     = directoryOfThisLibrary() + library;
+            handle          = dlopen( beside.c_str(), RTLD_NOW | RTLD_NODELETE );
+            const char *why = handle ? nullptr : dlerror();
+            reason          = why ? why : "";
         }
         if( !handle )
         {
             handle = dlopen( library.c_str(), RTLD_NOW | RTLD_NODELETE );
-            // A library that lies beside this one and does not load is the better reason.
-            if( !handle && reason.find( "cannot open shared object file: No such file" ) != std::string::npos )
+            // If a library lies beside this one and does not load, that is the better reason.
+            if( !handle && reason.find( "cannot open shared object file: No such file" ) != Text::npos )
             {
                 const char *why = dlerror();
                 reason          = why ? why : reason;
@@ -169,31 +228,62 @@ struct Plan
         }
         if( !handle )
             return fail( "module " + named( name ) + " cannot be loaded: " + reason );
-        std::vector<std::string> copies = loadedCopies( name );
+        Copies copies = copiesOf( name );
         if( copies.size() > 1 )
-            return fail( "module " + named( name ) + " is in the process twice: " + copies[0] + " and " + copies[1] );
-        auto entry = (const PB_MODULE *(*)())dlsym( handle, ( name + "Module" ).c_str() );
+            return fail( "module " + named( name ) + " is in the process twice: " + copies[0].file + " and " + copies[1].file );
+        Entry entry = (Entry)dlsym( handle, ( name + "Module" ).c_str() );
         if( !entry )
             return fail( "module " + named( name ) + " exports no module object: " + library + " has no function " + name + "Module" );
         const PB_MODULE *module = entry();
         return module ? module : fail( "module " + named( name ) + " exports no module object: " + name + "Module() gives null" );
     }
 
-    const PB_MODULE *find( const std::string &name )
+    // The base library is the one that holds this code. The loader may bind a second copy so that
+    // it gives the module object of the first, so the files are compared too.
+    const PB_MODULE *base( const Text &name )
     {
-        if( !nameOk( name ) )
-            return fail( "'" + name + "' is not a module name" );
-        for( const PB_MODULE *module : state().registered )
+        Dl_info own = fileOf( &thisFile );
+        for( const Copy &copy : copiesOf( name ) )
         {
-            if( name == module->record->moduleName )
-                return module;
+            if( copy.base != own.dli_fbase || copy.entry() != pbModule() )
+                return fail( "module " + named( name ) + " is in the process twice: " + own.dli_fname + " and " + copy.file );
         }
-        if( name == pbModule()->record->moduleName )
-            return pbModule();
-        return fromLibrary( name );
+        return pbModule();
     }
 
-    bool add( const std::string &name )
+    // A module of the host. The process must not have loaded another one of its name.
+    const PB_MODULE *alone( const Text &name, const PB_MODULE *module )
+    {
+        for( const Copy &copy : copiesOf( name ) )
+        {
+            if( copy.entry() != module )
+                return fail( "module " + named( name ) + " is registered, but another one is loaded from " + copy.file );
+        }
+        return module;
+    }
+
+    const PB_MODULE *find( const Text &name )
+    {
+        if( name.find( '\0' ) != Text::npos )
+            return fail( "a module name has U+0000 in it" );
+        if( !nameOk( name ) )
+            return fail( "'" + name + "' is not a module name" );
+        const PB_MODULE *own = name == pbModule()->record->moduleName ? base( name ) : nullptr;
+        if( !error.empty() )
+            return nullptr;
+        const PB_MODULE *found = own;
+        for( const PB_MODULE *module : state().registered )
+        {
+            if( name != module->record->moduleName || module == found )
+                continue;
+            if( found )
+                return fail( "module " + named( name ) + " is registered, but there is another one of this name" );
+            found = module;
+        }
+        return own ? own : found ? alone( name, found ) : fromLibrary( name );
+    }
+
+    bool add( const Text &name )
     {
         for( const PB_MODULE *module : order )
         {
@@ -202,7 +292,7 @@ struct Plan
         }
         if( std::find( path.begin(), path.end(), name ) != path.end() )
         {
-            std::string cycle;
+            Text cycle;
             for( auto step = std::find( path.begin(), path.end(), name ); step != path.end(); ++step )
                 cycle += *step + " -> ";
             fail( "modules depend on themselves: " + cycle + name );
@@ -213,8 +303,8 @@ struct Plan
             return false;
         if( module->record->formatVersion != PB_MODULE_RECORD_FORMAT_VERSION )
         {
-            fail( "module " + named( name ) + " has a record of format " + std::to_string( module->record->formatVersion ) + ", this runtime knows " +
-                std::to_string( PB_MODULE_RECORD_FORMAT_VERSION ) );
+            fail( "module " + named( name ) + " has a record of format " + pb::decimal<pb::ProcessMemory>( module->record->formatVersion ) +
+                ", this runtime knows " + pb::decimal<pb::ProcessMemory>( PB_MODULE_RECORD_FORMAT_VERSION ) );
             return false;
         }
         if( name != module->record->moduleName )
@@ -229,7 +319,7 @@ struct Plan
             size_t           blank = std::min( rest.find( ' ' ), rest.size() );
             std::string_view next  = rest.substr( 0, blank );
             rest.remove_prefix( std::min( blank + 1, rest.size() ) );
-            if( !add( std::string( next ) ) )
+            if( !add( Text( next ) ) )
                 return false;
         }
         path.pop_back();
@@ -240,7 +330,7 @@ struct Plan
 
 void stopRunning()
 {
-    std::vector<const PB_MODULE *> &running = state().running;
+    Modules &running = state().running;
     for( auto module = running.rbegin(); module != running.rend(); ++module )
     {
         tell( "halt", *module );
@@ -259,9 +349,10 @@ void stopRunning()
     running.clear();
 }
 
-PB_BOOL refuse( const std::string &reason )
+PB_BOOL refuse( const Text &reason )
 {
     stopRunning();
+    phase         = Phase::stopped;
     state().error = pb::adopt( pbStringCreateFromCstr( reason.c_str(), (PB_INT)reason.size() ) );
     return PB_FALSE;
 }
@@ -271,7 +362,9 @@ PB_BOOL refuse( const std::string &reason )
 void pbRuntimeRegisterModule( const PB_MODULE *module )
 {
     PB_CHECK( module );
-    std::vector<const PB_MODULE *> &registered = state().registered;
+    bool startingOrStopping = phase == Phase::starting || phase == Phase::stopping;
+    PB_CHECK( !startingOrStopping );
+    Modules &registered = state().registered;
     if( std::find( registered.begin(), registered.end(), module ) == registered.end() )
         registered.push_back( module );
 }
@@ -279,14 +372,18 @@ void pbRuntimeRegisterModule( const PB_MODULE *module )
 PB_BOOL pbRuntimeStart( PB_RUNTIME_OPTIONS *options )
 {
     PB_CHECK( options );
-    bool started = state().started;
+    bool started = !moveOn( Phase::stopped, Phase::starting );
     PB_CHECK( !started );
     state().error = {};
 
     Plan plan;
     bool ok = plan.add( "pb" );
     for( PB_INT index = 0; ok && index < pbVectorLength( options->modules ); index++ )
-        ok = plan.add( pbStringPeekUtf8( pbStringFrom( pb___VectorPeekObjAt( options->modules, index ) ), nullptr ) );
+    {
+        PB_INT      length;
+        const char *name = pbStringPeekUtf8( pbStringFrom( pb___VectorPeekObjAt( options->modules, index ) ), &length );
+        ok               = plan.add( Text( name, (size_t)length ) );
+    }
     if( !ok )
         return refuse( plan.error );
 
@@ -294,10 +391,10 @@ PB_BOOL pbRuntimeStart( PB_RUNTIME_OPTIONS *options )
     {
         tell( "startup", module );
         if( !module->startup() )
-            return refuse( "module '" + std::string( module->record->moduleName ) + "' refused to start" );
+            return refuse( "module '" + Text( module->record->moduleName ) + "' refused to start" );
         state().running.push_back( module );
     }
-    state().started = true;
+    phase = Phase::started;
     return PB_TRUE;
 }
 
@@ -305,12 +402,16 @@ PB_STRING *pbRuntimeStartError() { return pb::shareOrNull( state().error.get() )
 
 void pbRuntimeStop()
 {
-    bool started = state().started;
+    bool started = moveOn( Phase::started, Phase::stopping );
     PB_CHECK( started );
     stopRunning();
-    state().started = false;
+    phase = Phase::stopped;
 }
 
-PB_BOOL pbRuntimeStarted() { return state().started; }
+PB_BOOL pbRuntimeStarted()
+{
+    Phase now = phase;
+    return now == Phase::started || now == Phase::stopping;
+}
 
 void pb___RuntimeSetObserver( PB_RUNTIME_OBSERVER observer ) { state().observer = observer; }

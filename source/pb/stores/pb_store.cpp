@@ -1,12 +1,14 @@
+#include <pb/containers.hpp>
 #include <pb/pb_store.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
+#include <bit>
 #include <cstring>
 #include <string_view>
 #include <unistr.h>
-#include <unordered_map>
-#include <vector>
+
+#include "containers/pb_compare.hpp"
 
 namespace
 {
@@ -17,7 +19,8 @@ enum class Kind : PB_INT
     boolean,
     integer,
     string,
-    store
+    store,
+    gap // an entry that was deleted
 };
 
 struct Entry
@@ -35,24 +38,135 @@ std::string_view viewOf( PB_STRING *str )
     return { text, (size_t)length };
 }
 
-// The entries in order, and where each key stands.
-struct Content
+// The entries in order, and the slot of each key. It takes long to close the gap of a deleted entry
+// if there are many entries behind it, so gaps stay until there are more of them than entries.
+// While there are gaps, a Fenwick tree over the slots gives the index of a slot and the slot of an
+// index.
+class Content
 {
-    std::vector<Entry>                           entries;
-    std::unordered_map<std::string_view, size_t> places;
-
+public:
     Content() = default;
-    Content( const Content &other ) : entries( other.entries ) { rebuild(); }
 
-    void rebuild()
+    // A copy has no gaps.
+    Content( const Content &other )
     {
-        places.clear();
-        for( size_t index = 0; index < entries.size(); index++ )
+        slots.reserve( other.length() );
+        for( const Entry &entry : other.slots )
         {
-            if( entries[index].key )
-                places.emplace( viewOf( entries[index].key.get() ), index );
+            if( entry.kind != Kind::gap )
+                add( entry );
         }
     }
+
+    size_t length() const { return slots.size() - gaps; }
+
+    const Entry &at( size_t index ) const { return slots[gaps ? slotOf( index ) : index]; }
+
+    // The first entry in this slot or behind it; its slot is put into `slot`. Null if there is
+    // none.
+    const Entry *next( size_t &slot ) const
+    {
+        while( slot < slots.size() && slots[slot].kind == Kind::gap )
+            slot++;
+        return slot < slots.size() ? &slots[slot] : nullptr;
+    }
+
+    const Entry *find( std::string_view key ) const
+    {
+        auto found = places.find( key );
+        return found == places.end() ? nullptr : &slots[found->second];
+    }
+
+    size_t indexOf( const Entry *entry ) const
+    {
+        size_t slot = (size_t)( entry - slots.data() );
+        if( !gaps )
+            return slot;
+        size_t index = 0;
+        for( size_t node = slot; node; node -= lowBit( node ) )
+            index += counts[node - 1];
+        return index;
+    }
+
+    // Adds an entry behind all others.
+    void add( Entry entry )
+    {
+        if( entry.key )
+            places.emplace( viewOf( entry.key.get() ), slots.size() );
+        slots.push_back( std::move( entry ) );
+        if( !gaps )
+            return;
+        size_t node  = slots.size();
+        size_t count = 1;
+        for( size_t step = 1; step < lowBit( node ); step *= 2 )
+            count += counts[node - step - 1];
+        counts.push_back( count );
+    }
+
+    // Replaces the entry under its key, which must be there.
+    void replace( const Entry *old, Entry entry )
+    {
+        entry.key                             = old->key;
+        slots[(size_t)( old - slots.data() )] = std::move( entry );
+    }
+
+    void remove( const Entry *entry )
+    {
+        size_t slot = (size_t)( entry - slots.data() );
+        places.erase( viewOf( entry->key.get() ) );
+        if( !gaps && slot + 1 == slots.size() )
+        {
+            slots.pop_back();
+            return;
+        }
+        if( !gaps )
+            startCounting();
+        for( size_t node = slot + 1; node <= slots.size(); node += lowBit( node ) )
+            counts[node - 1]--;
+        slots[slot] = Entry{ {}, Kind::gap, 0, {} };
+        gaps++;
+        if( gaps > length() + 16 )
+            closeGaps();
+    }
+
+private:
+    // Node n of the tree counts the entries in the slots from n - lowBit( n ) to n - 1.
+    static size_t lowBit( size_t node ) { return node & -node; }
+
+    void startCounting()
+    {
+        counts.resize( slots.size() );
+        for( size_t node = 1; node <= slots.size(); node++ )
+            counts[node - 1] = lowBit( node );
+    }
+
+    size_t slotOf( size_t index ) const
+    {
+        size_t node = 0;
+        for( size_t step = std::bit_floor( slots.size() ); step; step /= 2 )
+        {
+            if( node + step <= slots.size() && counts[node + step - 1] <= index )
+            {
+                node += step;
+                index -= counts[node - 1];
+            }
+        }
+        return node;
+    }
+
+    void closeGaps()
+    {
+        std::erase_if( slots, []( const Entry &entry ) { return entry.kind == Kind::gap; } );
+        counts = {};
+        gaps   = 0;
+        for( size_t slot = 0; slot < slots.size(); slot++ )
+            places.find( viewOf( slots[slot].key.get() ) )->second = slot;
+    }
+
+    pb::StdVector<Entry>                          slots;
+    pb::StdUnorderedMap<std::string_view, size_t> places; // the slot of each key
+    pb::StdVector<size_t>                         counts; // empty while there are no gaps
+    size_t                                        gaps = 0;
 };
 
 }
@@ -66,44 +180,47 @@ struct PB_STORE : PB_OBJ
 static void freeStore( PB_STORE *store )
 {
     PB_CHECK( store );
-    delete store->content;
+    pb::destroy( store->content );
     pb::setPoison( store->content );
-}
-
-static PB_INT compareEntries( const Entry &a, const Entry &b )
-{
-    if( PB_INT order = pbObjCompare( a.key.obj(), b.key.obj() ) )
-        return order;
-    if( a.kind != b.kind )
-        return a.kind < b.kind ? -1 : 1;
-    if( a.number != b.number )
-        return a.number < b.number ? -1 : 1;
-    return pbObjCompare( a.object.get(), b.object.get() );
 }
 
 static PB_INT compareStore( PB_STORE *storeA, PB_STORE *storeB )
 {
     PB_CHECK( storeA );
     PB_CHECK( storeB );
-    if( storeA->array != storeB->array )
-        return storeA->array ? 1 : -1;
-    const std::vector<Entry> &a = storeA->content->entries;
-    const std::vector<Entry> &b = storeB->content->entries;
-    for( size_t index = 0; index < a.size() && index < b.size(); index++ )
-    {
-        if( PB_INT order = compareEntries( a[index], b[index] ) )
-            return order;
-    }
-    return a.size() < b.size() ? -1 : a.size() > b.size();
+    return pb::compareContainers( storeA, storeB );
 }
 
 PB_SORT_DEFINE( pb, Store, PB_STORE, .free = pb::slot<freeStore>, .compare = pb::slot<compareStore> )
+
+static PB_INT compareNumbers( PB_INT a, PB_INT b ) { return a < b ? -1 : a > b; }
+
+pb::CompareNext pb::nextOfStores( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cursor )
+{
+    PB_STORE *a = static_cast<PB_STORE *>( objA );
+    PB_STORE *b = static_cast<PB_STORE *>( objB );
+    if( PB_INT order = compareNumbers( a->array, b->array ) )
+        return CompareNext::end( order );
+    const Entry *entryA = a->content->next( cursor.a );
+    const Entry *entryB = b->content->next( cursor.b );
+    if( !entryA || !entryB )
+        return CompareNext::end( entryB ? -1 : entryA != nullptr );
+    cursor.a++;
+    cursor.b++;
+    if( PB_INT order = pbObjCompare( entryA->key.obj(), entryB->key.obj() ) )
+        return CompareNext::end( order );
+    if( PB_INT order = compareNumbers( (PB_INT)entryA->kind, (PB_INT)entryB->kind ) )
+        return CompareNext::end( order );
+    if( PB_INT order = compareNumbers( entryA->number, entryB->number ) )
+        return CompareNext::end( order );
+    return CompareNext::pair( entryA->object.get(), entryB->object.get() );
+}
 
 static PB_STORE *createEmpty( PB_BOOL array )
 {
     PB_STORE *store = pb::create<PB_STORE>();
     store->array    = array;
-    store->content  = new Content;
+    store->content  = pb::make<Content>();
     return store;
 }
 
@@ -130,27 +247,17 @@ static Key keyOf( const char *key, PB_INT length, pb::Site site = pb::Site::here
     return { str, viewOf( str.get() ) };
 }
 
-static const Entry *entryUnder( PB_STORE *store, const Key &key )
-{
-    auto found = store->content->places.find( key.text );
-    return found == store->content->places.end() ? nullptr : &store->content->entries[found->second];
-}
+static const Entry *entryUnder( PB_STORE *store, const Key &key ) { return store->content->find( key.text ); }
 
-static void append( PB_STORE **store, Entry entry ) { writable( store ).entries.push_back( std::move( entry ) ); }
+static void append( PB_STORE **store, Entry entry ) { writable( store ).add( std::move( entry ) ); }
 
 static void set( PB_STORE **store, const Key &key, Entry entry )
 {
     Content &content = writable( store );
-    auto     found   = content.places.find( key.text );
-    if( found != content.places.end() )
-    {
-        entry.key                      = content.entries[found->second].key;
-        content.entries[found->second] = std::move( entry );
-        return;
-    }
+    if( const Entry *old = content.find( key.text ) )
+        return content.replace( old, std::move( entry ) );
     entry.key = pb::adopt( pbStringCreateFromCstr( key.text.data(), (PB_INT)key.text.size() ) );
-    content.places.emplace( viewOf( entry.key.get() ), content.entries.size() );
-    content.entries.push_back( std::move( entry ) );
+    content.add( std::move( entry ) );
 }
 
 PB_STORE *pbStoreCreate() { return createEmpty( PB_FALSE ); }
@@ -162,7 +269,7 @@ PB_STORE *pbStoreCreateFrom( PB_STORE *source )
     PB_CHECK( source );
     PB_STORE *store = pb::create<PB_STORE>();
     store->array    = source->array;
-    store->content  = new Content( *source->content );
+    store->content  = pb::make<Content>( *source->content );
     return store;
 }
 
@@ -175,7 +282,7 @@ PB_BOOL pbStoreIsArray( PB_STORE *store )
 PB_INT pbStoreLength( PB_STORE *store )
 {
     PB_CHECK( store );
-    return (PB_INT)store->content->entries.size();
+    return (PB_INT)store->content->length();
 }
 
 // The entry at an index, for the exported function that names the index.
@@ -184,7 +291,7 @@ static const Entry &entryAt( PB_STORE *store, PB_INT index, pb::Site site = pb::
     PB_CHECK_AT( site, store );
     PB_CHECK_AT( site, index >= 0 );
     PB_CHECK_AT( site, index < pbStoreLength( store ) );
-    return store->content->entries[(size_t)index];
+    return store->content->at( (size_t)index );
 }
 
 static PB_STRING *stringIn( const Entry *entry )
@@ -230,7 +337,7 @@ PB_INT pbStoreIndexCstr( PB_STORE *store, const char *key, PB_INT length )
 {
     PB_CHECK( store );
     const Entry *entry = entryUnder( store, keyOf( key, length ) );
-    return entry ? entry - store->content->entries.data() : -1;
+    return entry ? (PB_INT)store->content->indexOf( entry ) : -1;
 }
 
 PB_STRING *pbStoreValueCstr( PB_STORE *store, const char *key, PB_INT length )
@@ -336,10 +443,9 @@ void pbStoreSetValueNullCstr( PB_STORE **store, const char *key, PB_INT length )
 void pbStoreDelCstr( PB_STORE **store, const char *key, PB_INT length )
 {
     PB_CHECK_HANDLE( store );
-    PB_INT index = pbStoreIndexCstr( *store, key, length );
-    if( index < 0 )
+    Key known = keyOf( key, length );
+    if( !entryUnder( *store, known ) )
         return;
     Content &content = writable( store );
-    content.entries.erase( content.entries.begin() + index );
-    content.rebuild();
+    content.remove( content.find( known.text ) );
 }

@@ -52,7 +52,8 @@ static PB_INT readFromBuffer( PB_BYTE_SOURCE *source, PB_BUFFER **buf, PB_INT ma
 
 static PB_INT readFromCallback( PB_BYTE_SOURCE *source, PB_BUFFER **buf, PB_INT max )
 {
-    // A piece of moderate size, whatever was asked for, so that no memory is taken for bytes that never come.
+    // The piece has a moderate size even if `max` is large, so that no memory is taken for bytes
+    // that never come.
     PB_INT   piece  = max < 65536 ? max : 65536;
     PB_INT   before = pbBufferLength( *buf );
     PB_BYTE *to     = pb___BufferExtend( buf, piece );

@@ -66,7 +66,8 @@ PB_CHAR_SOURCE *pbCharsetCreateCharSource( PB_BYTE_SOURCE *source, PB_INT charse
     return characters;
 }
 
-// How many of the next bytes form whole characters, at most `max` of them. At the end of the input an unfinished character counts as well: it is malformed.
+// The number of bytes that the next whole characters have, at most `max` characters. At the end of
+// the input an unfinished character counts too: it is malformed.
 static PB_INT wholeCharacters( PB_CHAR_SOURCE *source, PB_INT max )
 {
     const PB_BYTE *bytes = pbBufferBytes( source->pending ) + source->used;
@@ -78,7 +79,8 @@ static PB_INT wholeCharacters( PB_CHAR_SOURCE *source, PB_INT max )
     {
         ucs4_t character;
         int    length = u8_mbtoucr( &character, bytes + used, (size_t)( left - used ) );
-        // How many bytes of a malformed character become one U+FFFD shows only when all that it may have are there.
+        // Only when all bytes that a malformed character may have are there is it known how many of
+        // them become one U+FFFD.
         if( length < 0 && left - used < 4 && !pbByteSourceEnd( source->bytes ) )
             break;
         used += length > 0 ? length : u8_mbtouc( &character, bytes + used, (size_t)( left - used ) );

@@ -35,7 +35,7 @@ PB_LINE_SOURCE *pbNlfLineSourceCreate( PB_CHAR_SOURCE *characters, PB_INT limit 
     return ls;
 }
 
-// The bytes of the next line end in `text`: its place and length; false when there is none.
+// The place and the length of the next line end in `text`; false if there is none.
 static bool findEnd( const char *text, PB_INT length, PB_INT *place, PB_INT *endLength )
 {
     for( PB_INT index = 0; index < length; index++ )
@@ -50,7 +50,7 @@ static bool findEnd( const char *text, PB_INT length, PB_INT *place, PB_INT *end
     return false;
 }
 
-// Drops what is delivered and reads on; false at the end.
+// Drops the lines that were given out and reads on; false at the end.
 static bool readMore( PB_LINE_SOURCE *ls )
 {
     if( ls->used )
@@ -77,7 +77,7 @@ PB_STRING *pbLineSourceTryReadLine( PB_LINE_SOURCE *ls )
         const char *text = pbStringPeekUtf8( ls->pending, &length ) + ls->used;
         length -= ls->used;
         bool found = findEnd( text + searched, length - searched, &place, &endLength );
-        // A CR at the end of what is there may be the first half of a CR LF.
+        // A CR at the end of the pending text may be the first half of a CR LF.
         bool undecided = found && text[searched + place] == '\r' && searched + place + 1 == length && !pbCharSourceEnd( ls->characters );
         if( found && undecided && ( searched += place, readMore( ls ) ) )
             continue;

@@ -127,7 +127,7 @@ PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex )
 
 static void appendRange( PB_BUFFER **buf, PB_BUFFER *other, PB_INT byteOffset, PB_INT byteCount )
 {
-    // The other one may be the same object, which then must survive its own replacement and growth.
+    // Both may be the same object, which must then live on while it is replaced or grows.
     pb::Ref<PB_BUFFER> held   = pb::share( other );
     PB_BUFFER         *target = writable( buf );
     target->content.sensitive |= other->content.sensitive;
@@ -148,7 +148,10 @@ void pbBufferAppendBytes( PB_BUFFER **buf, const void *bytes, PB_INT byteCount )
     PB_CHECK_HANDLE( buf );
     PB_CHECK( bytes || !byteCount );
     PB_CHECK( byteCount >= 0 );
-    writable( buf )->content.append( bytes, byteCount );
+    if( !( *buf )->content.holds( bytes ) )
+        return writable( buf )->content.append( bytes, byteCount );
+    pb::Ref<PB_BUFFER> own = pb::adopt( createCopy( bytes, byteCount, ( *buf )->content.sensitive ) );
+    appendRange( buf, own.get(), 0, byteCount );
 }
 
 void pbBufferAppendByte( PB_BUFFER **buf, PB_BYTE byte )

@@ -1,4 +1,5 @@
-// The storage that buffers and strings share: bytes that start inside the object and move to memory of their own when they outgrow it.
+// The storage that buffers and strings share. The bytes start inside the object and move to memory
+// of their own when the object is too small for them.
 #pragma once
 
 #include <pb/pb_mem.h>
@@ -16,7 +17,8 @@ struct Bytes
     PB_BOOL  owned; // the memory is not the object's own
     PB_BOOL  sensitive;
 
-    // How much of a wished room lies inside the object. New objects are zeroed, which is not worth it for much content.
+    // How much of the wanted room lies inside the object. New objects are zeroed, which would cost
+    // too much for a large content.
     static PB_INT insideOf( PB_INT room ) { return room <= 4096 ? room : 0; }
 
     // `inside` is the memory that was allocated behind the object.
@@ -56,6 +58,9 @@ struct Bytes
         owned    = true;
     }
 
+    // Whether an address lies in this memory. The memory moves when the content grows.
+    bool holds( const void *place ) const { return (uintptr_t)place - (uintptr_t)bytes < (uintptr_t)capacity; }
+
     PB_BYTE *extend( PB_INT count )
     {
         PB_CHECK( PB_INT_ADD_OK( length, count ) );
@@ -68,10 +73,10 @@ struct Bytes
     void append( const void *from, PB_INT count )
     {
         if( count )
-            std::memmove( extend( count ), from, (size_t)count );
+            std::memcpy( extend( count ), from, (size_t)count );
     }
 
-    // Bytes that are no longer used are overwritten too, wherever they lie.
+    // Sensitive bytes are overwritten when they are no longer used.
     void shrink( PB_INT newLength )
     {
         if( sensitive )
@@ -79,7 +84,7 @@ struct Bytes
         length = newLength;
     }
 
-    // What lies behind the content may be what was removed from it.
+    // Bytes that were removed from the content may still lie behind it.
     void setSensitive()
     {
         sensitive = PB_TRUE;

@@ -112,14 +112,25 @@ static PB_STRING *createValid( const void *bytes, PB_INT length, PB_BOOL sensiti
     return str;
 }
 
+static PB_STRING *createFromUtf8( const void *text, PB_INT length, PB_BOOL sensitive )
+{
+    if( !length )
+        return &emptyString;
+    PB_STRING *str         = createWithRoom( length );
+    str->content.sensitive = sensitive;
+    appendUtf8( str, text, length );
+    return str;
+}
+
 static bool sameBytes( const void *a, const void *b, PB_INT count ) { return !count || std::memcmp( a, b, (size_t)count ) == 0; }
 
 static PB_STRING *writable( PB_STRING **str ) { return pb::makeWritable( str, pbStringCreateFrom ); }
 
-// The bytes of the character that begins with this byte. The library's own function says 0 of U+0000.
+// The number of bytes of the character that begins with this byte. The library's own function gives
+// 0 for U+0000.
 static PB_INT characterLength( PB_BYTE first ) { return first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4; }
 
-// Where the code point with this index begins; the index may be the length.
+// The offset of the code point with this index; the index may be the length.
 static PB_INT byteOffset( const PB_STRING *str, PB_INT index )
 {
     if( str->characters == str->content.length )
@@ -144,11 +155,7 @@ PB_STRING *pbStringCreateFrom( PB_STRING *source )
 PB_STRING *pbStringCreateFromCstr( const char *text, PB_INT length )
 {
     length = textLength( text, length );
-    if( !length )
-        return &emptyString;
-    PB_STRING *str = createWithRoom( length );
-    appendUtf8( str, text, length );
-    return str;
+    return createFromUtf8( text, length, PB_FALSE );
 }
 
 PB_STRING *pbStringTryCreateFromCstr( const char *text, PB_INT length )
@@ -225,7 +232,10 @@ void pbStringAppendCstr( PB_STRING **str, const char *text, PB_INT length )
 {
     PB_CHECK_HANDLE( str );
     length = textLength( text, length );
-    appendUtf8( writable( str ), text, length );
+    if( !( *str )->content.holds( text ) )
+        return appendUtf8( writable( str ), text, length );
+    pb::Ref<PB_STRING> own = pb::adopt( createFromUtf8( text, length, ( *str )->content.sensitive ) );
+    pbStringAppend( str, own.get() );
 }
 
 void pbStringAppendChar( PB_STRING **str, PB_CHAR character )
@@ -246,25 +256,47 @@ PB_STRING *pbStringCreateFromInner( PB_STRING *source, PB_INT offset, PB_INT cou
     return createValid( source->content.bytes + begin, end - begin, source->content.sensitive );
 }
 
+namespace
+{
+
+// The text that a string is compared with, as a string would hold it.
+struct Comparand
+{
+    pb::Ref<PB_STRING> str; // made only if the text is malformed
+    const PB_BYTE     *bytes;
+    PB_INT             length;
+
+    Comparand( const PB_STRING *with, const char *text, PB_INT textLength ) : bytes( (const PB_BYTE *)text ), length( textLength )
+    {
+        if( validUtf8( text, length ) )
+            return;
+        str    = pb::adopt( createFromUtf8( text, length, with->content.sensitive ) );
+        bytes  = str.get()->content.bytes;
+        length = str.get()->content.length;
+    }
+};
+
+}
+
 PB_BOOL pbStringEqualsCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length == length && sameBytes( str->content.bytes, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length == other.length && sameBytes( str->content.bytes, other.bytes, other.length );
 }
 
 PB_BOOL pbStringBeginsWithCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length >= length && sameBytes( str->content.bytes, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length >= other.length && sameBytes( str->content.bytes, other.bytes, other.length );
 }
 
 PB_BOOL pbStringEndsWithCstr( PB_STRING *str, const char *text, PB_INT length )
 {
     PB_CHECK( str );
-    length = textLength( text, length );
-    return str->content.length >= length && sameBytes( str->content.bytes + str->content.length - length, text, length );
+    Comparand other( str, text, textLength( text, length ) );
+    return str->content.length >= other.length && sameBytes( str->content.bytes + str->content.length - other.length, other.bytes, other.length );
 }
 
 PB_INT pbStringIndexOfChar( PB_STRING *str, PB_CHAR character, PB_INT from )
@@ -323,7 +355,8 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
 PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
-    // No character folds to more than three times its bytes. With room enough the library takes no memory of its own, which it would not cleanse.
+    // No character folds to more than three times its bytes. If the room is enough, the library
+    // takes no memory of its own, which it would not overwrite.
     size_t   room   = (size_t)str->content.length * 3 + 16;
     uint8_t *memory = (uint8_t *)pbMemAlloc( room );
     size_t   length = room;

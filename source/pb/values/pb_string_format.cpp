@@ -157,7 +157,7 @@ void pbStringAppendFormatCstr( PB_STRING **str, const char *format, PB_INT lengt
     PB_CHECK( length >= -1 );
     va_list args;
     va_start( args, length );
-    // What is appended may be made from the string itself.
+    // The new text may be made from the string itself, so the string is edited last.
     pb::Ref<PB_STRING> text = pb::adopt( pbStringCreate() );
     if( pbStringSensitive( *str ) )
         pbStringSetSensitive( text.handle() );

@@ -64,7 +64,7 @@ PB_TIME *pbTimeCreate( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_IN
 static PB_TIME *tryCreateFromSeconds( PB_INT seconds, PB_INT millisecond )
 {
     PB_INT days = seconds / secondsPerDay - ( seconds % secondsPerDay < 0 );
-    // The years 0 to 9999 lie well inside this range, and what follows would overflow outside it.
+    // The years 0 to 9999 lie inside this range. The arithmetic below would overflow outside it.
     if( days < -800000 || days > 3000000 )
         return nullptr;
     PB_INT                      secondsIn = seconds - days * secondsPerDay;
@@ -111,7 +111,7 @@ PB_TIME *pbTimeTryCreateFromString( PB_STRING *text )
     PB_INT year = number( 0, 4 ), month = number( 5, 2 ), day = number( 8, 2 ), hour = number( 11, 2 ), minute = number( 14, 2 ),
            second      = number( 17, 2 );
     PB_INT millisecond = length == 24 ? number( 20, 3 ) : 0;
-    // A fraction of zero is not what ToString writes.
+    // ToString does not write a fraction of zero.
     if( ( length == 24 && !millisecond ) || !pbTimeFieldsOk( year, month, day, hour, minute, second, millisecond ) )
         return nullptr;
     return pbTimeCreate( year, month, day, hour, minute, second, millisecond );
@@ -126,7 +126,7 @@ PB_BOOL pbTimeTryConvertToTimeT( PB_TIME *tm, time_t *seconds )
     if( !date.ok() )
         return PB_FALSE;
     PB_INT days = std::chrono::sys_days{ date }.time_since_epoch().count();
-    // A carried second stays within time_t, which has 64 bits here.
+    // The extra second fits into time_t, which has 64 bits here.
     *seconds = days * secondsPerDay + tm->hour * 3600 + tm->minute * 60 + tm->second;
     return PB_TRUE;
 }
