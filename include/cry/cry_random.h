@@ -12,8 +12,8 @@ PB_EXPORT void cryRandomBytes( PB_BYTE *bytes, PB_INT byteCount );
 /* cryRandom: appends `byteCount` such bytes to the caller's buffer. Aborts on null ("buffer", "*buffer || !byteCount") and on a negative count
    ("byteCount >= 0"). */
 PB_EXPORT void cryRandom( PB_BUFFER **buffer, PB_INT byteCount );
-/* cryTryRandomData: a new buffer of `bytes` random bytes of OpenSSL's generator alone. When that fails: null if `strict`, else the failure is ignored and the
-   content is not to be relied on. Aborts unless "bytes > 0". */
+/* cryTryRandomData: a new buffer of `bytes` random bytes of OpenSSL's generator alone.
+   When one call of it fails: null if `strict`, else the failure is ignored and the content is not to be relied on. Aborts unless "bytes > 0". */
 PB_EXPORT PB_BUFFER *cryTryRandomData( PB_INT bytes, PB_BOOL strict );
 
 PB_END_DECLS

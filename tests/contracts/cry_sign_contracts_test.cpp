@@ -208,7 +208,7 @@ TEST( CrySignContracts, SignaturesBeyondFourGigabytesAreRefused )
     static constexpr PB_INT length = (PB_INT)1 << 32;
     pb::Ref<PB_BUFFER>      huge   = pb::adopt( pbBufferCreateFromBytesUse( pbMemAlloc( (size_t)length ), length ) );
     pb::Ref<PB_BUFFER>      data   = buf( "abc" );
-    EXPECT_ABORT( file, "PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( signature ) )",
+    EXPECT_ABORT( verifierFile, "PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( vfy->signature ) )",
         crySignVerify( CRY_HASH_ALGORITHM_SHA2_256, publicKey().get(), huge.get(), data.get() ) );
     pb::Ref<CRY_SIGN_VERIFIER> vfy = verifier( huge );
     crySignVerifierUpdate( vfy.get(), data.get() );

@@ -24,6 +24,7 @@
 using namespace support;
 using cry::ossl::Ptr;
 
+static void freeOf( EVP_MD *md ) { EVP_MD_free( md ); }
 static void freeOf( CMS_ContentInfo *cms ) { CMS_ContentInfo_free( cms ); }
 static void freeOf( SSL *ssl ) { SSL_free( ssl ); }
 static void freeOf( SSL_CTX *ctx ) { SSL_CTX_free( ctx ); }
@@ -581,6 +582,47 @@ TEST_P( HostUse, IsCopied )
             EXPECT_EQ( hex( { (char *)digest[0], length[0] } ), hex( { (char *)digest[1], length[1] } ) );
         }
     }
+}
+
+// Every digest of the default provider, by OpenSSL's own list.
+static std::vector<Ptr<EVP_MD>> allDigests()
+{
+    std::vector<Ptr<EVP_MD>> all;
+    EVP_MD_do_all_provided(
+        nullptr,
+        []( EVP_MD *md, void *to ) {
+            if( std::string_view( OSSL_PROVIDER_get0_name( EVP_MD_get0_provider( md ) ) ) == "default" && EVP_MD_up_ref( md ) )
+                ( (std::vector<Ptr<EVP_MD>> *)to )->emplace_back( md );
+        },
+        &all );
+    return all;
+}
+
+TEST_P( HostUse, IsDigestedWithEveryAlgorithm )
+{
+    std::vector<Ptr<EVP_MD>>    fetched = allDigests();
+    std::vector<const EVP_MD *> digests = { EVP_md5(), EVP_md5_sha1(), EVP_ripemd160(), EVP_sm3(), EVP_blake2b512(), EVP_blake2s256(), EVP_shake128(),
+        EVP_shake256(), EVP_sha1(), EVP_sha512_256(), EVP_sha3_224() };
+    for( const Ptr<EVP_MD> &each : fetched )
+        digests.push_back( each.get() );
+    EXPECT_GT( fetched.size(), 20u );
+
+    auto digestOf = []( X509 *x509, const EVP_MD *md ) {
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned int  length = 0;
+        bool          done   = X509_digest( x509, md, digest, &length ) == 1;
+        ERR_clear_error();
+        return done ? hex( { (char *)digest, length } ) : "none";
+    };
+    size_t worked = 0;
+    for( const EVP_MD *md : digests )
+    {
+        std::string wanted = digestOf( pair->leaf.get(), md );
+        EXPECT_EQ( digestOf( pair->lentLeaf.get(), md ), wanted ) << EVP_MD_get0_name( md );
+        worked += wanted != "none";
+    }
+    // Only those without a length, or with none of their own, do not work in the default context either.
+    EXPECT_GT( worked + 5, digests.size() );
 }
 
 TEST_P( HostUse, ShowsItsNumbers )

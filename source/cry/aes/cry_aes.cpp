@@ -44,14 +44,12 @@ CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key )
     aes->mode      = mode;
     aes->operation = op;
     aes->key       = pb::shareOrNull( key );
-    if( !pbBufferSensitive( key ) )
-        pbBufferSetSensitive( &aes->key );
 
     const EVP_CIPHER *cipher = cipherOf( pbBufferBitLength( key ) );
     aes->intCipherCtx        = EVP_CIPHER_CTX_new();
     // Without padding, or a decrypting context would hold each block back until the next one.
     if( aes->intCipherCtx && cipher &&
-        EVP_CipherInit_ex2( aes->intCipherCtx, cipher, pbBufferBytes( aes->key ), nullptr, op == CRY_AES_OPERATION_ENCRYPT, nullptr ) == 1 &&
+        EVP_CipherInit_ex2( aes->intCipherCtx, cipher, pbBufferBytes( key ), nullptr, op == CRY_AES_OPERATION_ENCRYPT, nullptr ) == 1 &&
         EVP_CIPHER_CTX_set_padding( aes->intCipherCtx, 0 ) == 1 )
         return aes;
     cryAesRelease( aes );

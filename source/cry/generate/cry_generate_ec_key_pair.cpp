@@ -9,27 +9,33 @@
 #include <openssl/objects.h>
 
 // A generator knows its curve; making one costs as much as a key.
+// All that are kept here belong to the process's own default context.
 static constinit cry::ContextPool<EVP_PKEY_CTX, 4> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
 
 static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
 {
-    cry::ossl::Ptr<EVP_PKEY_CTX> generator( EVP_PKEY_CTX_new_from_name( OSSL_LIB_CTX_get0_global_default(), "EC", nullptr ) );
+    cry::ossl::Ptr<EVP_PKEY_CTX> generator( EVP_PKEY_CTX_new_from_name( nullptr, "EC", nullptr ) );
     if( !generator || EVP_PKEY_keygen_init( generator.get() ) != 1 || EVP_PKEY_CTX_set_group_name( generator.get(), curveName ) != 1 )
         return nullptr;
     return generator;
 }
 
+// Whether this thread's default context is the process's own; a thread may have made another one its default.
+static bool isInProcessesContext() { return OSSL_LIB_CTX_set0_default( nullptr ) == OSSL_LIB_CTX_get0_global_default(); }
+
 CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     int                          nid       = cry___PkeyEcNamedCurveToOpensslNid( curve );
-    cry::ossl::Ptr<EVP_PKEY_CTX> generator = generators[curve].acquire();
+    bool                         kept      = isInProcessesContext();
+    cry::ossl::Ptr<EVP_PKEY_CTX> generator = kept ? generators[curve].acquire() : nullptr;
     if( !generator )
         generator = tryMakeGenerator( OBJ_nid2sn( nid ) );
     EVP_PKEY *pkey = nullptr;
     if( !generator || EVP_PKEY_generate( generator.get(), &pkey ) != 1 )
         return nullptr;
-    generators[curve].release( std::move( generator ) );
+    if( kept )
+        generators[curve].release( std::move( generator ) );
     pb::Ref<CRY_PEM> pem = cry::pkey::tryWriteNewEcKey( pkey, nid );
     return pem ? cry::pkey::createPrivateUse( pkey, std::move( pem ) ) : cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( pkey );
 }

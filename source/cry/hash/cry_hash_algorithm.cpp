@@ -7,6 +7,8 @@
 
 #include "common/cry_enumeration.hpp"
 
+#include <atomic>
+
 namespace
 {
 
@@ -48,14 +50,15 @@ static constexpr cry::Named names[] = {
 static_assert( PB_SIZEOF_ARRAY( algorithms ) == PB_SIZEOF_ARRAY( names ), "one row each" );
 static_assert( cry::isDense( names ), "enumerants count from 0" );
 
-PB_ENUM             *cry___HashAlgorithmEnum;
-static const EVP_MD *digests[PB_SIZEOF_ARRAY( algorithms )];
+PB_ENUM *cry___HashAlgorithmEnum;
+
+static constinit std::atomic<const EVP_MD *> digests[PB_SIZEOF_ARRAY( algorithms )];
 
 void cry___HashAlgorithmStartup()
 {
     cry::startEnumeration( cry___HashAlgorithmEnum, names );
     for( PB_INT alg = 0; alg < PB_SIZEOF_ARRAY( algorithms ); alg++ )
-        digests[alg] = openssl___Digest( algorithms[alg].opensslName );
+        cry::digestOf( alg );
 }
 
 void cry___HashAlgorithmShutdown() { cry::stopModuleGlobal( cry___HashAlgorithmEnum ); }
@@ -90,4 +93,14 @@ const char *cry___HashAlgorithmOpensslDigestName( PB_INT alg )
     return algorithms[alg].opensslName;
 }
 
-const EVP_MD *cry::digestOf( PB_INT alg ) { return digests[alg]; }
+const EVP_MD *cry::digestOf( PB_INT alg )
+{
+    const EVP_MD *known = digests[alg].load( std::memory_order_acquire );
+    if( !known )
+    {
+        // A host may load the provider that has it after the start.
+        known = openssl___Digest( algorithms[alg].opensslName );
+        digests[alg].store( known, std::memory_order_release );
+    }
+    return known;
+}

@@ -8,7 +8,7 @@
 namespace cry
 {
 
-// The fetched digest of a valid algorithm; null when this libcrypto does not have it.
+// The fetched digest of a valid algorithm; null while this libcrypto does not have it.
 const EVP_MD *digestOf( PB_INT alg );
 
 }

@@ -27,13 +27,24 @@ PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *
     return crySignSignerFinal( sig.get() );
 }
 
+// For a signature that is too long: the verifier says so.
+static PB_BOOL verifyWithVerifier( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
+{
+    pb::Ref<CRY_SIGN_VERIFIER> vfy = pb::adopt( crySignVerifierTryCreate( alg, publicKey, signature ) );
+    if( !vfy )
+        return PB_FALSE;
+    crySignVerifierUpdate( vfy.get(), data );
+    return crySignVerifierFinal( vfy.get() );
+}
+
 PB_BOOL crySignVerify( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( publicKey );
     PB_CHECK( signature );
     PB_CHECK( data );
-    PB_CHECK( PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( signature ) ) );
+    if( !PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( signature ) ) )
+        return verifyWithVerifier( alg, publicKey, signature, data );
     PB_BYTE digest[EVP_MAX_MD_SIZE];
     return cry::tryDigest( alg, { data }, digest ) && cry::pkey::verify( publicKey, alg, digest, signature );
 }

@@ -78,16 +78,24 @@ TEST( CryAes, ProcessesBlocksThatOverlap )
     }
 }
 
-TEST( CryAes, TellsWhatItWasCreatedWithAndMarksItsKey )
+TEST( CryAes, TellsWhatItWasCreatedWith )
 {
-    std::string        key( 32, 'k' );
-    pb::Ref<PB_BUFFER> mine = buf( key );
-    pb::Ref<CRY_AES>   aes  = pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_DECRYPT, mine.get() ) );
-    EXPECT_EQ( cryAesMode( aes.get() ), CRY_AES_MODE_ECB );
-    EXPECT_EQ( cryAesOperation( aes.get() ), CRY_AES_OPERATION_DECRYPT );
-    pb::Ref<PB_BUFFER> kept = pb::adopt( cryAesKey( aes.get() ) );
-    EXPECT_EQ( bytes( kept ), key );
-    EXPECT_TRUE( pbBufferSensitive( kept.get() ) );
-    // The caller's own buffer is left as it is.
-    EXPECT_FALSE( pbBufferSensitive( mine.get() ) );
+    for( bool sensitive : { false, true } )
+    {
+        std::string        key( 32, 'k' );
+        pb::Ref<PB_BUFFER> mine = buf( key );
+        if( sensitive )
+            pbBufferSetSensitive( mine.handle() );
+        pb::Ref<CRY_AES> aes = pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_DECRYPT, mine.get() ) );
+        EXPECT_EQ( cryAesMode( aes.get() ), CRY_AES_MODE_ECB );
+        EXPECT_EQ( cryAesOperation( aes.get() ), CRY_AES_OPERATION_DECRYPT );
+        // The caller's own buffer, not a copy, and as the caller marked it.
+        pb::Ref<PB_BUFFER> kept = pb::adopt( cryAesKey( aes.get() ) );
+        EXPECT_EQ( kept.get(), mine.get() );
+        EXPECT_EQ( bytes( kept ), key );
+        EXPECT_EQ( pbBufferSensitive( kept.get() ), sensitive );
+        // What the caller makes of it later stays the caller's.
+        pbBufferAppendBytes( mine.handle(), (const PB_BYTE *)"x", 1 );
+        EXPECT_EQ( bytes( pb::adopt( cryAesKey( aes.get() ) ) ), key );
+    }
 }

@@ -14,12 +14,15 @@ using namespace support;
 namespace
 {
 
-// A generator in OpenSSL's place: gives 'r', and fails after so many calls.
-int callsLeft;
+// A generator in OpenSSL's place: gives 'r', and fails in the calls that are marked with '-'.
+// After the last mark every call fails.
+std::string_view calls;
 
 int give( unsigned char *to, int count )
 {
-    if( callsLeft-- <= 0 )
+    bool fails = calls.empty() || calls[0] == '-';
+    calls.remove_prefix( !calls.empty() );
+    if( fails )
         return 0;
     std::memset( to, 'r', (size_t)count );
     return 1;
@@ -28,9 +31,9 @@ int give( unsigned char *to, int count )
 class Generator
 {
 public:
-    explicit Generator( int calls )
+    explicit Generator( std::string_view marks )
     {
-        callsLeft = calls;
+        calls = marks;
         RAND_set_rand_method( &method );
     }
     ~Generator() { RAND_set_rand_method( nullptr ); }
@@ -80,7 +83,7 @@ TEST( CryRandom, MakesFreshBuffersThatDiffer )
 
 TEST( CryRandom, FallsBackToTheSystemWhenOpensslFails )
 {
-    Generator   failing( 0 );
+    Generator   failing( "" );
     std::string bytes( 64, 'x' );
     cryRandomBytes( (PB_BYTE *)bytes.data(), 64 );
     EXPECT_EQ( bytes.find( std::string( 20, 'x' ) ), bytes.npos );
@@ -92,16 +95,30 @@ TEST( CryRandom, FallsBackToTheSystemWhenOpensslFails )
 TEST( CryRandom, StrictDataFailsWithOpenssl )
 {
     {
-        Generator failing( 0 );
+        Generator failing( "" );
         EXPECT_FALSE( pb::adopt( cryTryRandomData( 8, PB_TRUE ) ) );
     }
-    Generator working( 1 );
+    Generator working( "+" );
     EXPECT_EQ( bytes( pb::adopt( cryTryRandomData( 8, PB_TRUE ) ) ), "rrrrrrrr" );
+}
+
+TEST( CryRandom, StrictDataFailsWithTheFirstCallThatFails )
+{
+    // Every later call would succeed.
+    Generator recovering( "-++++++++" );
+    EXPECT_FALSE( pb::adopt( cryTryRandomData( 8, PB_TRUE ) ) );
+    EXPECT_EQ( calls.size(), 8u );
+}
+
+TEST( CryRandom, LaxDataIsMadeByteByByteAfterAFailure )
+{
+    Generator recovering( "--++" );
+    EXPECT_EQ( bytes( pb::adopt( cryTryRandomData( 4, PB_FALSE ) ) ), std::string( 1, 0 ) + "rrr" );
 }
 
 TEST( CryRandom, LaxDataRepeatsTheByteBeforeAFailure )
 {
-    Generator failing( 0 );
+    Generator failing( "" );
     EXPECT_EQ( bytes( pb::adopt( cryTryRandomData( 4, PB_FALSE ) ) ), std::string( 4, 0 ) );
 }
 

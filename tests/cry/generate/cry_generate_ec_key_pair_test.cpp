@@ -1,4 +1,5 @@
 #include <cry/cry_generate_ec_key_pair.h>
+#include <cry/cry_generate_rsa_key_pair.h>
 #include <cry/internal/cry_pkey.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_pkey_public.h>
@@ -43,23 +44,32 @@ bool pairFits( EVP_PKEY *pkey )
     return fits;
 }
 
-// A context of its own in which there is nothing, as this thread's default one.
-class NoAlgorithms
+// A context with one provider, as this thread's default one.
+class OwnContext
 {
 public:
-    NoAlgorithms() : own( OSSL_LIB_CTX_new() ), provider( OSSL_PROVIDER_load( own, "null" ) ), before( OSSL_LIB_CTX_set0_default( own ) ) {}
-    ~NoAlgorithms()
+    explicit OwnContext( const char *providerName ) :
+        own( OSSL_LIB_CTX_new() ), loaded( OSSL_PROVIDER_load( own, providerName ) ), before( OSSL_LIB_CTX_set0_default( own ) )
+    {
+    }
+    ~OwnContext()
     {
         OSSL_LIB_CTX_set0_default( before );
-        OSSL_PROVIDER_unload( provider );
+        OSSL_PROVIDER_unload( loaded );
         OSSL_LIB_CTX_free( own );
     }
+    OwnContext( const OwnContext & )            = delete;
+    OwnContext &operator=( const OwnContext & ) = delete;
+
+    const OSSL_PROVIDER *provider() const { return loaded; }
 
 private:
     OSSL_LIB_CTX  *own;
-    OSSL_PROVIDER *provider;
+    OSSL_PROVIDER *loaded;
     OSSL_LIB_CTX  *before;
 };
+
+const OSSL_PROVIDER *providerOf( const Private &priv ) { return EVP_PKEY_get0_provider( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ); }
 
 }
 
@@ -195,25 +205,46 @@ TEST( CryGenerateEcKeyPair, AThreadsOwnDefaultContextDoesNotMatterToOthers )
     PB_INT  curve = CRY_PKEY_EC_NAMED_CURVE_C2TNB239V3;
     Private there;
     {
-        NoAlgorithms nothing;
+        OwnContext nothing( "null" );
         std::thread( [&] { there = generated( curve ); } ).join();
     }
     EXPECT_TRUE( there );
     Private here = generated( curve );
     ASSERT_TRUE( here );
     EXPECT_EQ( infoOf( here ), "1 236 " + std::to_string( curve ) );
-    // And the other way round: what a thread with such a context leaves behind is of use to all.
-    curve = CRY_PKEY_EC_NAMED_CURVE_C2TNB239V2;
-    std::thread( [&] {
-        NoAlgorithms nothing;
-        EXPECT_TRUE( generated( curve ) );
-    } ).join();
+}
+
+TEST( CryGenerateEcKeyPair, AThreadsOwnDefaultContextMakesItsKeysAsWithRsa )
+{
+    PB_INT curve = CRY_PKEY_EC_NAMED_CURVE_C2TNB239V2;
+    {
+        OwnContext nothing( "null" );
+        EXPECT_FALSE( generated( curve ) );
+        EXPECT_FALSE( pb::adopt( cryTryGenerateRsaKeyPair( 1024 ) ) );
+        takeErrors();
+    }
+    // Neither context is given a generator of the other one, whichever of them is first.
+    const OSSL_PROVIDER *processes = providerOf( generated( curve ) );
+    {
+        OwnContext own( "default" );
+        for( int round = 0; round < 3; round++ )
+        {
+            Private priv = generated( curve );
+            ASSERT_TRUE( priv );
+            EXPECT_EQ( providerOf( priv ), own.provider() );
+            EXPECT_EQ( canonical( priv ), pkcs8Text( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ) );
+        }
+        EXPECT_EQ( providerOf( pb::adopt( cryTryGenerateRsaKeyPair( 1024 ) ) ), own.provider() );
+        EXPECT_EQ( providerOf( generated( CRY_PKEY_EC_NAMED_CURVE_C2TNB239V1 ) ), own.provider() );
+    }
     for( int round = 0; round < 3; round++ )
     {
-        here = generated( curve );
-        ASSERT_TRUE( here );
-        EXPECT_TRUE( pairFits( cry___PkeyPrivatePeekOpensslEvpPkey( here.get() ) ) );
+        Private priv = generated( curve );
+        ASSERT_TRUE( priv );
+        EXPECT_EQ( providerOf( priv ), processes );
+        EXPECT_TRUE( pairFits( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ) );
     }
+    EXPECT_EQ( providerOf( generated( CRY_PKEY_EC_NAMED_CURVE_C2TNB239V1 ) ), processes );
 }
 
 TEST( CryGenerateEcKeyPair, GeneratorsStayThroughARestart )

@@ -76,6 +76,52 @@ TEST( CryMac, TakesRangesAndBytes )
     EXPECT_EQ( finalOf( mac ), plainHmac( alg, key, text ) );
 }
 
+// A MAC of pieces that end at each of `ends` and at the end of the message.
+static std::string macOfPieces( PB_INT alg, const std::string &key, const std::string &message, const std::vector<size_t> &ends )
+{
+    pb::Ref<CRY_MAC> mac   = pb::adopt( cryMacTryCreateHmac( alg, buf( key ).get() ) );
+    size_t           begin = 0;
+    for( size_t end : ends )
+    {
+        cryMacUpdate( mac.get(), buf( message.substr( begin, end - begin ) ).get() );
+        begin = end;
+    }
+    cryMacUpdateBytes( mac.get(), (const PB_BYTE *)message.data() + begin, (PB_INT)( message.size() - begin ) );
+    return finalOf( mac );
+}
+
+TEST( CryMac, IsTheSameForEverySplittingOfAMessage )
+{
+    std::string key = pattern( 20 ), message = pattern( 9 );
+    for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
+    {
+        std::string wanted = plainHmac( alg, key, message );
+        // Each bit is a place between two bytes.
+        for( unsigned splitting = 0; splitting < 1u << ( message.size() - 1 ); splitting++ )
+        {
+            std::vector<size_t> ends;
+            for( size_t place = 1; place < message.size(); place++ )
+            {
+                if( splitting >> ( place - 1 ) & 1 )
+                    ends.push_back( place );
+            }
+            ASSERT_EQ( hex( macOfPieces( alg, key, message, ends ) ), hex( wanted ) ) << alg << " " << splitting;
+        }
+    }
+}
+
+TEST( CryMac, IsTheSameWhereverALongerMessageIsSplit )
+{
+    // More than two blocks of every algorithm.
+    std::string key = pattern( 200 ), message = pattern( 300 );
+    for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
+    {
+        std::string wanted = plainHmac( alg, key, message );
+        for( size_t end = 0; end <= message.size(); end++ )
+            ASSERT_EQ( hex( macOfPieces( alg, key, message, { end, ( end + message.size() ) / 2 } ) ), hex( wanted ) ) << alg << " " << end;
+    }
+}
+
 TEST( CryMac, FeedsLongDataInPieces )
 {
     std::string key = "key", text = pattern( 2097153 );

@@ -584,3 +584,158 @@ TEST( CryX509CertificateChain, ManyThreadsShareOneCollection )
         EXPECT_EQ( refused, 8 );
     }
 }
+
+namespace
+{
+
+// A root and a leaf that it signed, both valid for this time.
+struct TwoFor
+{
+    TwoFor( const std::string &notBefore, const std::string &notAfter )
+    {
+        Cert made = makeCertificate( { .subject = "CN=Root",
+            .subjectKey                         = key( KeyKind::p256, 0 ),
+            .notBefore                          = notBefore,
+            .notAfter                           = notAfter,
+            .extensions                         = { { "basicConstraints", "critical,CA:TRUE" } } } );
+        trusted   = certificates( { certificate( made ) } );
+        leaf      = certificate( makeCertificate( { .subject = "CN=leaf",
+                 .subjectKey                                 = key( KeyKind::p256, 9 ),
+                 .issuer                                     = made,
+                 .issuerKey                                  = key( KeyKind::p256, 0 ),
+                 .notBefore                                  = notBefore,
+                 .notAfter                                   = notAfter } ) );
+    }
+
+    bool verifiesAt( std::string_view tm ) const { return (bool)verify( leaf, {}, trusted, tm ); }
+
+    Certificate  leaf;
+    Certificates trusted;
+};
+
+}
+
+TEST( CryX509CertificateChain, HoldsBefore1970AndAfter2038UpToTheYear9999 )
+{
+    TwoFor two( "19500101000000Z", "99991231235959Z" );
+    for( const char *good : { "1950-01-01T00:00:00Z", "1969-12-31T23:59:58Z", "1969-12-31T23:59:59Z", "1970-01-01T00:00:00Z", "1970-01-01T00:00:01Z",
+             "2038-01-19T03:14:07Z", "2038-01-19T03:14:08Z", "2049-12-31T23:59:59Z", "2050-01-01T00:00:00Z", "2106-02-07T06:28:15Z",
+             "2106-02-07T06:28:16Z", "9999-12-31T00:00:00Z", "9999-12-31T23:59:58Z", "9999-12-31T23:59:58.999Z" } )
+        EXPECT_TRUE( two.verifiesAt( good ) ) << good;
+    // OpenSSL takes the last second for expired already, also the one that stands for no end.
+    for( const char *bad : { "0001-01-01T00:00:00Z", "1949-12-31T23:59:59Z", "9999-12-31T23:59:59Z", "9999-12-31T23:59:60Z" } )
+        EXPECT_FALSE( two.verifiesAt( bad ) ) << bad;
+
+    TwoFor old( "19500101000000Z", "19691231235959Z" );
+    EXPECT_TRUE( old.verifiesAt( "1969-12-31T23:59:58Z" ) );
+    EXPECT_FALSE( old.verifiesAt( "1969-12-31T23:59:59Z" ) );
+    EXPECT_FALSE( old.verifiesAt( "1970-01-01T00:00:00Z" ) );
+    TwoFor far( "20380119031408Z", "21060207062816Z" );
+    EXPECT_FALSE( far.verifiesAt( "1901-12-13T20:45:52Z" ) );
+    EXPECT_FALSE( far.verifiesAt( "2038-01-19T03:14:07Z" ) );
+    EXPECT_TRUE( far.verifiesAt( "2038-01-19T03:14:08Z" ) );
+    EXPECT_TRUE( far.verifiesAt( "2106-02-07T06:28:15Z" ) );
+    EXPECT_FALSE( far.verifiesAt( "2106-02-07T06:28:16Z" ) );
+}
+
+TEST( CryX509CertificateChain, TakesALeapSecondForTheSecondAfterIt )
+{
+    TwoFor after( "20170101000000Z", "20180101000000Z" );
+    EXPECT_FALSE( after.verifiesAt( "2016-12-31T23:59:59Z" ) );
+    EXPECT_FALSE( after.verifiesAt( "2016-12-31T23:59:59.999Z" ) );
+    EXPECT_TRUE( after.verifiesAt( "2016-12-31T23:59:60Z" ) );
+    EXPECT_TRUE( after.verifiesAt( "2017-01-01T00:00:00Z" ) );
+    TwoFor until( "20160101000000Z", "20170101000001Z" );
+    EXPECT_TRUE( until.verifiesAt( "2016-12-31T23:59:60Z" ) );
+    EXPECT_TRUE( until.verifiesAt( "2016-12-31T23:59:60.999Z" ) );
+    EXPECT_FALSE( until.verifiesAt( "2017-01-01T00:00:01Z" ) );
+    TwoFor before( "20160101000000Z", "20170101000000Z" );
+    EXPECT_TRUE( before.verifiesAt( "2016-12-31T23:59:59Z" ) );
+    EXPECT_FALSE( before.verifiesAt( "2016-12-31T23:59:60Z" ) );
+}
+
+// Certificates that differ in their names only, so that all but the first one have no good signature.
+static std::vector<Certificate> numbered( size_t count )
+{
+    static constexpr char    name[] = "Number 00000";
+    std::string              bytes  = der( authority( std::string( "CN=" ) + name, 5 ) );
+    std::vector<Certificate> list;
+    for( size_t number = 0; number < count; number++ )
+    {
+        std::string digits = std::to_string( 100000 + number ).substr( 1 ), each = bytes;
+        for( size_t at = each.find( name ); at != each.npos; at = each.find( name, at + 1 ) )
+            each.replace( at + sizeof name - 1 - digits.size(), digits.size(), digits );
+        list.push_back( pb::adopt( cryX509CertificateTryCreateFromDer( buf( each ).get() ) ) );
+    }
+    return list;
+}
+
+TEST( CryX509CertificateChain, FindsItsEndAmongTenThousandTrustedCertificates )
+{
+    Three                    three( KeyKind::p256 );
+    std::vector<Certificate> list = numbered( 10000 );
+    Certificates             none = certificates( list );
+    list[6543]                    = three.root;
+    Certificates trusted          = certificates( list );
+    Certificates extra            = certificates( { three.intermediate } );
+    ASSERT_EQ( cryX509CertificatesCertificatesLength( trusted.get() ), 10000 );
+    EXPECT_EQ( objects( verify( three.leaf, extra, trusted ) ), objects( { three.leaf, three.intermediate, three.root } ) );
+    EXPECT_EQ( objects( verify( list[9999], {}, trusted ) ), objects( { list[9999] } ) );
+    EXPECT_FALSE( verify( three.leaf, extra, none ) );
+    // As untrusted ones.
+    list[6543] = three.intermediate;
+    EXPECT_EQ( objects( verify( three.leaf, certificates( list ), certificates( { three.root } ) ) ),
+        objects( { three.leaf, three.intermediate, three.root } ) );
+
+    pb::Ref<PB_STORE> store = pb::adopt( cryX509CertificatesStore( trusted.get() ) );
+    EXPECT_EQ( pbStoreLength( store.get() ), 10000 );
+    Certificates restored = pb::adopt( cryX509CertificatesRestore( store.get() ) );
+    EXPECT_EQ( cryX509CertificatesCertificatesLength( restored.get() ), 10000 );
+    EXPECT_TRUE( cryX509CertificatesEquals( restored.get(), trusted.get() ) );
+    Certificates chain = verify( three.leaf, extra, restored );
+    ASSERT_EQ( objects( chain ).size(), 3u );
+    EXPECT_TRUE( cryX509CertificateEquals( objects( chain )[2], three.root.get() ) );
+}
+
+TEST( CryX509CertificateChain, IsVerifiedAgainstACollectionWhileOthersEditTheirCopiesOfIt )
+{
+    Three                    three( KeyKind::p256 );
+    std::vector<Certificate> list = numbered( 20 );
+    list.push_back( three.root );
+    // Nobody has verified against it yet, so the threads also make its store at the same time.
+    Certificates             trusted = certificates( list );
+    Certificates             extra   = certificates( { three.intermediate } );
+    std::atomic<int>         good{ 0 }, wrong{ 0 };
+    std::vector<std::thread> threads;
+    for( int thread = 0; thread < 2; thread++ )
+    {
+        threads.emplace_back( [&] {
+            for( int round = 0; round < 60; round++ )
+                good += objects( verify( three.leaf, extra, trusted ) ).size() == 3;
+        } );
+        threads.emplace_back( [&] {
+            for( int round = 0; round < 60; round++ )
+            {
+                Certificates own = trusted;
+                if( round % 2 )
+                    wrong += !verify( three.leaf, extra, own );
+                cryX509CertificatesDelCertificateAt( own.handle(), 20 );
+                wrong += own.get() == trusted.get() || cryX509CertificatesCertificatesLength( own.get() ) != 20;
+                wrong += (bool)verify( three.leaf, extra, own );
+                cryX509CertificatesPrependCertificate( own.handle(), three.root.get() );
+                wrong += !verify( three.leaf, extra, own );
+                // Back to everybody's.
+                own = trusted;
+                cryX509CertificatesClearCertificates( own.handle() );
+                wrong += cryX509CertificatesCertificatesLength( own.get() ) != 0;
+            }
+        } );
+    }
+    for( std::thread &thread : threads )
+        thread.join();
+    EXPECT_EQ( good, 120 );
+    EXPECT_EQ( wrong, 0 );
+    EXPECT_EQ( objects( trusted ), objects( list ) );
+    EXPECT_FALSE( pbObjIsShared( trusted.obj() ) );
+    ERR_clear_error();
+}

@@ -1,0 +1,73 @@
+// A freed object's pointers are all ones, in every type of the module that has any.
+#include <cry/cry.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
+
+#include "support/certificates.hpp"
+#include "support/poison.hpp"
+#include "support/text.hpp"
+
+using namespace support;
+
+namespace
+{
+
+constexpr PB_INT sha256 = CRY_HASH_ALGORITHM_SHA2_256;
+
+pb::Ref<CRY_PKEY_PRIVATE> privateKey( int number = 0 )
+{
+    return pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, number ).get() ) );
+}
+pb::Ref<CRY_PKEY_PUBLIC> publicKey() { return pb::adopt( cryPkeyPrivatePublicKey( privateKey().get() ) ); }
+
+pb::Ref<CRY_X509_CERTIFICATE> selfSigned() { return certificate( chainOf( KeyKind::p256 ).root ); }
+
+}
+
+TEST( CryPoison, Digests ) { expectPoison( pb::adopt( cryHashTryCreate( sha256 ) ), "-p" ); }
+
+TEST( CryPoison, Macs ) { expectPoison( pb::adopt( cryMacTryCreateHmac( sha256, buf( "key" ).get() ) ), "-p" ); }
+
+TEST( CryPoison, Ciphers )
+{
+    expectPoison( pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_ENCRYPT, buf( std::string( 16, 'k' ) ).get() ) ), "--pp" );
+}
+
+TEST( CryPoison, SignersAndVerifiers )
+{
+    expectPoison( pb::adopt( crySignSignerTryCreate( sha256, privateKey().get() ) ), "-p-p" );
+    expectPoison( pb::adopt( crySignVerifierTryCreate( sha256, publicKey().get(), buf( "signature" ).get() ) ), "-pp-p" );
+}
+
+TEST( CryPoison, Keys )
+{
+    // What is kept for signatures behind them is no pointer to one object.
+    expectPoison( privateKey(), "pp" );
+    expectPoison( publicKey(), "pp" );
+    // One that has signed.
+    pb::Ref<CRY_PKEY_PRIVATE> used = privateKey();
+    EXPECT_TRUE( pb::adopt( crySignTrySign( sha256, used.get(), buf( "abc" ).get() ) ) );
+    expectPoison( std::move( used ), "pp" );
+}
+
+TEST( CryPoison, PemObjects ) { expectPoison( pem( "CERTIFICATE", "abc" ), "pp" ); }
+
+TEST( CryPoison, Certificates )
+{
+    expectPoison( selfSigned(), "pp" );
+    // Before and after a store was made of the collection.
+    expectPoison( certificates( { selfSigned() } ), "pp" );
+    pb::Ref<CRY_X509_CERTIFICATE>  root    = selfSigned();
+    pb::Ref<CRY_X509_CERTIFICATES> trusted = certificates( { root } );
+    EXPECT_TRUE( pb::adopt( cry___X509CertificateChainTryVerifyCertificate( root.get(), nullptr, trusted.get(), support::time( leafTime ).get() ) ) );
+    expectPoison( std::move( trusted ), "pp" );
+}
+
+TEST( CryPoison, Requests ) { expectPoison( pb::adopt( cryTryGenerateCsr( privateKey().get(), str( "host.example" ).get(), nullptr ) ), "pp" ); }
+
+TEST( CryPoison, Pkcs12 )
+{
+    pb::Ref<CRY_X509_CERTIFICATE>  leaf  = certificate( chainOf( KeyKind::p256 ).leaf );
+    pb::Ref<CRY_X509_CERTIFICATES> extra = certificates( { certificate( chainOf( KeyKind::p256 ).intermediate ) } );
+    expectPoison( pb::adopt( cryPkcs12TryCreate( leaf.get(), privateKey( 2 ).get(), extra.get() ) ), "ppp" );
+}
