@@ -1,9 +1,10 @@
 #include "input/password.hpp"
 
 #include "input/descriptor.hpp"
-#include "input/input.hpp"
+#include "input/file.hpp"
 #include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -142,12 +143,8 @@ void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, c
 {
     fileName              = "--" + prefix + "password-file";
     descriptorName        = "--" + prefix + "password-fd";
-    CLI::Option *fromFile = command.add_option( fileName, file, "the first line of this file is the password of " + what )->type_name( "FILE" );
-    fromFile->transform( plain );
-    command.add_option( descriptorName, descriptor, "the first line that this descriptor gives is that password" )
-        ->type_name( "N" )
-        ->excludes( fromFile )
-        ->transform( plain );
+    CLI::Option *fromFile = addOption( command, fileName, file, "FILE", "the first line of this file is the password of " + what );
+    addOption( command, descriptorName, descriptor, "N", "the first line that this descriptor gives is that password" )->excludes( fromFile );
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
@@ -190,4 +187,16 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
     if( !pbBufferLength( password.get() ) )
         throw InputError( "the new password is empty, which protects nothing; nothing was written" );
     return password;
+}
+
+pb::Ref<PB_STRING> tool::passwordText( const pb::Ref<PB_BUFFER> &password )
+{
+    if( !password )
+        return {};
+    pb::Ref<PB_STRING> text = pb::adopt(
+        pbStringTryCreateFromCstr( (const char *)pbBufferBytes( password.get() ), pbBufferLength( password.get() ) ) );
+    if( !text || !pbStringTryPeekCstr( text.get() ) )
+        throw InputError( "the password is not text in UTF-8 without zero bytes" );
+    pbStringSetSensitive( text.handle() );
+    return text;
 }

@@ -1,6 +1,6 @@
-#include "input/input.hpp"
-#include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "commands/commands.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
 
 #include <bn/bn.h>
 #include <cry/cry.h>

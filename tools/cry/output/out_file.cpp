@@ -1,13 +1,13 @@
-#include "output/output.hpp"
+#include "output/out_file.hpp"
 
-#include "input/input.hpp"
+#include "input/file.hpp"
 #include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "output/error.hpp"
+#include "output/print.hpp"
 
 #include <cerrno>
 #include <cstring>
 #include <pb/pb_path_file.h>
-#include <rfc/rfc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,7 +32,7 @@ unsigned int modeOf( tool::Secrecy secrecy )
 
 void tool::Output::addTo( CLI::App &command, const std::string &what )
 {
-    command.add_option( "--out", path, "write " + what + " to this file in place of standard output" )->type_name( "FILE" )->transform( plain );
+    addOption( command, "--out", path, "FILE", "write " + what + " to this file in place of standard output" );
     command.add_flag( "--force", force, "with --out: put it in the place of a file that is there" )->needs( "--out" );
 }
 
@@ -44,6 +44,12 @@ void tool::Output::check() const
     if( toFile() && !force && lstat( path->c_str(), &status ) == 0 && ( S_ISREG( status.st_mode ) || S_ISLNK( status.st_mode ) ) &&
         ( stat( path->c_str(), &status ) != 0 || S_ISREG( status.st_mode ) ) )
         throw inTheWay( *path );
+}
+
+void tool::Output::checkBeside( bool json ) const
+{
+    if( json && path && !toFile() )
+        throw InputError( "--json and a result cannot both go to standard output" );
 }
 
 void tool::Output::write( PB_BUFFER *content, Secrecy secrecy ) const
@@ -62,41 +68,15 @@ void tool::Output::write( const std::string &text ) const
     write( pb::adopt( pbBufferCreateFromBytes( text.data(), (PB_INT)text.size() ) ).get(), Secrecy::open );
 }
 
-void tool::FormOptions::addTo( CLI::App &command, const std::string &what )
-{
-    CLI::Option *asHex = command.add_flag( "--hex", hex, what + " hexadecimal digits" );
-    command.add_flag( "--base64", base64, what + " base 64 (RFC 4648)" )->excludes( asHex );
-}
-
-pb::Ref<PB_BUFFER> tool::inForm( PB_BUFFER *bytes, Form form )
-{
-    if( form == Form::raw )
-        return pb::share( bytes );
-    if( form == Form::base64 )
-        return pb::adopt( rfcBaseEncode( bytes, RFC_BASE_64 ) );
-    static constexpr char digits[] = "0123456789abcdef";
-    pb::Ref<PB_BUFFER>    text     = pb::adopt( pbBufferCreate() );
-    if( pbBufferSensitive( bytes ) )
-        pbBufferSetSensitive( text.handle() );
-    PB_INT   length = pbBufferLength( bytes );
-    PB_BYTE *to     = pb___BufferExtend( text.handle(), 2 * length );
-    for( PB_INT index = 0; index < length; index++ )
-    {
-        PB_BYTE byte = pbBufferBytes( bytes )[index];
-        *to++        = (PB_BYTE)digits[byte >> 4];
-        *to++        = (PB_BYTE)digits[byte & 0xF];
-    }
-    return text;
-}
-
-std::string tool::textOf( PB_BUFFER *bytes ) { return { (const char *)pbBufferBytes( bytes ), (size_t)pbBufferLength( bytes ) }; }
-
-std::string tool::textInForm( PB_BUFFER *bytes, Form form ) { return textOf( inForm( bytes, form ).get() ); }
-
-void tool::writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy )
+void tool::checkNotTerminal( const Output &output, Form form )
 {
     if( form == Form::raw && !output.toFile() && isatty( STDOUT_FILENO ) )
         throw InputError( "raw bytes do not go to a terminal; --hex, --base64 or --out gives them another way" );
+}
+
+void tool::writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy )
+{
+    checkNotTerminal( output, form );
     pb::Ref<PB_BUFFER> text = inForm( bytes, form );
     if( form != Form::raw )
         pbBufferAppendByte( text.handle(), '\n' );
