@@ -1,4 +1,4 @@
-"""Keys and certificates that openssl made, and what the tests with them share."""
+"""Keys and certificates that openssl made, and the checks of the tests with them."""
 
 import re
 
@@ -11,7 +11,7 @@ UUID = r"[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"
 
 
 def make():
-    """Keys and certificates that openssl made: NAME.key, NAME.crt; rsa, ec and other have a key, the EXTRAS are certificates of `other`."""
+    """Makes NAME.key and NAME.crt. The names rsa, ec and other have a key; the EXTRAS are certificates of `other`."""
     (scratch / "config").write_text("[req]\ndistinguished_name=dn\n[dn]\n")
     openssl("genpkey", "-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048", "-out", "rsa.key")
     for name in ("ec", "other"):

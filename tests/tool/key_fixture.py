@@ -1,4 +1,4 @@
-"""Keys that openssl made, and what the tests with them share."""
+"""Keys that openssl made, and the checks of the tests with them."""
 
 from pathlib import Path
 

@@ -27,7 +27,7 @@ def certtool(*arguments, stdin=b""):
 
 
 def openssl_agrees(key, digest, signature, data):
-    """What the openssl command says of a signature."""
+    """Whether the openssl command calls a signature good."""
     done = openssl("dgst", f"-{digest}", "-verify", key, "-signature", signature, data, check=False)
     return done.returncode == 0 and done.stdout == b"Verified OK\n"
 
@@ -43,7 +43,7 @@ def pem(der, label="CERTIFICATE"):
 
 
 def blocks_of(text):
-    """The PEM blocks of a text, without what stands around them."""
+    """The PEM blocks of a text, without the text around them."""
     text = text if isinstance(text, str) else text.decode()
     return [found.group(0) for found in re.finditer(r"-----BEGIN ([A-Z0-9 ]+)-----.*?-----END \1-----\n", text, re.DOTALL)]
 

@@ -1,4 +1,4 @@
-"""Chains of certificates, and what the tests with them share."""
+"""Chains of certificates, and the checks of the tests with them."""
 
 import hashlib
 import subprocess
@@ -81,7 +81,7 @@ class Pki:
         self.add("broken", pem(bytes(broken)))
 
     def patched(self, common_name, tag=None):
-        """A self-signed certificate whose common name has these bytes; trusted directly, its own signature does not matter."""
+        """A self-signed certificate with these bytes as its common name. Its signature does not matter if it is trusted."""
         assert len(common_name) <= 24
         der, old = self.der["template"], b"\x0c\x18" + b"N" * 24
         assert der.count(old) == 2

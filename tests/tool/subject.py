@@ -4,7 +4,7 @@ import os
 
 from identity_fixture import file, text_of
 from peers import openssl
-from terminal import AtTerminal
+from terminal import open_at_terminal
 from tool import PASSWORD, run, secret, wrong
 
 
@@ -146,13 +146,7 @@ class Keys:
         self.assertDone(run(*self.COMMAND, "--key", key, "--password-fd", str(descriptor), pass_fds=[descriptor]))
         self.assertInputError(run(*self.COMMAND, "--key", key, "--password-file", wrong), f"{key}:1: the password is wrong, or the key is damaged")
         self.assertInputError(run(*self.COMMAND, "--key", key, start_new_session=True), f"{key}: is protected by a password", "--password-file or")
-        with AtTerminal(*self.COMMAND, "--key", key) as terminal:
-            self.assertTrue(terminal.read(b"Password for " + bytes(key) + b": "))
-            self.assertFalse(terminal.echoes())
-            terminal.type(PASSWORD.encode() + b"\n")
-            self.assertEqual(terminal.end(), 0, terminal.shown)
-            self.assertNotIn(PASSWORD.encode(), terminal.shown)
-            self.assertIn(b"-----END CERTIFICATE", terminal.shown)
+        self.assertIn(b"-----END CERTIFICATE", open_at_terminal(self, key, *self.COMMAND, "--key", key))
         os.close(descriptor)
         os.close(write)
 

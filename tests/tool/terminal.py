@@ -10,11 +10,11 @@ import termios
 import threading
 import time
 
-from tool import TOOL, Result
+from tool import PASSWORD, TOOL, Result
 
 
 def run_on_terminal(*arguments, on, cwd=None):
-    """Runs the tool with a terminal as its standard output and or standard error (`on`: set of "out", "err"); gives what each received."""
+    """Runs the tool with a terminal as its standard output, standard error or both (`on`: set of "out", "err")."""
     masters, channels = {}, {"out": subprocess.PIPE, "err": subprocess.PIPE}
     for which in on:
         masters[which], channels[which] = pty.openpty()
@@ -45,8 +45,21 @@ def run_on_terminal(*arguments, on, cwd=None):
     return Result(code, received["out"].replace(b"\r\n", b"\n"), received["err"])
 
 
+def open_at_terminal(test, path, *arguments):
+    """Types the right password of a file at the prompt; gives the text that the terminal showed."""
+    with AtTerminal(*arguments) as terminal:
+        test.assertTrue(terminal.read(b"Password for " + bytes(path) + b": "))
+        test.assertFalse(terminal.echoes())
+        terminal.type(PASSWORD.encode() + b"\n")
+        test.assertEqual(terminal.end(), 0, terminal.shown)
+        test.assertNotIn(PASSWORD.encode(), terminal.shown)
+        test.assertEqual(terminal.shown.count(b"Password for"), 1)
+        test.assertTrue(terminal.echoes() and terminal.signals())
+        return terminal.shown
+
+
 class AtTerminal:
-    """The tool with a terminal of its own, as /dev/tty and as its three streams; what it shows is collected."""
+    """The tool with a terminal of its own, as /dev/tty and as its three streams. `shown` collects its output."""
 
     def __init__(self, *arguments):
         self.shown, self.status = b"", None
@@ -64,7 +77,7 @@ class AtTerminal:
         os.close(self.master)
 
     def read(self, until=None, seconds=30):
-        """Until the text is there, or the tool has closed the terminal; false when that does not come in time."""
+        """Reads until the text is there, or the tool has closed the terminal; false if the time is over before."""
         end = time.monotonic() + seconds
         while until is None or until not in self.shown:
             ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))

@@ -101,7 +101,7 @@ class Certificates(IdentityTest):
     def test_KeysThatOthersCanReadAreWarnedOf(self):
         key = self.write("open.key", file("ec.key").read_bytes())
         key.chmod(0o644)
-        warning = f"cry: warning: {key}: others than its owner can use the private key in it (its mode is 0644); 'chmod 600' ends that\n"
+        warning = f"cry: warning: {key}: users other than its owner can use the private key in it (its mode is 0644); 'chmod 600' changes that\n"
         request, out = self.request(), self.folder() / "out"
         for arguments in (["certificate", "generate"], ["request", "generate"], ["request", "check", request],
                           ["pkcs12", "write", "--certificate", file("ec.crt"), "--no-password", "--out", out]):  # fmt: skip

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What holds for all commands: help, arguments, streams, colour, JSON. CRY_TOOL names the program."""
+"""All commands: help, arguments, streams, colour, JSON. CRY_TOOL names the program."""
 
 import hashlib
 import json
@@ -114,7 +114,7 @@ class Streams(ToolTest):
         self.assertIn(b"\x1b[32mgood\x1b[0m", run_on_terminal(*arguments, on={"out"}).out)
         self.assertNotIn(b"\x1b", run_on_terminal(*arguments, on={"err"}).out)
         self.assertIn(b"\x1b[31mbad\x1b[0m", run_on_terminal(*arguments[:3], EXAMPLES / "rsa-root.pem", arguments[-1], on={"out"}).out)
-        # What programs read has no colour on a terminal either.
+        # Output for programs has no colour on a terminal either.
         for machine in ([*arguments, "--json"], ["hash", "/dev/null"], ["roots", "--count"], ["--version"]):
             self.assertNotIn(b"\x1b", run_on_terminal(*machine, on={"out", "err"}).out)
         listed = self.write("colour.sums", hashlib.sha256(b"").hexdigest() + "  /dev/null\n")
@@ -282,7 +282,7 @@ class KeyCommands(KeysTest):
         self.assertInputError(run("key", "info", "-", "-"), "one argument too many, '-'")
 
     def test_FilesDoNotTakeThePlaceOfClosedStreams(self):
-        # The first file that is opened gets the number of standard input; it must not be taken for the data.
+        # The first file that is opened gets the number of standard input, but is not the data.
         signature = self.write("closed.sig", self.sign(keys / "rsa", what=b""))
         for arguments in (["signature", "make", "--key", keys / "rsa"], ["signature", "check", "--key", keys / "rsa.pub", "--signature", signature],
                           ["hmac", "--key-file", secret], ["signature", "check", "--key", keys / "rsa.pub", "--signature", "-", data],

@@ -104,9 +104,9 @@ class Output(KeysTest):
         folder = self.folder()
         path = self.write("in-the-way", "old")
         began = time.monotonic()
-        self.assertInputError(run("key", "generate", "rsa", "16384", "--out", path), f"{path}: is there already")
+        self.assertInputError(run("key", "generate", "rsa", "16384", "--out", path), f"{path}: exists already")
         self.assertLess(time.monotonic() - began, 10)
-        self.assertInputError(run("key", "public", "/nowhere", "--out", path), f"{path}: is there already")
+        self.assertInputError(run("key", "public", "/nowhere", "--out", path), f"{path}: exists already")
         self.assertEqual(self.taken(folder), [])
 
     def test_ForceReplacesTheWhole(self):
@@ -285,7 +285,7 @@ class Output(KeysTest):
             self.assertInputError(run(*arguments, "--out", "/dev/full"), "/dev/full: No space left on device")
 
     def test_KilledAtAnyMoment(self):
-        """A file is the old one or the new one, whole; without --force there is nothing left but the whole."""
+        """A file is the old one or the new one, whole; without --force nothing else is left."""
         folder = self.folder()
         path, size, source = folder / "out", 20000000, random.Random(3)
         old = b"old content\n" * 100
@@ -516,7 +516,7 @@ class OutputOfIdentities(IdentityTest):
                     self.assertEqual(joined(elements(content)), content)
                     self.assertEqual(len(elements(content)), 1)
                 for name in set(self.taken(folder)) - set(expected) - {"p12"}:
-                    # What was not put in its place yet, under a name that is none of a result.
+                    # A new file that was not renamed yet; its name is not that of a result.
                     self.assertRegex(name, r"\A\.new-[0-9a-f]+\Z")
                     if not (folder / name).read_bytes().startswith(b"-----BEGIN CERTIFICATE"):
                         self.assertEqual(oct(mode_of(folder / name)), "0o600")

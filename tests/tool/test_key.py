@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""`cry key`: keys that openssl makes and reads, passwords, and files that others can read. CRY_TOOL names the program."""
+"""`cry key`: keys, their passwords and their files, with openssl as its peer. CRY_TOOL names the program."""
 
 import hashlib
 import os
@@ -16,7 +16,7 @@ from pathlib import Path
 import key_fixture
 from key_fixture import KeysTest, NEAR_CURVES, keys
 from peers import der_of, openssl, openssl_agrees, pem
-from terminal import AtTerminal, run_on_terminal
+from terminal import AtTerminal, open_at_terminal, run_on_terminal
 from tool import DATA, MIB, PASSWORD, TOOL, data, limited, mode_of, paired, run, scratch, secret
 
 
@@ -25,7 +25,7 @@ def setUpModule():
 
 
 class KeysOfOpenssl(KeysTest):
-    """What openssl writes is read."""
+    """The tool reads the keys that openssl writes."""
 
     def reads(self, path, name, form, *more):
         """The key of a file is the one of that name, and it can be used."""
@@ -125,7 +125,7 @@ class KeysOfOpenssl(KeysTest):
 
 
 class Generate(KeysTest):
-    """What is made here, openssl reads."""
+    """Openssl reads the keys that the tool makes."""
 
     def assertKeyOf(self, path, kind, bits, curve=None):
         said = openssl("pkey", "-in", path, "-check", "-noout")
@@ -196,7 +196,7 @@ class Generate(KeysTest):
                 self.assertTrue(openssl_agrees(public, "sha256", signature, data))
 
     def test_EveryCurveEitherWorksOrIsRefused(self):
-        # The curves without a field of their own in OpenSSL, or with another algorithm, must not end badly either.
+        # OpenSSL cannot use all curves that it names; some are for another algorithm.
         for name in ("SM2", "Oakley-EC2N-3", "Oakley-EC2N-4", "wap-wsg-idm-ecid-wtls1", "wap-wsg-idm-ecid-wtls12", "secp112r1", "c2tnb431r1"):
             path = self.folder() / "key"
             result = run("key", "generate", "ec", name, "--out", path)
@@ -245,7 +245,7 @@ class Generate(KeysTest):
         command = ["key", "generate", "rsa", "4104"]
         result = run(*command)
         self.assertEqual((result.code, result.message), (0, "cry: making an RSA key of 4104 bits, which may take minutes\n"))
-        # The check of such a key takes as long as making it, and does not differ from that of shorter ones.
+        # OpenSSL's check of such a key takes seconds, and is the same as for shorter ones.
         self.assertIn(b"Private-Key: (4104 bit, 2 primes)", openssl("pkey", "-noout", "-text", stdin=result.out))
         self.assertEqual(run("key", "generate", "ec", "P-521").message, "")
 
@@ -334,7 +334,7 @@ class Passwords(KeysTest):
         os.write(writer, PASSWORD.encode() + b"\nrest")
         os.close(writer)
         self.assertOpened(self.public("--password-fd", str(reader), pass_fds=[reader]))
-        self.assertEqual(os.read(reader, 10), b"rest")  # what is behind the line is left alone
+        self.assertEqual(os.read(reader, 10), b"rest")  # the bytes behind the line are left alone
         os.close(reader)
 
     def test_DataMayFollowThePassword(self):
@@ -355,15 +355,7 @@ class Passwords(KeysTest):
 
     def test_PromptDoesNotShowWhatIsTyped(self):
         for path in self.all:
-            with AtTerminal("key", "info", path) as terminal:
-                self.assertTrue(terminal.read(b"Password for " + bytes(path) + b": "))
-                self.assertFalse(terminal.echoes())
-                terminal.type(PASSWORD.encode() + b"\n")
-                self.assertEqual(terminal.end(), 0, terminal.shown)
-                self.assertNotIn(PASSWORD.encode(), terminal.shown)
-                self.assertIn(b"protected by a password", terminal.shown)
-                self.assertEqual(terminal.shown.count(b"Password for"), 1)
-                self.assertTrue(terminal.echoes() and terminal.signals())
+            self.assertIn(b"protected by a password", open_at_terminal(self, path, "key", "info", path))
 
     def test_PromptIsForStandardStreamsThatAreNoTerminalToo(self):
         # A session with a terminal, and other streams than that.
@@ -468,7 +460,7 @@ class Passwords(KeysTest):
 
 class Warnings(KeysTest):
     def warning(self, path, what, mode):
-        return f"cry: warning: {path}: others than its owner can use {what} in it (its mode is {mode:04o}); 'chmod 600' ends that\n"
+        return f"cry: warning: {path}: users other than its owner can use {what} in it (its mode is {mode:04o}); 'chmod 600' changes that\n"
 
     def test_PrivateKeysThatOthersCanUse(self):
         guarded = openssl("pkcs8", "-topk8", "-in", keys / "rsa", "-passout", f"pass:{PASSWORD}")
@@ -524,7 +516,7 @@ class Warnings(KeysTest):
 
 
 class KeyFiles(KeysTest):
-    """What is in a file with a key, beside it, or in its place."""
+    """The content of files: keys, other blocks, damaged blocks."""
 
     def refuses(self, content, *said, line=None, commands=("info", "public")):
         path = self.private("refused", content)
@@ -544,7 +536,7 @@ class KeyFiles(KeysTest):
                 answer = run("key", "info", "--json", path)
                 self.assertEqual((answer.code, answer.json()["verdict"]), (1, "bad"))
                 self.assertTrue(answer.json()["reason"])
-                # To use such a key for a signature must not end in a crash, and never gives a good one that is none.
+                # A signature with such a key may fail, but does not end in a crash.
                 made = run("signature", "make", "--key", path, data)
                 self.assertIn(made.code, (0, 2))
         der = openssl("pkcs8", "-topk8", "-nocrypt", "-in", keys / "P-256", "-outform", "DER")

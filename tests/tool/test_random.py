@@ -68,7 +68,7 @@ class Random(ToolTest):
     def test_RawBytesDoNotGoToATerminal(self):
         result = run_on_terminal("random", "16", on={"out"})
         self.assertEqual((result.code, result.out), (2, b""))
-        self.assertEqual(result.message, "cry: raw bytes do not go to a terminal; --hex, --base64 or --out gives them another way\n")
+        self.assertEqual(result.message, "cry: raw bytes are not written to a terminal; use --hex, --base64 or --out\n")
         self.assertRegex(run_on_terminal("random", "16", "--hex", on={"out"}).out, rb"\A[0-9a-f]{32}\n\Z")
         self.assertEqual(run_on_terminal("random", "16", "--json", on={"out"}).code, 0)
 

@@ -140,7 +140,7 @@ class Signatures(KeysTest):
     def test_RawBytesDoNotGoToATerminal(self):
         result = run_on_terminal("signature", "make", "--key", keys / "P-256", data, on={"out"})
         self.assertEqual((result.code, result.out), (2, b""))
-        self.assertTrue(result.message.startswith("cry: raw bytes do not go to a terminal"))
+        self.assertTrue(result.message.startswith("cry: raw bytes are not written to a terminal"))
 
     def test_FilesAndStandardInputAreSigned(self):
         expected = self.sign(keys / "rsa")
@@ -221,7 +221,8 @@ class Signatures(KeysTest):
                 self.assertBad(self.check(path, bytes(64), digest=digest))
 
     def test_KeysThatCannotSignOneThingAreRefused(self):
-        # With a generator of 1 a DSA signature is s = (digest + x) / k, and x is the negative digest of just this data: s is 0, always.
+        # With a generator of 1 a DSA signature is s = (digest + x) / k. Here x is the negative
+        # digest of this data, so s is always 0.
         text = openssl("dsaparam", "-text", "-noout", "1024").decode()
         p, q = (int(re.sub(r"[\s:]", "", re.search(rf"{name}:\s*\n((?:\s+[0-9a-f:]+\n)+)", text)[1]), 16) for name in "PQ")
 

@@ -92,7 +92,8 @@ class Verify(VerifyTest):
         self.assertIn("(see --intermediates and --trust)", self.verify(pki.file("leaf")).text)
         self.assertIn("(see --trust)", self.verify(pki.file("alone")).text)
 
-    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), depth of the error or length of the chain.
+    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), then the depth of the error or
+    # the length of the chain.
     VERDICTS = [
         (["leaf", "intermediate"], ["root"], NOW, 0, 3),
         (["leaf", "intermediate", "root"], ["root"], NOW, 0, 3),
@@ -253,7 +254,7 @@ class CertificateText(VerifyTest):
         self.accepts("x509.pem", pki.text["leaf"].replace("CERTIFICATE", "X509 CERTIFICATE") + pki.text["intermediate"])
 
     def refuses(self, name, content, *said, line=None):
-        """The same message from standard input and from a file, which is the chain, trusted or an intermediate in turn."""
+        """The message for standard input and for a file, which is the chain, trusted or an intermediate in turn."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
         self.assertInputError(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)
@@ -449,7 +450,7 @@ class Volume(VerifyTest):
             ("empty lines", b"-----BEGIN CERTIFICATE-----\n" + b"\n" * (4 * MIB) + b"!\n-----END CERTIFICATE-----\n", 4 * MIB + 2),
             ("one line", b"-----BEGIN CERTIFICATE-----\n" + b"A" * (4 * MIB) + b"\n-----END CERTIFICATE-----\n", 1),
             ("long label", b"-----BEGIN " + b"A" * (4 * MIB) + b"-----\n-----END X-----\n", 2),
-            ("long label that is none", b"-----BEGIN " + b"a\x1b" * (2 * MIB) + b"-----\n-----END X-----\n", 1),
+            ("long text that is not a label", b"-----BEGIN " + b"a\x1b" * (2 * MIB) + b"-----\n-----END X-----\n", 1),
         ]:
             path = self.write("hostile.pem", text)
             result = self.timed(what, lambda: limited(["verify", path], 160))

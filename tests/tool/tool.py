@@ -1,4 +1,4 @@
-"""The command line tool as a program, and what all its tests share. CRY_TOOL names the program."""
+"""Runs the command line tool, and has the checks of all its tests. CRY_TOOL names the program."""
 
 import json
 import os
@@ -19,7 +19,7 @@ MIB = 1 << 20
 FEW_SECONDS = 20  # instrumented builds on a busy machine need more than the one or two that are normal
 PASSWORD = "correct horse"
 DATA = b"The data that is signed.\n" * 40
-IN_THE_WAY = "is there already and was not changed; --force puts the new one in its place"
+IN_THE_WAY = "exists already and was not changed; --force replaces it"
 
 # A folder for all files of a run. It is removed at the end.
 _folder = tempfile.TemporaryDirectory()
@@ -78,7 +78,7 @@ def instrumented():
 
 
 def paired(first, second):
-    """Pairs in which each element of both occurs, for checks that need not go through all combinations."""
+    """Pairs in which each element of both occurs, if not all combinations are needed."""
     first, second = list(first), list(second)
     return [(first[at % len(first)], second[at % len(second)]) for at in range(max(len(first), len(second)))]
 
@@ -121,9 +121,9 @@ class ToolTest(unittest.TestCase):
         return result
 
     def assertNothingLeaks(self, *expected):
-        """Runs commands under a leak checker, the first one under valgrind; `expected` has pairs of exit code and arguments.
+        """Runs commands under a leak checker. `expected` has pairs of exit code and arguments.
 
-        Valgrind finds other errors of memory, too, but takes seconds for each command."""
+        Valgrind finds other errors of memory, too, but takes seconds, so only the first command runs under it."""
         if instrumented():
             self.skipTest("the program looks for leaks itself")
         valgrind = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect"]

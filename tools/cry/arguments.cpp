@@ -4,13 +4,15 @@
 
 #include <algorithm>
 
-// CLI11 would split a file name as "[a,b]", swallow "++", and leave the arguments after "--" to nobody.
-// No argument holds a NUL, so one before a value hides it from CLI11; tool::plain takes it away.
+// CLI11 would split a file name as "[a,b]", swallow "++", and leave the arguments after "--" to
+// nobody. No argument holds a NUL, so one before a value hides it from CLI11; tool::plain takes it
+// away.
 tool::Arguments::Arguments( int argc, char **argv )
 {
     const std::string hidden( 1, '\0' );
-    const Command    *group     = nullptr;
-    bool              isCommand = false, onlyValues = false; // what stands before: the command, a "--" after it
+    const Command    *group      = nullptr;
+    bool              isCommand  = false; // the command stands before
+    bool              onlyValues = false; // a "--" stands before, after the command
     for( int index = 1; index < argc; index++ )
     {
         std::string text   = argv[index];

@@ -42,8 +42,8 @@ int run( int argc, char **argv )
     return exit;
 }
 
-// A file that is opened must not be taken for a standard stream that is closed. To use such a stream
-// stays an error.
+// A file that is opened must not be taken for a standard stream that is closed. To use such a
+// stream stays an error.
 void occupyStandardStreams()
 {
     for( int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )

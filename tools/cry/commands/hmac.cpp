@@ -102,8 +102,7 @@ void tool::addHmac( CLI::App &command, int &exit )
         command, exit, hmac, "Prints lines as 'cry hash' does.\nExit: 0 done; 2 wrong use, or a file that cannot be read." );
     addFiles( command, options.files );
     addAlgorithm( command, options.algorithm );
-    CLI::Option *keyFile = addOption(
-        command, "--key-file", options.keyFile, "FILE", "the bytes of this file are the key, a line end at its end too" );
+    CLI::Option *keyFile = addOption( command, "--key-file", options.keyFile, "FILE", "all bytes of this file are the key, also a line end" );
     addOption( command, "--key-hex", options.keyHex, "DIGITS", "the key in hexadecimal digits; others on this machine can see it" )
         ->excludes( keyFile );
     options.output.addTo( command, "the result" );

@@ -37,7 +37,7 @@ struct Options
 };
 
 // A description of a file that does not decode.
-std::string whatItIs( PB_BUFFER *content )
+std::string description( PB_BUFFER *content )
 {
     PB_INT length = pbBufferLength( content );
     if( !length )
@@ -50,7 +50,7 @@ std::string whatItIs( PB_BUFFER *content )
     long                 size;
     int                  tag, kind;
     int                  form = ASN1_get_object( &at, &size, &tag, &kind, (long)length );
-    // OpenSSL sets the highest bit when the content is longer than what there is.
+    // OpenSSL sets the highest bit if the content is longer than the rest of the file.
     if( tool::startsWith( content, "\x30" ) && ( form & 0x80 ) )
         return "is cut off: it ends before the PKCS#12 file in it does";
     return "is not a PKCS#12 file";
@@ -109,7 +109,7 @@ pb::Ref<CRY_PKCS12> readFile( Options &options )
     if( attempt.wrongPassword() )
         throw tool::InputError( name + ": the password is wrong, or the file is damaged (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "d2i_PKCS12_bio() failed" )
-        throw tool::InputError( name + ": " + whatItIs( content.get() ) + " (" + attempt.diagnostics + ")" );
+        throw tool::InputError( name + ": " + description( content.get() ) + " (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "PKCS12_parse() returned no private key!" )
         throw tool::InputError( name + ": holds no private key (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "PKCS12_parse() returned no certificate!" )
@@ -207,6 +207,6 @@ void tool::addPkcs12Read( CLI::App &command, int &exit )
     addOption( command, "--out-key", options.outKey.path, "FILE", "write the private key to this file" );
     addOption( command, "--out-certificate", options.outCertificate.path, "FILE", "write its certificate to this file" );
     addOption( command, "--out-certificates", options.outCertificates.path, "FILE", "write the other certificates to this file" );
-    command.add_flag( "--force", options.force, "put them in the place of files that are there" );
+    command.add_flag( "--force", options.force, "replace files that exist" );
     options.password.addTo( command, "the PKCS#12 file" );
 }

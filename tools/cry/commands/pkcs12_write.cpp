@@ -40,7 +40,7 @@ int writePkcs12( Options &options )
 {
     options.output.check();
     if( !options.output.toFile() && isatty( STDOUT_FILENO ) )
-        throw tool::InputError( "a PKCS#12 file does not go to a terminal; --out gives it a place" );
+        throw tool::InputError( "a PKCS#12 file is not written to a terminal; use --out" );
     options.output.checkBeside( options.json );
     tool::Key                                  key    = tool::readPrivateKey( options.key, options.keyPassword );
     std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain  = tool::readCertificates( options.certificate );
@@ -74,14 +74,13 @@ void tool::addPkcs12Write( CLI::App &command, int &exit )
         "The file is made readable by its owner only, with the encryption that OpenSSL chooses.\n"
         "Exit: 0 done; 2 wrong use, a key that is not the certificate's, or a file that cannot be read or written." );
     addOption( command, "--key", options.key, "FILE", "the private key" )->required();
-    addOption( command, "--certificate", options.certificate, "FILE", "its certificate; those behind it in the file become further ones" )
-        ->required();
+    addOption( command, "--certificate", options.certificate, "FILE", "its certificate; the others in the file are further ones" )->required();
     addRepeated( command, "--extra", options.extra, "FILE", "further certificates; may be given several times" );
     options.output.addTo( command, "the PKCS#12 file" );
     command.get_option( "--out" )->required();
     options.password.addTo( command, "the new file" );
     options.keyPassword.addTo( command, "a protected private key", "key-" );
-    command.add_flag( "--no-password", options.noPassword, "make a file that anybody can read who gets it" )
+    command.add_flag( "--no-password", options.noPassword, "make a file without a password, which anybody can read" )
         ->excludes( "--password-file" )
         ->excludes( "--password-fd" );
 }

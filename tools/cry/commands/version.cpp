@@ -11,7 +11,8 @@
 #include <rfc/rfc.h>
 #include <tr/tr.h>
 
-// The version marker is a variable, which no header declares; it is looked up as any other tool would.
+// The version marker is a variable, which no header declares; it is looked up as any other tool
+// would.
 static std::string markerText()
 {
     auto marker = (const char *const *)dlsym( RTLD_DEFAULT, "cry___module_version_string" );

@@ -12,8 +12,8 @@
 namespace tool
 {
 
-// The certificates of a file, in order. Throws InputError, which names file and line, if anything in
-// it is damaged or there is none.
+// The certificates of a file, in order. Throws InputError, which names file and line, if anything
+// in it is damaged or there is none.
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> readCertificates( const std::string &path );
 
 // The certificate in a block; if there is none, `problem` says why.

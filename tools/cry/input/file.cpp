@@ -73,7 +73,7 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
         if( count == 0 )
             return content;
         if( length + count > most )
-            throw InputError( nameOf( path ) + ": is larger than 64 MiB, which no file of certificates or list of digests is" );
+            throw InputError( nameOf( path ) + ": is larger than 64 MiB, the limit" );
     }
 }
 
@@ -98,8 +98,8 @@ void tool::warnIfOthersCanRead( const std::string &path, const std::string &what
         return;
     char mode[8];
     std::snprintf( mode, sizeof mode, "%04o", (unsigned)status.st_mode & 07777u );
-    printError(
-        "warning: " + nameOf( path ) + ": others than its owner can use " + what + " in it (its mode is " + mode + "); 'chmod 600' ends that" );
+    printError( "warning: " + nameOf( path ) + ": users other than its owner can use " + what + " in it (its mode is " + mode +
+        "); 'chmod 600' changes that" );
 }
 
 void tool::checkStandardInput( const std::vector<std::string> &paths )

@@ -23,11 +23,11 @@ enum class Content
 };
 pb::Ref<PB_BUFFER> readWhole( const std::string &path, Content content = Content::open );
 
-// Calls take( bytes, count ) for the pieces of a file or of standard input, however large it is, and
-// shows progress if there is much. Throws InputError if it cannot be read.
+// Calls take( bytes, count ) for the pieces of a file or of standard input, however large it is,
+// and shows progress if there is much. Throws InputError if it cannot be read.
 void forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *bytes, PB_INT count )> &take );
 
-// Warns if others than the owner can read a file, which holds `what`.
+// Warns if users other than the owner can read a file, which holds `what`.
 void warnIfOthersCanRead( const std::string &path, const std::string &what );
 
 // Throws InputError if more than one of these is standard input.

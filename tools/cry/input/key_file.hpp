@@ -27,7 +27,8 @@ struct Key
 // others can read the file.
 Key readPrivateKey( const std::string &path, PasswordOptions &password );
 
-// The key of a file: the private key in it, else the public one, else that of the first certificate.
+// The key of a file: the private key in it, else the public one, else that of the first
+// certificate.
 Key readKey( const std::string &path, PasswordOptions &password );
 
 }

@@ -27,7 +27,8 @@ void remember( int number ) { caught = number; }
 // The signals that end a prompt, or stop the process at it.
 constexpr int signals[] = { SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP };
 
-// A terminal that does not show what is typed. It is as it was when this is gone, however the prompt ends.
+// A terminal that does not show the keys. The destructor makes it as it was, however the prompt
+// ends.
 class WithoutEcho
 {
 public:
@@ -63,7 +64,7 @@ public:
     WithoutEcho( const WithoutEcho & )            = delete;
     WithoutEcho &operator=( const WithoutEcho & ) = delete;
 
-    // False when a signal came instead.
+    // False if a signal came instead.
     bool waitForKey() const
     {
         pollfd keys = { file, POLLIN, 0 };
@@ -85,7 +86,8 @@ private:
     struct sigaction actions[std::size( signals )];
 };
 
-// The first line, byte by byte, so that nothing behind it is taken away from other readers; null when a signal ended it.
+// The first line; null if a signal ended it. It is read byte by byte, so that other readers get the
+// bytes behind it.
 pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEcho *quiet = nullptr )
 {
     pb::Ref<PB_BUFFER> line = pb::adopt( pbBufferCreate() );
@@ -130,7 +132,8 @@ pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise 
             return line;
         if( write( terminal.number, "\n", 1 ) < 0 )
             throw tool::InputError( std::string( "the terminal: " ) + std::strerror( errno ) );
-        // Now it does what it would have done; a process that was stopped asks again when it goes on.
+        // The signal now has its usual effect; a process that was stopped asks again after it goes
+        // on.
         raise( caught );
         if( caught != SIGTSTP )
             throw tool::InputError( "no password was given" );

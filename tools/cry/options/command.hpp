@@ -1,4 +1,4 @@
-// Options of a command, and what runs it.
+// The options of a command, and its function.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// Messages about what is wrong, and the exit codes.
+// Error messages and exit codes.
 #pragma once
 
 #include <stdexcept>
@@ -12,10 +12,11 @@ enum Exit
 {
     exitGood       = 0,
     exitNegative   = 1, // the verdict is negative
-    exitInputError = 2, // wrong use, or input that cannot be read
+    exitInputError = 2, // wrong use, or something cannot be read, made or written
 };
 
-// Ends the command with exitInputError and this message, which names the file and the place.
+// Ends the command with exitInputError and this message, which names the file and the line. It is for
+// output that cannot be written, too.
 struct InputError : std::runtime_error
 {
     using std::runtime_error::runtime_error;

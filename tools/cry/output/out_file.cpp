@@ -16,7 +16,7 @@ namespace
 
 tool::InputError inTheWay( const std::string &path )
 {
-    return tool::InputError( tool::nameOf( path ) + ": is there already and was not changed; --force puts the new one in its place" );
+    return tool::InputError( tool::nameOf( path ) + ": exists already and was not changed; --force replaces it" );
 }
 
 unsigned int modeOf( tool::Secrecy secrecy )
@@ -33,7 +33,7 @@ unsigned int modeOf( tool::Secrecy secrecy )
 void tool::Output::addTo( CLI::App &command, const std::string &what )
 {
     addOption( command, "--out", path, "FILE", "write " + what + " to this file in place of standard output" );
-    command.add_flag( "--force", force, "with --out: put it in the place of a file that is there" )->needs( "--out" );
+    command.add_flag( "--force", force, "with --out: replace a file that exists" )->needs( "--out" );
 }
 
 void tool::Output::check() const
@@ -71,7 +71,7 @@ void tool::Output::write( const std::string &text ) const
 void tool::checkNotTerminal( const Output &output, Form form )
 {
     if( form == Form::raw && !output.toFile() && isatty( STDOUT_FILENO ) )
-        throw InputError( "raw bytes do not go to a terminal; --hex, --base64 or --out gives them another way" );
+        throw InputError( "raw bytes are not written to a terminal; use --hex, --base64 or --out" );
 }
 
 void tool::writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy )

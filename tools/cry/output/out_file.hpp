@@ -28,7 +28,8 @@ struct Output
     void addTo( CLI::App &command, const std::string &what );
     bool toFile() const { return path && *path != "-"; }
 
-    // Throws InputError if the name is empty or a file is in the way, before there is anything to write.
+    // Throws InputError if the name is empty or a file is in the way, before there is anything to
+    // write.
     void check() const;
     // Throws InputError if JSON and the result would both go to standard output.
     void checkBeside( bool json ) const;
@@ -47,7 +48,7 @@ struct Output
 // Throws InputError if raw bytes would go to a terminal.
 void checkNotTerminal( const Output &output, Form form );
 
-// Bytes to standard output or a file, text with a line end. Raw bytes do not go to a terminal.
+// Bytes to standard output or a file, text with a line end. Raw bytes are not written to a terminal.
 void writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy );
 
 }

@@ -23,7 +23,8 @@ void        printJson( const nlohmann::ordered_json &json );
 // Writes to standard output without a copy that stays in memory.
 void printSecret( PB_BUFFER *content );
 
-// Writes out what was printed; throws InputError if standard output cannot take it (a full disk).
+// Writes everything printed so far to standard output; throws InputError if that fails (a full
+// disk).
 void flushOutput();
 
 }

@@ -7,7 +7,7 @@
 namespace
 {
 
-// The code point at the front of a text and how many bytes it has; no bytes when they are not UTF-8.
+// The code point at the front of a text and how many bytes it has; no bytes if they are not UTF-8.
 std::pair<uint32_t, size_t> decode( std::string_view text )
 {
     static constexpr uint32_t least[] = { 0, 0, 0x80, 0x800, 0x10000 };
