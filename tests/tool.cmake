@@ -1,14 +1,13 @@
-# The command line tool, from outside.
+# The command line tool, from outside: each file tool/test_NAME.py is the test tool_NAME.
 
 find_package( Python3 REQUIRED COMPONENTS Interpreter )
 
 if( TARGET cry_tool )
-    function( tool_test NAME FILE )
+    file( GLOB toolTests CONFIGURE_DEPENDS tool/test_*.py )
+    foreach( file ${toolTests} )
+        string( REGEX REPLACE ".*/test_(.*)[.]py" "tool_\\1" name ${file} )
         # -B: no compiled Python in the source tree.
-        add_test( NAME ${NAME} COMMAND ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_SOURCE_DIR}/tool/${FILE} )
-        set_tests_properties( ${NAME} PROPERTIES ENVIRONMENT "CRY_TOOL=$<TARGET_FILE:cry_tool>" LABELS tool TIMEOUT 900 )
-    endfunction()
-    tool_test( tool_tests test_tool.py )
-    tool_test( tool_keys_tests test_keys.py )
-    tool_test( tool_identity_tests test_identity.py )
+        add_test( NAME ${name} COMMAND ${Python3_EXECUTABLE} -B ${file} )
+        set_tests_properties( ${name} PROPERTIES ENVIRONMENT "CRY_TOOL=$<TARGET_FILE:cry_tool>" LABELS tool TIMEOUT 900 )
+    endforeach()
 endif()

@@ -1,22 +1,35 @@
-"""What the tests of the command line tool have in common. CRY_TOOL names the program."""
+"""Runs the command line tool, and has the checks of all its tests. CRY_TOOL names the program."""
 
-import base64
-import contextlib
 import json
 import os
-import pty
-import select
-import signal
+import shutil
+import stat
 import subprocess
+import sys
 import tempfile
-import termios
-import threading
 import time
 import unittest
 from pathlib import Path
 
 TOOL = os.environ.get("CRY_TOOL", "")
+if not os.access(TOOL, os.X_OK):
+    raise SystemExit("CRY_TOOL must name the program")
+
 MIB = 1 << 20
+FEW_SECONDS = 20  # instrumented builds on a busy machine need more than the one or two that are normal
+PASSWORD = "correct horse"
+DATA = b"The data that is signed.\n" * 40
+IN_THE_WAY = "exists already and was not changed; --force replaces it"
+
+# A folder for all files of a run. It is removed at the end.
+_folder = tempfile.TemporaryDirectory()
+scratch = Path(_folder.name)
+data, secret, wrong = scratch / "data", scratch / "secret", scratch / "wrong"
+data.write_bytes(DATA)
+secret.write_text(PASSWORD + "\n")
+wrong.write_text("wrong\n")
+for path in (secret, wrong):
+    path.chmod(0o600)
 
 
 class Result:
@@ -50,38 +63,6 @@ def run(*arguments, stdin=b"", cwd=None, timeout=120, **more):
     return Result(done.returncode, done.stdout, done.stderr)
 
 
-def run_on_terminal(*arguments, on, cwd=None):
-    """Runs the tool with a terminal as its standard output and or standard error (`on`: set of "out", "err"); gives what each received."""
-    masters, channels = {}, {"out": subprocess.PIPE, "err": subprocess.PIPE}
-    for which in on:
-        masters[which], channels[which] = pty.openpty()
-    process = subprocess.Popen(
-        [TOOL, *map(os.fsencode, arguments)], stdin=subprocess.DEVNULL, stdout=channels["out"], stderr=channels["err"], cwd=cwd
-    )
-    received = {"out": b"", "err": b""}
-
-    def drain(which):
-        with contextlib.suppress(OSError):  # how a terminal says that nobody writes any more
-            while piece := os.read(masters[which], 65536):
-                received[which] += piece
-
-    for which in on:
-        os.close(channels[which])
-    threads = [threading.Thread(target=drain, args=(which,)) for which in on]
-    for thread in threads:
-        thread.start()
-    for which, pipe in (("out", process.stdout), ("err", process.stderr)):
-        if pipe:
-            received[which] = pipe.read()
-            pipe.close()
-    code = process.wait(timeout=120)
-    for thread in threads:
-        thread.join()
-    for master in masters.values():
-        os.close(master)
-    return Result(code, received["out"].replace(b"\r\n", b"\n"), received["err"])
-
-
 def limited(arguments, mebibytes, **more):
     """Runs with this much memory only; instrumented programs cannot."""
     import resource
@@ -96,77 +77,19 @@ def instrumented():
     return b"__asan_init" in content or b"__tsan_init" in content
 
 
-def pem(der, label="CERTIFICATE"):
-    body = base64.b64encode(der).decode()
-    lines = [body[at : at + 64] for at in range(0, len(body), 64)]
-    return "\n".join([f"-----BEGIN {label}-----", *lines, f"-----END {label}-----", ""])
+def paired(first, second):
+    """Pairs in which each element of both occurs, if not all combinations are needed."""
+    first, second = list(first), list(second)
+    return [(first[at % len(first)], second[at % len(second)]) for at in range(max(len(first), len(second)))]
 
 
-def prepare():
-    """A folder for the files of a module's tests, which is gone after them; for setUpModule."""
-    if not TOOL or not os.access(TOOL, os.X_OK):
-        raise SystemExit("CRY_TOOL must name the program")
-    folder = tempfile.TemporaryDirectory()
-    unittest.addModuleCleanup(folder.cleanup)
-    ToolTest.scratch = Path(folder.name)
-    return ToolTest.scratch
-
-
-class AtTerminal:
-    """The tool with a terminal of its own, as /dev/tty and as its three streams; what it shows is collected."""
-
-    def __init__(self, *arguments):
-        self.shown, self.status = b"", None
-        self.process, self.master = pty.fork()
-        if self.process == 0:
-            os.execv(TOOL, [TOOL, *map(os.fsencode, arguments)])
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        if self.status is None:
-            os.kill(self.process, signal.SIGKILL)
-            os.waitpid(self.process, 0)
-        os.close(self.master)
-
-    def read(self, until=None, seconds=30):
-        """Until the text is there, or the tool has closed the terminal; false when that does not come in time."""
-        end = time.monotonic() + seconds
-        while until is None or until not in self.shown:
-            ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))
-            if not ready:
-                return False
-            try:
-                piece = os.read(self.master, 65536)
-            except OSError:  # how a terminal says that nobody uses it any more
-                piece = b""
-            if not piece:
-                return until is None
-            self.shown += piece
-        return True
-
-    def type(self, text):
-        os.write(self.master, text)
-
-    def echoes(self):
-        return bool(termios.tcgetattr(self.master)[3] & termios.ECHO)
-
-    def signals(self):
-        return bool(termios.tcgetattr(self.master)[3] & termios.ISIG)
-
-    def end(self, seconds=30):
-        """How it ended (minus the signal); None when it does not end."""
-        if not self.read(seconds=seconds):
-            return None
-        _, status = os.waitpid(self.process, 0)
-        self.status = os.waitstatus_to_exitcode(status)
-        return self.status
+def mode_of(path):
+    return stat.S_IMODE(os.lstat(path).st_mode)
 
 
 class ToolTest(unittest.TestCase):
     maxDiff = None
-    scratch = None
+    scratch = scratch
 
     def write(self, name, content):
         path = self.scratch / name
@@ -187,6 +110,33 @@ class ToolTest(unittest.TestCase):
 
     def taken(self, folder):
         return sorted(os.listdir(folder))
+
+    def timed(self, what, action):
+        """The result of an action that must not take long."""
+        began = time.monotonic()
+        result = action()
+        took = time.monotonic() - began
+        print(f"{what}: {took:.2f} s", file=sys.stderr)
+        self.assertLess(took, FEW_SECONDS, what)
+        return result
+
+    def assertNothingLeaks(self, *expected):
+        """Runs commands under a leak checker. `expected` has pairs of exit code and arguments.
+
+        Valgrind finds other errors of memory, too, but takes seconds, so only the first command runs under it."""
+        if instrumented():
+            self.skipTest("the program looks for leaks itself")
+        valgrind = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect"]
+        library = next(Path("/usr/lib").glob("*/liblsan.so.0"), None)
+        if not shutil.which("valgrind"):
+            self.skipTest("valgrind is not installed")
+        for index, (code, arguments) in enumerate(expected):
+            quick = index and library
+            environment = {**os.environ, "LD_PRELOAD": str(library), "LSAN_OPTIONS": "exitcode=99"} if quick else None
+            with self.subTest(arguments):
+                done = subprocess.run([*([] if quick else valgrind), TOOL, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                      stderr=subprocess.PIPE, env=environment)  # fmt: skip
+                self.assertEqual(done.returncode, code, done.stderr.decode()[-3000:])
 
     def assertDone(self, result, code=0):
         self.assertEqual((result.code, result.message), (code, ""), result.out[-500:])

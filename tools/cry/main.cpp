@@ -1,8 +1,8 @@
-#include "input/input.hpp"
-#include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "arguments.hpp"
+#include "output/error.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
 
-#include <algorithm>
 #include <exception>
 #include <fcntl.h>
 #include <pb/runtime.hpp>
@@ -10,71 +10,6 @@
 
 namespace
 {
-
-// Commands that have commands of their own.
-bool hasCommands( std::string_view name )
-{
-    return name == "key" || name == "signature" || name == "certificate" || name == "request" || name == "pkcs12" || name == "name";
-}
-
-// CLI11 would split a file name as "[a,b]", swallow "++", and leave what stands behind "--" to nobody. A NUL, which no argument holds, hides what is
-// no option; tool::plain takes it away.
-std::vector<std::string> hideNames( int argc, char **argv )
-{
-    const std::string        hidden( 1, '\0' );
-    std::vector<std::string> arguments;
-    bool                     command = false, names = false; // whether the command, or all options, are behind us
-    for( int index = 1; index < argc; index++ )
-    {
-        std::string text   = argv[index];
-        bool        option = text.size() > 1 && text.starts_with( '-' );
-        if( !names && text == "--" )
-        {
-            names = command;
-            continue;
-        }
-        bool name = command && ( names || !option );
-        // "--time=" has a value, which is empty; CLI11 would take the next argument.
-        bool empty = option && !name && text.starts_with( "--" ) && text.find( '=' ) == text.size() - 1;
-        if( empty )
-            text.pop_back();
-        arguments.push_back( name ? hidden + text : text );
-        if( empty )
-            arguments.push_back( hidden );
-        if( !option && !name )
-            command = !hasCommands( argv[index] );
-    }
-    std::reverse( arguments.begin(), arguments.end() ); // as CLI11 takes them
-    return arguments;
-}
-
-// What is wrong with the arguments, and the help that fits.
-std::string explained( CLI::App &app, const CLI::ParseError &problem )
-{
-    std::string text = problem.what(), help = "cry";
-    CLI::App   *deepest = &app;
-    while( !deepest->get_subcommands().empty() )
-    {
-        deepest = deepest->get_subcommands().front();
-        help += " " + deepest->get_name();
-    }
-    std::vector<std::string> extras = app.remaining( true );
-    std::string              first  = extras.empty() ? "" : tool::plain( extras.front() );
-    std::string              known;
-    for( const CLI::App *each : deepest->get_subcommands( []( CLI::App * ) { return true; } ) )
-        known += ( known.empty() ? "" : ", " ) + each->get_name();
-    bool option = first.size() > 1 && first.starts_with( '-' );
-    if( !known.empty() && deepest != &app && problem.get_exit_code() == (int)CLI::ExitCodes::RequiredError )
-        text = ( first.empty()  ? "a command is missing"
-                       : option ? "unknown option '" + first + "'"
-                                : "'" + first + "' is not a command" ) +
-            "; '" + help + "' has " + known;
-    else if( !extras.empty() && problem.get_exit_code() == (int)CLI::ExitCodes::ExtrasError )
-        text = option         ? "unknown option '" + first + "'"
-            : deepest == &app ? "'" + first + "' is not a command"
-                              : "one argument too many, '" + first + "'";
-    return text + "; '" + help + " --help' tells more";
-}
 
 int run( int argc, char **argv )
 {
@@ -85,30 +20,20 @@ int run( int argc, char **argv )
     app.name( "cry" );
     bool         version = false, json = false;
     int          exit        = tool::exitGood;
-    CLI::Option *versionFlag = app.add_flag( "--version", version, "print what the module says of itself" );
+    CLI::Option *versionFlag = app.add_flag( "--version", version, "print the versions of the module and of its parts" );
     app.add_flag( "--json", json, "with --version: print it as JSON" )->needs( versionFlag );
     app.require_subcommand( 0, 1 );
-    tool::addVerify( app, exit );
-    tool::addHash( app, exit );
-    tool::addRoots( app, exit );
-    tool::addHmac( app, exit );
-    tool::addRandom( app, exit );
-    tool::addUuid( app, exit );
-    tool::addKey( app, exit );
-    tool::addSignature( app, exit );
-    tool::addCertificate( app, exit );
-    tool::addRequest( app, exit );
-    tool::addPkcs12( app, exit );
-    tool::addName( app, exit );
+    tool::Arguments arguments( argc, argv );
+    tool::addCommands( app, arguments.command, exit );
     try
     {
-        app.parse( hideNames( argc, argv ) );
+        app.parse( arguments.reversed );
     }
     catch( const CLI::ParseError &problem )
     {
         if( problem.get_exit_code() == 0 )
             return app.exit( problem );
-        throw tool::InputError( explained( app, problem ) );
+        throw tool::InputError( tool::messageFor( app, problem ) );
     }
     if( version )
         tool::printVersion( json );
@@ -117,7 +42,8 @@ int run( int argc, char **argv )
     return exit;
 }
 
-// A file that is opened must not be taken for one of the standard streams. Where those are closed, using them is an error.
+// A file that is opened must not be taken for a standard stream that is closed. To use such a
+// stream stays an error.
 void occupyStandardStreams()
 {
     for( int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )

@@ -1,9 +1,14 @@
-#include "input/input.hpp"
-#include "options/group.hpp"
+#include "commands/commands.hpp"
+#include "input/pem.hpp"
+#include "options/command.hpp"
 #include "options/subject.hpp"
-#include "output/describe.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/certificate_facts.hpp"
+#include "output/error.hpp"
+#include "output/openssl_reason.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
 
 #include <cry/internal/cry_generate_certificate.h>
 #include <openssl/err.h>
@@ -44,14 +49,14 @@ int generate( Options &options )
 
 }
 
-void tool::addCertificate( CLI::App &app, int &exit )
+void tool::addCertificateGenerate( CLI::App &command, int &exit )
 {
-    CLI::App &group         = addGroup( app, "certificate", "make certificates" );
-    auto [command, options] = addMember<Options>( group, exit, "generate", "make a self-signed certificate", generate,
-        "It is valid from yesterday on, has the serial number 1, and is signed with SHA-256.\nExit: 0 done; 2 wrong use, a name that is none, or a key that cannot sign." );
-    options->subject.addTo( *command );
-    command->add_option( "--days", options->days, "valid for this many days from now" )->type_name( "N" )->transform( plain )->capture_default_str();
-    command->add_flag( "--client-auth", options->clientAuth, "for authentication of clients (extended key usage)" );
-    command->add_flag( "--server-auth", options->serverAuth, "for authentication of servers" );
-    options->output.addTo( *command, "the certificate" );
+    Options &options = addOptions( command, exit, generate,
+        "It is valid from yesterday on, has the serial number 1, and is signed with SHA-256.\n"
+        "Exit: 0 done; 2 wrong use, a name that is not valid, or a key that cannot sign." );
+    options.subject.addTo( command );
+    addOption( command, "--days", options.days, "N", "valid for this many days from now" )->capture_default_str();
+    command.add_flag( "--client-auth", options.clientAuth, "for authentication of clients (extended key usage)" );
+    command.add_flag( "--server-auth", options.serverAuth, "for authentication of servers" );
+    options.output.addTo( command, "the certificate" );
 }

@@ -1,12 +1,15 @@
-#include "input/input.hpp"
-#include "input/stream.hpp"
+#include "commands/commands.hpp"
+#include "input/file.hpp"
 #include "options/algorithm.hpp"
 #include "options/command.hpp"
-#include "output/describe.hpp"
-#include "output/terminal.hpp"
+#include "output/error.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/digest_line.hpp"
+#include "text/printable.hpp"
 
+#include <algorithm>
 #include <cry/cry_hash.h>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -20,54 +23,16 @@ struct Options
     bool                     check = false, json = false;
 };
 
-// A list with more bad lines than this is probably no list at all.
+// A list with more bad lines than this is probably not a list.
 constexpr size_t malformedShown = 10;
 
 std::string digestOf( const std::string &path, CRY_HASH_ALGORITHM algorithm )
 {
     pb::Ref<CRY_HASH> hash = pb::adopt( cryHashTryCreate( algorithm ) );
     if( !hash )
-        throw tool::InputError( "this libcrypto does not have the algorithm" );
+        throw tool::algorithmMissing();
     tool::forEachPiece( path, [&hash]( const PB_BYTE *bytes, PB_INT count ) { cryHashUpdateBytes( hash.get(), bytes, count ); } );
     return tool::take( pbBufferToString( pb::adopt( cryHashFinal( hash.get() ) ).get() ) );
-}
-
-struct Entry
-{
-    std::string digest, path;
-};
-
-std::optional<Entry> parseLine( std::string_view line, size_t digits )
-{
-    bool escaped = line.starts_with( '\\' );
-    if( escaped )
-        line.remove_prefix( 1 );
-    // Two blanks, or a blank and an asterisk, stand between the two.
-    if( line.size() < digits + 3 || line[digits] != ' ' || ( line[digits + 1] != ' ' && line[digits + 1] != '*' ) )
-        return {};
-    Entry entry;
-    for( char c : line.substr( 0, digits ) )
-    {
-        char lower = c >= 'A' && c <= 'F' ? (char)( c + 32 ) : c;
-        if( !( ( lower >= '0' && lower <= '9' ) || ( lower >= 'a' && lower <= 'f' ) ) )
-            return {};
-        entry.digest += lower;
-    }
-    std::string_view path = line.substr( digits + 2 );
-    if( path.find( '\0' ) != path.npos )
-        return {}; // no file has such a name, and what stands before the NUL may be the name of another
-    for( size_t index = 0; index < path.size(); index++ )
-    {
-        if( !escaped || path[index] != '\\' )
-        {
-            entry.path += path[index];
-            continue;
-        }
-        if( ++index == path.size() || ( path[index] != '\\' && path[index] != 'n' && path[index] != 'r' ) )
-            return {};
-        entry.path += path[index] == 'n' ? '\n' : path[index] == 'r' ? '\r' : '\\';
-    }
-    return entry;
 }
 
 // The state of one run over many files.
@@ -91,7 +56,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
             line.remove_suffix( 1 );
         if( line.empty() || line.starts_with( '#' ) )
             continue;
-        std::optional<Entry> entry = parseLine( line, digits );
+        std::optional<tool::DigestLine> entry = tool::parseDigestLine( line, digits );
         if( !entry )
         {
             if( ++malformed <= malformedShown )
@@ -125,7 +90,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
             tool::nameOf( list ) + ": holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
 }
 
-int hash( Options options )
+int hash( Options &options )
 {
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
     if( options.files.empty() )
@@ -144,7 +109,7 @@ int hash( Options options )
             if( options.json )
                 result.files.push_back( { { "file", file }, { "digest", digest } } );
             else
-                tool::print( tool::listLine( digest, file ) );
+                tool::print( tool::digestLine( digest, file ) );
         }
         catch( const tool::InputError &problem )
         {
@@ -170,21 +135,12 @@ int hash( Options options )
 
 }
 
-void tool::addHash( CLI::App &app, int &exit )
+void tool::addHash( CLI::App &command, int &exit )
 {
-    auto      options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand( "hash", "compute or check digests of files" );
-    command->add_option( "FILE", options->files, "files to read; - and none at all are standard input" )
-        ->expected( 0, -1 )
-        ->type_name( "" )
-        ->transform( tool::plain );
-    command->add_option( "--algorithm", options->algorithm, "one of " + tool::algorithmNames() )
-        ->type_name( "NAME" )
-        ->transform( tool::plain )
-        ->capture_default_str();
-    command->add_flag( "--check", options->check, "read lists of digests from the files and check them" );
-    command->add_flag( "--json", options->json, "print the result as JSON" );
-    command->footer( "Prints and reads lines as sha256sum does.\n"
-                     "Exit: 0 done, or all digests match; 1 a digest does not match; 2 wrong use, or a file or line that cannot be read." );
-    command->callback( [options, &exit] { exit = hash( *options ); } );
+    Options &options = addOptions( command, exit, hash,
+        "Prints and reads lines as sha256sum does.\n"
+        "Exit: 0 done, or all digests match; 1 a digest does not match; 2 wrong use, or a file or line that cannot be read." );
+    addFiles( command, options.files );
+    addAlgorithm( command, options.algorithm );
+    command.add_flag( "--check", options.check, "read lists of digests from the files and check them" );
 }

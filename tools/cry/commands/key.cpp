@@ -1,16 +1,21 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
 #include "input/key_file.hpp"
+#include "input/pem.hpp"
 #include "options/command.hpp"
 #include "options/curve.hpp"
-#include "options/group.hpp"
-#include "output/describe.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
+#include "output/key_facts.hpp"
+#include "output/openssl_reason.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "output/progress.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <chrono>
 #include <cry/cry_generate_ec_key_pair.h>
 #include <cry/cry_generate_rsa_key_pair.h>
-#include <cry/cry_hash.h>
 #include <future>
 #include <memory>
 #include <openssl/err.h>
@@ -20,52 +25,16 @@ namespace
 
 struct Options
 {
-    std::string           kind, size, file;
+    std::string           kind, size; // generate
+    std::string           file;       // public and info
     tool::Output          output;
     tool::PasswordOptions password;
     bool                  json = false;
 };
 
-// ---- what is said of keys
-
-struct KeyFacts
-{
-    pb::Ref<CRY_PKEY_INFO> info;
-    std::string            kind, curve, description, fingerprint;
-
-    explicit KeyFacts( CRY_PKEY_PUBLIC *key, EVP_PKEY *pkey ) : info( pb::adopt( cryPkeyPublicInfo( key ) ) )
-    {
-        const char *name = EVP_PKEY_get0_type_name( pkey );
-        kind             = name ? name : "unknown";
-        if( cryPkeyInfoHasEcNamedCurve( info.get() ) )
-        {
-            PB_INT value = cryPkeyInfoEcNamedCurve( info.get() );
-            curve        = tool::shortNameOf( value );
-            description  = tool::take( cryPkeyEcNamedCurveDisplayName( value ) );
-            if( std::string nist = tool::nistNameOf( value ); !nist.empty() )
-                description = nist + ", " + description;
-        }
-        pb::Ref<CRY_PEM>   pem    = pb::adopt( cryPkeyPublicPem( key ) );
-        pb::Ref<PB_BUFFER> der    = pb::adopt( cryPemData( pem.get() ) );
-        pb::Ref<PB_BUFFER> digest = pb::adopt( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, der.get() ) );
-        fingerprint               = digest ? tool::withColons( digest.get() ) : "";
-    }
-
-    PB_INT bits() const { return cryPkeyInfoBits( info.get() ); }
-
-    void addTo( nlohmann::ordered_json &json ) const
-    {
-        json["type"] = kind;
-        json["bits"] = bits();
-        if( !curve.empty() )
-            json["curve"] = curve;
-        json["sha256"] = fingerprint;
-    }
-};
-
 // ---- generate
 
-// Makes a key that takes long on another thread, and shows that there is something going on.
+// Makes a key on another thread, since it takes long, and shows that the work goes on.
 pb::Ref<CRY_PKEY_PRIVATE> generateSlowly( PB_INT bits )
 {
     auto          made = std::async( std::launch::async, [bits] { return cryTryGenerateRsaKeyPair( bits ); } );
@@ -83,7 +52,7 @@ pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
     if( kind == "ec" )
         return pb::adopt( cryTryGenerateEcKeyPair( tool::curveOf( options.size, "key generate ec" ) ) );
     if( kind != "rsa" )
-        throw tool::InputError( "'" + tool::printable( options.kind ) + "' is no kind of key; known are rsa and ec" );
+        throw tool::InputError( "'" + tool::printable( options.kind ) + "' is not a kind of key; known are rsa and ec" );
     PB_INT bits = tool::number( options.size, "the bits of an RSA key", 1024, 16384 );
     if( bits < weak )
         tool::printError( "warning: an RSA key of fewer than 2048 bits is too weak for anything but tests" );
@@ -106,7 +75,7 @@ int generate( Options &options )
         nlohmann::ordered_json   json{ { "format", 1 } };
         if( pub )
         {
-            KeyFacts( pub.get(), tool::Key{ key, pub, "", "" }.peek() ).addTo( json );
+            tool::KeyFacts( pub.get(), tool::Key{ key, pub, "", "" }.peek() ).addTo( json );
             json["publicKey"] = tool::textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
         }
         if( options.output.toFile() )
@@ -130,7 +99,7 @@ int publicKey( Options &options )
     if( options.json )
     {
         nlohmann::ordered_json json{ { "format", 1 } };
-        KeyFacts( key.publicKey.get(), key.peek() ).addTo( json );
+        tool::KeyFacts( key.publicKey.get(), key.peek() ).addTo( json );
         json["publicKey"] = tool::textOf( text.get() );
         tool::printJson( json );
     }
@@ -139,7 +108,7 @@ int publicKey( Options &options )
 
 // ---- info
 
-// What OpenSSL finds wrong with the numbers of a key; empty when nothing is.
+// The reason why OpenSSL calls the numbers of a key wrong; empty if it does not.
 std::string whatIsWrong( const tool::Key &key )
 {
     ERR_clear_error();
@@ -157,9 +126,9 @@ std::string whatIsWrong( const tool::Key &key )
 
 int info( Options &options )
 {
-    tool::Key   key = tool::readKey( options.file, options.password );
-    KeyFacts    facts( key.publicKey.get(), key.peek() );
-    std::string wrong = whatIsWrong( key ), holds = key.privateKey ? "private key" : "public key";
+    tool::Key      key = tool::readKey( options.file, options.password );
+    tool::KeyFacts facts( key.publicKey.get(), key.peek() );
+    std::string    wrong = whatIsWrong( key ), holds = key.privateKey ? "private key" : "public key";
     if( options.json )
     {
         nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "holds", holds }, { "form", key.form } };
@@ -171,7 +140,7 @@ int info( Options &options )
     }
     else
     {
-        tool::print( holds + " (" + key.form + ")\ntype    " + facts.kind + "\nbits    " + std::to_string( facts.bits() ) + "\n" );
+        tool::print( holds + " (" + key.form + ")\ntype    " + facts.type + "\nbits    " + std::to_string( facts.bits ) + "\n" );
         if( !facts.curve.empty() )
             tool::print( "curve   " + facts.curve + " (" + facts.description + ")\n" );
         tool::print( "check   " + ( wrong.empty() ? tool::green( "good" ) : tool::red( "bad" ) + ": " + tool::printable( wrong ) ) + "\n" );
@@ -206,36 +175,36 @@ int curves( Options &options )
     return tool::exitGood;
 }
 
-}
-
-void tool::addKey( CLI::App &app, int &exit )
+void addKeyFile( CLI::App &command, Options &options )
 {
-    CLI::App &key     = addGroup( app, "key", "make, convert and describe keys" );
-    auto      addFile = []( CLI::App *command, const std::shared_ptr<Options> &options ) {
-        command->add_option( "FILE", options->file, "a file with a private key, a public key or a certificate; - is standard input" )
-            ->required()
-            ->type_name( "" )
-            ->transform( plain );
-        options->password.addTo( *command, "a protected private key" );
-    };
-
-    auto [generateCommand, generateOptions] = addMember<Options>( key, exit, "generate", "make a private key", generate,
-        "The key is written as PKCS#8 in PEM, without a password; a file is made readable by its owner only.\nExit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
-    generateCommand->add_option( "KIND", generateOptions->kind, "rsa or ec" )->required()->type_name( "" )->transform( plain );
-    generateCommand->add_option( "SIZE", generateOptions->size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )
-        ->required()
-        ->type_name( "" )
-        ->transform( plain );
-    generateOptions->output.addTo( *generateCommand, "the key" );
-
-    auto [publicCommand, publicOptions] = addMember<Options>( key, exit, "public", "write the public key of a key or certificate", publicKey,
-        "It is written as SubjectPublicKeyInfo in PEM.\nExit: 0 done; 2 wrong use, or a file without a key." );
-    addFile( publicCommand, publicOptions );
-    publicOptions->output.addTo( *publicCommand, "the public key" );
-
-    auto [infoCommand, infoOptions] = addMember<Options>( key, exit, "info", "say what a key is and whether its numbers fit together", info,
-        "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." );
-    addFile( infoCommand, infoOptions );
-
-    addMember<Options>( key, exit, "curves", "list the elliptic curves", curves, "Exit: 0." );
+    tool::addArgument( command, "FILE", options.file, "a file with a private key, a public key or a certificate; - is standard input" )->required();
+    options.password.addTo( command, "a protected private key" );
 }
+
+}
+
+void tool::addKeyGenerate( CLI::App &command, int &exit )
+{
+    Options &options = addOptions( command, exit, generate,
+        "The key is written as PKCS#8 in PEM, without a password; a file is made readable by its owner only.\n"
+        "Exit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
+    addArgument( command, "KIND", options.kind, "rsa or ec" )->required();
+    addArgument( command, "SIZE", options.size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )->required();
+    options.output.addTo( command, "the key" );
+}
+
+void tool::addKeyPublic( CLI::App &command, int &exit )
+{
+    Options &options = addOptions(
+        command, exit, publicKey, "It is written as SubjectPublicKeyInfo in PEM.\nExit: 0 done; 2 wrong use, or a file without a key." );
+    addKeyFile( command, options );
+    options.output.addTo( command, "the public key" );
+}
+
+void tool::addKeyInfo( CLI::App &command, int &exit )
+{
+    addKeyFile( command,
+        addOptions( command, exit, info, "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." ) );
+}
+
+void tool::addKeyCurves( CLI::App &command, int &exit ) { addOptions( command, exit, curves, "Exit: 0 done; 2 wrong use." ); }

@@ -1,6 +1,10 @@
-#include "input/input.hpp"
-#include "options/group.hpp"
-#include "output/terminal.hpp"
+#include "commands/commands.hpp"
+#include "options/command.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <in/in.h>
 #include <in/internal/in_dns_idna.h>
@@ -16,7 +20,7 @@ struct Options
 
 int check( Options &options )
 {
-    pb::Ref<PB_STRING>     name    = tool::given( options.name, "NAME" );
+    pb::Ref<PB_STRING>     name    = tool::utf8Value( options.name, "NAME" );
     PB_STRING             *problem = in___DnsIdnaDomainNameProblem( name.get() );
     nlohmann::ordered_json json{ { "format", 1 }, { "name", options.name }, { "verdict", problem ? "bad" : "good" } };
     if( problem )
@@ -26,7 +30,7 @@ int check( Options &options )
         if( options.json )
             tool::printJson( json );
         else
-            tool::print( tool::red( "bad" ) + ": " + tool::shown( options.name ) + " is no domain name: " + reason + "\n" );
+            tool::print( tool::red( "bad" ) + ": " + tool::shown( options.name ) + " is not a domain name: " + reason + "\n" );
         return tool::exitNegative;
     }
     std::string        ascii   = tool::take( inDnsIdnaDomainNameToAscii( name.get() ) );
@@ -46,10 +50,8 @@ int check( Options &options )
 
 }
 
-void tool::addName( CLI::App &app, int &exit )
+void tool::addNameCheck( CLI::App &command, int &exit )
 {
-    CLI::App &group         = addGroup( app, "name", "check domain names" );
-    auto [command, options] = addMember<Options>( group, exit, "check", "say whether a text is a domain name, and its ASCII and Unicode forms (IDNA)",
-        check, "Exit: 0 it is one; 1 it is not; 2 wrong use." );
-    command->add_option( "NAME", options->name, "the name" )->required()->type_name( "" )->transform( plain );
+    Options &options = addOptions( command, exit, check, "Exit: 0 it is one; 1 it is not; 2 wrong use." );
+    addArgument( command, "NAME", options.name, "the name" )->required();
 }

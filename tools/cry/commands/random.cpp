@@ -1,18 +1,20 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
 #include "options/command.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
+#include "output/openssl_reason.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
 
+#include <algorithm>
 #include <cry/cry_random.h>
-#include <memory>
-#include <unistd.h>
 
 namespace
 {
 
 // A multiple of three, so that pieces of base 64 fit together.
 constexpr PB_INT piece = 3 << 18;
-// What is written to a file or as JSON is made at once.
+// A file and JSON hold no more, since they are made at once.
 constexpr PB_INT mostAtOnce = 1 << 30;
 
 struct Options
@@ -32,7 +34,7 @@ pb::Ref<PB_BUFFER> randomBytes( PB_INT count )
     return bytes;
 }
 
-int random( const Options &options )
+int random( Options &options )
 {
     PB_INT     count = tool::number( options.count, "COUNT", 1, 999999999999999999 );
     tool::Form form  = options.form.form();
@@ -53,8 +55,7 @@ int random( const Options &options )
             { { "format", 1 }, { "count", count }, { form == tool::Form::hex ? "hex" : "base64", tool::textInForm( bytes.get(), form ) } } );
         return tool::exitGood;
     }
-    if( form == tool::Form::raw && isatty( STDOUT_FILENO ) )
-        throw tool::InputError( "raw bytes do not go to a terminal; --hex, --base64 or --out gives them another way" );
+    tool::checkNotTerminal( options.output, form );
     for( PB_INT left = count; left > 0; left -= piece )
         tool::printSecret( tool::inForm( randomBytes( std::min( left, piece ) ).get(), form ).get() );
     if( form != tool::Form::raw )
@@ -64,15 +65,13 @@ int random( const Options &options )
 
 }
 
-void tool::addRandom( CLI::App &app, int &exit )
+void tool::addRandom( CLI::App &command, int &exit )
 {
-    auto      options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand( "random", "make random bytes" );
-    command->add_option( "COUNT", options->count, "how many bytes" )->required()->type_name( "" )->transform( tool::plain );
-    options->form.addTo( *command, "print" );
-    options->output.addTo( *command, "them" );
-    command->add_flag( "--json", options->json, "print the result as JSON" )->excludes( "--out" );
-    command->footer(
-        "Without --hex and --base64 the bytes come as they are. A file is made readable by its owner only.\nExit: 0 done; 2 wrong use, or no random data." );
-    command->callback( [options, &exit] { exit = random( *options ); } );
+    Options &options = addOptions( command, exit, random,
+        "Without --hex and --base64 the bytes come as they are. A file is made readable by its owner only.\n"
+        "Exit: 0 done; 2 wrong use, or no random data." );
+    addArgument( command, "COUNT", options.count, "how many bytes" )->required();
+    options.form.addTo( command, "print" );
+    options.output.addTo( command, "them" );
+    command.get_option( "--json" )->excludes( "--out" );
 }

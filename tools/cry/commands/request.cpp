@@ -1,9 +1,16 @@
-#include "input/input.hpp"
-#include "options/group.hpp"
+#include "commands/commands.hpp"
+#include "input/file.hpp"
+#include "input/pem.hpp"
+#include "options/command.hpp"
 #include "options/subject.hpp"
-#include "output/describe.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "output/certificate_facts.hpp"
+#include "output/error.hpp"
+#include "output/key_facts.hpp"
+#include "output/openssl_reason.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cry/cry_generate_csr.h>
 #include <cry/internal/cry_x509_csr.h>
@@ -15,11 +22,16 @@
 namespace
 {
 
-struct Options
+struct GenerateOptions
 {
-    tool::SubjectOptions       subject; // generate
-    tool::Output               output;
-    std::string                file; // check
+    tool::SubjectOptions subject;
+    tool::Output         output;
+    bool                 json = false;
+};
+
+struct CheckOptions
+{
+    std::string                file;
     std::optional<std::string> key;
     tool::PasswordOptions      password;
     bool                       json = false;
@@ -27,7 +39,7 @@ struct Options
 
 // ---- generate
 
-int generate( Options &options )
+int generate( GenerateOptions &options )
 {
     options.output.check();
     tool::Subject subject( options.subject );
@@ -79,7 +91,7 @@ pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
     return csr;
 }
 
-// What `print` writes to a BIO, in one line.
+// The text that `print` writes to a BIO, in one line.
 std::string printed( auto print )
 {
     BIO *bio = BIO_new( BIO_s_mem() );
@@ -100,7 +112,7 @@ std::string printed( auto print )
     return line;
 }
 
-// The alternative names one by one, since a name may hold what looks like another one. Empty when they cannot be read.
+// The alternative names one by one, since a name may look like two. Empty if they cannot be read.
 std::vector<std::string> namesOf( X509_EXTENSION *extension )
 {
     std::vector<std::string> names;
@@ -148,7 +160,7 @@ void printExtension( const nlohmann::ordered_json &extension )
 
 std::string verdict( bool good, const char *yes, const char *no ) { return good ? tool::green( yes ) : tool::red( no ); }
 
-int check( Options &options )
+int check( CheckOptions &options )
 {
     tool::checkStandardInput( { options.file, options.key.value_or( "" ) } );
     pb::Ref<CRY_X509_CSR> csr  = readRequest( options.file );
@@ -188,22 +200,19 @@ int check( Options &options )
 
 }
 
-void tool::addRequest( CLI::App &app, int &exit )
+void tool::addRequestGenerate( CLI::App &command, int &exit )
 {
-    CLI::App &group = addGroup( app, "request", "make and check certificate signing requests" );
+    GenerateOptions &options = addOptions(
+        command, exit, generate, "It is signed with SHA-256.\nExit: 0 done; 2 wrong use, a name that is not valid, or a key that cannot sign." );
+    options.subject.addTo( command );
+    options.output.addTo( command, "the request" );
+}
 
-    auto [generateCommand, generateOptions] = addMember<Options>( group, exit, "generate", "make a certificate signing request (PKCS#10)", generate,
-        "It is signed with SHA-256.\nExit: 0 done; 2 wrong use, a name that is none, or a key that cannot sign." );
-    generateOptions->subject.addTo( *generateCommand );
-    generateOptions->output.addTo( *generateCommand, "the request" );
-
-    auto [checkCommand, checkOptions] = addMember<Options>( group, exit, "check",
-        "say what a request asks for, and whether its signature and a key are right", check,
-        "Exit: 0 the signature is good and the key, where one is given, is the request's; 1 it is not; 2 wrong use, or a file that cannot be read." );
-    checkCommand->add_option( "FILE", checkOptions->file, "the request, in PEM or DER; - is standard input" )
-        ->required()
-        ->type_name( "" )
-        ->transform( plain );
-    checkCommand->add_option( "--key", checkOptions->key, "the private key that it should be for" )->type_name( "FILE" )->transform( plain );
-    checkOptions->password.addTo( *checkCommand, "a protected private key" );
+void tool::addRequestCheck( CLI::App &command, int &exit )
+{
+    CheckOptions &options = addOptions( command, exit, check,
+        "Exit: 0 the signature is good, and the key, if one is given, is the request's; 1 it is not; 2 wrong use, or a file that cannot be read." );
+    addArgument( command, "FILE", options.file, "the request, in PEM or DER; - is standard input" )->required();
+    addOption( command, "--key", options.key, "FILE", "the private key that it should be for" );
+    options.password.addTo( command, "a protected private key" );
 }

@@ -1,13 +1,19 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
+#include "input/certificate_file.hpp"
+#include "input/file.hpp"
+#include "input/pem.hpp"
 #include "options/command.hpp"
-#include "output/describe.hpp"
-#include "output/terminal.hpp"
+#include "output/certificate_facts.hpp"
+#include "output/error.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <algorithm>
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 #include <filesystem>
-#include <memory>
+#include <pb/pb_time.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -27,11 +33,11 @@ struct Skipped
     std::string reason;
 };
 
-// Where the roots came from, found out by reading the place again.
+// The place of the roots, which is read again for this.
 struct Source
 {
     std::string          place;
-    std::string          changed; // when it was last written; empty when unknown
+    std::string          changed; // the time of the last change; empty if unknown
     PB_INT               days = 0;
     std::vector<Skipped> skipped;
 };
@@ -111,10 +117,10 @@ std::string ageOf( const Source &source )
     return "last changed " + source.changed + ", " + ( source.days < 0 ? "in the future" : tool::counted( (size_t)source.days, "day" ) + " ago" );
 }
 
-int roots( const Options &options )
+int roots( Options &options )
 {
-    pb::Ref<CRY_X509_CERTIFICATES> all    = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
-    size_t                         length = (size_t)cryX509CertificatesCertificatesLength( all.get() );
+    auto   all    = tool::elements( pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() ).get() );
+    size_t length = all.size();
     if( options.count && !options.json )
     {
         tool::print( std::to_string( length ) + "\n" );
@@ -124,8 +130,7 @@ int roots( const Options &options )
     nlohmann::ordered_json list   = nlohmann::ordered_json::array();
     for( size_t index = 0; index < length && !options.count; index++ )
     {
-        pb::Ref<CRY_X509_CERTIFICATE> each = pb::adopt( cryX509CertificatesCertificateAt( all.get(), (PB_INT)index ) );
-        tool::Facts                   facts( each.get() );
+        tool::Facts facts( all[index].get() );
         if( options.json )
             list.push_back( facts.json() );
         else
@@ -157,12 +162,9 @@ int roots( const Options &options )
 
 }
 
-void tool::addRoots( CLI::App &app, int &exit )
+void tool::addRoots( CLI::App &command, int &exit )
 {
-    auto      options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand( "roots", "list the platform's trusted roots" );
-    command->add_flag( "--count", options->count, "print only how many there are" );
-    command->add_flag( "--json", options->json, "print the result as JSON" );
-    command->footer( "Ends with where the roots came from, how old that is, and what in it was skipped." );
-    command->callback( [options, &exit] { exit = roots( *options ); } );
+    Options &options = addOptions(
+        command, exit, roots, "Ends with where the roots came from, how old that is, and what in it was skipped.\nExit: 0 done; 2 wrong use." );
+    command.add_flag( "--count", options.count, "print only how many there are" );
 }

@@ -1,17 +1,19 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
+#include "input/file.hpp"
 #include "input/key_file.hpp"
-#include "input/stream.hpp"
+#include "input/signing_check.hpp"
 #include "options/algorithm.hpp"
 #include "options/command.hpp"
 #include "options/curve.hpp"
-#include "options/group.hpp"
-#include "output/describe.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "output/error.hpp"
+#include "output/key_facts.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cry/cry_sign.h>
 #include <cry/cry_sign_convert.h>
-#include <memory>
 #include <openssl/asn1.h>
 #include <rfc/rfc.h>
 
@@ -50,16 +52,16 @@ int make( Options &options )
     tool::checkStandardInput( { options.key, options.file } );
     options.output.check();
     tool::Key          key = tool::readPrivateKey( options.key, options.password );
-    tool::SigningCheck trial( algorithm );
-    trial.check( key ); // what can be said before the file is read
+    tool::SigningCheck signingCheck( algorithm );
+    signingCheck.check( key ); // most errors show before the file is read
     pb::Ref<CRY_SIGN_SIGNER> signer = pb::adopt( crySignSignerTryCreate( algorithm, key.privateKey.get() ) );
     if( !signer )
-        throw tool::InputError( "this libcrypto does not have the algorithm" );
+        throw tool::algorithmMissing();
     tool::forEachPiece( options.file, [&]( const PB_BYTE *bytes, PB_INT count ) {
-        trial.update( bytes, count );
+        signingCheck.update( bytes, count );
         crySignSignerUpdateBytes( signer.get(), bytes, count );
     } );
-    trial.check( key );
+    signingCheck.check( key );
     pb::Ref<PB_BUFFER> signature = pb::adopt( crySignSignerFinal( signer.get() ) );
     print( options, "signature", signature.get(),
         { { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },
@@ -89,7 +91,7 @@ pb::Ref<PB_BUFFER> readBytes( const std::string &path, tool::Form form )
     return bytes;
 }
 
-// What a person may have overlooked when a signature is not good; empty when nothing comes to mind.
+// A hint why a signature may not be good; empty if there is none.
 std::string hint( const tool::Key &key, PB_BUFFER *signature )
 {
     pb::Ref<CRY_PKEY_INFO> info   = pb::adopt( cryPkeyPublicInfo( key.publicKey.get() ) );
@@ -111,7 +113,7 @@ int check( Options &options )
     pb::Ref<PB_BUFFER>         signature = readBytes( options.signature, options.form.form() );
     pb::Ref<CRY_SIGN_VERIFIER> verifier  = pb::adopt( crySignVerifierTryCreate( algorithm, key.publicKey.get(), signature.get() ) );
     if( !verifier )
-        throw tool::InputError( "this libcrypto does not have the algorithm" );
+        throw tool::algorithmMissing();
     tool::forEachPiece(
         options.file, [&verifier]( const PB_BYTE *bytes, PB_INT count ) { crySignVerifierUpdateBytes( verifier.get(), bytes, count ); } );
     bool        good = crySignVerifierFinal( verifier.get() );
@@ -149,7 +151,7 @@ PB_INT widthOf( CRY_PKEY_EC_NAMED_CURVE curve, const std::string &name )
     }
 }
 
-// The module drops what stands behind a signature; a person wants to know of it.
+// The module drops the bytes behind a signature; a person wants to know of them.
 void checkDerLength( const Options &options, PB_BUFFER *der )
 {
     const unsigned char *at = pbBufferBytes( der );
@@ -158,7 +160,7 @@ void checkDerLength( const Options &options, PB_BUFFER *der )
     PB_INT               whole = pbBufferLength( der );
     int                  form  = whole ? ASN1_get_object( &at, &length, &tag, &kind, (long)whole ) : 0x80;
     if( form & 0x80 || tag != V_ASN1_SEQUENCE )
-        throw tool::InputError( tool::nameOf( options.file ) + ": is no signature in DER" );
+        throw tool::InputError( tool::nameOf( options.file ) + ": is not a signature in DER" );
     PB_INT used = ( at - pbBufferBytes( der ) ) + length;
     if( used != whole )
         throw tool::InputError(
@@ -170,7 +172,7 @@ int convert( Options &options )
     CRY_PKEY_EC_NAMED_CURVE curve = tool::curveOf( options.curve, "--curve" );
     PB_INT                  width = widthOf( curve, options.curve );
     options.output.check();
-    // The form of the text is that of what is written; what is read is bytes.
+    // --hex and --base64 are for the result; the input is bytes.
     pb::Ref<PB_BUFFER> input = tool::readWhole( options.file ), result;
     std::string        name  = tool::nameOf( options.file );
     if( options.to == "der" )
@@ -192,55 +194,51 @@ int convert( Options &options )
             throw tool::InputError( name + ": is BER, not DER: something in it is not in its shortest form" );
     }
     if( !result )
-        throw tool::InputError( name + ": is no signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );
+        throw tool::InputError( name + ": is not a signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );
     print( options, "signature", result.get(), { { "format", 1 }, { "curve", tool::shortNameOf( curve ) }, { "form", options.to } } );
     return tool::exitGood;
 }
 
+void addFile( CLI::App &command, Options &options, const std::string &what )
+{
+    tool::addArgument( command, "FILE", options.file, what + "; - and none at all are standard input" );
 }
 
-void tool::addSignature( CLI::App &app, int &exit )
+void addKey( CLI::App &command, Options &options, const char *what )
 {
-    CLI::App &signature = addGroup( app, "signature", "make, check and convert signatures" );
-    auto      addFile   = []( CLI::App *command, std::string &file, const char *what ) {
-        command->add_option( "FILE", file, std::string( what ) + "; - and none at all are standard input" )->type_name( "" )->transform( plain );
-    };
-    auto addKey = []( CLI::App *command, Options &options, const char *what ) {
-        command->add_option( "--key", options.key, what )->required()->type_name( "FILE" )->transform( plain );
-        command->add_option( "--algorithm", options.algorithm, "the digest: one of " + algorithmNames() )
-            ->type_name( "NAME" )
-            ->transform( plain )
-            ->capture_default_str();
-        options.password.addTo( *command, "a protected private key" );
-    };
+    tool::addOption( command, "--key", options.key, "FILE", what )->required();
+    tool::addAlgorithm( command, options.algorithm, "the digest: " );
+    options.password.addTo( command, "a protected private key" );
+}
 
-    auto [makeCommand, makeOptions] = addMember<Options>( signature, exit, "make", "sign a file", make,
-        "RSA keys sign with PKCS#1 v1.5 (RFC 8017), EC keys with ECDSA in DER (RFC 3279).\nExit: 0 done; 2 wrong use, or a key that cannot be read or cannot sign." );
-    addKey( makeCommand, *makeOptions, "the private key" );
-    addFile( makeCommand, makeOptions->file, "the file to sign" );
-    makeOptions->form.addTo( *makeCommand, "write the signature in" );
-    makeOptions->output.addTo( *makeCommand, "the signature" );
+}
 
-    auto [checkCommand, checkOptions] = addMember<Options>( signature, exit, "check", "check the signature of a file", check,
-        "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
-    addKey( checkCommand, *checkOptions, "a public key, a private key or a certificate" );
-    checkCommand->add_option( "--signature", checkOptions->signature, "the signature" )->required()->type_name( "FILE" )->transform( plain );
-    addFile( checkCommand, checkOptions->file, "the file that was signed" );
-    checkOptions->form.addTo( *checkCommand, "the signature is written in" );
+void tool::addSignatureMake( CLI::App &command, int &exit )
+{
+    Options &options = addOptions( command, exit, make,
+        "RSA keys sign with PKCS#1 v1.5 (RFC 8017), EC keys with ECDSA in DER (RFC 3279).\n"
+        "Exit: 0 done; 2 wrong use, or a key that cannot be read or cannot sign." );
+    addKey( command, options, "the private key" );
+    addFile( command, options, "the file to sign" );
+    options.form.addTo( command, "write the signature in" );
+    options.output.addTo( command, "the signature" );
+}
 
-    auto [convertCommand, convertOptions] = addMember<Options>( signature, exit, "convert",
-        "convert ECDSA signatures between DER and r followed by s", convert,
-        "Exit: 0 done; 2 wrong use, or a file that is no signature in the other form." );
-    convertCommand->add_option( "--curve", convertOptions->curve, "the curve of the key: P-256, P-384 or P-521" )
-        ->required()
-        ->type_name( "NAME" )
-        ->transform( plain );
-    convertCommand->add_option( "--to", convertOptions->to, "the form that is wanted: raw or der" )
-        ->required()
-        ->type_name( "FORM" )
-        ->transform( plain )
-        ->check( CLI::IsMember( { "raw", "der" } ) );
-    addFile( convertCommand, convertOptions->file, "the signature" );
-    convertOptions->form.addTo( *convertCommand, "write the result in" );
-    convertOptions->output.addTo( *convertCommand, "the result" );
+void tool::addSignatureCheck( CLI::App &command, int &exit )
+{
+    Options &options = addOptions( command, exit, check, "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
+    addKey( command, options, "a public key, a private key or a certificate" );
+    addOption( command, "--signature", options.signature, "FILE", "the signature" )->required();
+    addFile( command, options, "the file that was signed" );
+    options.form.addTo( command, "the signature is written in" );
+}
+
+void tool::addSignatureConvert( CLI::App &command, int &exit )
+{
+    Options &options = addOptions( command, exit, convert, "Exit: 0 done; 2 wrong use, or a file that is not a signature in the other form." );
+    addOption( command, "--curve", options.curve, "NAME", "the curve of the key: P-256, P-384 or P-521" )->required();
+    addOption( command, "--to", options.to, "FORM", "the form that is wanted: raw or der" )->required()->check( CLI::IsMember( { "raw", "der" } ) );
+    addFile( command, options, "the signature" );
+    options.form.addTo( command, "write the result in" );
+    options.output.addTo( command, "the result" );
 }

@@ -1,11 +1,14 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
 #include "options/command.hpp"
-#include "output/output.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cctype>
 #include <cry/cry_uuid.h>
-#include <memory>
 #include <optional>
 
 namespace
@@ -64,15 +67,15 @@ const char *variantText( PB_INT variant )
     return texts[variant];
 }
 
-// Why a text is no UUID.
+// Why a text is not a UUID.
 std::string whyNot( const std::string &text )
 {
     size_t digits = 0;
     for( char c : text )
     {
-        bool digit = ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
+        bool digit = tool::hexDigit( c ) >= 0;
         if( !digit && c != '-' && c != '_' && ( (unsigned char)c >= 0x80 || std::isalpha( (unsigned char)c ) || c == ':' ) )
-            return "it has characters that are no hexadecimal digits";
+            return "it has characters that are not hexadecimal digits";
         digits += digit;
     }
     if( digits != 32 )
@@ -90,7 +93,7 @@ int parse( const Options &options )
         if( options.json )
             tool::printJson( json );
         else
-            tool::printError( "'" + *options.parse + "' is no UUID: " + whyNot( *options.parse ) );
+            tool::printError( "'" + *options.parse + "' is not a UUID: " + whyNot( *options.parse ) );
         return tool::exitNegative;
     }
     // Only the standard variant has versions.
@@ -123,7 +126,7 @@ pb::Ref<CRY_UUID> create( const Options &options )
     return uuid;
 }
 
-int uuid( const Options &options )
+int uuid( Options &options )
 {
     if( options.parse )
         return parse( options );
@@ -145,28 +148,23 @@ int uuid( const Options &options )
 
 }
 
-void tool::addUuid( CLI::App &app, int &exit )
+void tool::addUuid( CLI::App &command, int &exit )
 {
-    auto         options = std::make_shared<Options>();
-    CLI::App    *command = app.add_subcommand( "uuid", "make or read UUIDs (RFC 4122)" );
-    CLI::Option *count   = command->add_option( "--count", options->count, "make this many" );
-    count->type_name( "N" )->transform( tool::plain );
-    CLI::Option *nameSpace = command->add_option(
-        "--namespace", options->nameSpace, "make the UUID of a name in this name space: dns, url, oid, x500 or a UUID" );
-    nameSpace->type_name( "SPACE" )->transform( tool::plain )->excludes( count );
-    CLI::Option *name = command->add_option( "--name", options->name, "the name, as UTF-8" );
-    name->type_name( "TEXT" )->transform( tool::plain )->needs( nameSpace );
-    nameSpace->needs( name );
-    CLI::Option *text = command->add_option( "--parse", options->parse, "read a UUID and say of what kind it is" );
-    text->type_name( "TEXT" )->transform( tool::plain )->excludes( count )->excludes( nameSpace );
-    command->add_flag( "--uppercase", options->uppercase, "digits in capitals" );
-    command->add_flag( "--low-line", options->lowLine, "_ in place of -" );
-    command->add_flag( "--curly-brackets", options->curlyBrackets, "between curly brackets" );
-    command->add_flag( "--apostrophes", options->apostrophes, "between apostrophes" );
-    command->add_flag( "--quotation-marks", options->quotationMarks, "between quotation marks" );
-    options->output.addTo( *command, "them" );
-    command->get_option( "--out" )->excludes( text );
-    command->add_flag( "--json", options->json, "print the result as JSON" );
-    command->footer( "Without --namespace and --parse the UUIDs are random.\nExit: 0 done; 1 the text is no UUID; 2 wrong use." );
-    command->callback( [options, &exit] { exit = uuid( *options ); } );
+    Options &options = addOptions(
+        command, exit, uuid, "Without --namespace and --parse the UUIDs are random.\nExit: 0 done; 1 the text is not a UUID; 2 wrong use." );
+    CLI::Option *count     = addOption( command, "--count", options.count, "N", "make this many" );
+    CLI::Option *nameSpace = addOption(
+        command, "--namespace", options.nameSpace, "SPACE", "make the UUID of a name in this name space: dns, url, oid, x500 or a UUID" );
+    CLI::Option *name = addOption( command, "--name", options.name, "TEXT", "the name, as UTF-8" );
+    CLI::Option *text = addOption( command, "--parse", options.parse, "TEXT", "read a UUID and say of what kind it is" );
+    nameSpace->excludes( count )->needs( name );
+    name->needs( nameSpace );
+    text->excludes( count )->excludes( nameSpace );
+    command.add_flag( "--uppercase", options.uppercase, "digits in capitals" );
+    command.add_flag( "--low-line", options.lowLine, "_ in place of -" );
+    command.add_flag( "--curly-brackets", options.curlyBrackets, "between curly brackets" );
+    command.add_flag( "--apostrophes", options.apostrophes, "between apostrophes" );
+    command.add_flag( "--quotation-marks", options.quotationMarks, "between quotation marks" );
+    options.output.addTo( command, "them" );
+    command.get_option( "--out" )->excludes( text );
 }

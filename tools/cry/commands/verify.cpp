@@ -1,23 +1,28 @@
-#include "input/input.hpp"
+#include "commands/commands.hpp"
+#include "input/certificate_file.hpp"
+#include "input/file.hpp"
 #include "options/command.hpp"
-#include "output/describe.hpp"
+#include "output/certificate_facts.hpp"
+#include "output/error.hpp"
 #include "output/explain.hpp"
-#include "output/terminal.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
-#include <algorithm>
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_system.h>
-#include <memory>
 #include <openssl/x509_vfy.h>
+#include <optional>
 
 namespace
 {
 
 struct Options
 {
-    std::vector<std::string> trust, intermediates;
-    std::string              time, chain;
-    bool                     now = true, noSystem = false, json = false;
+    std::vector<std::string>   trust, intermediates;
+    std::optional<std::string> time; // now if not given
+    std::string                chain;
+    bool                       noSystem = false, json = false;
 };
 
 struct Input
@@ -29,23 +34,17 @@ struct Input
 
 pb::Ref<PB_TIME> timeOf( const Options &options )
 {
-    const std::string &text = options.time;
-    if( options.now )
+    if( !options.time )
         return pb::adopt( pbTimeTryCreateFromTimeT( time( nullptr ) ) );
-    pb::Ref<PB_STRING> str = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
-    pb::Ref<PB_TIME>   tm  = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
+    const std::string &text = *options.time;
+    pb::Ref<PB_STRING> str  = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
+    pb::Ref<PB_TIME>   tm   = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
     time_t             seconds;
     if( !tm )
         throw tool::InputError( "--time: '" + tool::printable( text ) + "' is not a time in UTC as 2026-01-31T12:00:00Z" );
     if( !pbTimeTryConvertToTimeT( tm.get(), &seconds ) )
         throw tool::InputError( "--time: '" + text + "' is a day that does not exist" );
     return tm;
-}
-
-void append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<tool::Certificate> &certificates, size_t from = 0 )
-{
-    for( size_t index = from; index < certificates.size(); index++ )
-        cryX509CertificatesAppendCertificate( to.handle(), certificates[index].certificate.get() );
 }
 
 Input readInput( const Options &options )
@@ -57,30 +56,21 @@ Input readInput( const Options &options )
     std::vector<std::string> inputs = options.trust;
     inputs.insert( inputs.end(), options.intermediates.begin(), options.intermediates.end() );
     inputs.push_back( options.chain );
-    if( std::count( inputs.begin(), inputs.end(), "-" ) > 1 )
-        throw tool::InputError( "standard input is given more than once, but can be read only once" );
+    tool::checkStandardInput( inputs );
 
-    std::vector<tool::Certificate> chain = tool::readCertificates( options.chain );
-    input.leaf                           = chain[0].certificate;
-    append( input.extra, chain, 1 );
+    std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain = tool::readCertificates( options.chain );
+    input.leaf                                       = chain[0];
+    tool::append( input.extra, chain, 1 );
     for( const std::string &file : options.intermediates )
-        append( input.extra, tool::readCertificates( file ) );
+        tool::append( input.extra, tool::readCertificates( file ) );
     for( const std::string &file : options.trust )
-        append( input.trusted, tool::readCertificates( file ) );
+        tool::append( input.trusted, tool::readCertificates( file ) );
     if( !options.noSystem )
     {
         pb::Ref<CRY_X509_CERTIFICATES> roots = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
         cryX509CertificatesAppend( input.trusted.handle(), roots.get() );
     }
     return input;
-}
-
-std::vector<pb::Ref<CRY_X509_CERTIFICATE>> elements( CRY_X509_CERTIFICATES *certificates )
-{
-    std::vector<pb::Ref<CRY_X509_CERTIFICATE>> all;
-    for( PB_INT index = 0; index < cryX509CertificatesCertificatesLength( certificates ); index++ )
-        all.push_back( pb::adopt( cryX509CertificatesCertificateAt( certificates, index ) ) );
-    return all;
 }
 
 // The facts of one certificate under its name.
@@ -104,7 +94,7 @@ void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const 
     }
 }
 
-// What to try, where OpenSSL's text does not say it; null for nothing.
+// A hint about what to try, if OpenSSL's text has none; null for nothing.
 const char *hintFor( int code )
 {
     switch( code )
@@ -133,7 +123,7 @@ void printReason( const tool::Reason &reason, const std::string &time )
     }
 }
 
-int verify( const Options &options )
+int verify( Options &options )
 {
     Input                          input = readInput( options );
     std::string                    time  = tool::take( pbTimeToString( input.tm.get() ) );
@@ -142,7 +132,7 @@ int verify( const Options &options )
     nlohmann::ordered_json json{ { "format", 1 }, { "verdict", chain ? "good" : "bad" }, { "time", time } };
     if( chain )
     {
-        std::vector<pb::Ref<CRY_X509_CERTIFICATE>> all = elements( chain.get() );
+        std::vector<pb::Ref<CRY_X509_CERTIFICATE>> all = tool::elements( chain.get() );
         if( !options.json )
         {
             printChain( all, time );
@@ -169,30 +159,15 @@ int verify( const Options &options )
 
 }
 
-void tool::addVerify( CLI::App &app, int &exit )
+void tool::addVerify( CLI::App &command, int &exit )
 {
-    auto      options = std::make_shared<Options>();
-    CLI::App *command = app.add_subcommand( "verify", "verify a certificate chain" );
-    command->add_option( "CHAIN", options->chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
-        ->required()
-        ->type_name( "" )
-        ->transform( tool::plain );
-    command->add_option( "--trust", options->trust, "certificates to trust besides the platform's roots" )
-        ->type_name( "FILE" )
-        ->allow_extra_args( false )
-        ->transform( tool::plain );
-    command->add_flag( "--no-system", options->noSystem, "do not trust the platform's roots" );
-    command->add_option( "--intermediates", options->intermediates, "further untrusted intermediates" )
-        ->type_name( "FILE" )
-        ->allow_extra_args( false )
-        ->transform( tool::plain );
-    CLI::Option *time = command->add_option( "--time", options->time, "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now when left out" );
-    time->type_name( "TIME" )->transform( tool::plain );
-    command->add_flag( "--json", options->json, "print the result as JSON" );
-    command->footer( "Prints the chain from the leaf to the trusted certificate, or why there is none.\n"
-                     "Exit: 0 the chain verifies, 1 it does not, 2 wrong use or unreadable input." );
-    command->callback( [options, time, &exit] {
-        options->now = !time->count();
-        exit         = verify( *options );
-    } );
+    Options &options = addOptions( command, exit, verify,
+        "Prints the chain from the leaf to the trusted certificate, or why there is none.\n"
+        "Exit: 0 the chain verifies; 1 it does not; 2 wrong use, or input that cannot be read." );
+    addArgument( command, "CHAIN", options.chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
+        ->required();
+    addRepeated( command, "--trust", options.trust, "FILE", "certificates to trust besides the platform's roots" );
+    command.add_flag( "--no-system", options.noSystem, "do not trust the platform's roots" );
+    addRepeated( command, "--intermediates", options.intermediates, "FILE", "further untrusted intermediates" );
+    addOption( command, "--time", options.time, "TIME", "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now if left out" );
 }

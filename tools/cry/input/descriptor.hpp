@@ -1,4 +1,4 @@
-// A file descriptor that is closed.
+// A file descriptor that is closed at the end of its scope.
 #pragma once
 
 #include <unistd.h>

@@ -1,9 +1,10 @@
 #include "input/password.hpp"
 
 #include "input/descriptor.hpp"
-#include "input/input.hpp"
+#include "input/file.hpp"
 #include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -26,7 +27,8 @@ void remember( int number ) { caught = number; }
 // The signals that end a prompt, or stop the process at it.
 constexpr int signals[] = { SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP };
 
-// A terminal that does not show what is typed. It is as it was when this is gone, however the prompt ends.
+// A terminal that does not show the keys. The destructor makes it as it was, however the prompt
+// ends.
 class WithoutEcho
 {
 public:
@@ -62,7 +64,7 @@ public:
     WithoutEcho( const WithoutEcho & )            = delete;
     WithoutEcho &operator=( const WithoutEcho & ) = delete;
 
-    // False when a signal came instead.
+    // False if a signal came instead.
     bool waitForKey() const
     {
         pollfd keys = { file, POLLIN, 0 };
@@ -84,7 +86,8 @@ private:
     struct sigaction actions[std::size( signals )];
 };
 
-// The first line, byte by byte, so that nothing behind it is taken away from other readers; null when a signal ended it.
+// The first line; null if a signal ended it. It is read byte by byte, so that other readers get the
+// bytes behind it.
 pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEcho *quiet = nullptr )
 {
     pb::Ref<PB_BUFFER> line = pb::adopt( pbBufferCreate() );
@@ -129,7 +132,8 @@ pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise 
             return line;
         if( write( terminal.number, "\n", 1 ) < 0 )
             throw tool::InputError( std::string( "the terminal: " ) + std::strerror( errno ) );
-        // Now it does what it would have done; a process that was stopped asks again when it goes on.
+        // The signal now has its usual effect; a process that was stopped asks again after it goes
+        // on.
         raise( caught );
         if( caught != SIGTSTP )
             throw tool::InputError( "no password was given" );
@@ -142,12 +146,8 @@ void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, c
 {
     fileName              = "--" + prefix + "password-file";
     descriptorName        = "--" + prefix + "password-fd";
-    CLI::Option *fromFile = command.add_option( fileName, file, "the first line of this file is the password of " + what )->type_name( "FILE" );
-    fromFile->transform( plain );
-    command.add_option( descriptorName, descriptor, "the first line that this descriptor gives is that password" )
-        ->type_name( "N" )
-        ->excludes( fromFile )
-        ->transform( plain );
+    CLI::Option *fromFile = addOption( command, fileName, file, "FILE", "the first line of this file is the password of " + what );
+    addOption( command, descriptorName, descriptor, "N", "the first line that this descriptor gives is that password" )->excludes( fromFile );
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
@@ -190,4 +190,16 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
     if( !pbBufferLength( password.get() ) )
         throw InputError( "the new password is empty, which protects nothing; nothing was written" );
     return password;
+}
+
+pb::Ref<PB_STRING> tool::passwordText( const pb::Ref<PB_BUFFER> &password )
+{
+    if( !password )
+        return {};
+    pb::Ref<PB_STRING> text = pb::adopt(
+        pbStringTryCreateFromCstr( (const char *)pbBufferBytes( password.get() ), pbBufferLength( password.get() ) ) );
+    if( !text || !pbStringTryPeekCstr( text.get() ) )
+        throw InputError( "the password is not text in UTF-8 without zero bytes" );
+    pbStringSetSensitive( text.handle() );
+    return text;
 }

@@ -1,7 +1,8 @@
 #include "options/algorithm.hpp"
 
 #include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <pb/pb_string.h>
 #include <pb/ref.hpp>
@@ -28,15 +29,22 @@ constexpr Name names[] = {
     { "sha3-512", CRY_HASH_ALGORITHM_SHA3_512 },
 };
 
-}
-
-std::string tool::algorithmNames()
+std::string algorithmNames()
 {
     std::string all;
     for( const Name &name : names )
         all += ( all.empty() ? "" : ", " ) + std::string( name.text );
     return all;
 }
+
+}
+
+void tool::addAlgorithm( CLI::App &command, std::string &name, const std::string &what )
+{
+    addOption( command, "--algorithm", name, "NAME", what + "one of " + algorithmNames() )->capture_default_str();
+}
+
+tool::InputError tool::algorithmMissing() { return InputError( "this libcrypto does not have the algorithm" ); }
 
 CRY_HASH_ALGORITHM tool::algorithmOf( const std::string &text )
 {

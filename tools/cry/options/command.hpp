@@ -1,45 +1,54 @@
-// What every subcommand has: its options, and how it ends.
+// The options of a command, and its function.
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <stdexcept>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace tool
 {
 
-// How the tool ends.
-enum Exit
-{
-    exitGood       = 0,
-    exitNegative   = 1, // the verdict is negative
-    exitInputError = 2, // wrong use, or input that cannot be read
-};
-
-// Ends the command with exitInputError and this message, which names the file and the place.
-struct InputError : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-// A value as it was given; every option that takes one needs this as its transformation (see hideNames in main.cpp).
+// A value as it was given, without the mark that arguments.cpp puts before it.
 inline std::string plain( const std::string &value ) { return value.starts_with( '\0' ) ? value.substr( 1 ) : value; }
 
-// Each adds its subcommand; when it was given, the callback puts the exit code into `exit`.
-void addVerify( CLI::App &app, int &exit );
-void addHash( CLI::App &app, int &exit );
-void addRoots( CLI::App &app, int &exit );
-void addHmac( CLI::App &app, int &exit );
-void addRandom( CLI::App &app, int &exit );
-void addUuid( CLI::App &app, int &exit );
-void addKey( CLI::App &app, int &exit );
-void addSignature( CLI::App &app, int &exit );
-void addCertificate( CLI::App &app, int &exit );
-void addRequest( CLI::App &app, int &exit );
-void addPkcs12( CLI::App &app, int &exit );
-void addName( CLI::App &app, int &exit );
+// Adds an option with a value; `type` is how the help calls the value.
+template<class Value>
+CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value, const char *type, const std::string &what )
+{
+    return command.add_option( name, value, what )->type_name( type )->transform( plain );
+}
 
-// What `cry --version` prints.
-void printVersion( bool json );
+// Adds a value that stands without an option before it; the help has its name only.
+template<class Value>
+CLI::Option *addArgument( CLI::App &command, const std::string &name, Value &value, const std::string &what )
+{
+    return addOption( command, name, value, "", what );
+}
+
+// Adds an option that may be given several times, with one value each.
+inline CLI::Option *addRepeated(
+    CLI::App &command, const std::string &name, std::vector<std::string> &values, const char *type, const std::string &what )
+{
+    return addOption( command, name, values, type, what )->allow_extra_args( false );
+}
+
+// Adds the files that a command reads one after the other.
+inline void addFiles( CLI::App &command, std::vector<std::string> &files )
+{
+    addArgument( command, "FILE", files, "files to read; - and none at all are standard input" )->expected( 0, -1 );
+}
+
+// Makes the options of a command and adds --json. If the command is given, its exit code is the
+// result of `run`.
+template<class Options>
+Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), const char *footer )
+{
+    auto options = std::make_shared<Options>();
+    command.add_flag( "--json", options->json, "print the result as JSON" );
+    command.footer( footer );
+    command.callback( [options, &exit, run] { exit = run( *options ); } );
+    return *options;
+}
 
 }

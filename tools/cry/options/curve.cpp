@@ -1,8 +1,8 @@
 #include "options/curve.hpp"
 
-#include "input/input.hpp"
-#include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "output/error.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cry/internal/cry_pkey.h>
 #include <openssl/ec.h>
@@ -24,5 +24,5 @@ CRY_PKEY_EC_NAMED_CURVE tool::curveOf( const std::string &name, const std::strin
             name == take( cryPkeyEcNamedCurveToString( curve ) ) )
             return curve;
     }
-    throw InputError( option + ": '" + printable( name ) + "' is no curve; 'cry key curves' lists them" );
+    throw InputError( option + ": '" + printable( name ) + "' is not a curve; 'cry key curves' lists them" );
 }

@@ -1,8 +1,11 @@
 #include "options/subject.hpp"
 
-#include "input/input.hpp"
+#include "input/signing_check.hpp"
 #include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "options/value.hpp"
+#include "output/error.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <in/in.h>
 #include <in/internal/in_dns_idna.h>
@@ -26,13 +29,9 @@ void checkCommonName( PB_STRING *name, const std::string &option, const std::str
 
 void tool::SubjectOptions::addTo( CLI::App &command )
 {
-    command.add_option( "--key", key, "the private key" )->required()->type_name( "FILE" )->transform( plain );
-    command.add_option( "--domain", domain, "the domain name, as subject alternative name, and as common name when that is not given" )
-        ->type_name( "NAME" )
-        ->transform( plain );
-    command.add_option( "--common-name", commonName, "the common name; a new UUID when there is no domain name either" )
-        ->type_name( "TEXT" )
-        ->transform( plain );
+    addOption( command, "--key", key, "FILE", "the private key" )->required();
+    addOption( command, "--domain", domain, "NAME", "the domain name, as subject alternative name, and as common name if that is not given" );
+    addOption( command, "--common-name", commonName, "TEXT", "the common name; a new UUID if there is no domain name either" );
     password.addTo( command, "a protected private key" );
 }
 
@@ -40,15 +39,15 @@ tool::Subject::Subject( SubjectOptions &options )
 {
     if( options.domain )
     {
-        domain = given( *options.domain, "--domain" );
+        domain = utf8Value( *options.domain, "--domain" );
         if( PB_STRING *problem = in___DnsIdnaDomainNameProblem( domain.get() ) )
-            throw InputError( "--domain: " + shown( *options.domain ) + " is no domain name: " + take( problem ) );
+            throw InputError( "--domain: " + shown( *options.domain ) + " is not a domain name: " + take( problem ) );
         if( !options.commonName )
             checkCommonName( domain.get(), "--domain", "; --common-name gives another one" );
     }
     if( options.commonName )
     {
-        commonName = given( *options.commonName, "--common-name" );
+        commonName = utf8Value( *options.commonName, "--common-name" );
         checkCommonName( commonName.get(), "--common-name", "" );
     }
     key = readPrivateKey( options.key, options.password );

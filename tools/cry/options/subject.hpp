@@ -1,4 +1,4 @@
-// The names that new certificates and requests get.
+// The key and the names that new certificates and requests get.
 #pragma once
 
 #include "input/key_file.hpp"
@@ -20,13 +20,13 @@ struct SubjectOptions
     void addTo( CLI::App &command );
 };
 
-// What they say, looked at before anything is made of it.
+// Key and names of a new certificate or request, checked before it is made.
 struct Subject
 {
     Key                key;
-    pb::Ref<PB_STRING> domain, commonName; // null when not given
+    pb::Ref<PB_STRING> domain, commonName; // null if not given
 
-    // Throws InputError when a name is not good, or the key cannot be read or cannot sign.
+    // Throws InputError if a name is not good, or the key cannot be read or cannot sign.
     explicit Subject( SubjectOptions &options );
 };
 

@@ -1,6 +1,6 @@
-#include "input/input.hpp"
-#include "options/command.hpp"
-#include "output/terminal.hpp"
+#include "commands/commands.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
 
 #include <bn/bn.h>
 #include <cry/cry.h>
@@ -11,7 +11,8 @@
 #include <rfc/rfc.h>
 #include <tr/tr.h>
 
-// The version marker is a variable, which no header declares; it is looked up as any other tool would.
+// The version marker is a variable, which no header declares; it is looked up as any other tool
+// would.
 static std::string markerText()
 {
     auto marker = (const char *const *)dlsym( RTLD_DEFAULT, "cry___module_version_string" );

@@ -1,10 +1,9 @@
-// What is said of a certificate.
+// The facts of a certificate for people and for JSON.
 #pragma once
 
 #include <cry/cry_x509_certificate.h>
 
 #include <nlohmann/json.hpp>
-#include <openssl/evp.h>
 #include <string>
 
 namespace tool
@@ -19,16 +18,7 @@ struct Facts
     nlohmann::ordered_json json() const;
 };
 
-// "EC prime256v1, 256 bits".
-std::string keyText( EVP_PKEY *key );
-
-// Bytes as a fingerprint is written: "0A:FF".
-std::string withColons( PB_BUFFER *bytes );
-
-// A name, or what stands in its place.
+// A name, printable; "(no name)" for an empty one.
 std::string nameOrNone( const std::string &name );
-
-// "3 certificates", "1 certificate".
-std::string counted( size_t count, const std::string &what );
 
 }

@@ -1,6 +1,8 @@
 // Where results go: to standard output, or to a file, whole or not at all.
 #pragma once
 
+#include "output/form.hpp"
+
 #include <CLI/CLI.hpp>
 #include <pb/pb_buffer.h>
 #include <pb/ref.hpp>
@@ -26,11 +28,14 @@ struct Output
     void addTo( CLI::App &command, const std::string &what );
     bool toFile() const { return path && *path != "-"; }
 
-    // Throws InputError when the name is no name or a file is in the way, before there is anything to write.
+    // Throws InputError if the name is empty or a file is in the way, before there is anything to
+    // write.
     void check() const;
-    // Throws InputError when it cannot be written, and then nothing has changed.
+    // Throws InputError if JSON and the result would both go to standard output.
+    void checkBeside( bool json ) const;
+    // Throws InputError if it cannot be written, and then nothing has changed.
     void write( PB_BUFFER *content, Secrecy secrecy ) const;
-    // The same where there is JSON, too: standard output is for that then.
+    // The same, unless standard output is for JSON.
     void writeBeside( bool json, PB_BUFFER *content, Secrecy secrecy ) const
     {
         if( toFile() || !json )
@@ -40,29 +45,10 @@ struct Output
     void write( const std::string &text ) const;
 };
 
-// How bytes are written: as they are, or as text.
-enum class Form
-{
-    raw,
-    hex,
-    base64,
-};
+// Throws InputError if raw bytes would go to a terminal.
+void checkNotTerminal( const Output &output, Form form );
 
-// The options --hex and --base64 of a command.
-struct FormOptions
-{
-    bool hex = false, base64 = false;
-
-    void addTo( CLI::App &command, const std::string &what );
-    Form form() const { return hex ? Form::hex : base64 ? Form::base64 : Form::raw; }
-};
-
-// Bytes in a form; text has no line end.
-pb::Ref<PB_BUFFER> inForm( PB_BUFFER *bytes, Form form );
-std::string        textOf( PB_BUFFER *bytes );
-std::string        textInForm( PB_BUFFER *bytes, Form form );
-
-// Bytes to standard output or a file, text with a line end. Raw bytes do not go to a terminal.
+// Bytes to standard output or a file, text with a line end. Raw bytes are not written to a terminal.
 void writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy );
 
 }

@@ -1,15 +1,14 @@
-#include "output/describe.hpp"
+#include "output/certificate_facts.hpp"
 
-#include "input/input.hpp"
-#include "output/terminal.hpp"
+#include "output/key_facts.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_decode.h>
-#include <openssl/core_names.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
 #include <openssl/x509.h>
-#include <rfc/rfc.h>
+#include <pb/pb_time.h>
+#include <pb/ref.hpp>
 
 namespace
 {
@@ -50,36 +49,6 @@ std::string fingerprintText( CRY_X509_CERTIFICATE *certificate )
 
 }
 
-std::string tool::keyText( EVP_PKEY *key )
-{
-    if( !key )
-    {
-        ERR_clear_error();
-        return "(unreadable)";
-    }
-    const char *type = EVP_PKEY_get0_type_name( key );
-    std::string text = type ? type : "unknown";
-    char        group[80];
-    size_t      length = 0;
-    if( EVP_PKEY_is_a( key, "EC" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
-        text += " " + std::string( group, length );
-    ERR_clear_error();
-    return text + ", " + std::to_string( EVP_PKEY_get_bits( key ) ) + " bits";
-}
-
-std::string tool::withColons( PB_BUFFER *bytes )
-{
-    pb::Ref<PB_BUFFER> text = pb::adopt( rfcBaseEncode( bytes, RFC_BASE_16 ) );
-    std::string        out;
-    for( PB_INT index = 0; index < pbBufferLength( text.get() ); index++ )
-    {
-        if( index && index % 2 == 0 )
-            out += ':';
-        out += (char)pbBufferByteAt( text.get(), index );
-    }
-    return out;
-}
-
 tool::Facts::Facts( CRY_X509_CERTIFICATE *certificate )
 {
     X509 *x509         = cry___X509CertificatePeekOpensslX509( certificate );
@@ -99,5 +68,3 @@ nlohmann::ordered_json tool::Facts::json() const
 }
 
 std::string tool::nameOrNone( const std::string &name ) { return name.empty() ? "(no name)" : printable( name ); }
-
-std::string tool::counted( size_t count, const std::string &what ) { return std::to_string( count ) + " " + what + ( count == 1 ? "" : "s" ); }

@@ -1,172 +1,28 @@
 #!/usr/bin/env python3
-"""The command line tool, as a user and as an attacker meets it. CRY_TOOL names the program."""
+"""`cry verify`: chains, the text they come in, and hostile input. CRY_TOOL names the program."""
 
 import calendar
 import hashlib
-import json
 import os
 import re
-import shutil
-import signal
-import ssl
 import subprocess
-import sys
-import tempfile
 import threading
 import time
 import unittest
 from pathlib import Path
 
-import tool
-from tool import MIB, TOOL, limited, pem, run, run_on_terminal
+from peers import blocks_of, pem
+from pki_fixture import EXAMPLES, NOW, VerifyTest, fingerprint, pki
+from tool import MIB, limited, run, scratch
 
-EXAMPLES = Path(__file__).resolve().parents[2] / "examples" / "chain"
 VECTORS = Path("/usr/lib/python3/dist-packages/cryptography_vectors/x509")
-NOW = "2026-01-31T12:00:00Z"
-FEW_SECONDS = 20  # instrumented builds on a busy machine need more than the one or two that are normal
-
-
-def der_of(text):
-    return ssl.PEM_cert_to_DER_cert(text)
-
-
-def blocks_of(text):
-    return re.findall(r"-----BEGIN CERTIFICATE-----.*?-----END CERTIFICATE-----\n", text, re.DOTALL)
-
-
-def fingerprint(der):
-    digest = hashlib.sha256(der).hexdigest().upper()
-    return ":".join(digest[at : at + 2] for at in range(0, 64, 2))
-
-
-class Pki:
-    """Certificates made with the openssl command."""
-
-    CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign"
-    LEAF = "basicConstraints=critical,CA:FALSE\nkeyUsage=critical,digitalSignature"
-
-    def __init__(self, folder):
-        self.folder = Path(folder)
-        (self.folder / "index").touch()
-        (self.folder / "config").write_text(
-            "[ca]\ndefault_ca=it\n[it]\ndatabase=index\nnew_certs_dir=.\nunique_subject=no\nrand_serial=yes\ndefault_md=sha256\npolicy=any\n"
-            "[any]\norganizationName=optional\ncommonName=optional\n[req]\ndistinguished_name=dn\n[dn]\n"
-        )
-        self.text, self.der = {}, {}
-
-    def openssl(self, *arguments):
-        return subprocess.run(["openssl", *arguments], cwd=self.folder, check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE).stdout
-
-    def issue(self, name, issuer, extensions, subject=None, start="20200101000000Z", end="20400101000000Z"):
-        self.openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out", f"{name}.key")
-        self.openssl("req", "-new", "-config", "config", "-key", f"{name}.key", "-subj", subject or f"/O=Test/CN={name}", "-out", f"{name}.csr")
-        (self.folder / f"{name}.ext").write_text(extensions + "\n")
-        signer = ["-selfsign", "-keyfile", f"{name}.key"] if issuer is None else ["-cert", f"{issuer}.pem", "-keyfile", f"{issuer}.key"]
-        self.openssl("ca", "-batch", "-notext", "-config", "config", "-in", f"{name}.csr", "-out", f"{name}.pem", "-extfile", f"{name}.ext",
-                     "-startdate", start, "-enddate", end, *signer)  # fmt: skip
-        self.add(name, (self.folder / f"{name}.pem").read_text())
-
-    def add(self, name, text):
-        self.text[name], self.der[name] = text, der_of(text)
-        (self.folder / f"{name}.pem").write_text(text)
-
-    def file(self, *names):
-        """A file with these certificates."""
-        path = self.folder / ("+".join(names) + ".pem")
-        path.write_text("".join(self.text[name] for name in names))
-        return path
-
-    def make(self):
-        self.issue("root", None, self.CA)
-        self.issue("impostor", None, self.CA, subject="/O=Test/CN=root")
-        self.issue("intermediate", "root", "basicConstraints=critical,CA:TRUE,pathlen:0\nkeyUsage=critical,keyCertSign")
-        self.issue("leaf", "intermediate", self.LEAF + "\nsubjectAltName=DNS:www.example.org")
-        self.issue("expired", "intermediate", self.LEAF, end="20250101000000Z")
-        self.issue("future", "intermediate", self.LEAF, start="20300101000000Z")
-        self.issue("deeper", "intermediate", self.CA)
-        self.issue("too-deep", "deeper", self.LEAF)
-        self.issue("under-leaf", "leaf", self.LEAF)
-        self.issue("no-signing", "root", "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,digitalSignature")
-        self.issue("under-no-signing", "no-signing", self.LEAF)
-        self.issue("bound", "root", self.CA + "\nnameConstraints=critical,permitted;DNS:good.test")
-        self.issue("inside", "bound", self.LEAF + "\nsubjectAltName=DNS:www.good.test")
-        self.issue("outside", "bound", self.LEAF + "\nsubjectAltName=DNS:www.bad.test")
-        self.issue("strange", "root", self.LEAF + "\n1.2.3.4=critical,ASN1:NULL")
-        self.issue("without-ids", "root", self.LEAF + "\nsubjectKeyIdentifier=none\nauthorityKeyIdentifier=none")
-        self.issue("alone", None, self.LEAF)
-        self.issue("old-ca", "root", self.CA, end="20250101000000Z")
-        self.issue("under-old-ca", "old-ca", self.LEAF)
-        self.issue("template", None, self.CA, subject="/O=Test/CN=" + "N" * 24)
-        broken = bytearray(self.der["leaf"])
-        broken[-1] ^= 1
-        self.add("broken", pem(bytes(broken)))
-
-    def patched(self, common_name, tag=None):
-        """A self-signed certificate whose common name has these bytes; trusted directly, its own signature does not matter."""
-        assert len(common_name) <= 24
-        der, old = self.der["template"], b"\x0c\x18" + b"N" * 24
-        assert der.count(old) == 2
-        return der.replace(old, bytes([tag or 0x0C, 0x18]) + common_name.ljust(24, b"." if tag is None else b"\0"))
 
 
 def setUpModule():
-    global pki, scratch
-    scratch = tool.prepare()
-    folder = tempfile.TemporaryDirectory()
-    unittest.addModuleCleanup(folder.cleanup)
-    pki = Pki(folder.name)
     pki.make()
 
 
-class ToolTest(tool.ToolTest):
-    def verify(self, chain, *more, trust=("root",), at=NOW, **keywords):
-        arguments = [part for name in trust for part in ("--trust", name if isinstance(name, Path) else pki.file(name))]
-        return run("verify", "--no-system", *arguments, "--time", at, *more, chain, **keywords)
-
-
-class Arguments(ToolTest):
-    def test_HelpGoesToStandardOutput(self):
-        for arguments in (["--help"], ["verify", "--help"], ["hash", "--help"], ["roots", "--help"], []):
-            result = run(*arguments)
-            self.assertEqual((result.code, result.err), (0, b""))
-            self.assertIn("Usage: cry", result.text)
-
-    def test_WrongUseIsSaidWithTheHelpThatFits(self):
-        for arguments, said in [
-            (["frob"], "'frob' is not a command; 'cry --help' tells more"),
-            (["--frob"], "unknown option '--frob'; 'cry --help'"),
-            (["verify"], "CHAIN is required; 'cry verify --help'"),
-            (["verify", "--frob", "x"], "unknown option '--frob'; 'cry verify --help'"),
-            (["verify", "a", "b"], "one argument too many, 'b'; 'cry verify --help'"),
-            (["verify", "--trust"], "--trust: 1 required FILE missing; 'cry verify --help'"),
-            (["hash", "-x"], "unknown option '-x'; 'cry hash --help'"),
-            (["hash", "--bogus=1"], "unknown option '--bogus=1'"),
-            (["hash", "--algorithm"], "--algorithm: 1 required NAME missing"),
-            (["roots", "verify"], "one argument too many, 'verify'"),
-            (["verify", "--time", NOW, "--time", NOW, "x"], "--time: At Most 1 required but received 2"),
-            (["--json"], "--json requires --version"),
-            (["--json", "hash", "x"], "--json requires --version"),
-        ]:
-            with self.subTest(arguments):
-                self.assertInputError(run(*arguments), said)
-
-    def test_ArgumentsCannotPlayWithTheTerminal(self):
-        for arguments in (
-            ["\x1b[31m"],
-            ["hash", "--\x1b[2J"],
-            ["hash", "--algorithm", "\x1b[2J"],
-            ["verify", "--time", "\x9b2J", "x"],
-            ["roots", "a\nb"],
-        ):
-            result = run(*arguments)
-            self.assertEqual(result.code, 2)
-            self.assertHarmless(result.err)
-
-    def test_UnknownAlgorithmNamesTheKnownOnes(self):
-        for name in ("", "sha257", "SHA-256", "sha256 "):
-            self.assertInputError(run("hash", "--algorithm", name), f"--algorithm: '{name}' is unknown; known are md5, sha1, ", "sha3-512")
-        self.assertInputError(run("hash", "--algorithm=", "x"), "--algorithm: '' is unknown")
-
+class Arguments(VerifyTest):
     def test_BadTimesAreRefused(self):
         for bad in ["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z", "2026-01-31 12:00:00Z",
                     " " + NOW, NOW + " ", "2026-01-31T12:00:00+00:00", "2026-01-31T12:00:00.5Z", "2026-13-01T00:00:00Z",
@@ -189,91 +45,14 @@ class Arguments(ToolTest):
             self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
-        self.assertInputError(run("verify", "--trust", "-", "-"), "standard input is given more than once")
-        self.assertInputError(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "standard input is given more than once")
+        self.assertInputError(run("verify", "--trust", "-", "-"), "only one of the inputs can be standard input")
+        self.assertInputError(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "only one of the inputs can be standard input")
 
     def test_TrustInNothingIsRefused(self):
         self.assertInputError(run("verify", "--no-system", EXAMPLES / "rsa-chain.pem"), "nothing is trusted", "--trust FILE")
 
-    def test_EveryJsonBeginsWithItsFormat(self):
-        chain, trust = EXAMPLES / "ec-chain.pem", EXAMPLES / "ec-root.pem"
-        commands = (["--version"], ["roots"], ["roots", "--count"], ["hash", chain], ["hash"], ["verify", chain], ["verify", "--trust", trust, chain])
-        for arguments in commands:
-            with self.subTest(arguments):
-                first = json.loads(run(*arguments, "--json").out, object_pairs_hook=list)[0]
-                self.assertEqual(first, ("format", 1))
 
-    def test_VersionNamesModuleAndLibraries(self):
-        result = run("--version")
-        self.assertEqual((result.code, result.err), (0, b""))
-        self.assertRegex(result.text, r"\Acry \d+\.\d+ \(Cryptography\)\n")
-        self.assertIn("libcrypto     OpenSSL ", result.text)
-        self.assertRegex(result.text, r"marker +###QM_VERSION### \S+ \(.*\), cry \d+\.\d+\n")
-        self.assertEqual(sorted(run("--version", "--json").json()["modules"]), ["bn", "cry", "cs", "in", "openssl", "pb", "rfc", "tr"])
-
-
-class Streams(ToolTest):
-    COMMANDS = (["--version"], ["--version", "--json"], ["--help"], ["hash", "/dev/null"], ["hash", "--json", "/dev/null"], ["roots", "--count"],
-                ["verify", "--no-system", "--trust", EXAMPLES / "ec-root.pem", EXAMPLES / "ec-chain.pem"],
-                ["verify", "--no-system", "--trust", EXAMPLES / "rsa-root.pem", EXAMPLES / "ec-chain.pem"])  # fmt: skip
-
-    def test_FullDiskIsNoticed(self):
-        for arguments in self.COMMANDS:
-            with self.subTest(arguments), open("/dev/full", "wb") as full:
-                done = subprocess.run([TOOL, *arguments], stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE)
-                self.assertEqual((done.returncode, done.stderr), (2, b"cry: standard output: No space left on device\n"))
-
-    def test_FullStandardErrorDoesNotMatter(self):
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(subprocess.run([TOOL, "verify", "/nowhere"], stderr=full).returncode, 2)
-
-    def test_ClosedStreamsAreNoDisaster(self):
-        done = subprocess.run(["sh", "-c", '"$0" hash <&-', TOOL], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (2, b"", b"cry: standard input: Bad file descriptor\n"))
-        done = subprocess.run(["sh", "-c", '"$0" hash /dev/null >&-', TOOL], stderr=subprocess.PIPE)
-        self.assertEqual((done.returncode, done.stderr), (2, b"cry: standard output: Bad file descriptor\n"))
-        self.assertEqual(subprocess.run(["sh", "-c", '"$0" verify /nowhere 2>&-', TOOL]).returncode, 2)
-
-    def test_ReaderThatLeavesEndsTheTool(self):
-        process = subprocess.Popen([TOOL, "roots"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        process.stdout.close()
-        message = process.stderr.read()
-        process.stderr.close()
-        self.assertEqual((process.wait(timeout=30), message), (-signal.SIGPIPE, b""))
-
-    def test_ColourIsForTerminalsOnly(self):
-        arguments = ["verify", "--no-system", "--trust", EXAMPLES / "ec-root.pem", EXAMPLES / "ec-chain.pem"]
-        self.assertNotIn(b"\x1b", run(*arguments).out)
-        self.assertIn(b"\x1b[32mgood\x1b[0m", run_on_terminal(*arguments, on={"out"}).out)
-        self.assertNotIn(b"\x1b", run_on_terminal(*arguments, on={"err"}).out)
-        self.assertIn(b"\x1b[31mbad\x1b[0m", run_on_terminal(*arguments[:3], EXAMPLES / "rsa-root.pem", arguments[-1], on={"out"}).out)
-        # What programs read has no colour on a terminal either.
-        for machine in ([*arguments, "--json"], ["hash", "/dev/null"], ["roots", "--count"], ["--version"]):
-            self.assertNotIn(b"\x1b", run_on_terminal(*machine, on={"out", "err"}).out)
-        listed = self.write("colour.sums", hashlib.sha256(b"").hexdigest() + "  /dev/null\n")
-        self.assertEqual(run_on_terminal("hash", "--check", listed, on={"out"}).out, b"/dev/null: \x1b[32mOK\x1b[0m\n")
-
-    def test_ProgressIsShownForMuchInputOnATerminalOnly(self):
-        big, small = scratch / "big", scratch / "small"
-        for path, size in ((big, 100 * MIB), (small, 64 * MIB)):
-            with open(path, "wb") as file:
-                file.truncate(size)
-        digest = hashlib.sha256(bytes(100 * MIB)).hexdigest()
-        seen = run_on_terminal("hash", big, on={"err"})
-        self.assertEqual((seen.code, seen.out.decode()), (0, f"{digest}  {big}\n"))
-        self.assertRegex(seen.err, rb"\r\x1b\[K\[#* *\] +\d+% ")
-        self.assertIn(b"100%", seen.err)
-        self.assertTrue(seen.err.endswith(b"\r\x1b[K"), seen.err[-100:])
-        self.assertEqual(run("hash", big).err, b"")
-        self.assertEqual(run_on_terminal("hash", big, on={"out"}).err, b"")
-        self.assertEqual(run_on_terminal("hash", small, on={"err"}).err, b"")
-        listed = self.write("big.sums", f"{digest}  {big}\n")
-        self.assertIn(b"100%", run_on_terminal("hash", "--check", listed, on={"err"}).err)
-        for path in (big, small):
-            path.unlink()
-
-
-class Verify(ToolTest):
+class Verify(VerifyTest):
     def test_GoodChainIsPrintedAsATree(self):
         result = self.verify(pki.file("leaf", "intermediate"))
         self.assertEqual((result.code, result.err), (0, b""))
@@ -313,7 +92,8 @@ class Verify(ToolTest):
         self.assertIn("(see --intermediates and --trust)", self.verify(pki.file("leaf")).text)
         self.assertIn("(see --trust)", self.verify(pki.file("alone")).text)
 
-    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), depth of the error or length of the chain.
+    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), then the depth of the error or
+    # the length of the chain.
     VERDICTS = [
         (["leaf", "intermediate"], ["root"], NOW, 0, 3),
         (["leaf", "intermediate", "root"], ["root"], NOW, 0, 3),
@@ -419,7 +199,9 @@ class Verify(ToolTest):
         self.assertEqual(run("verify", "--time", NOW, pki.file("leaf", "intermediate"), env=environment).code, 1)
 
 
-class CertificateText(ToolTest):
+class CertificateText(VerifyTest):
+    refused = 0
+
     def accepts(self, name, content):
         for how in ("file", "stdin"):
             path = self.write(name, content)
@@ -472,13 +254,18 @@ class CertificateText(ToolTest):
         self.accepts("x509.pem", pki.text["leaf"].replace("CERTIFICATE", "X509 CERTIFICATE") + pki.text["intermediate"])
 
     def refuses(self, name, content, *said, line=None):
-        """The same complaint, whatever the file is given as, and that it names the line in all of them."""
+        """The message for standard input and for a file, which is the chain, trusted or an intermediate in turn."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
-        self.assertInputError(self.verify(path), f"{path}{place}", *said)
         self.assertInputError(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)
-        self.assertInputError(self.verify(pki.file("leaf"), trust=[path]), f"{path}{place}", *said)
-        self.assertInputError(self.verify(pki.file("leaf"), "--intermediates", path), f"{path}{place}", *said)
+        CertificateText.refused += 1
+        if CertificateText.refused % 3 == 0:
+            result = self.verify(path)
+        elif CertificateText.refused % 3 == 1:
+            result = self.verify(pki.file("leaf"), trust=[path])
+        else:
+            result = self.verify(pki.file("leaf"), "--intermediates", path)
+        self.assertInputError(result, f"{path}{place}", *said)
 
     def test_FilesThatHoldNoCertificateAreRefused(self):
         self.refuses("empty", b"", "is empty")
@@ -535,12 +322,12 @@ class CertificateText(ToolTest):
 
     def test_EveryCutIsNoticed(self):
         text = pki.text["leaf"]
-        for length in range(1, len(text.rstrip()) - 4, 23):
+        for length in range(1, len(text.rstrip()) - 4, 41):
             self.assertInputError(self.verify("-", stdin=text[:length].encode()), "standard input")
 
     def test_FlippedBytesNeverAbort(self):
         der = pki.der["leaf"]
-        for at in range(0, len(der), 7):
+        for at in range(0, len(der), 13):
             changed = bytearray(der)
             changed[at] ^= 0xFF
             result = self.verify("-", trust=["intermediate"], stdin=bytes(changed))
@@ -582,7 +369,7 @@ class CertificateText(ToolTest):
         writer.join()
 
 
-class Hostile(ToolTest):
+class Hostile(VerifyTest):
     """Text in certificates and file names that would play with the terminal or with the reader."""
 
     NAMES = {
@@ -619,46 +406,13 @@ class Hostile(ToolTest):
             path = self.write("no-text.der", pki.patched(name, tag))
             self.assertInputError(self.verify(path, trust=[path]), f"{path}: is neither PEM text nor a certificate in DER (")
 
-    def test_FileNamesAreMadeHarmless(self):
-        folder = scratch / "hostile"
-        folder.mkdir()
-        for name in (b"\x1b[31mred", b"\xe2\x1b[2J", b"\x9b2J", b"\xc3\x1b[2Jx", "a\u202eb".encode(), b"a\nb", b"\xff\xfe"):
-            with self.subTest(name):
-                missing = run("hash", b"./" + name, cwd=folder)
-                self.assertEqual((missing.code, missing.out), (2, b""))
-                self.assertHarmless(missing.err)
-                self.assertHarmless(run("verify", b"./" + name, cwd=folder).err)
-                (folder / os.fsdecode(name)).write_bytes(b"abc")
-                listed = run("hash", name, cwd=folder)
-                checked = run("hash", "--check", "-", stdin=listed.out, cwd=folder)
-                self.assertEqual((checked.code, checked.err), (0, b""))
-                self.assertHarmless(checked.out)
-                self.assertEqual(checked.out.count(b"\n"), 1)
-                self.assertHarmless(run("hash", "--json", name, cwd=folder).out)
-                self.assertHarmless(run("verify", name, cwd=folder).err)
 
-
-class Volume(ToolTest):
+class Volume(VerifyTest):
     """Much input, which must take neither long nor all of the memory."""
 
-    times = []
-
-    @classmethod
-    def tearDownClass(cls):
-        for what, seconds in cls.times:
-            print(f"{what}: {seconds:.2f} s", file=sys.stderr)
-
-    def timed(self, what, action):
-        began = time.monotonic()
-        result = action()
-        took = time.monotonic() - began
-        self.times.append((what, took))
-        self.assertLess(took, FEW_SECONDS, what)
-        return result
-
-    def many(self, how):
-        """Ten thousand certificates: with different names, with one name, or all the same."""
-        der, count, random = pki.der["template"], 10000, 1
+    def many(self, how, count):
+        """Many certificates: with different names, with one name, or all the same."""
+        der, random = pki.der["template"], 1
         for index in range(count):
             random = random * 1103515245 + 12345 & 0x7FFFFFFF
             if how == "different":
@@ -669,9 +423,9 @@ class Volume(ToolTest):
                 yield pki.text["template"]
 
     def test_TenThousandBlocks(self):
-        for how in ("different", "one name", "the same"):
-            many = "".join(self.many(how))
-            self.assertEqual(many.count("BEGIN"), 10000)
+        for how, count in (("different", 2500), ("one name", 10000), ("the same", 2500)):
+            many = "".join(self.many(how, count))
+            self.assertEqual(many.count("BEGIN"), count)
             path = self.write("many.pem", many)
             with self.subTest(how):
                 chain = self.write("many-chain.pem", pki.text["leaf"] + many + pki.text["intermediate"])
@@ -682,7 +436,7 @@ class Volume(ToolTest):
                     ("trust", 0, lambda: self.verify(usual, trust=[path, "root"])),
                     ("trust, bad", 1, lambda: self.verify(usual, trust=[path])),
                 ]:
-                    self.assertEqual(self.timed(f"10000 blocks ({how}) as {role}", action).code, expected)
+                    self.assertEqual(self.timed(f"{count} blocks ({how}) as {role}", action).code, expected)
 
     def test_TenThousandKeysMakeAShortMessage(self):
         path = self.write("keys.pem", (pki.folder / "leaf.key").read_text() * 10000 + "".join(pem(b"x", f"KIND {index}") for index in range(1000)))
@@ -692,14 +446,14 @@ class Volume(ToolTest):
 
     def test_HostileTextsTakeLittleMemory(self):
         for what, text, line in [
-            ("BEGIN only", b"-----BEGIN X\n" * (16 * MIB // 13), 1),
-            ("empty lines", b"-----BEGIN CERTIFICATE-----\n" + b"\n" * (16 * MIB) + b"!\n-----END CERTIFICATE-----\n", 16 * MIB + 2),
-            ("one line", b"-----BEGIN CERTIFICATE-----\n" + b"A" * (16 * MIB) + b"\n-----END CERTIFICATE-----\n", 1),
-            ("long label", b"-----BEGIN " + b"A" * (16 * MIB) + b"-----\n-----END X-----\n", 2),
-            ("long label that is none", b"-----BEGIN " + b"a\x1b" * (8 * MIB) + b"-----\n-----END X-----\n", 1),
+            ("BEGIN only", b"-----BEGIN X\n" * (4 * MIB // 13), 1),
+            ("empty lines", b"-----BEGIN CERTIFICATE-----\n" + b"\n" * (4 * MIB) + b"!\n-----END CERTIFICATE-----\n", 4 * MIB + 2),
+            ("one line", b"-----BEGIN CERTIFICATE-----\n" + b"A" * (4 * MIB) + b"\n-----END CERTIFICATE-----\n", 1),
+            ("long label", b"-----BEGIN " + b"A" * (4 * MIB) + b"-----\n-----END X-----\n", 2),
+            ("long text that is not a label", b"-----BEGIN " + b"a\x1b" * (2 * MIB) + b"-----\n-----END X-----\n", 1),
         ]:
             path = self.write("hostile.pem", text)
-            result = self.timed(what, lambda: limited(["verify", path], 512))
+            result = self.timed(what, lambda: limited(["verify", path], 160))
             self.assertEqual((result.code, result.out), (2, b""), what)
             self.assertTrue(result.message.startswith(f"cry: {path}:{line}: "), result.message[:200])
             self.assertLess(len(result.message), 1000, what)
@@ -717,161 +471,17 @@ class Volume(ToolTest):
         self.assertInputError(self.timed("100 MB", lambda: self.verify(path)), f"{path}: " + large)
         path.unlink()
 
-    def test_ListsThatAreNoneMakeFewMessages(self):
-        path = self.write("no-list", b"x\n" * 500000)
-        result = self.timed("500000 bad lines", lambda: run("hash", "--check", path))
-        self.assertEqual((result.code, result.out), (2, b""))
-        self.assertLess(result.err.count(b"\n"), 20)
-        self.assertIn(f"{path}:1: ", result.message)
-        self.assertIn("and 499990 further lines", result.message)
-
     def test_NothingLeaks(self):
-        if b"__asan_init" in Path(TOOL).read_bytes():
-            self.skipTest("the program looks for leaks itself")
-        if not shutil.which("valgrind"):
-            self.skipTest("valgrind is not installed")
         damaged = self.write("leak.pem", pki.text["leaf"] + pki.text["root"].replace("M", "!", 1))
         listed = self.write("leak.sums", hashlib.sha256(b"").hexdigest() + "  /dev/null\nbad\n" + "0" * 64 + "  /nowhere\n")
-        for expected, arguments in [
-            (0, ["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, pki.file("leaf", "intermediate")]),
-            (1, ["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, pki.file("expired", "intermediate")]),
-            (2, ["verify", "--no-system", "--trust", pki.file("root"), damaged]),
+        arguments = ["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW]
+        self.assertNothingLeaks(
+            (0, [*arguments, pki.file("leaf", "intermediate")]),
+            (1, [*arguments, pki.file("expired", "intermediate")]),
+            (2, [*arguments, damaged]),
             (2, ["hash", "--check", listed]),
             (2, ["frob"]),
-        ]:
-            with self.subTest(arguments):
-                watched = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect"]
-                done = subprocess.run([*watched, TOOL, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-                self.assertEqual(done.returncode, expected, done.stderr.decode()[-3000:])
-
-
-class Hash(ToolTest):
-    ALGORITHMS = {"md5": "md5", "sha1": "sha1", "sha224": "sha224", "sha256": "sha256", "sha384": "sha384", "sha512": "sha512",
-                  "sha3-224": "sha3_224", "sha3-256": "sha3_256", "sha3-384": "sha3_384", "sha3-512": "sha3_512"}  # fmt: skip
-    NAMES = [b"plain", b"with blank", b"back\\slash", b"line\nend", b"carriage\rreturn", b"all\\\n\r", b"no utf8 \xff\xfe\x80", b"-dash", b"--",
-             b"--check", b"*star", b"[a]", b"[plain,b]", b"{a}", b"%%", b"++", b"hash", b"#comment", b"\\", b" leading", b"trailing ", b"\x1b[31m",
-             "ümläut".encode()]  # fmt: skip
-
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = scratch / "hash"
-        cls.folder.mkdir()
-        for index, name in enumerate(cls.NAMES):
-            (cls.folder / os.fsdecode(name)).write_bytes(bytes([index]) * index * 1000)
-
-    def test_DigestsAreRight(self):
-        for data in (b"", b"abc", bytes(range(256)) * 5000):
-            for name, reference in self.ALGORITHMS.items():
-                self.assertEqual(run("hash", "--algorithm", name, stdin=data).text, hashlib.new(reference, data).hexdigest() + "  -\n")
-
-    def test_AlgorithmNamesAreTakenInAnyCaseAndByTheModulesName(self):
-        for name in ("SHA512", "Sha512", "CRY_HASH_ALGORITHM_SHA2_512"):
-            self.assertEqual(run("hash", "--algorithm", name, stdin=b"abc").text, hashlib.sha512(b"abc").hexdigest() + "  -\n")
-
-    def test_LinesAreThoseOfTheCoreUtilities(self):
-        for algorithm in ("md5", "sha1", "sha224", "sha256", "sha384", "sha512"):
-            program = shutil.which(algorithm + "sum")
-            if not program:
-                self.skipTest(f"{algorithm}sum is not installed")
-            for names in ([[name] for name in self.NAMES], [self.NAMES])[algorithm != "sha256"]:
-                expected = subprocess.run([program, "--", *names], cwd=self.folder, stdout=subprocess.PIPE, check=True).stdout
-                result = run("hash", "--algorithm", algorithm, "--", *names, cwd=self.folder)
-                self.assertEqual((result.code, result.out, result.err), (0, expected, b""))
-
-    def test_NamesNeedTheDashesOnlyForADash(self):
-        for name in self.NAMES:
-            if not name.startswith(b"-"):
-                content = (self.folder / os.fsdecode(name)).read_bytes()
-                self.assertIn(hashlib.sha256(content).hexdigest().encode(), run("hash", name, cwd=self.folder).out, name)
-        self.assertIn(hashlib.sha256(b"").hexdigest(), run("hash", "plain", "--", "-dash", cwd=self.folder).text)
-
-    def test_ListsOfTheCoreUtilitiesAreRead(self):
-        for algorithm in ("md5", "sha256", "sha512"):
-            program = shutil.which(algorithm + "sum")
-            if not program:
-                self.skipTest(f"{algorithm}sum is not installed")
-            for mode in ("--binary", "--text"):
-                listed = subprocess.run([program, mode, "--", *self.NAMES], cwd=self.folder, stdout=subprocess.PIPE, check=True).stdout
-                for text in (listed, listed.rstrip(b"\n"), b"\n".join(line[:16].upper() + line[16:] for line in listed.split(b"\n"))):
-                    result = run("hash", "--algorithm", algorithm, "--check", "-", stdin=text, cwd=self.folder)
-                    self.assertEqual((result.code, result.err), (0, b""))
-                    self.assertEqual(result.out.count(b": OK\n"), len(self.NAMES))
-
-    def test_CheckTellsGoodBadMissingAndMalformed(self):
-        good, nothing = hashlib.sha256(b"").hexdigest(), "0" * 64
-        lines = [f"{good}  plain", f"{nothing}  plain", f"{good}  missing", "no line", "", "# comment", f"{good}\tplain", f"{good} plain",
-                 f"{good[:-1]}  plain", f"{good[:-1]}x  plain", f"{good}  ", f"\\{good}  bad\\escape", f"{good}  plain\0x",
-                 f"{good} *plain"]  # fmt: skip
-        listed = self.write("mixed.sums", "\n".join(lines) + "\n")
-        result = run("hash", "--check", listed, cwd=self.folder)
-        self.assertEqual((result.code, result.text), (1, "plain: OK\nplain: FAILED\nmissing: UNREADABLE\nplain: OK\n"))
-        malformed = "is not a line of 64 hexadecimal digits, two blanks and a file name"
-        expected = ["cry: missing: No such file or directory"] + [f"cry: {listed}:{number}: {malformed}" for number in (4, 7, 8, 9, 10, 11, 12, 13)]
-        self.assertEqual(result.message.splitlines(), expected + ["cry: 1 digest did not match"])
-        answer = run("hash", "--check", "--json", listed, cwd=self.folder)
-        self.assertEqual((answer.code, answer.json()["verdict"]), (1, "bad"))
-        self.assertEqual([each["verdict"] for each in answer.json()["files"]], ["OK", "FAILED", "UNREADABLE", "OK"])
-
-    def test_CheckEndsWithTwoWhenNothingIsWrongButSomethingUnread(self):
-        good = hashlib.sha256(b"").hexdigest()
-        for lines in (f"{good}  plain\n{good}  missing\n", f"{good}  plain\nno line\n"):
-            self.assertEqual(run("hash", "--check", stdin=lines.encode(), cwd=self.folder).code, 2)
-            self.assertEqual(run("hash", "--check", "--json", stdin=lines.encode(), cwd=self.folder).json()["verdict"], "unknown")
-        self.assertEqual(run("hash", "--check", "--json", stdin=f"{good}  plain\r\n".encode(), cwd=self.folder).json()["verdict"], "good")
-
-    def test_ListsThatAreNoneAreRefused(self):
-        for content in (b"", b"\n\n# nothing\n"):
-            path = self.write("nothing.sums", content)
-            self.assertInputError(run("hash", "--check", path), f"{path}: holds no line of a digest of 64 digits (see --algorithm) and a file name")
-        other = run("hash", "--algorithm", "md5", "--check", "-", stdin=b"0" * 64 + b"  plain\n", cwd=self.folder)
-        self.assertEqual((other.code, other.out), (2, b""))
-        self.assertIn("standard input:1: is not a line of 32 hexadecimal digits", other.message)
-        self.assertInputError(run("hash", "--check", self.folder), f"{self.folder}: Is a directory")
-        zeroed = (hashlib.sha256(b"").hexdigest() + "  plain\0").encode()
-        self.assertEqual(run("hash", "--check", stdin=zeroed * 2, cwd=self.folder).code, 2)
-
-    def test_OneUnreadableFileDoesNotHideTheOthers(self):
-        result = run("hash", "missing", ".", "plain", cwd=self.folder)
-        self.assertEqual((result.code, result.text), (2, hashlib.sha256(b"").hexdigest() + "  plain\n"))
-        self.assertEqual(result.message, "cry: missing: No such file or directory\ncry: .: Is a directory\n")
-        answer = run("hash", "--json", "missing", "plain", cwd=self.folder)
-        self.assertEqual((answer.code, [each["file"] for each in answer.json()["files"]]), (2, ["plain"]))
-
-    def test_StandardInputIsEmptyTheSecondTime(self):
-        result = run("hash", "-", "-", stdin=b"abc")
-        self.assertEqual(result.text, f"{hashlib.sha256(b'abc').hexdigest()}  -\n{hashlib.sha256(b'').hexdigest()}  -\n")
-
-    def test_JsonHoldsFilesAndDigests(self):
-        answer = run("hash", "--json", "--algorithm", "sha1", "plain", b"back\\slash", cwd=self.folder).json()
-        self.assertEqual(answer["algorithm"], "CRY_HASH_ALGORITHM_SHA1")
-        self.assertEqual(answer["files"][0], {"file": "plain", "digest": hashlib.sha1(b"").hexdigest()})
-        self.assertEqual(answer["files"][1]["file"], "back\\slash")
-
-
-class Roots(ToolTest):
-    def test_CountIsThatOfTheList(self):
-        answer = run("roots", "--json").json()
-        self.assertEqual(answer["count"], len(answer["roots"]))
-        self.assertEqual(run("roots", "--count").text, f"{answer['count']}\n")
-        self.assertEqual(run("roots", "--count", "--json").json()["count"], answer["count"])
-        self.assertNotIn("roots", run("roots", "--count", "--json").json())
-
-    def test_ListIsWhatThePlaceHolds(self):
-        answer = run("roots", "--json").json()
-        place = Path(answer["source"])
-        if not answer["source"] or not place.is_file():
-            self.skipTest("the roots are in no single file")
-        held = {fingerprint(der_of(block)) for block in blocks_of(place.read_text(errors="replace"))}
-        self.assertEqual({each["sha256"] for each in answer["roots"]}, held)
-        self.assertEqual(answer["changed"], time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(place.stat().st_mtime)))
-
-    def test_TextEndsWithTheSource(self):
-        answer, result = run("roots", "--json").json(), run("roots")
-        self.assertEqual((result.code, result.err), (0, b""))
-        self.assertHarmless(result.out)
-        if answer["source"]:
-            self.assertRegex(result.text, rf"\n{answer['count']} roots? from {re.escape(answer['source'])}, last changed {answer['changed']}, ")
-        self.assertEqual(result.text.count("   SHA-256  "), answer["count"])
+        )
 
 
 if __name__ == "__main__":

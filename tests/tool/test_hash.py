@@ -1,0 +1,150 @@
+#!/usr/bin/env python3
+"""`cry hash`. CRY_TOOL names the program."""
+
+import hashlib
+import os
+import shutil
+import subprocess
+import unittest
+
+from terminal import run_on_terminal
+from tool import MIB, ToolTest, run, scratch
+
+
+class Hash(ToolTest):
+    ALGORITHMS = {"md5": "md5", "sha1": "sha1", "sha224": "sha224", "sha256": "sha256", "sha384": "sha384", "sha512": "sha512",
+                  "sha3-224": "sha3_224", "sha3-256": "sha3_256", "sha3-384": "sha3_384", "sha3-512": "sha3_512"}  # fmt: skip
+    NAMES = [b"plain", b"with blank", b"back\\slash", b"line\nend", b"carriage\rreturn", b"all\\\n\r", b"no utf8 \xff\xfe\x80", b"-dash", b"--",
+             b"--check", b"*star", b"[a]", b"[plain,b]", b"{a}", b"%%", b"++", b"hash", b"#comment", b"\\", b" leading", b"trailing ", b"\x1b[31m",
+             "ümläut".encode()]  # fmt: skip
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = scratch / "hash"
+        cls.folder.mkdir()
+        for index, name in enumerate(cls.NAMES):
+            (cls.folder / os.fsdecode(name)).write_bytes(bytes([index]) * index * 1000)
+
+    def test_DigestsAreRight(self):
+        for data in (b"", b"abc", bytes(range(256)) * 5000):
+            for name, reference in self.ALGORITHMS.items():
+                self.assertEqual(run("hash", "--algorithm", name, stdin=data).text, hashlib.new(reference, data).hexdigest() + "  -\n")
+
+    def test_AlgorithmNamesAreTakenInAnyCaseAndByTheModulesName(self):
+        for name in ("SHA512", "Sha512", "CRY_HASH_ALGORITHM_SHA2_512"):
+            self.assertEqual(run("hash", "--algorithm", name, stdin=b"abc").text, hashlib.sha512(b"abc").hexdigest() + "  -\n")
+
+    def test_LinesAreThoseOfTheCoreUtilities(self):
+        for algorithm in ("md5", "sha1", "sha224", "sha256", "sha384", "sha512"):
+            program = shutil.which(algorithm + "sum")
+            if not program:
+                self.skipTest(f"{algorithm}sum is not installed")
+            for names in ([[name] for name in self.NAMES], [self.NAMES])[algorithm != "sha256"]:
+                expected = subprocess.run([program, "--", *names], cwd=self.folder, stdout=subprocess.PIPE, check=True).stdout
+                result = run("hash", "--algorithm", algorithm, "--", *names, cwd=self.folder)
+                self.assertEqual((result.code, result.out, result.err), (0, expected, b""))
+
+    def test_NamesNeedTheDashesOnlyForADash(self):
+        for name in self.NAMES:
+            if not name.startswith(b"-"):
+                content = (self.folder / os.fsdecode(name)).read_bytes()
+                self.assertIn(hashlib.sha256(content).hexdigest().encode(), run("hash", name, cwd=self.folder).out, name)
+        self.assertIn(hashlib.sha256(b"").hexdigest(), run("hash", "plain", "--", "-dash", cwd=self.folder).text)
+
+    def test_ListsOfTheCoreUtilitiesAreRead(self):
+        for algorithm in ("md5", "sha256", "sha512"):
+            program = shutil.which(algorithm + "sum")
+            if not program:
+                self.skipTest(f"{algorithm}sum is not installed")
+            for mode in ("--binary", "--text"):
+                listed = subprocess.run([program, mode, "--", *self.NAMES], cwd=self.folder, stdout=subprocess.PIPE, check=True).stdout
+                for text in (listed, listed.rstrip(b"\n"), b"\n".join(line[:16].upper() + line[16:] for line in listed.split(b"\n"))):
+                    result = run("hash", "--algorithm", algorithm, "--check", "-", stdin=text, cwd=self.folder)
+                    self.assertEqual((result.code, result.err), (0, b""))
+                    self.assertEqual(result.out.count(b": OK\n"), len(self.NAMES))
+
+    def test_CheckTellsGoodBadMissingAndMalformed(self):
+        good, nothing = hashlib.sha256(b"").hexdigest(), "0" * 64
+        lines = [f"{good}  plain", f"{nothing}  plain", f"{good}  missing", "no line", "", "# comment", f"{good}\tplain", f"{good} plain",
+                 f"{good[:-1]}  plain", f"{good[:-1]}x  plain", f"{good}  ", f"\\{good}  bad\\escape", f"{good}  plain\0x",
+                 f"{good} *plain"]  # fmt: skip
+        listed = self.write("mixed.sums", "\n".join(lines) + "\n")
+        result = run("hash", "--check", listed, cwd=self.folder)
+        self.assertEqual((result.code, result.text), (1, "plain: OK\nplain: FAILED\nmissing: UNREADABLE\nplain: OK\n"))
+        malformed = "is not a line of 64 hexadecimal digits, two blanks and a file name"
+        expected = ["cry: missing: No such file or directory"] + [f"cry: {listed}:{number}: {malformed}" for number in (4, 7, 8, 9, 10, 11, 12, 13)]
+        self.assertEqual(result.message.splitlines(), expected + ["cry: 1 digest did not match"])
+        answer = run("hash", "--check", "--json", listed, cwd=self.folder)
+        self.assertEqual((answer.code, answer.json()["verdict"]), (1, "bad"))
+        self.assertEqual([each["verdict"] for each in answer.json()["files"]], ["OK", "FAILED", "UNREADABLE", "OK"])
+
+    def test_CheckEndsWithTwoWhenNothingIsWrongButSomethingUnread(self):
+        good = hashlib.sha256(b"").hexdigest()
+        for lines in (f"{good}  plain\n{good}  missing\n", f"{good}  plain\nno line\n"):
+            self.assertEqual(run("hash", "--check", stdin=lines.encode(), cwd=self.folder).code, 2)
+            self.assertEqual(run("hash", "--check", "--json", stdin=lines.encode(), cwd=self.folder).json()["verdict"], "unknown")
+        self.assertEqual(run("hash", "--check", "--json", stdin=f"{good}  plain\r\n".encode(), cwd=self.folder).json()["verdict"], "good")
+
+    def test_ListsThatAreNoneAreRefused(self):
+        for content in (b"", b"\n\n# nothing\n"):
+            path = self.write("nothing.sums", content)
+            self.assertInputError(run("hash", "--check", path), f"{path}: holds no line of a digest of 64 digits (see --algorithm) and a file name")
+        other = run("hash", "--algorithm", "md5", "--check", "-", stdin=b"0" * 64 + b"  plain\n", cwd=self.folder)
+        self.assertEqual((other.code, other.out), (2, b""))
+        self.assertIn("standard input:1: is not a line of 32 hexadecimal digits", other.message)
+        self.assertInputError(run("hash", "--check", self.folder), f"{self.folder}: Is a directory")
+        zeroed = (hashlib.sha256(b"").hexdigest() + "  plain\0").encode()
+        self.assertEqual(run("hash", "--check", stdin=zeroed * 2, cwd=self.folder).code, 2)
+
+    def test_OneUnreadableFileDoesNotHideTheOthers(self):
+        result = run("hash", "missing", ".", "plain", cwd=self.folder)
+        self.assertEqual((result.code, result.text), (2, hashlib.sha256(b"").hexdigest() + "  plain\n"))
+        self.assertEqual(result.message, "cry: missing: No such file or directory\ncry: .: Is a directory\n")
+        answer = run("hash", "--json", "missing", "plain", cwd=self.folder)
+        self.assertEqual((answer.code, [each["file"] for each in answer.json()["files"]]), (2, ["plain"]))
+
+    def test_StandardInputIsEmptyTheSecondTime(self):
+        result = run("hash", "-", "-", stdin=b"abc")
+        self.assertEqual(result.text, f"{hashlib.sha256(b'abc').hexdigest()}  -\n{hashlib.sha256(b'').hexdigest()}  -\n")
+
+    def test_JsonHoldsFilesAndDigests(self):
+        answer = run("hash", "--json", "--algorithm", "sha1", "plain", b"back\\slash", cwd=self.folder).json()
+        self.assertEqual(answer["algorithm"], "CRY_HASH_ALGORITHM_SHA1")
+        self.assertEqual(answer["files"][0], {"file": "plain", "digest": hashlib.sha1(b"").hexdigest()})
+        self.assertEqual(answer["files"][1]["file"], "back\\slash")
+
+    def test_UnknownAlgorithmNamesTheKnownOnes(self):
+        for name in ("", "sha257", "SHA-256", "sha256 "):
+            self.assertInputError(run("hash", "--algorithm", name), f"--algorithm: '{name}' is unknown; known are md5, sha1, ", "sha3-512")
+        self.assertInputError(run("hash", "--algorithm=", "x"), "--algorithm: '' is unknown")
+
+    def test_ProgressIsShownForMuchInputOnATerminalOnly(self):
+        big, small = scratch / "big", scratch / "small"
+        for path, size in ((big, 100 * MIB), (small, 64 * MIB)):
+            with open(path, "wb") as file:
+                file.truncate(size)
+        digest = hashlib.sha256(bytes(100 * MIB)).hexdigest()
+        seen = run_on_terminal("hash", big, on={"err"})
+        self.assertEqual((seen.code, seen.out.decode()), (0, f"{digest}  {big}\n"))
+        self.assertRegex(seen.err, rb"\r\x1b\[K\[#* *\] +\d+% ")
+        self.assertIn(b"100%", seen.err)
+        self.assertTrue(seen.err.endswith(b"\r\x1b[K"), seen.err[-100:])
+        self.assertEqual(run("hash", big).err, b"")
+        self.assertEqual(run_on_terminal("hash", big, on={"out"}).err, b"")
+        self.assertEqual(run_on_terminal("hash", small, on={"err"}).err, b"")
+        listed = self.write("big.sums", f"{digest}  {big}\n")
+        self.assertIn(b"100%", run_on_terminal("hash", "--check", listed, on={"err"}).err)
+        for path in (big, small):
+            path.unlink()
+
+    def test_ListsThatAreNoneMakeFewMessages(self):
+        path = self.write("no-list", b"x\n" * 500000)
+        result = self.timed("500000 bad lines", lambda: run("hash", "--check", path))
+        self.assertEqual((result.code, result.out), (2, b""))
+        self.assertLess(result.err.count(b"\n"), 20)
+        self.assertIn(f"{path}:1: ", result.message)
+        self.assertIn("and 499990 further lines", result.message)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

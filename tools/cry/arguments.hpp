@@ -1,0 +1,24 @@
+// The command line.
+#pragma once
+
+#include "commands/commands.hpp"
+
+#include <string>
+#include <vector>
+
+namespace tool
+{
+
+// The arguments as CLI11 takes them, and the command that they give.
+struct Arguments
+{
+    std::vector<std::string> reversed;
+    const Command           *command = nullptr; // null if there is none, or only a group
+
+    Arguments( int argc, char **argv );
+};
+
+// The message for wrong arguments, with the help that fits.
+std::string messageFor( CLI::App &app, const CLI::ParseError &problem );
+
+}

@@ -1,0 +1,212 @@
+#include "commands/commands.hpp"
+#include "input/certificate_file.hpp"
+#include "input/file.hpp"
+#include "input/password.hpp"
+#include "input/pem.hpp"
+#include "options/command.hpp"
+#include "output/certificate_facts.hpp"
+#include "output/error.hpp"
+#include "output/key_facts.hpp"
+#include "output/out_file.hpp"
+#include "output/print.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
+
+#include <array>
+#include <cry/cry_pkcs12.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <filesystem>
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+#include <openssl/pkcs12.h>
+#include <openssl/proverr.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+struct Options
+{
+    std::string           file;
+    tool::Output          outKey, outCertificate, outCertificates;
+    tool::PasswordOptions password;
+    bool                  force = false, json = false;
+
+    std::array<tool::Output *, 3> outputs() { return { &outKey, &outCertificate, &outCertificates }; }
+};
+
+// A description of a file that does not decode.
+std::string description( PB_BUFFER *content )
+{
+    PB_INT length = pbBufferLength( content );
+    if( !length )
+        return "is empty";
+    tool::Blocks blocks( content );
+    tool::Block  block;
+    if( blocks.next( block ) )
+        return "is PEM text, not a PKCS#12 file; 'cry key info' reads keys";
+    const unsigned char *at = pbBufferBytes( content );
+    long                 size;
+    int                  tag, kind;
+    int                  form = ASN1_get_object( &at, &size, &tag, &kind, (long)length );
+    // OpenSSL sets the highest bit if the content is longer than the rest of the file.
+    if( tool::startsWith( content, "\x30" ) && ( form & 0x80 ) )
+        return "is cut off: it ends before the PKCS#12 file in it does";
+    return "is not a PKCS#12 file";
+}
+
+struct Attempt
+{
+    pb::Ref<CRY_PKCS12> pkcs12;
+    std::string         diagnostics;
+    int32_t             code = 0;
+
+    Attempt( PB_BUFFER *content, const pb::Ref<PB_BUFFER> &password )
+    {
+        PB_STRING         *text = nullptr;
+        pb::Ref<PB_STRING> str  = tool::passwordText( password );
+        pkcs12                  = pb::adopt( cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( content, str.get(), &text, &code ) );
+        if( text )
+            diagnostics = tool::take( text );
+        ERR_clear_error();
+    }
+
+    bool isReason( int library, int reason ) const
+    {
+        unsigned long error = (unsigned long)(uint32_t)code;
+        return !pkcs12 && ERR_GET_LIB( error ) == library && ERR_GET_REASON( error ) == reason;
+    }
+    bool wrongPassword() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_VERIFY_FAILURE ) || isReason( ERR_LIB_PROV, PROV_R_BAD_DECRYPT ); }
+    bool withoutMac() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_ABSENT ); }
+};
+
+pb::Ref<CRY_PKCS12> readFile( Options &options )
+{
+    std::string        name    = tool::nameOf( options.file );
+    pb::Ref<PB_BUFFER> content = tool::readWhole( options.file, tool::Content::secret ), password;
+    if( options.password.given() )
+        password = options.password.get( options.file );
+    Attempt attempt( content.get(), password );
+    // A file without a password is read without asking for one.
+    if( attempt.wrongPassword() && !password )
+    {
+        password = options.password.get( options.file );
+        attempt  = Attempt( content.get(), password );
+    }
+    if( attempt.withoutMac() )
+    {
+        // It may not be protected at all.
+        Attempt again( content.get(), {} );
+        if( again.pkcs12 )
+            return again.pkcs12;
+        throw tool::InputError( name +
+            ": is protected by a password but has no MAC to check it with, which this OpenSSL does not read; 'openssl pkcs12' does (" +
+            attempt.diagnostics + ")" );
+    }
+    if( attempt.pkcs12 )
+        return attempt.pkcs12;
+    if( attempt.wrongPassword() )
+        throw tool::InputError( name + ": the password is wrong, or the file is damaged (" + attempt.diagnostics + ")" );
+    if( attempt.diagnostics == "d2i_PKCS12_bio() failed" )
+        throw tool::InputError( name + ": " + description( content.get() ) + " (" + attempt.diagnostics + ")" );
+    if( attempt.diagnostics == "PKCS12_parse() returned no private key!" )
+        throw tool::InputError( name + ": holds no private key (" + attempt.diagnostics + ")" );
+    if( attempt.diagnostics == "PKCS12_parse() returned no certificate!" )
+        throw tool::InputError( name + ": holds no certificate that its private key belongs to (" + attempt.diagnostics + ")" );
+    throw tool::InputError( name + ": " + attempt.diagnostics );
+}
+
+// Where a file is, whether it is there or not.
+fs::path placeOf( const std::string &path )
+{
+    std::error_code ignored;
+    fs::path        place = path;
+    for( int links = 0; links < 40 && fs::is_symlink( place, ignored ); links++ )
+        place = place.parent_path() / fs::read_symlink( place, ignored );
+    return fs::weakly_canonical( fs::absolute( place, ignored ), ignored );
+}
+
+void checkOutputs( Options &options )
+{
+    for( const tool::Output *each : options.outputs() )
+    {
+        each->check();
+        each->checkBeside( options.json );
+        for( const tool::Output *other : options.outputs() )
+        {
+            if( other != each && each->toFile() && other->toFile() && placeOf( *each->path ) == placeOf( *other->path ) )
+                throw tool::InputError( tool::nameOf( *other->path ) + ": only one of the results can go into a file" );
+        }
+    }
+}
+
+std::string keyTextOf( CRY_PKEY_PRIVATE *key ) { return tool::keyText( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ); }
+
+void describe(
+    const Options &options, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATE *certificate, const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &others )
+{
+    if( options.json )
+    {
+        nlohmann::ordered_json list = nlohmann::ordered_json::array();
+        for( const auto &each : others )
+            list.push_back( tool::Facts( each.get() ).json() );
+        tool::printJson( { { "format", 1 }, { "file", options.file }, { "privateKey", keyTextOf( key ) },
+            { "certificate", tool::Facts( certificate ).json() }, { "certificates", list } } );
+        return;
+    }
+    auto line = []( const char *what, CRY_X509_CERTIFICATE *each ) {
+        tool::Facts facts( each );
+        tool::print( std::string( what ) + tool::nameOrNone( facts.subject ) + ", by " + tool::nameOrNone( facts.issuer ) + ", until " +
+            facts.validUntil + "\n" );
+    };
+    tool::print( "private key  " + tool::printable( keyTextOf( key ) ) + "\n" );
+    line( "certificate  ", certificate );
+    for( const auto &each : others )
+        line( "further      ", each.get() );
+}
+
+int readPkcs12( Options &options )
+{
+    for( tool::Output *each : options.outputs() )
+        each->force = options.force;
+    checkOutputs( options );
+    pb::Ref<CRY_PKCS12>           pkcs12      = readFile( options );
+    pb::Ref<CRY_PKEY_PRIVATE>     key         = pb::adopt( cryPkcs12PrivateKey( pkcs12.get() ) );
+    pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryPkcs12Certificate( pkcs12.get() ) );
+    auto                          others      = tool::elements( pb::adopt( cryPkcs12Certificates( pkcs12.get() ) ).get() );
+    auto                          textOf      = []( CRY_PEM *pem ) { return tool::pemText( pb::adopt( pem ).get() ); };
+    if( options.outKey.path )
+        options.outKey.write( textOf( cryPkeyPrivatePem( key.get() ) ).get(), tool::Secrecy::secret );
+    if( options.outCertificate.path )
+        options.outCertificate.write( textOf( cryX509CertificatePem( certificate.get() ) ).get(), tool::Secrecy::open );
+    if( options.outCertificates.path )
+    {
+        pb::Ref<PB_BUFFER> all = pb::adopt( pbBufferCreate() );
+        for( const auto &each : others )
+            pbBufferAppend( all.handle(), textOf( cryX509CertificatePem( each.get() ) ).get() );
+        options.outCertificates.write( all.get(), tool::Secrecy::open );
+    }
+    // A result on standard output is not mixed with a description.
+    bool quiet = false;
+    for( const tool::Output *each : options.outputs() )
+        quiet = quiet || ( each->path && !each->toFile() );
+    if( !quiet )
+        describe( options, key.get(), certificate.get(), others );
+    return tool::exitGood;
+}
+
+}
+
+void tool::addPkcs12Read( CLI::App &command, int &exit )
+{
+    Options &options = addOptions( command, exit, readPkcs12,
+        "Files of older systems are read, too. The key is written as PKCS#8 without a password, readable by its owner only.\n"
+        "Exit: 0 done; 2 wrong use, or a file that cannot be read or written." );
+    addArgument( command, "FILE", options.file, "the PKCS#12 file; - is standard input" )->required();
+    addOption( command, "--out-key", options.outKey.path, "FILE", "write the private key to this file" );
+    addOption( command, "--out-certificate", options.outCertificate.path, "FILE", "write its certificate to this file" );
+    addOption( command, "--out-certificates", options.outCertificates.path, "FILE", "write the other certificates to this file" );
+    command.add_flag( "--force", options.force, "replace files that exist" );
+    options.password.addTo( command, "the PKCS#12 file" );
+}

@@ -1,0 +1,36 @@
+// Files and standard input: as a whole, or piece by piece.
+#pragma once
+
+#include <pb/pb_buffer.h>
+#include <pb/ref.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tool
+{
+
+// How messages call a file; "-" is standard input.
+std::string nameOf( const std::string &path );
+
+// The whole content of a file or of standard input; a secret one is marked sensitive. Throws
+// InputError if it cannot be read, or is larger than any file of certificates.
+enum class Content
+{
+    open,
+    secret,
+};
+pb::Ref<PB_BUFFER> readWhole( const std::string &path, Content content = Content::open );
+
+// Calls take( bytes, count ) for the pieces of a file or of standard input, however large it is,
+// and shows progress if there is much. Throws InputError if it cannot be read.
+void forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *bytes, PB_INT count )> &take );
+
+// Warns if users other than the owner can read a file, which holds `what`.
+void warnIfOthersCanRead( const std::string &path, const std::string &what );
+
+// Throws InputError if more than one of these is standard input.
+void checkStandardInput( const std::vector<std::string> &paths );
+
+}

@@ -1,0 +1,17 @@
+// Text that a terminal may show.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tool
+{
+
+// Text from a certificate or a file name, made harmless for the terminal: control, invisible and
+// direction characters become \u{...}, bytes that are not UTF-8 become \x{...}.
+std::string printable( std::string_view text );
+
+// Text of any length for a message: in quotation marks, printable, and cut off if it is long.
+std::string shown( std::string_view text );
+
+}
