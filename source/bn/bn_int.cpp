@@ -75,8 +75,4 @@ BN_INT *bn___IntCreateFromBignumUse( BIGNUM *bignum )
     return bn;
 }
 
-const BIGNUM *bn___IntPeekBignum( BN_INT *bn )
-{
-    PB_CHECK( bn );
-    return bn->bignum;
-}
+const BIGNUM *bn___IntPeekBignum( BN_INT *bn ) { return PB_CHECK( bn ), bn->bignum; }

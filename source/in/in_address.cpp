@@ -91,17 +91,9 @@ static IN_ADDRESS *create( const PB_BYTE *bytes, PB_INT length )
     return ina;
 }
 
-IN_ADDRESS *inAddressCreateV4( const PB_BYTE *bytes )
-{
-    PB_CHECK( bytes );
-    return create( bytes, lengthV4 );
-}
+IN_ADDRESS *inAddressCreateV4( const PB_BYTE *bytes ) { return PB_CHECK( bytes ), create( bytes, lengthV4 ); }
 
-IN_ADDRESS *inAddressCreateV6( const PB_BYTE *bytes )
-{
-    PB_CHECK( bytes );
-    return create( bytes, lengthV6 );
-}
+IN_ADDRESS *inAddressCreateV6( const PB_BYTE *bytes ) { return PB_CHECK( bytes ), create( bytes, lengthV6 ); }
 
 static IN_ADDRESS *tryParse( int family, const char *text, PB_INT length )
 {
@@ -131,20 +123,8 @@ IN_ADDRESS *inAddressTryCreateFromHost( PB_STRING *host )
     return brackets ? tryParse( AF_INET6, brackets, lengthV6 ) : nullptr;
 }
 
-PB_BOOL inAddressIsV4( IN_ADDRESS *ina )
-{
-    PB_CHECK( ina );
-    return ina->length == lengthV4;
-}
+PB_BOOL inAddressIsV4( IN_ADDRESS *ina ) { return PB_CHECK( ina ), ina->length == lengthV4; }
 
-PB_BOOL inAddressIsV6( IN_ADDRESS *ina )
-{
-    PB_CHECK( ina );
-    return ina->length == lengthV6;
-}
+PB_BOOL inAddressIsV6( IN_ADDRESS *ina ) { return PB_CHECK( ina ), ina->length == lengthV6; }
 
-PB_BUFFER *inAddressToBinary( IN_ADDRESS *ina )
-{
-    PB_CHECK( ina );
-    return pbBufferCreateFromBytes( ina->bytes, ina->length );
-}
+PB_BUFFER *inAddressToBinary( IN_ADDRESS *ina ) { return PB_CHECK( ina ), pbBufferCreateFromBytes( ina->bytes, ina->length ); }

@@ -347,11 +347,7 @@ bool equalsIgnoringCase( std::string_view a, std::string_view b )
 
 }
 
-PB_BOOL inDnsIdnaDomainNameOk( PB_STRING *name )
-{
-    PB_CHECK( name );
-    return isOk( view( name ) );
-}
+PB_BOOL inDnsIdnaDomainNameOk( PB_STRING *name ) { return PB_CHECK( name ), isOk( view( name ) ); }
 
 PB_STRING *inDnsIdnaDomainNameToAscii( PB_STRING *name )
 {

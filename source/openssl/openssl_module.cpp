@@ -148,11 +148,7 @@ const EVP_CIPHER *openssl___Cipher( const char *name )
         process().ciphers, name, []( OSSL_LIB_CTX *everybodys, const char *wanted ) { return EVP_CIPHER_fetch( everybodys, wanted, nullptr ); } );
 }
 
-const EVP_MAC_CTX *openssl___Hmac( const char *digestName )
-{
-    PB_CHECK( digestName );
-    return kept( process().hmacs, digestName, prepareHmac );
-}
+const EVP_MAC_CTX *openssl___Hmac( const char *digestName ) { return PB_CHECK( digestName ), kept( process().hmacs, digestName, prepareHmac ); }
 
 X509 *openssl___TryParseCertificate( const PB_BYTE *der, PB_INT length )
 {
@@ -189,8 +185,7 @@ PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length )
 
 OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey )
 {
-    PB_CHECK( pkey );
-    return openssl::isKeyDecodingProvider( EVP_PKEY_get0_provider( pkey ) ) ? process().keyDecoding : nullptr;
+    return PB_CHECK( pkey ), openssl::isKeyDecodingProvider( EVP_PKEY_get0_provider( pkey ) ) ? process().keyDecoding : nullptr;
 }
 
 OSSL_LIB_CTX *openssl___LegacyContext()

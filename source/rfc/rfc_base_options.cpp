@@ -23,19 +23,9 @@ static RFC_BASE_OPTIONS *writable( RFC_BASE_OPTIONS **options ) { return pb::mak
 
 RFC_BASE_OPTIONS *rfcBaseOptionsCreate() { return pb::create<RFC_BASE_OPTIONS>(); }
 
-RFC_BASE_OPTIONS *rfcBaseOptionsCreateFrom( RFC_BASE_OPTIONS *source )
-{
-    PB_CHECK( source );
-    RFC_BASE_OPTIONS *options = pb::create<RFC_BASE_OPTIONS>();
-    baseOptionsFields.copy( options, source );
-    return options;
-}
+RFC_BASE_OPTIONS *rfcBaseOptionsCreateFrom( RFC_BASE_OPTIONS *source ) { return PB_CHECK( source ), pb::copyOf( baseOptionsFields, source ); }
 
-PB_INT rfcBaseOptionsFlags( RFC_BASE_OPTIONS *options )
-{
-    PB_CHECK( options );
-    return options->flags;
-}
+PB_INT rfcBaseOptionsFlags( RFC_BASE_OPTIONS *options ) { return PB_CHECK( options ), options->flags; }
 
 void rfcBaseOptionsSetFlags( RFC_BASE_OPTIONS **options, PB_INT flags )
 {
@@ -43,11 +33,7 @@ void rfcBaseOptionsSetFlags( RFC_BASE_OPTIONS **options, PB_INT flags )
     writable( options )->flags = flags & RFC_BASE_FLAGS_MASK;
 }
 
-PB_INT rfcBaseOptionsOutputLineLength( RFC_BASE_OPTIONS *options )
-{
-    PB_CHECK( options );
-    return options->outputLineLength;
-}
+PB_INT rfcBaseOptionsOutputLineLength( RFC_BASE_OPTIONS *options ) { return PB_CHECK( options ), options->outputLineLength; }
 
 void rfcBaseOptionsSetOutputLineLength( RFC_BASE_OPTIONS **options, PB_INT lineLength )
 {
@@ -56,11 +42,7 @@ void rfcBaseOptionsSetOutputLineLength( RFC_BASE_OPTIONS **options, PB_INT lineL
     writable( options )->outputLineLength = lineLength;
 }
 
-PB_INT rfcBaseOptionsOutputNlf( RFC_BASE_OPTIONS *options )
-{
-    PB_CHECK( options );
-    return options->outputNlf;
-}
+PB_INT rfcBaseOptionsOutputNlf( RFC_BASE_OPTIONS *options ) { return PB_CHECK( options ), options->outputNlf; }
 
 void rfcBaseOptionsSetOutputNlf( RFC_BASE_OPTIONS **options, PB_INT nlf )
 {

@@ -14,21 +14,11 @@ struct CRY_AES : PB_OBJ
 
 static constexpr auto aesFields = pb::fields<&CRY_AES::mode, &CRY_AES::operation, &CRY_AES::key, &CRY_AES::intCipherCtx>;
 
-static void freeAes( CRY_AES *aes )
-{
-    PB_CHECK( aes );
-    aesFields.release( aes );
-}
-
-PB_SORT_DEFINE( cry, Aes, CRY_AES, .free = pb::slot<freeAes> )
+PB_SORT_DEFINE( cry, Aes, CRY_AES, PB_FREE_FIELDS( CRY_AES, aes, aesFields ) )
 
 PB_BOOL cryAesValidateKeyLength( PB_INT bits ) { return bits == 128 || bits == 192 || bits == 256; }
 
-PB_BOOL cryAesValidateKey( PB_BUFFER *key )
-{
-    PB_CHECK( key );
-    return cryAesValidateKeyLength( pbBufferBitLength( key ) );
-}
+PB_BOOL cryAesValidateKey( PB_BUFFER *key ) { return PB_CHECK( key ), cryAesValidateKeyLength( pbBufferBitLength( key ) ); }
 
 static const EVP_CIPHER *cipherOf( PB_INT keyBits )
 {
@@ -56,23 +46,11 @@ CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key )
     return nullptr;
 }
 
-PB_INT cryAesMode( CRY_AES *aes )
-{
-    PB_CHECK( aes );
-    return aes->mode;
-}
+PB_INT cryAesMode( CRY_AES *aes ) { return PB_CHECK( aes ), aes->mode; }
 
-PB_INT cryAesOperation( CRY_AES *aes )
-{
-    PB_CHECK( aes );
-    return aes->operation;
-}
+PB_INT cryAesOperation( CRY_AES *aes ) { return PB_CHECK( aes ), aes->operation; }
 
-PB_BUFFER *cryAesKey( CRY_AES *aes )
-{
-    PB_CHECK( aes );
-    return pb::shareOrNull( aes->key );
-}
+PB_BUFFER *cryAesKey( CRY_AES *aes ) { return PB_CHECK( aes ), pb::shareOrNull( aes->key ); }
 
 void cryAesProcessBlock( CRY_AES *aes, PB_BYTE *dest, const PB_BYTE *source )
 {

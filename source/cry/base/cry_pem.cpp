@@ -26,23 +26,11 @@ CRY_PEM *cryPemCreate()
     return pem;
 }
 
-CRY_PEM *cryPemCreateFrom( CRY_PEM *source )
-{
-    PB_CHECK( source );
-    return pb::copyOf( pemFields, source );
-}
+CRY_PEM *cryPemCreateFrom( CRY_PEM *source ) { return PB_CHECK( source ), pb::copyOf( pemFields, source ); }
 
-PB_STRING *cryPemLabel( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return pb::shareOrNull( pem->label );
-}
+PB_STRING *cryPemLabel( CRY_PEM *pem ) { return PB_CHECK( pem ), pb::shareOrNull( pem->label ); }
 
-PB_BUFFER *cryPemData( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return pb::shareOrNull( pem->data );
-}
+PB_BUFFER *cryPemData( CRY_PEM *pem ) { return PB_CHECK( pem ), pb::shareOrNull( pem->data ); }
 
 static std::string_view labelText( PB_STRING *label )
 {
@@ -155,11 +143,7 @@ PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem )
     return lines.take();
 }
 
-CRY_PEM *cryPemTryDecode( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return cry::pem::tryReadSingle( cry::pem::textLines( buf ) );
-}
+CRY_PEM *cryPemTryDecode( PB_BUFFER *buf ) { return PB_CHECK( buf ), cry::pem::tryReadSingle( cry::pem::textLines( buf ) ); }
 
 // The vector with every line trimmed, without empty lines and comments.
 static pb::Ref<PB_VECTOR> cleaned( PB_VECTOR *vec )

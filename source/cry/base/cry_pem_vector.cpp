@@ -28,11 +28,7 @@ PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv )
     return lines.take();
 }
 
-PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return cry::pem::tryReadAll( cry::pem::textLines( buf ) );
-}
+PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf ) { return PB_CHECK( buf ), cry::pem::tryReadAll( cry::pem::textLines( buf ) ); }
 
 PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec )
 {

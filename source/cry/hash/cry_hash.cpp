@@ -14,13 +14,7 @@ struct CRY_HASH : PB_OBJ
 
 static constexpr auto hashFields = pb::fields<&CRY_HASH::final, &CRY_HASH::mdCtx>;
 
-static void freeHash( CRY_HASH *hash )
-{
-    PB_CHECK( hash );
-    hashFields.release( hash );
-}
-
-PB_SORT_DEFINE( cry, Hash, CRY_HASH, .free = pb::slot<freeHash> )
+PB_SORT_DEFINE( cry, Hash, CRY_HASH, PB_FREE_FIELDS( CRY_HASH, hash, hashFields ) )
 
 CRY_HASH *cryHashTryCreate( PB_INT alg )
 {
@@ -90,11 +84,7 @@ PB_BUFFER *cryHashFinal( CRY_HASH *hash )
     return pbBufferCreateFromBytes( digest, digestLength );
 }
 
-PB_BOOL cry___HashIsFinal( CRY_HASH *hash )
-{
-    PB_CHECK( hash );
-    return hash->final;
-}
+PB_BOOL cry___HashIsFinal( CRY_HASH *hash ) { return PB_CHECK( hash ), hash->final; }
 
 // Contexts that one-shot digests use again, kept for the life of the process like the algorithms.
 static constinit cry::ContextPool<EVP_MD_CTX, 16> contextPools[CRY_HASH_ALGORITHM_SHA3_512 + 1];

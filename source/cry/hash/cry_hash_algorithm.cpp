@@ -69,11 +69,7 @@ PB_STRING *cryHashAlgorithmToString( PB_INT alg )
     return pbEnumGenerate( cry___HashAlgorithmEnum, alg );
 }
 
-PB_INT cryHashAlgorithmFromString( PB_STRING *pbs )
-{
-    PB_CHECK( pbs );
-    return pbEnumParse( cry___HashAlgorithmEnum, pbs );
-}
+PB_INT cryHashAlgorithmFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___HashAlgorithmEnum, pbs ); }
 
 PB_INT cryHashAlgorithmBlockSizeBits( PB_INT alg )
 {

@@ -18,13 +18,7 @@ struct CRY_MAC : PB_OBJ
 
 static constexpr auto macFields = pb::fields<&CRY_MAC::final, &CRY_MAC::macCtx>;
 
-static void freeMac( CRY_MAC *mac )
-{
-    PB_CHECK( mac );
-    macFields.release( mac );
-}
-
-PB_SORT_DEFINE( cry, Mac, CRY_MAC, .free = pb::slot<freeMac> )
+PB_SORT_DEFINE( cry, Mac, CRY_MAC, PB_FREE_FIELDS( CRY_MAC, mac, macFields ) )
 
 // The context that knows the digest of an algorithm and has no key. Copying it saves the look-up of the digest, which is most of the work of making one.
 static const EVP_MAC_CTX *preparedOf( PB_INT alg )

@@ -6,6 +6,7 @@
 #include "pkcs12/cry_pkcs12_contents.hpp"
 
 #include <openssl/err.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 #include <pb/pb_string.h>
 
@@ -18,13 +19,7 @@ struct CRY_PKCS12 : PB_OBJ
 
 static constexpr auto pkcs12Fields = pb::fields<&CRY_PKCS12::privateKey, &CRY_PKCS12::certificate, &CRY_PKCS12::certificates>;
 
-static void freePkcs12( CRY_PKCS12 *pkcs12 )
-{
-    PB_CHECK( pkcs12 );
-    pkcs12Fields.release( pkcs12 );
-}
-
-PB_SORT_DEFINE( cry, Pkcs12, CRY_PKCS12, .free = pb::slot<freePkcs12> )
+PB_SORT_DEFINE( cry, Pkcs12, CRY_PKCS12, PB_FREE_FIELDS( CRY_PKCS12, pkcs12, pkcs12Fields ) )
 
 CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATES *certificates )
 {
@@ -146,6 +141,8 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( PB_BUFFER *buffe
     cry::ossl::Ptr<PKCS12> pkcs = decode( bioWrite.get() );
     if( !pkcs )
         return fail( diagnostics, "d2i_PKCS12_bio() failed" );
+    // An older error must not be taken for the reason.
+    openssl::OlderErrors  older;
     cry::pkcs12::Contents contents;
     switch( cry::pkcs12::tryRead( pkcs.get(), passwordText, contents ) )
     {
@@ -170,23 +167,11 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password
 
 // ---- its parts
 
-CRY_PKEY_PRIVATE *cryPkcs12PrivateKey( CRY_PKCS12 *pkcs12 )
-{
-    PB_CHECK( pkcs12 );
-    return pb::shareOrNull( pkcs12->privateKey );
-}
+CRY_PKEY_PRIVATE *cryPkcs12PrivateKey( CRY_PKCS12 *pkcs12 ) { return PB_CHECK( pkcs12 ), pb::shareOrNull( pkcs12->privateKey ); }
 
-CRY_X509_CERTIFICATE *cryPkcs12Certificate( CRY_PKCS12 *pkcs12 )
-{
-    PB_CHECK( pkcs12 );
-    return pb::shareOrNull( pkcs12->certificate );
-}
+CRY_X509_CERTIFICATE *cryPkcs12Certificate( CRY_PKCS12 *pkcs12 ) { return PB_CHECK( pkcs12 ), pb::shareOrNull( pkcs12->certificate ); }
 
-CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 )
-{
-    PB_CHECK( pkcs12 );
-    return pb::shareOrNull( pkcs12->certificates );
-}
+CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 ) { return PB_CHECK( pkcs12 ), pb::shareOrNull( pkcs12->certificates ); }
 
 PB_STORE *cryPkcs12Store( CRY_PKCS12 *pkcs12 )
 {

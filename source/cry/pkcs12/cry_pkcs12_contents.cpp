@@ -5,6 +5,7 @@
 #include <openssl/asn1.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
 // PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file says. So the file is gone through here, with the same functions
@@ -375,10 +376,8 @@ struct Walk
 
 bool belongs( X509 *certificate, EVP_PKEY *key )
 {
-    ERR_set_mark();
-    bool matches = key && X509_check_private_key( certificate, key ) == 1;
-    ERR_pop_to_mark();
-    return matches;
+    openssl::ErrorMark detour;
+    return key && X509_check_private_key( certificate, key ) == 1;
 }
 
 // OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the process has.
@@ -402,9 +401,7 @@ bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
     STACK_OF( X509 ) *others = nullptr;
     // It decrypts keys in the thread's default context, whatever context the file was decoded in.
     OSSL_LIB_CTX *before = OSSL_LIB_CTX_set0_default( openssl___LegacyContext() );
-    // An older error must not be taken for the reason.
-    ERR_clear_error();
-    bool parsed = PKCS12_parse( pkcs, password, &key, &certificate, &others ) == 1;
+    bool          parsed = PKCS12_parse( pkcs, password, &key, &certificate, &others ) == 1;
     OSSL_LIB_CTX_set0_default( before );
     if( !parsed )
         return false;
@@ -421,9 +418,11 @@ bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
 cry::pkcs12::Outcome cry::pkcs12::tryRead( PKCS12 *pkcs, const char *password, Contents &contents )
 {
     Walk walk{ pkcs, password };
-    ERR_set_mark();
-    bool read = walk.read();
-    ERR_pop_to_mark();
+    bool read;
+    {
+        openssl::ErrorMark detour;
+        read = walk.read();
+    }
     if( walk.budget.exceeded() )
     {
         raiseTooManyRounds();

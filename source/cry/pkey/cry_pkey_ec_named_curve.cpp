@@ -53,11 +53,7 @@ PB_STRING *cryPkeyEcNamedCurveToString( PB_INT curve )
     return pbEnumGenerate( cry___PkeyEcNamedCurveEnum, curve );
 }
 
-PB_INT cryPkeyEcNamedCurveFromString( PB_STRING *pbs )
-{
-    PB_CHECK( pbs );
-    return pbEnumParse( cry___PkeyEcNamedCurveEnum, pbs );
-}
+PB_INT cryPkeyEcNamedCurveFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___PkeyEcNamedCurveEnum, pbs ); }
 
 PB_STRING *cryPkeyEcNamedCurveDisplayName( PB_INT curve )
 {
@@ -97,6 +93,5 @@ PB_INT cry___PkeyEcNamedCurveFromOpensslNid( int nid ) { return curveIn( pbDictI
 
 PB_INT cry___PkeyEcNamedCurveFromOpensslSn( PB_STRING *sn )
 {
-    PB_CHECK( sn );
-    return curveIn( pbDictStringKey( cry___PkeyEcNamedCurveValueBySn, sn ) );
+    return PB_CHECK( sn ), curveIn( pbDictStringKey( cry___PkeyEcNamedCurveValueBySn, sn ) );
 }

@@ -17,13 +17,7 @@ struct CRY_PKEY_INFO : PB_OBJ
 static constexpr auto   infoFields = pb::fields<&CRY_PKEY_INFO::type, &CRY_PKEY_INFO::bits, &CRY_PKEY_INFO::ecNamedCurve>;
 static constexpr PB_INT notSet     = -1;
 
-static void freeInfo( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    infoFields.release( info );
-}
-
-PB_SORT_DEFINE( cry, PkeyInfo, CRY_PKEY_INFO, .free = pb::slot<freeInfo> )
+PB_SORT_DEFINE( cry, PkeyInfo, CRY_PKEY_INFO, PB_FREE_FIELDS( CRY_PKEY_INFO, info, infoFields ) )
 
 static CRY_PKEY_INFO *writable( CRY_PKEY_INFO **info ) { return pb::makeWritable( info, cryPkeyInfoCreateFrom ); }
 
@@ -34,13 +28,7 @@ CRY_PKEY_INFO *cryPkeyInfoCreate()
     return info;
 }
 
-CRY_PKEY_INFO *cryPkeyInfoCreateFrom( CRY_PKEY_INFO *source )
-{
-    PB_CHECK( source );
-    CRY_PKEY_INFO *info = pb::create<CRY_PKEY_INFO>();
-    infoFields.copy( info, source );
-    return info;
-}
+CRY_PKEY_INFO *cryPkeyInfoCreateFrom( CRY_PKEY_INFO *source ) { return PB_CHECK( source ), pb::copyOf( infoFields, source ); }
 
 CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
 {
@@ -59,17 +47,9 @@ CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
     return info;
 }
 
-PB_INT cryPkeyInfoType( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->type;
-}
+PB_INT cryPkeyInfoType( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->type; }
 
-PB_BOOL cryPkeyInfoHasType( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->type != notSet;
-}
+PB_BOOL cryPkeyInfoHasType( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->type != notSet; }
 
 void cryPkeyInfoSetType( CRY_PKEY_INFO **info, PB_INT type )
 {
@@ -84,17 +64,9 @@ void cryPkeyInfoDelType( CRY_PKEY_INFO **info )
     writable( info )->type = notSet;
 }
 
-PB_INT cryPkeyInfoBits( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->bits;
-}
+PB_INT cryPkeyInfoBits( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->bits; }
 
-PB_BOOL cryPkeyInfoHasBits( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->bits != notSet;
-}
+PB_BOOL cryPkeyInfoHasBits( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->bits != notSet; }
 
 void cryPkeyInfoSetBits( CRY_PKEY_INFO **info, PB_INT bits )
 {
@@ -109,17 +81,9 @@ void cryPkeyInfoDelBits( CRY_PKEY_INFO **info )
     writable( info )->bits = notSet;
 }
 
-PB_INT cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->ecNamedCurve;
-}
+PB_INT cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->ecNamedCurve; }
 
-PB_BOOL cryPkeyInfoHasEcNamedCurve( CRY_PKEY_INFO *info )
-{
-    PB_CHECK( info );
-    return info->ecNamedCurve != notSet;
-}
+PB_BOOL cryPkeyInfoHasEcNamedCurve( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->ecNamedCurve != notSet; }
 
 void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, PB_INT ecNamedCurve )
 {

@@ -54,59 +54,23 @@ using Private = cry::ossl::PemObject<PrivateTraits>;
 
 }
 
-CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return Private::tryCreateFromPem( pem );
-}
+CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem ) { return PB_CHECK( pem ), Private::tryCreateFromPem( pem ); }
 
-CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return Private::tryRestore( store );
-}
+CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store ) { return PB_CHECK( store ), Private::tryRestore( store ); }
 
-CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Private::tryCreateUse( pkey );
-}
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Private::tryCreateUse( pkey ); }
 
-CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Private::tryCreateUpRef( pkey );
-}
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Private::tryCreateUpRef( pkey ); }
 
-CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Private::tryCreateCopy( pkey );
-}
+CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Private::tryCreateCopy( pkey ); }
 
-CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv )
-{
-    PB_CHECK( priv );
-    return pb::shareOrNull( priv->pem );
-}
+CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), pb::shareOrNull( priv->pem ); }
 
-PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv )
-{
-    PB_CHECK( priv );
-    return cryPemStore( priv->pem );
-}
+PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), cryPemStore( priv->pem ); }
 
-EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv )
-{
-    PB_CHECK( priv );
-    return priv->pkey;
-}
+EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), priv->pkey; }
 
-CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv )
-{
-    PB_CHECK( priv );
-    return cry___PkeyInfoCreateFromOpensslEvpPkey( priv->pkey );
-}
+CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), cry___PkeyInfoCreateFromOpensslEvpPkey( priv->pkey ); }
 
 CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv )
 {

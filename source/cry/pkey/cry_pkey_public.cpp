@@ -70,59 +70,23 @@ using Public = cry::ossl::PemObject<PublicTraits>;
 
 }
 
-CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return Public::tryCreateFromPem( pem );
-}
+CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem ) { return PB_CHECK( pem ), Public::tryCreateFromPem( pem ); }
 
-CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return Public::tryRestore( store );
-}
+CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store ) { return PB_CHECK( store ), Public::tryRestore( store ); }
 
-CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Public::tryCreateUse( pkey );
-}
+CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Public::tryCreateUse( pkey ); }
 
-CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Public::tryCreateUpRef( pkey );
-}
+CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Public::tryCreateUpRef( pkey ); }
 
-CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey )
-{
-    PB_CHECK( pkey );
-    return Public::tryCreateCopy( pkey );
-}
+CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey ) { return PB_CHECK( pkey ), Public::tryCreateCopy( pkey ); }
 
-CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub )
-{
-    PB_CHECK( pub );
-    return pb::shareOrNull( pub->pem );
-}
+CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), pb::shareOrNull( pub->pem ); }
 
-CRY_PKEY_INFO *cryPkeyPublicInfo( CRY_PKEY_PUBLIC *pub )
-{
-    PB_CHECK( pub );
-    return cry___PkeyInfoCreateFromOpensslEvpPkey( pub->pkey );
-}
+CRY_PKEY_INFO *cryPkeyPublicInfo( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), cry___PkeyInfoCreateFromOpensslEvpPkey( pub->pkey ); }
 
-PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub )
-{
-    PB_CHECK( pub );
-    return cryPemStore( pub->pem );
-}
+PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), cryPemStore( pub->pem ); }
 
-EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub )
-{
-    PB_CHECK( pub );
-    return pub->pkey;
-}
+EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), pub->pkey; }
 
 // Null if it is not the DER that OpenSSL writes of the key.
 static pb::Ref<CRY_PEM> encodeIfCanonical( X509_PUBKEY *spki )

@@ -18,13 +18,7 @@ struct CRY_SIGN_SIGNER : PB_OBJ
 static constexpr auto signerFields =
     pb::fields<&CRY_SIGN_SIGNER::alg, &CRY_SIGN_SIGNER::privateKey, &CRY_SIGN_SIGNER::final, &CRY_SIGN_SIGNER::mdCtx>;
 
-static void freeSigner( CRY_SIGN_SIGNER *sig )
-{
-    PB_CHECK( sig );
-    signerFields.release( sig );
-}
-
-PB_SORT_DEFINE( cry, SignSigner, CRY_SIGN_SIGNER, .free = pb::slot<freeSigner> )
+PB_SORT_DEFINE( cry, SignSigner, CRY_SIGN_SIGNER, PB_FREE_FIELDS( CRY_SIGN_SIGNER, sig, signerFields ) )
 
 CRY_SIGN_SIGNER *crySignSignerTryCreate( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
 {

@@ -18,13 +18,7 @@ struct CRY_SIGN_VERIFIER : PB_OBJ
 static constexpr auto verifierFields = pb::fields<&CRY_SIGN_VERIFIER::alg, &CRY_SIGN_VERIFIER::publicKey, &CRY_SIGN_VERIFIER::signature,
     &CRY_SIGN_VERIFIER::final, &CRY_SIGN_VERIFIER::mdCtx>;
 
-static void freeVerifier( CRY_SIGN_VERIFIER *vfy )
-{
-    PB_CHECK( vfy );
-    verifierFields.release( vfy );
-}
-
-PB_SORT_DEFINE( cry, SignVerifier, CRY_SIGN_VERIFIER, .free = pb::slot<freeVerifier> )
+PB_SORT_DEFINE( cry, SignVerifier, CRY_SIGN_VERIFIER, PB_FREE_FIELDS( CRY_SIGN_VERIFIER, vfy, verifierFields ) )
 
 CRY_SIGN_VERIFIER *crySignVerifierTryCreate( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature )
 {

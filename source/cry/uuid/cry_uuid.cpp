@@ -42,11 +42,7 @@ CRY_UUID *cryUuidCreate()
 
 CRY_UUID *cryUuidCreateNil() { return pb::create<CRY_UUID>(); }
 
-CRY_UUID *cryUuidCreateFrom( CRY_UUID *src )
-{
-    PB_CHECK( src );
-    return cryUuidTryCreateFromBinaryBytes( src->uuid, PB_SIZEOF( src->uuid ) );
-}
+CRY_UUID *cryUuidCreateFrom( CRY_UUID *src ) { return PB_CHECK( src ), cryUuidTryCreateFromBinaryBytes( src->uuid, PB_SIZEOF( src->uuid ) ); }
 
 CRY_UUID *cryUuidTryCreateNameBased( CRY_UUID *ns, PB_BUFFER *name )
 {
@@ -76,8 +72,7 @@ CRY_UUID *cryUuidTryCreateNameBasedStringName( CRY_UUID *ns, PB_STRING *name )
 
 CRY_UUID *cryUuidTryCreateFromBinary( PB_BUFFER *binary )
 {
-    PB_CHECK( binary );
-    return cryUuidTryCreateFromBinaryBytes( pbBufferBytes( binary ), pbBufferLength( binary ) );
+    return PB_CHECK( binary ), cryUuidTryCreateFromBinaryBytes( pbBufferBytes( binary ), pbBufferLength( binary ) );
 }
 
 CRY_UUID *cryUuidTryCreateFromBinaryBytes( const PB_BYTE *binary, PB_INT binaryLength )
@@ -90,11 +85,7 @@ CRY_UUID *cryUuidTryCreateFromBinaryBytes( const PB_BYTE *binary, PB_INT binaryL
     return uuid;
 }
 
-PB_BUFFER *cryUuidToBinary( CRY_UUID *uuid )
-{
-    PB_CHECK( uuid );
-    return pbBufferCreateFromBytes( uuid->uuid, PB_SIZEOF( uuid->uuid ) );
-}
+PB_BUFFER *cryUuidToBinary( CRY_UUID *uuid ) { return PB_CHECK( uuid ), pbBufferCreateFromBytes( uuid->uuid, PB_SIZEOF( uuid->uuid ) ); }
 
 namespace
 {

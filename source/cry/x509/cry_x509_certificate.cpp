@@ -68,47 +68,22 @@ CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf )
     return Certificate::tryCreateUseOrNull( x509 );
 }
 
-CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return Certificate::tryCreateFromPem( pem );
-}
+CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem ) { return PB_CHECK( pem ), Certificate::tryCreateFromPem( pem ); }
 
-CRY_X509_CERTIFICATE *cryX509CertificateTryRestore( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return Certificate::tryRestore( store );
-}
+CRY_X509_CERTIFICATE *cryX509CertificateTryRestore( PB_STORE *store ) { return PB_CHECK( store ), Certificate::tryRestore( store ); }
 
-CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Use( X509 *x509 )
-{
-    PB_CHECK( x509 );
-    return Certificate::tryCreateUse( x509 );
-}
+CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Use( X509 *x509 ) { return PB_CHECK( x509 ), Certificate::tryCreateUse( x509 ); }
 
 CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509UpRef( X509 *x509 )
 {
-    PB_CHECK( x509 );
-    return Certificate::tryCreateUpRef( x509 );
+    return PB_CHECK( x509 ), Certificate::tryCreateUpRef( x509 );
 }
 
-CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Copy( X509 *x509 )
-{
-    PB_CHECK( x509 );
-    return Certificate::tryCreateCopy( x509 );
-}
+CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Copy( X509 *x509 ) { return PB_CHECK( x509 ), Certificate::tryCreateCopy( x509 ); }
 
-CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert )
-{
-    PB_CHECK( cert );
-    return pb::shareOrNull( cert->pem );
-}
+CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), pb::shareOrNull( cert->pem ); }
 
-PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert )
-{
-    PB_CHECK( cert );
-    return cryPemStore( cert->pem );
-}
+PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cryPemStore( cert->pem ); }
 
 PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg )
 {
@@ -133,8 +108,4 @@ PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_
     return X509_check_private_key( cert->x509, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) ) == 1;
 }
 
-X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert )
-{
-    PB_CHECK( cert );
-    return cert->x509;
-}
+X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cert->x509; }

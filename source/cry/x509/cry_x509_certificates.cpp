@@ -39,8 +39,7 @@ CRY_X509_CERTIFICATES *cryX509CertificatesCreate()
 
 CRY_X509_CERTIFICATES *cryX509CertificatesCreateFrom( CRY_X509_CERTIFICATES *source )
 {
-    PB_CHECK( source );
-    return pb::copyOf( certificatesFields, source );
+    return PB_CHECK( source ), pb::copyOf( certificatesFields, source );
 }
 
 CRY_X509_CERTIFICATES *cryX509CertificatesTryCreateFromPemVector( PB_VECTOR *pv )
@@ -73,25 +72,16 @@ CRY_X509_CERTIFICATES *cry___X509CertificatesTryCreateFromOpensslStackOfX509( ST
     return certs.take();
 }
 
-PB_INT cryX509CertificatesCertificatesLength( CRY_X509_CERTIFICATES *certs )
-{
-    PB_CHECK( certs );
-    return pbVectorLength( certs->certificates );
-}
+PB_INT cryX509CertificatesCertificatesLength( CRY_X509_CERTIFICATES *certs ) { return PB_CHECK( certs ), pbVectorLength( certs->certificates ); }
 
 PB_VECTOR *cry::x509::peekVector( CRY_X509_CERTIFICATES *certs ) { return certs->certificates; }
 
 CRY_X509_CERTIFICATE *cryX509CertificatesCertificateAt( CRY_X509_CERTIFICATES *certs, PB_INT index )
 {
-    PB_CHECK( certs );
-    return pb::shareOrNull( pb::peekAt<CRY_X509_CERTIFICATE>( certs->certificates, index ) );
+    return PB_CHECK( certs ), pb::shareOrNull( pb::peekAt<CRY_X509_CERTIFICATE>( certs->certificates, index ) );
 }
 
-PB_VECTOR *cryX509CertificatesCertificatesVector( CRY_X509_CERTIFICATES *certs )
-{
-    PB_CHECK( certs );
-    return pb::shareOrNull( certs->certificates );
-}
+PB_VECTOR *cryX509CertificatesCertificatesVector( CRY_X509_CERTIFICATES *certs ) { return PB_CHECK( certs ), pb::shareOrNull( certs->certificates ); }
 
 void cryX509CertificatesSetCertificatesVector( CRY_X509_CERTIFICATES **certs, PB_VECTOR *vec )
 {
@@ -163,8 +153,7 @@ void cryX509CertificatesPrepend( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFI
 
 PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs )
 {
-    PB_CHECK( certs );
-    return pb::storeOfEach( certs->certificates, cryX509CertificateStore );
+    return PB_CHECK( certs ), pb::storeOfEach( certs->certificates, cryX509CertificateStore );
 }
 
 CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )

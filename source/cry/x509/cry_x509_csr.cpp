@@ -40,47 +40,19 @@ using Csr = cry::ossl::PemObject<CsrTraits>;
 
 }
 
-CRY_X509_CSR *cryX509CsrTryCreateFromPem( CRY_PEM *pem )
-{
-    PB_CHECK( pem );
-    return Csr::tryCreateFromPem( pem );
-}
+CRY_X509_CSR *cryX509CsrTryCreateFromPem( CRY_PEM *pem ) { return PB_CHECK( pem ), Csr::tryCreateFromPem( pem ); }
 
-CRY_X509_CSR *cryX509CsrTryRestore( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return Csr::tryRestore( store );
-}
+CRY_X509_CSR *cryX509CsrTryRestore( PB_STORE *store ) { return PB_CHECK( store ), Csr::tryRestore( store ); }
 
-CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqUse( X509_REQ *req )
-{
-    PB_CHECK( req );
-    return Csr::tryCreateUse( req );
-}
+CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqUse( X509_REQ *req ) { return PB_CHECK( req ), Csr::tryCreateUse( req ); }
 
-CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqCopy( X509_REQ *req )
-{
-    PB_CHECK( req );
-    return Csr::tryCreateCopy( req );
-}
+CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqCopy( X509_REQ *req ) { return PB_CHECK( req ), Csr::tryCreateCopy( req ); }
 
-X509_REQ *cry___X509CsrPeekOpensslX509Req( CRY_X509_CSR *csr )
-{
-    PB_CHECK( csr );
-    return csr->req;
-}
+X509_REQ *cry___X509CsrPeekOpensslX509Req( CRY_X509_CSR *csr ) { return PB_CHECK( csr ), csr->req; }
 
-CRY_PEM *cryX509CsrPem( CRY_X509_CSR *csr )
-{
-    PB_CHECK( csr );
-    return pb::shareOrNull( csr->pem );
-}
+CRY_PEM *cryX509CsrPem( CRY_X509_CSR *csr ) { return PB_CHECK( csr ), pb::shareOrNull( csr->pem ); }
 
-PB_STORE *cryX509CsrStore( CRY_X509_CSR *csr )
-{
-    PB_CHECK( csr );
-    return cryPemStore( csr->pem );
-}
+PB_STORE *cryX509CsrStore( CRY_X509_CSR *csr ) { return PB_CHECK( csr ), cryPemStore( csr->pem ); }
 
 CRY_PKEY_PUBLIC *cryX509CsrPublicKey( CRY_X509_CSR *csr )
 {

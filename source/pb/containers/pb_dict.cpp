@@ -109,25 +109,13 @@ PB_OBJ *pbDictObjKey( PB_DICT *dict, PB_OBJ *key )
 
 PB_OBJ *pbDictIntKey( PB_DICT *dict, PB_INT key ) { return pbDictObjKey( dict, boxed( key ).get() ); }
 
-PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key )
-{
-    PB_CHECK( key );
-    return pbDictObjKey( dict, pbStringObj( key ) );
-}
+PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key ) { return PB_CHECK( key ), pbDictObjKey( dict, pbStringObj( key ) ); }
 
-PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key )
-{
-    PB_CHECK( key );
-    return mapOf( dict ).contains( key );
-}
+PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key ) { return PB_CHECK( key ), mapOf( dict ).contains( key ); }
 
 PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key ) { return pbDictHasObjKey( dict, boxed( key ).get() ); }
 
-PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key )
-{
-    PB_CHECK( key );
-    return pbDictHasObjKey( dict, pbStringObj( key ) );
-}
+PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key ) { return PB_CHECK( key ), pbDictHasObjKey( dict, pbStringObj( key ) ); }
 
 void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value )
 {

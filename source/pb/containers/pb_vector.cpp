@@ -96,11 +96,7 @@ PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source )
     return vector.take();
 }
 
-PB_INT pbVectorLength( PB_VECTOR *vector )
-{
-    PB_CHECK( vector );
-    return vector->length;
-}
+PB_INT pbVectorLength( PB_VECTOR *vector ) { return PB_CHECK( vector ), vector->length; }
 
 PB_OBJ *pb___VectorPeekObjAt( PB_VECTOR *vector, PB_INT index )
 {

@@ -12,20 +12,7 @@ struct PB_ENUM : PB_OBJ
 
 static constexpr auto enumFields = pb::fields<&PB_ENUM::nameByValue, &PB_ENUM::valueByName>;
 
-static void freeEnum( PB_ENUM *enumeration )
-{
-    PB_CHECK( enumeration );
-    enumFields.release( enumeration );
-}
-
-static PB_INT compareEnum( PB_ENUM *enumerationA, PB_ENUM *enumerationB )
-{
-    PB_CHECK( enumerationA );
-    PB_CHECK( enumerationB );
-    return enumFields.compare( enumerationA, enumerationB );
-}
-
-PB_SORT_DEFINE( pb, Enum, PB_ENUM, .free = pb::slot<freeEnum>, .compare = pb::slot<compareEnum> )
+PB_SORT_OF_FIELDS( pb, Enum, PB_ENUM, enumeration, enumFields, enumFields )
 
 PB_ENUM *pbEnumCreate()
 {
@@ -35,13 +22,7 @@ PB_ENUM *pbEnumCreate()
     return enumeration;
 }
 
-PB_ENUM *pbEnumCreateFrom( PB_ENUM *source )
-{
-    PB_CHECK( source );
-    PB_ENUM *enumeration = pb::create<PB_ENUM>();
-    enumFields.copy( enumeration, source );
-    return enumeration;
-}
+PB_ENUM *pbEnumCreateFrom( PB_ENUM *source ) { return PB_CHECK( source ), pb::copyOf( enumFields, source ); }
 
 void pbEnumSetEnumerantCstr( PB_ENUM **enumeration, const char *name, PB_INT length, PB_INT value )
 {

@@ -12,20 +12,7 @@ struct PB_FLAGSET : PB_OBJ
 
 static constexpr auto flagsetFields = pb::fields<&PB_FLAGSET::nameByValue, &PB_FLAGSET::valueByName>;
 
-static void freeFlagset( PB_FLAGSET *flagset )
-{
-    PB_CHECK( flagset );
-    flagsetFields.release( flagset );
-}
-
-static PB_INT compareFlagset( PB_FLAGSET *flagsetA, PB_FLAGSET *flagsetB )
-{
-    PB_CHECK( flagsetA );
-    PB_CHECK( flagsetB );
-    return flagsetFields.compare( flagsetA, flagsetB );
-}
-
-PB_SORT_DEFINE( pb, Flagset, PB_FLAGSET, .free = pb::slot<freeFlagset>, .compare = pb::slot<compareFlagset> )
+PB_SORT_OF_FIELDS( pb, Flagset, PB_FLAGSET, flagset, flagsetFields, flagsetFields )
 
 PB_FLAGSET *pbFlagsetCreate()
 {
@@ -35,13 +22,7 @@ PB_FLAGSET *pbFlagsetCreate()
     return flagset;
 }
 
-PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source )
-{
-    PB_CHECK( source );
-    PB_FLAGSET *flagset = pb::create<PB_FLAGSET>();
-    flagsetFields.copy( flagset, source );
-    return flagset;
-}
+PB_FLAGSET *pbFlagsetCreateFrom( PB_FLAGSET *source ) { return PB_CHECK( source ), pb::copyOf( flagsetFields, source ); }
 
 void pbFlagsetSetFlagCstr( PB_FLAGSET **flagset, const char *name, PB_INT length, PB_INT value )
 {

@@ -67,11 +67,7 @@ void pb___ObjFree( PB_OBJ *obj )
     pb::freeAside();
 }
 
-const PB_SORT *pbObjSort( const PB_OBJ *obj )
-{
-    PB_CHECK( obj );
-    return obj->sort;
-}
+const PB_SORT *pbObjSort( const PB_OBJ *obj ) { return PB_CHECK( obj ), obj->sort; }
 
 PB_OBJ *pbObjRetain( PB_OBJ *obj )
 {
@@ -88,11 +84,7 @@ void pbObjRelease( PB_OBJ *obj )
         pb___ObjFree( obj );
 }
 
-PB_BOOL pbObjIsShared( const PB_OBJ *obj )
-{
-    PB_CHECK( obj );
-    return __atomic_load_n( &obj->refCount, __ATOMIC_ACQUIRE ) != 1;
-}
+PB_BOOL pbObjIsShared( const PB_OBJ *obj ) { return PB_CHECK( obj ), __atomic_load_n( &obj->refCount, __ATOMIC_ACQUIRE ) != 1; }
 
 PB_INT pbObjCompare( PB_OBJ *objA, PB_OBJ *objB )
 {
@@ -116,8 +108,4 @@ PB_BOOL pbObjEquals( PB_OBJ *objA, PB_OBJ *objB ) { return pbObjCompare( objA, o
 
 PB_INT pbObjLiveCount() { return pb::liveCount(); }
 
-const char *pbSortName( const PB_SORT *sort )
-{
-    PB_CHECK( sort );
-    return sort->name;
-}
+const char *pbSortName( const PB_SORT *sort ) { return PB_CHECK( sort ), sort->name; }

@@ -7,14 +7,6 @@ PB_MODULE_DEFINE( pb, "Base", "0.2", "", pb::startNothing, pb::doNothing, pb::do
 extern "C" const PB_SORT pb___sort_PB_SORT   = { PB_OBJ_STATIC( &pb___sort_PB_SORT ), &pb___module, "PB_SORT", PB_SORT_SLOTS{} };
 extern "C" const PB_SORT pb___sort_PB_MODULE = { PB_OBJ_STATIC( &pb___sort_PB_SORT ), &pb___module, "PB_MODULE", PB_SORT_SLOTS{} };
 
-const PB_MODULE_RECORD *pbModuleRecord( const PB_MODULE *module )
-{
-    PB_CHECK( module );
-    return module->record;
-}
+const PB_MODULE_RECORD *pbModuleRecord( const PB_MODULE *module ) { return PB_CHECK( module ), module->record; }
 
-PB_STRING *pbModuleVersion( const PB_MODULE *module )
-{
-    PB_CHECK( module );
-    return pbStringCreateFromCstr( module->record->moduleVersion, -1 );
-}
+PB_STRING *pbModuleVersion( const PB_MODULE *module ) { return PB_CHECK( module ), pbStringCreateFromCstr( module->record->moduleVersion, -1 ); }

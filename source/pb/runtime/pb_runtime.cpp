@@ -17,20 +17,7 @@ struct PB_RUNTIME_OPTIONS : PB_OBJ
 
 static constexpr auto runtimeOptionsFields = pb::fields<&PB_RUNTIME_OPTIONS::modules>;
 
-static void freeRuntimeOptions( PB_RUNTIME_OPTIONS *options )
-{
-    PB_CHECK( options );
-    runtimeOptionsFields.release( options );
-}
-
-static PB_INT compareRuntimeOptions( PB_RUNTIME_OPTIONS *optionsA, PB_RUNTIME_OPTIONS *optionsB )
-{
-    PB_CHECK( optionsA );
-    PB_CHECK( optionsB );
-    return runtimeOptionsFields.compare( optionsA, optionsB );
-}
-
-PB_SORT_DEFINE( pb, RuntimeOptions, PB_RUNTIME_OPTIONS, .free = pb::slot<freeRuntimeOptions>, .compare = pb::slot<compareRuntimeOptions> )
+PB_SORT_OF_FIELDS( pb, RuntimeOptions, PB_RUNTIME_OPTIONS, options, runtimeOptionsFields, runtimeOptionsFields )
 
 PB_RUNTIME_OPTIONS *pbRuntimeOptionsCreate()
 {
@@ -41,10 +28,7 @@ PB_RUNTIME_OPTIONS *pbRuntimeOptionsCreate()
 
 PB_RUNTIME_OPTIONS *pbRuntimeOptionsCreateFrom( PB_RUNTIME_OPTIONS *source )
 {
-    PB_CHECK( source );
-    PB_RUNTIME_OPTIONS *options = pb::create<PB_RUNTIME_OPTIONS>();
-    runtimeOptionsFields.copy( options, source );
-    return options;
+    return PB_CHECK( source ), pb::copyOf( runtimeOptionsFields, source );
 }
 
 void pbRuntimeOptionsAppendModuleCstr( PB_RUNTIME_OPTIONS **options, const char *name, PB_INT length )
@@ -56,11 +40,7 @@ void pbRuntimeOptionsAppendModuleCstr( PB_RUNTIME_OPTIONS **options, const char 
     pbVectorAppendObj( &target->modules, text.obj() );
 }
 
-PB_VECTOR *pbRuntimeOptionsModules( PB_RUNTIME_OPTIONS *options )
-{
-    PB_CHECK( options );
-    return pb::shareOrNull( options->modules );
-}
+PB_VECTOR *pbRuntimeOptionsModules( PB_RUNTIME_OPTIONS *options ) { return PB_CHECK( options ), pb::shareOrNull( options->modules ); }
 
 namespace
 {

@@ -273,17 +273,9 @@ PB_STORE *pbStoreCreateFrom( PB_STORE *source )
     return store;
 }
 
-PB_BOOL pbStoreIsArray( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return store->array;
-}
+PB_BOOL pbStoreIsArray( PB_STORE *store ) { return PB_CHECK( store ), store->array; }
 
-PB_INT pbStoreLength( PB_STORE *store )
-{
-    PB_CHECK( store );
-    return (PB_INT)store->content->length();
-}
+PB_INT pbStoreLength( PB_STORE *store ) { return PB_CHECK( store ), (PB_INT)store->content->length(); }
 
 // The entry at an index, for the exported function that names the index.
 static const Entry &entryAt( PB_STORE *store, PB_INT index, pb::Site site = pb::Site::here() )
@@ -321,14 +313,12 @@ PB_STORE *pbStoreStoreAt( PB_STORE *store, PB_INT index ) { return storeIn( &ent
 
 PB_BOOL pbStoreIntValueAt( PB_STORE *store, PB_INT index, PB_INT *value )
 {
-    PB_CHECK( value );
-    return numberIn( &entryAt( store, index ), Kind::integer, value );
+    return PB_CHECK( value ), numberIn( &entryAt( store, index ), Kind::integer, value );
 }
 
 PB_BOOL pbStoreBoolValueAt( PB_STORE *store, PB_INT index, PB_BOOL *value )
 {
-    PB_CHECK( value );
-    return numberIn( &entryAt( store, index ), Kind::boolean, value );
+    return PB_CHECK( value ), numberIn( &entryAt( store, index ), Kind::boolean, value );
 }
 
 PB_BOOL pbStoreIsNullAt( PB_STORE *store, PB_INT index ) { return entryAt( store, index ).kind == Kind::null; }
@@ -342,14 +332,12 @@ PB_INT pbStoreIndexCstr( PB_STORE *store, const char *key, PB_INT length )
 
 PB_STRING *pbStoreValueCstr( PB_STORE *store, const char *key, PB_INT length )
 {
-    PB_CHECK( store );
-    return stringIn( entryUnder( store, keyOf( key, length ) ) );
+    return PB_CHECK( store ), stringIn( entryUnder( store, keyOf( key, length ) ) );
 }
 
 PB_STORE *pbStoreStoreCstr( PB_STORE *store, const char *key, PB_INT length )
 {
-    PB_CHECK( store );
-    return storeIn( entryUnder( store, keyOf( key, length ) ) );
+    return PB_CHECK( store ), storeIn( entryUnder( store, keyOf( key, length ) ) );
 }
 
 PB_BOOL pbStoreIntValueCstr( PB_STORE *store, const char *key, PB_INT length, PB_INT *value )

@@ -77,14 +77,6 @@ PB_INT pbByteSourceRead( PB_BYTE_SOURCE *source, PB_BUFFER **buf, PB_INT max )
     return count < 0 ? 0 : count;
 }
 
-PB_BOOL pbByteSourceEnd( PB_BYTE_SOURCE *source )
-{
-    PB_CHECK( source );
-    return source->end;
-}
+PB_BOOL pbByteSourceEnd( PB_BYTE_SOURCE *source ) { return PB_CHECK( source ), source->end; }
 
-PB_BOOL pbByteSourceError( PB_BYTE_SOURCE *source )
-{
-    PB_CHECK( source );
-    return source->error;
-}
+PB_BOOL pbByteSourceError( PB_BYTE_SOURCE *source ) { return PB_CHECK( source ), source->error; }

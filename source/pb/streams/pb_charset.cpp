@@ -17,13 +17,7 @@ struct PB_CHAR_SOURCE : PB_OBJ
 static constexpr auto charSourceFields = pb::fields<&PB_CHAR_SOURCE::bytes, &PB_CHAR_SOURCE::pending, &PB_CHAR_SOURCE::used, &PB_CHAR_SOURCE::charset,
     &PB_CHAR_SOURCE::flags, &PB_CHAR_SOURCE::end, &PB_CHAR_SOURCE::error>;
 
-static void freeCharSource( PB_CHAR_SOURCE *source )
-{
-    PB_CHECK( source );
-    charSourceFields.release( source );
-}
-
-PB_SORT_DEFINE( pb, CharSource, PB_CHAR_SOURCE, .free = pb::slot<freeCharSource> )
+PB_SORT_DEFINE( pb, CharSource, PB_CHAR_SOURCE, PB_FREE_FIELDS( PB_CHAR_SOURCE, source, charSourceFields ) )
 
 PB_STRING *pbCharsetTryConvertBufferToStringWithFlags( PB_BUFFER *buf, PB_INT charset, PB_INT flags )
 {
@@ -124,14 +118,6 @@ PB_INT pbCharSourceRead( PB_CHAR_SOURCE *source, PB_STRING **str, PB_INT max )
     return pbStringLength( text.get() );
 }
 
-PB_BOOL pbCharSourceEnd( PB_CHAR_SOURCE *source )
-{
-    PB_CHECK( source );
-    return source->end;
-}
+PB_BOOL pbCharSourceEnd( PB_CHAR_SOURCE *source ) { return PB_CHECK( source ), source->end; }
 
-PB_BOOL pbCharSourceError( PB_CHAR_SOURCE *source )
-{
-    PB_CHECK( source );
-    return source->error;
-}
+PB_BOOL pbCharSourceError( PB_CHAR_SOURCE *source ) { return PB_CHECK( source ), source->error; }

@@ -14,13 +14,7 @@ struct PB_LINE_SOURCE : PB_OBJ
 static constexpr auto lineSourceFields =
     pb::fields<&PB_LINE_SOURCE::characters, &PB_LINE_SOURCE::pending, &PB_LINE_SOURCE::used, &PB_LINE_SOURCE::limit>;
 
-static void freeLineSource( PB_LINE_SOURCE *ls )
-{
-    PB_CHECK( ls );
-    lineSourceFields.release( ls );
-}
-
-PB_SORT_DEFINE( pb, LineSource, PB_LINE_SOURCE, .free = pb::slot<freeLineSource> )
+PB_SORT_DEFINE( pb, LineSource, PB_LINE_SOURCE, PB_FREE_FIELDS( PB_LINE_SOURCE, ls, lineSourceFields ) )
 
 static constexpr PB_INT charactersAtOnce = 4096;
 
@@ -120,8 +114,4 @@ PB_VECTOR *pbLineSourceReadLines( PB_LINE_SOURCE *ls, PB_INT max )
     return lines.take();
 }
 
-PB_BOOL pbLineSourceError( PB_LINE_SOURCE *ls )
-{
-    PB_CHECK( ls );
-    return pbCharSourceError( ls->characters );
-}
+PB_BOOL pbLineSourceError( PB_LINE_SOURCE *ls ) { return PB_CHECK( ls ), pbCharSourceError( ls->characters ); }

@@ -16,11 +16,7 @@ static PB_INT compareBoxedInt( PB_BOXED_INT *biA, PB_BOXED_INT *biB )
     return boxedIntFields.compare( biA, biB );
 }
 
-static PB_STRING *boxedIntToString( PB_BOXED_INT *bi )
-{
-    PB_CHECK( bi );
-    return pbStringCreateFromFormatCstr( "%i", -1, bi->value );
-}
+static PB_STRING *boxedIntToString( PB_BOXED_INT *bi ) { return PB_CHECK( bi ), pbStringCreateFromFormatCstr( "%i", -1, bi->value ); }
 
 PB_SORT_DEFINE( pb, BoxedInt, PB_BOXED_INT, .compare = pb::slot<compareBoxedInt>, .toString = pb::slot<boxedIntToString> )
 
@@ -31,8 +27,4 @@ PB_BOXED_INT *pbBoxedIntCreate( PB_INT value )
     return bi;
 }
 
-PB_INT pbBoxedIntValue( PB_BOXED_INT *bi )
-{
-    PB_CHECK( bi );
-    return bi->value;
-}
+PB_INT pbBoxedIntValue( PB_BOXED_INT *bi ) { return PB_CHECK( bi ), bi->value; }

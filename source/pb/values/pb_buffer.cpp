@@ -62,8 +62,7 @@ PB_BUFFER *pbBufferCreate() { return createWithRoom( 0 ); }
 
 PB_BUFFER *pbBufferCreateFrom( PB_BUFFER *source )
 {
-    PB_CHECK( source );
-    return createCopy( source->content.bytes, source->content.length, source->content.sensitive );
+    return PB_CHECK( source ), createCopy( source->content.bytes, source->content.length, source->content.sensitive );
 }
 
 PB_BUFFER *pbBufferCreateFromBytes( const void *bytes, PB_INT byteCount )
@@ -92,11 +91,7 @@ PB_BUFFER *pbBufferCreateFromInner( PB_BUFFER *source, PB_INT byteOffset, PB_INT
     return createCopy( source->content.bytes + byteOffset, byteCount, source->content.sensitive );
 }
 
-PB_INT pbBufferLength( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return buf->content.length;
-}
+PB_INT pbBufferLength( PB_BUFFER *buf ) { return PB_CHECK( buf ), buf->content.length; }
 
 PB_INT pbBufferBitLength( PB_BUFFER *buf )
 {
@@ -105,17 +100,9 @@ PB_INT pbBufferBitLength( PB_BUFFER *buf )
     return buf->content.length * 8;
 }
 
-PB_INT pbBufferSpace( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return PB_INT_MAX - buf->content.length;
-}
+PB_INT pbBufferSpace( PB_BUFFER *buf ) { return PB_CHECK( buf ), PB_INT_MAX - buf->content.length; }
 
-const PB_BYTE *pbBufferBytes( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return buf->content.bytes;
-}
+const PB_BYTE *pbBufferBytes( PB_BUFFER *buf ) { return PB_CHECK( buf ), buf->content.bytes; }
 
 PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex )
 {
@@ -211,8 +198,4 @@ void pbBufferSetSensitive( PB_BUFFER **buf )
     writable( buf )->content.setSensitive();
 }
 
-PB_BOOL pbBufferSensitive( PB_BUFFER *buf )
-{
-    PB_CHECK( buf );
-    return buf->content.sensitive;
-}
+PB_BOOL pbBufferSensitive( PB_BUFFER *buf ) { return PB_CHECK( buf ), buf->content.sensitive; }

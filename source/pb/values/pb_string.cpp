@@ -31,11 +31,7 @@ static PB_INT compareString( PB_STRING *strA, PB_STRING *strB )
     return strA->content.length < strB->content.length ? -1 : strA->content.length > strB->content.length;
 }
 
-static PB_STRING *stringToString( PB_STRING *str )
-{
-    PB_CHECK( str );
-    return pb::shareOrNull( str );
-}
+static PB_STRING *stringToString( PB_STRING *str ) { return PB_CHECK( str ), pb::shareOrNull( str ); }
 
 PB_SORT_DEFINE( pb, String, PB_STRING, .free = pb::slot<freeString>, .compare = pb::slot<compareString>, .toString = pb::slot<stringToString> )
 
@@ -187,11 +183,7 @@ PB_STRING *pb___StringCreateImmortal( const char *text )
     return str;
 }
 
-PB_INT pbStringLength( PB_STRING *str )
-{
-    PB_CHECK( str );
-    return str->characters;
-}
+PB_INT pbStringLength( PB_STRING *str ) { return PB_CHECK( str ), str->characters; }
 
 PB_CHAR pbStringCharAt( PB_STRING *str, PB_INT index )
 {
@@ -214,8 +206,7 @@ const char *pbStringPeekUtf8( PB_STRING *str, PB_INT *byteLength )
 
 const char *pbStringTryPeekCstr( PB_STRING *str )
 {
-    PB_CHECK( str );
-    return std::memchr( str->content.bytes, 0, (size_t)str->content.length ) ? nullptr : (const char *)str->content.bytes;
+    return PB_CHECK( str ), std::memchr( str->content.bytes, 0, (size_t)str->content.length ) ? nullptr : (const char *)str->content.bytes;
 }
 
 void pbStringAppend( PB_STRING **str, PB_STRING *other )
@@ -394,17 +385,9 @@ static PB_BUFFER *convertToBytes( PB_STRING *str, PB_CHAR largest )
     return buf.take();
 }
 
-PB_BUFFER *pbStringConvertToAscii( PB_STRING *str )
-{
-    PB_CHECK( str );
-    return convertToBytes( str, 0x7F );
-}
+PB_BUFFER *pbStringConvertToAscii( PB_STRING *str ) { return PB_CHECK( str ), convertToBytes( str, 0x7F ); }
 
-PB_BUFFER *pbStringConvertToLatin1( PB_STRING *str )
-{
-    PB_CHECK( str );
-    return convertToBytes( str, 0xFF );
-}
+PB_BUFFER *pbStringConvertToLatin1( PB_STRING *str ) { return PB_CHECK( str ), convertToBytes( str, 0xFF ); }
 
 void pbStringSetSensitive( PB_STRING **str )
 {
@@ -412,8 +395,4 @@ void pbStringSetSensitive( PB_STRING **str )
     writable( str )->content.setSensitive();
 }
 
-PB_BOOL pbStringSensitive( PB_STRING *str )
-{
-    PB_CHECK( str );
-    return str->content.sensitive;
-}
+PB_BOOL pbStringSensitive( PB_STRING *str ) { return PB_CHECK( str ), str->content.sensitive; }

@@ -140,44 +140,16 @@ PB_TIME *pbTimeShiftDays( PB_TIME *tm, PB_INT days )
     return tryCreateFromSeconds( seconds + days * secondsPerDay, tm->millisecond );
 }
 
-PB_INT pbTimeYear( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->year;
-}
+PB_INT pbTimeYear( PB_TIME *tm ) { return PB_CHECK( tm ), tm->year; }
 
-PB_INT pbTimeMonth( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->month;
-}
+PB_INT pbTimeMonth( PB_TIME *tm ) { return PB_CHECK( tm ), tm->month; }
 
-PB_INT pbTimeDay( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->day;
-}
+PB_INT pbTimeDay( PB_TIME *tm ) { return PB_CHECK( tm ), tm->day; }
 
-PB_INT pbTimeHour( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->hour;
-}
+PB_INT pbTimeHour( PB_TIME *tm ) { return PB_CHECK( tm ), tm->hour; }
 
-PB_INT pbTimeMinute( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->minute;
-}
+PB_INT pbTimeMinute( PB_TIME *tm ) { return PB_CHECK( tm ), tm->minute; }
 
-PB_INT pbTimeSecond( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->second;
-}
+PB_INT pbTimeSecond( PB_TIME *tm ) { return PB_CHECK( tm ), tm->second; }
 
-PB_INT pbTimeMillisecond( PB_TIME *tm )
-{
-    PB_CHECK( tm );
-    return tm->millisecond;
-}
+PB_INT pbTimeMillisecond( PB_TIME *tm ) { return PB_CHECK( tm ), tm->millisecond; }
