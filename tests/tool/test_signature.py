@@ -24,7 +24,8 @@ def setUpModule():
 
 class Signatures(KeysTest):
     def test_SignaturesGoBothWays(self):
-        for name, digests in (("rsa", DIGESTS), ("P-256", DIGESTS), ("P-384", ["sha384", "sha3-384", "sha1"]), ("P-521", ["sha512", "sha256"])):
+        for name, digests in (("rsa", DIGESTS), ("P-256", ["md5", "sha224", "sha256", "sha512", "sha3-256"]), ("P-384", ["sha384", "sha3-384", "sha1"]),
+                              ("P-521", ["sha512", "sha3-512"])):  # fmt: skip
             for digest in digests:
                 with self.subTest(name=name, digest=digest):
                     mine = self.write("mine.sig", self.sign(keys / name, digest=digest))
@@ -70,7 +71,7 @@ class Signatures(KeysTest):
                 self.assertBad(self.check(keys / f"{name}.pub", whole[:length]), hint)
             for more in (b"\0", b"\n", b"0" * 100):
                 self.assertBad(self.check(keys / f"{name}.pub", whole + more), hint)
-            for at in sorted(random.Random(1).sample(range(len(whole)), 12)):
+            for at in sorted(random.Random(1).sample(range(len(whole)), 6)):
                 changed = bytearray(whole)
                 changed[at] ^= 1
                 self.assertBad(self.check(keys / f"{name}.pub", bytes(changed)))
@@ -343,6 +344,7 @@ class Memory(KeysTest):
         self.assertNothingLeaks(
             (0, ["signature", "make", "--key", guarded, "--password-file", secret, "--hex", data]),
             (1, ["signature", "check", "--key", keys / "P-256.crt", "--signature", data, data]),
+            alsoValgrind=False,
         )
 
 

@@ -45,8 +45,8 @@ class Arguments(VerifyTest):
             self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
-        self.assertInputError(run("verify", "--trust", "-", "-"), "only one of the inputs can be standard input")
-        self.assertInputError(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "only one of the inputs can be standard input")
+        for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"]):
+            self.assertInputError(run("verify", *arguments), "only one of the inputs can be standard input")
 
     def test_TrustInNothingIsRefused(self):
         self.assertInputError(run("verify", "--no-system", EXAMPLES / "rsa-chain.pem"), "nothing is trusted", "--trust FILE")
@@ -422,8 +422,8 @@ class Volume(VerifyTest):
             else:
                 yield pki.text["template"]
 
-    def test_TenThousandBlocks(self):
-        for how, count in (("different", 2500), ("one name", 10000), ("the same", 2500)):
+    def test_ManyBlocks(self):
+        for how, count in (("different", 2500), ("one name", 5000), ("the same", 2500)):
             many = "".join(self.many(how, count))
             self.assertEqual(many.count("BEGIN"), count)
             path = self.write("many.pem", many)
