@@ -560,9 +560,9 @@ class Memory(IdentityTest):
         path, out = self.export("-iter", "1", extras=EXTRAS), self.folder() / "out"
         write = ["pkcs12", "write", "--certificate", file("ec.crt"), "--extra", file("extras.crt"), "--password-file", secret, "--out", out]
         self.assertNothingLeaks(
+            (0, [*write, "--key", file("guarded.key"), "--key-password-file", secret]),
             (1, ["request", "check", self.request("--domain", "a.example"), "--key", file("rsa.key")]),
             (2, ["pkcs12", "read", path, "--password-file", wrong]),
-            (0, [*write, "--key", file("guarded.key"), "--key-password-file", secret]),
         )
 
 
