@@ -77,6 +77,7 @@ class NameCheck(IdentityTest):
             self.assertHarmless(result.out + result.err)
             self.assertIn(result.code, (0, 1))
             self.assertTrue(result.out.isascii())
+        for name in (name for name in names if not name.isascii() or not name.isprintable()):
             shown = run_on_terminal("name", "check", "--", name, on={"out"}).out
             self.assertHarmless(re.sub(rb"\A\x1b\[3[12]m(good|bad)\x1b\[0m: ", b"", shown))
 

@@ -257,7 +257,7 @@ class Convert(KeysTest):
         for curve, width in WIDTHS.items():
             top = 1 << 8 * width
             numbers = [1, 127, 128, 255, 256, top - 1, top // 2, top // 2 - 1, top >> 8, (top >> 8) - 1]
-            numbers += [source.getrandbits(source.randrange(1, 8 * width + 1)) for _ in range(8)]
+            numbers += [source.getrandbits(source.randrange(1, 8 * width + 1)) for _ in range(2)]
             for r, s in zip(numbers, numbers[1:] + numbers[:1]):
                 der, raw = signature_of(r, s), r.to_bytes(width, "big") + s.to_bytes(width, "big")
                 self.assertEqual(self.assertDone(self.convert(curve, "raw", der)).out, raw)

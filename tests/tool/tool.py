@@ -1,5 +1,6 @@
 """Runs the command line tool, and has the checks of all its tests. CRY_TOOL names the program."""
 
+import functools
 import json
 import os
 import shutil
@@ -72,6 +73,7 @@ def limited(arguments, mebibytes, **more):
     return run(*arguments, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (mebibytes * MIB, mebibytes * MIB)), **more)
 
 
+@functools.cache
 def instrumented():
     content = Path(TOOL).read_bytes()
     return b"__asan_init" in content or b"__tsan_init" in content
