@@ -28,7 +28,8 @@ class Names:
             self.assertEqual(self.names(self.issue("--domain", name)), ([("commonName", name)], f"DNS:{ascii}"))
 
     def test_CommonNameStandsBesideTheDomain(self):
-        self.assertEqual(self.names(self.issue("--common-name", "A Server", "--domain", "a.example")), ([("commonName", "A Server")], "DNS:a.example"))
+        both = self.issue("--common-name", "A Server", "--domain", "a.example")
+        self.assertEqual(self.names(both), ([("commonName", "A Server")], "DNS:a.example"))
         self.assertEqual(self.names(self.issue("--common-name", "A Server")), ([("commonName", "A Server")], None))
 
     def test_CommonNameIsOneNameWhateverItHolds(self):

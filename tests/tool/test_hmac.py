@@ -15,7 +15,7 @@ DIGESTS = ["md5", "sha1", "sha224", "sha256", "sha384", "sha512", "sha3-224", "s
 class Hmac(ToolTest):
     def test_EveryAlgorithmGivesWhatOpensslGives(self):
         for name in DIGESTS:
-            for key in (b"k", b"Jefe", os.urandom(20), os.urandom(64), os.urandom(131), os.urandom(300)):
+            for key in (b"k", os.urandom(64), os.urandom(131), os.urandom(300)):
                 path = self.private("hmac.key", key)
                 expected = hmac.new(key, DATA, name.replace("sha3-", "sha3_")).hexdigest()
                 result = self.assertDone(run("hmac", "--algorithm", name, "--key-file", path, data))

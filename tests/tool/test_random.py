@@ -17,11 +17,12 @@ class Random(ToolTest):
         for count in (1, 2, 3, 16, 57, 1000, 65537, (3 << 18) - 1, 3 << 18, (3 << 18) + 1, 2000003):
             raw = self.assertDone(run("random", str(count))).out
             self.assertEqual(len(raw), count)
-            self.assertRegex(run("random", "--hex", str(count)).text, rf"\A[0-9a-f]{{{2 * count}}}\n\Z" if count < 65536 else r"\A[0-9a-f]+\n\Z")
+            digits = run("random", "--hex", str(count)).text
+            self.assertEqual(len(digits), 2 * count + 1)
+            self.assertRegex(digits, rf"\A[0-9a-f]{{{2 * count}}}\n\Z" if count < 65536 else r"\A[0-9a-f]+\n\Z")
             text = run("random", "--base64", str(count)).text
             self.assertTrue(text.endswith("\n") and text.count("\n") == 1)
             self.assertEqual(len(base64.b64decode(text.rstrip("\n"), validate=True)), count)
-            self.assertEqual(len(run("random", "--hex", str(count)).out), 2 * count + 1)
 
     def test_BytesDiffer(self):
         self.assertEqual(len({run("random", "16").out for _ in range(20)}), 20)

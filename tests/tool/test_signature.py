@@ -24,7 +24,9 @@ def setUpModule():
 
 class Signatures(KeysTest):
     def test_SignaturesGoBothWays(self):
-        for name, digests in (("rsa", DIGESTS), ("P-256", DIGESTS), ("P-384", ["sha384", "sha3-384", "sha1"]), ("P-521", ["sha512", "sha256"])):
+        for name, digests in (("rsa", DIGESTS), ("P-256", ["md5", "sha224", "sha256", "sha512", "sha3-256"]),
+                              ("P-384", ["sha384", "sha3-384", "sha1"]),
+                              ("P-521", ["sha512", "sha3-512"])):  # fmt: skip
             for digest in digests:
                 with self.subTest(name=name, digest=digest):
                     mine = self.write("mine.sig", self.sign(keys / name, digest=digest))
@@ -70,7 +72,7 @@ class Signatures(KeysTest):
                 self.assertBad(self.check(keys / f"{name}.pub", whole[:length]), hint)
             for more in (b"\0", b"\n", b"0" * 100):
                 self.assertBad(self.check(keys / f"{name}.pub", whole + more), hint)
-            for at in sorted(random.Random(1).sample(range(len(whole)), 12)):
+            for at in sorted(random.Random(1).sample(range(len(whole)), 6)):
                 changed = bytearray(whole)
                 changed[at] ^= 1
                 self.assertBad(self.check(keys / f"{name}.pub", bytes(changed)))
@@ -255,7 +257,7 @@ class Convert(KeysTest):
         for curve, width in WIDTHS.items():
             top = 1 << 8 * width
             numbers = [1, 127, 128, 255, 256, top - 1, top // 2, top // 2 - 1, top >> 8, (top >> 8) - 1]
-            numbers += [source.getrandbits(source.randrange(1, 8 * width + 1)) for _ in range(8)]
+            numbers += [source.getrandbits(source.randrange(1, 8 * width + 1)) for _ in range(2)]
             for r, s in zip(numbers, numbers[1:] + numbers[:1]):
                 der, raw = signature_of(r, s), r.to_bytes(width, "big") + s.to_bytes(width, "big")
                 self.assertEqual(self.assertDone(self.convert(curve, "raw", der)).out, raw)
@@ -343,6 +345,7 @@ class Memory(KeysTest):
         self.assertNothingLeaks(
             (0, ["signature", "make", "--key", guarded, "--password-file", secret, "--hex", data]),
             (1, ["signature", "check", "--key", keys / "P-256.crt", "--signature", data, data]),
+            alsoValgrind=False,
         )
 
 

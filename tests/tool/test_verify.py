@@ -45,8 +45,8 @@ class Arguments(VerifyTest):
             self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
-        self.assertInputError(run("verify", "--trust", "-", "-"), "only one of the inputs can be standard input")
-        self.assertInputError(run("verify", "--no-system", "--trust", "-", "--intermediates", "-", "x"), "only one of the inputs can be standard input")
+        for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"]):
+            self.assertInputError(run("verify", *arguments), "only one of the inputs can be standard input")
 
     def test_TrustInNothingIsRefused(self):
         self.assertInputError(run("verify", "--no-system", EXAMPLES / "rsa-chain.pem"), "nothing is trusted", "--trust FILE")
@@ -422,8 +422,8 @@ class Volume(VerifyTest):
             else:
                 yield pki.text["template"]
 
-    def test_TenThousandBlocks(self):
-        for how, count in (("different", 2500), ("one name", 10000), ("the same", 2500)):
+    def test_ManyBlocks(self):
+        for how, count in (("different", 1000), ("one name", 4000), ("the same", 1000)):
             many = "".join(self.many(how, count))
             self.assertEqual(many.count("BEGIN"), count)
             path = self.write("many.pem", many)
@@ -446,14 +446,14 @@ class Volume(VerifyTest):
 
     def test_HostileTextsTakeLittleMemory(self):
         for what, text, line in [
-            ("BEGIN only", b"-----BEGIN X\n" * (4 * MIB // 13), 1),
-            ("empty lines", b"-----BEGIN CERTIFICATE-----\n" + b"\n" * (4 * MIB) + b"!\n-----END CERTIFICATE-----\n", 4 * MIB + 2),
-            ("one line", b"-----BEGIN CERTIFICATE-----\n" + b"A" * (4 * MIB) + b"\n-----END CERTIFICATE-----\n", 1),
-            ("long label", b"-----BEGIN " + b"A" * (4 * MIB) + b"-----\n-----END X-----\n", 2),
-            ("long text that is not a label", b"-----BEGIN " + b"a\x1b" * (2 * MIB) + b"-----\n-----END X-----\n", 1),
+            ("BEGIN only", b"-----BEGIN X\n" * (2 * MIB // 13), 1),
+            ("empty lines", b"-----BEGIN CERTIFICATE-----\n" + b"\n" * (2 * MIB) + b"!\n-----END CERTIFICATE-----\n", 2 * MIB + 2),
+            ("one line", b"-----BEGIN CERTIFICATE-----\n" + b"A" * (2 * MIB) + b"\n-----END CERTIFICATE-----\n", 1),
+            ("long label", b"-----BEGIN " + b"A" * (2 * MIB) + b"-----\n-----END X-----\n", 2),
+            ("long text that is not a label", b"-----BEGIN " + b"a\x1b" * MIB + b"-----\n-----END X-----\n", 1),
         ]:
             path = self.write("hostile.pem", text)
-            result = self.timed(what, lambda: limited(["verify", path], 160))
+            result = self.timed(what, lambda: limited(["verify", path], 100))
             self.assertEqual((result.code, result.out), (2, b""), what)
             self.assertTrue(result.message.startswith(f"cry: {path}:{line}: "), result.message[:200])
             self.assertLess(len(result.message), 1000, what)
@@ -481,6 +481,7 @@ class Volume(VerifyTest):
             (2, [*arguments, damaged]),
             (2, ["hash", "--check", listed]),
             (2, ["frob"]),
+            alsoValgrind=False,
         )
 
 
