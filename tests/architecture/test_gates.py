@@ -10,6 +10,7 @@ import check_documentation
 import check_exports
 import check_headers
 import check_layers
+import check_registration
 
 HERE = Path(__file__).resolve().parent
 
@@ -62,6 +63,75 @@ class Exports(Tree):
         errors = self.check("keep\npbOne\npbTwo\n", reference, "cry")
         self.assertEqual(errors, [f"source/cry/exports.txt:3: pbTwo is not in {reference}"])
         self.assertEqual(self.check("keep\npbOne\npbTwo\n", None, "cry"), [])
+
+
+class Registration(Tree):
+    BASE = """
+#define PB_EXPORT __attribute__( ( visibility( "default" ) ) )
+typedef struct PB_OBJ PB_OBJ;
+typedef struct PB_SORT PB_SORT;
+typedef struct PB_MODULE PB_MODULE;
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.write("include/pb/pb_base.h", self.BASE)
+        self.write("include/rfc/rfc_one.h", "#include <pb/pb_base.h>\nPB_EXPORT int rfcOne( void );\nint rfcHidden( void );\n")
+        self.write("include/rfc/rfc.h", "#include <pb/pb_base.h>\n#include <rfc/rfc_one.h>\n")
+        self.write("source/rfc/exports.txt", "rfcOne\n")
+
+    def check(self):
+        return check_registration.check(self.root)
+
+    def test_takes_lists_that_are_right(self):
+        self.assertEqual(self.check(), [])
+
+    def test_finds_a_function_that_is_not_listed(self):
+        self.write("include/rfc/internal/rfc_two.h", "#include <pb/pb_base.h>\nPB_EXPORT int rfc___Two(\n    int ( *f )( void ) );\n")
+        self.assertEqual(self.check(), ["source/rfc/exports.txt: lacks rfc___Two"])
+
+    def test_finds_a_function_that_a_macro_declares(self):
+        text = "#include <pb/pb_base.h>\n#define MAKE( Name ) PB_EXPORT void rfc___##Name( void )\nMAKE( Three );\n"
+        self.write("include/rfc/internal/rfc_three.h", text)
+        self.assertEqual(self.check(), ["source/rfc/exports.txt: lacks rfc___Three"])
+
+    def test_finds_a_name_that_no_header_declares(self):
+        self.write("source/rfc/exports.txt", "rfcNone\nrfcOne\n")
+        self.assertEqual(self.check(), ["source/rfc/exports.txt: has rfcNone, which no header calls for"])
+
+    def test_finds_another_order_and_a_name_that_is_listed_twice(self):
+        self.write("include/rfc/rfc_one.h", "#include <pb/pb_base.h>\nPB_EXPORT int rfcOne( void );\nPB_EXPORT int rfcAll( void );\n")
+        self.write("source/rfc/exports.txt", "rfcOne\nrfcAll\n")
+        self.assertEqual(self.check(), ["source/rfc/exports.txt: is in another order"])
+        self.write("source/rfc/exports.txt", "rfcAll\nrfcOne\nrfcOne\n")
+        self.assertEqual(self.check(), ["source/rfc/exports.txt: is in another order, or holds a line twice"])
+
+    def test_knows_the_objects_of_types_and_modules(self):
+        text = """#include <pb/pb_base.h>
+typedef struct RFC_ONE RFC_ONE;
+PB_EXPORT const PB_SORT *rfcOneSort( void );
+PB_EXPORT RFC_ONE *rfcOneFrom( PB_OBJ *obj );
+PB_EXPORT const PB_MODULE *rfcModule( void );
+"""
+        self.write("include/rfc/rfc_one.h", text)
+        names = "rfcModule rfcOneFrom rfcOneSort rfc___module rfc___module_record rfc___module_version_string rfc___sort_RFC_ONE"
+        self.write("source/rfc/exports.txt", "".join(f"{name}\n" for name in names.split()))
+        self.assertEqual(self.check(), [])
+
+    def test_finds_a_header_that_the_umbrella_lacks(self):
+        self.write("include/rfc/rfc_two.h", "")
+        self.assertEqual(self.check(), ["include/rfc/rfc.h: lacks #include <rfc/rfc_two.h>"])
+
+    def test_update_writes_the_lists(self):
+        self.write("include/rfc/rfc_two.h", "#include <pb/pb_base.h>\nPB_EXPORT int rfcTwo( void );\n")
+        self.assertEqual(check_registration.check(self.root, update=True), [])
+        self.assertEqual((self.root / "source/rfc/exports.txt").read_text(), "rfcOne\nrfcTwo\n")
+        self.assertEqual((self.root / "include/rfc/rfc.h").read_text(), "#include <pb/pb_base.h>\n#include <rfc/rfc_one.h>\n#include <rfc/rfc_two.h>\n")
+        self.assertEqual(self.check(), [])
+
+    def test_finds_a_tree_without_lists(self):
+        (self.root / "source/rfc/exports.txt").unlink()
+        self.assertIn("no library has an exports.txt", self.check()[0])
 
 
 class Headers(Tree):
@@ -126,6 +196,12 @@ class Documentation(unittest.TestCase):
     def test_counts_functions_and_not_data(self):
         text = "PB_EXPORT const PB_SORT pb___sort_PB_OBJ;\n#define MAKE( name ) \\\n    PB_EXPORT int name( void );\n"
         self.assertEqual(check_documentation.check_text(text), ([], 0))
+
+    def test_takes_a_family_whose_macro_is_named(self):
+        macro = "#define PAIR( Name ) \\\n    PB_EXPORT void pb##Name##One( void ); \\\n    PB_EXPORT void pb##Name##Two( void )\n"
+        self.assertEqual(check_documentation.check_text(macro + "/* PAIR: two. */\nPAIR( A );\nPAIR( B );\n"), ([], 2))
+        self.assertEqual(self.errors(macro + "/* Two. */\nPAIR( A );\n"), [(5, "the comment above PAIR does not name it")])
+        self.assertEqual(self.errors(macro + "PAIR( A );\n"), [(4, "PAIR has no comment directly above its run of declarations")])
 
     def test_finds_a_function_without_a_comment(self):
         self.assertEqual(self.errors("\nPB_EXPORT PB_INT pbOne( void );\n"), [(2, "pbOne has no comment directly above its run of declarations")])
