@@ -18,10 +18,10 @@ PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
 
 /* cryAesTryCreate: a new object, or null when OpenSSL cannot provide the cipher. The key is sensitive from then on. Aborts unless "CRY_AES_MODE_OK( mode )",
    "CRY_AES_OPERATION_OK( op )" and "cryAesValidateKey( key )". */
-PB_EXPORT CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key );
+PB_EXPORT CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *key );
 /* cryAesMode, cryAesOperation: what the object was created with; null aborts ("aes"). */
-PB_EXPORT PB_INT cryAesMode( CRY_AES *aes );
-PB_EXPORT PB_INT cryAesOperation( CRY_AES *aes );
+PB_EXPORT CRY_AES_MODE      cryAesMode( CRY_AES *aes );
+PB_EXPORT CRY_AES_OPERATION cryAesOperation( CRY_AES *aes );
 /* cryAesKey: the key, a new reference. */
 PB_EXPORT PB_BUFFER *cryAesKey( CRY_AES *aes );
 /* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. Nothing is chained from block to block. Aborts on null ("aes", "dest",

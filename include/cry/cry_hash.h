@@ -13,10 +13,10 @@ PB_BEGIN_DECLS
 
 /* cryHashTryCompute: the digest of a whole buffer, a new buffer; null when this libcrypto does not have the algorithm. Aborts on an invalid algorithm
    ("CRY_HASH_ALGORITHM_OK( alg )"), then on null data ("data"). */
-PB_EXPORT PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data );
+PB_EXPORT PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data );
 
 /* cryHashTryCreate: a new hash object, or null when this libcrypto does not have the algorithm. An invalid algorithm aborts. */
-PB_EXPORT CRY_HASH *cryHashTryCreate( PB_INT alg );
+PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 
 /* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and when the range does not lie in the buffer. They hash straight
    from the buffer's memory. */
