@@ -6,7 +6,7 @@
 #include <cry/cry_aes_operation.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_AES: a key, a mode and a direction. Belongs to one caller at a time. */
+/* CRY_AES: a key, a mode and a direction. Only one thread at a time may use a CRY_AES. */
 PB_OBJECT_TYPE( CRY_AES );
 
 PB_BEGIN_DECLS

@@ -6,7 +6,8 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_HASH: one digest in the making. Belongs to one caller at a time; takes updates until cryHashFinal, which yields the one digest. */
+/* CRY_HASH: one digest in the making; takes updates until cryHashFinal, which yields the one
+   digest. Only one thread at a time may use a CRY_HASH. */
 PB_OBJECT_TYPE( CRY_HASH );
 
 PB_BEGIN_DECLS

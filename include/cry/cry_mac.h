@@ -6,7 +6,8 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_MAC: one MAC in the making. Belongs to one caller at a time; takes updates until cryMacFinal, which yields the one value. */
+/* CRY_MAC: one MAC in the making; takes updates until cryMacFinal, which yields the one value.
+   Only one thread at a time may use a CRY_MAC. */
 PB_OBJECT_TYPE( CRY_MAC );
 
 PB_BEGIN_DECLS

@@ -6,7 +6,8 @@
 
 #include <stdint.h>
 
-/* CRY_PKCS12: a private key, its certificate and further certificates. Immutable, for any thread. */
+/* CRY_PKCS12: a private key, its certificate and further certificates. A CRY_PKCS12 never changes;
+   many threads may read it. */
 PB_OBJECT_TYPE( CRY_PKCS12 );
 
 PB_BEGIN_DECLS

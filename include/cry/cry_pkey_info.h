@@ -5,8 +5,10 @@
 #include <cry/cry_pkey_ec_named_curve.h>
 #include <cry/cry_pkey_type.h>
 
-/* CRY_PKEY_INFO: key type, size and named curve, each of which may be missing. A value with copy-on-write: setters take the address of the caller's reference and
-   replace it by a copy when the object is shared; they abort on null ("info", "*info"). */
+/* CRY_PKEY_INFO: key type, size and named curve, each of which may be missing. A value with
+   copy-on-write: setters take the address of the caller's reference and replace it by a copy when
+   the object is shared; they abort on null ("info", "*info"). Many threads may read a CRY_PKEY_INFO,
+   and each may edit it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_PKEY_INFO );
 
 PB_BEGIN_DECLS

@@ -6,7 +6,8 @@
 #include <cry/cry_pkey_private.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_SIGN_SIGNER: one signature in the making. Belongs to one caller at a time; takes updates until crySignSignerFinal, which yields the one signature. */
+/* CRY_SIGN_SIGNER: one signature in the making; takes updates until crySignSignerFinal,
+   which yields the one signature. Only one thread at a time may use a CRY_SIGN_SIGNER. */
 PB_OBJECT_TYPE( CRY_SIGN_SIGNER );
 
 PB_BEGIN_DECLS

@@ -6,7 +6,8 @@
 #include <cry/cry_pkey_public.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_SIGN_VERIFIER: one check of a signature. Belongs to one caller at a time; takes updates until crySignVerifierFinal, which yields the verdict. */
+/* CRY_SIGN_VERIFIER: one check of a signature; takes updates until crySignVerifierFinal,
+   which yields the verdict. Only one thread at a time may use a CRY_SIGN_VERIFIER. */
 PB_OBJECT_TYPE( CRY_SIGN_VERIFIER );
 
 PB_BEGIN_DECLS

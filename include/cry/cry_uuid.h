@@ -8,7 +8,8 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_string.h>
 
-/* CRY_UUID: the sixteen bytes of a UUID in network order. Immutable, for any thread. */
+/* CRY_UUID: the sixteen bytes of a UUID in network order. A CRY_UUID never changes; many threads
+   may read it. */
 PB_OBJECT_TYPE( CRY_UUID );
 
 PB_BEGIN_DECLS

@@ -7,7 +7,8 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
 
-/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as OpenSSL writes it. Immutable, for any thread. */
+/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as
+   OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
 
 PB_BEGIN_DECLS

@@ -4,7 +4,9 @@
 
 #include <cry/cry_x509_certificate.h>
 
-/* CRY_X509_CERTIFICATES: certificates in order; one may be in it several times. Edits copy a shared collection first. */
+/* CRY_X509_CERTIFICATES: certificates in order; one may be in it several times. Edits copy a shared
+   collection first. Many threads may read a CRY_X509_CERTIFICATES, and each may edit it through a
+   reference of its own. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATES );
 
 PB_BEGIN_DECLS
