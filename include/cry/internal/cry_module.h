@@ -6,7 +6,7 @@
 #include <pb/pb_module.h>
 #include <pb/pb_obj.h>
 
-#define CRY_MODULE_GLOBAL( Name )                 \
+#define CRY_STARTUP_FUNCTIONS( Name )             \
     PB_EXPORT void cry___##Name##Startup( void ); \
     PB_EXPORT void cry___##Name##Shutdown( void )
 
@@ -16,25 +16,25 @@ PB_BEGIN_DECLS
    that raised it, the reason: "0a000086:SSL routines::certificate verify failed". What OpenSSL has no text for stays empty. */
 PB_EXPORT PB_STRING *cry___OpensslErrorString( unsigned long code );
 
-/* CRY_MODULE_GLOBAL( Name ): declares cry___NameStartup, which creates a module global, and
+/* CRY_STARTUP_FUNCTIONS( Name ): declares cry___NameStartup, which creates a module global, and
    cry___NameShutdown, which releases it and leaves the all-ones pointer in its place. */
-CRY_MODULE_GLOBAL( AesMode );
-CRY_MODULE_GLOBAL( AesOperation );
-CRY_MODULE_GLOBAL( HashAlgorithm );
-CRY_MODULE_GLOBAL( PkeyEcNamedCurve );
-CRY_MODULE_GLOBAL( PkeyType );
-CRY_MODULE_GLOBAL( UuidStringFlags );
-CRY_MODULE_GLOBAL( UuidVariant );
-CRY_MODULE_GLOBAL( UuidVersion );
-CRY_MODULE_GLOBAL( VaultItemType );
-CRY_MODULE_GLOBAL( X509StackIdentityMode );
-CRY_MODULE_GLOBAL( X509StackTrustMode );
-CRY_MODULE_GLOBAL( X509PolicyFlags );
-CRY_MODULE_GLOBAL( X509ExtendedKeyUsage );
-CRY_MODULE_GLOBAL( X509KeyUsage );
-CRY_MODULE_GLOBAL( X509NetscapeCertType );
-CRY_MODULE_GLOBAL( X509SanType );
-CRY_MODULE_GLOBAL( X509TNAuthListEntryType );
+CRY_STARTUP_FUNCTIONS( AesMode );
+CRY_STARTUP_FUNCTIONS( AesOperation );
+CRY_STARTUP_FUNCTIONS( HashAlgorithm );
+CRY_STARTUP_FUNCTIONS( PkeyEcNamedCurve );
+CRY_STARTUP_FUNCTIONS( PkeyType );
+CRY_STARTUP_FUNCTIONS( UuidStringFlags );
+CRY_STARTUP_FUNCTIONS( UuidVariant );
+CRY_STARTUP_FUNCTIONS( UuidVersion );
+CRY_STARTUP_FUNCTIONS( VaultItemType );
+CRY_STARTUP_FUNCTIONS( X509StackIdentityMode );
+CRY_STARTUP_FUNCTIONS( X509StackTrustMode );
+CRY_STARTUP_FUNCTIONS( X509PolicyFlags );
+CRY_STARTUP_FUNCTIONS( X509ExtendedKeyUsage );
+CRY_STARTUP_FUNCTIONS( X509KeyUsage );
+CRY_STARTUP_FUNCTIONS( X509NetscapeCertType );
+CRY_STARTUP_FUNCTIONS( X509SanType );
+CRY_STARTUP_FUNCTIONS( X509TNAuthListEntryType );
 
 PB_END_DECLS
 
