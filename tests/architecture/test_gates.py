@@ -10,6 +10,7 @@ import check_documentation
 import check_exports
 import check_headers
 import check_layers
+import check_lines
 import check_registration
 
 HERE = Path(__file__).resolve().parent
@@ -329,6 +330,52 @@ class LayersOfATree(Tree):
 
     def test_finds_a_rule_that_is_none(self):
         self.expect("tests/architecture/layers.txt", "library pb:\nlayer cry: x\n", "tests/architecture/layers.txt:2: not a rule: layer cry: x")
+
+
+class Lines(Tree):
+    def lines(self, path, text):
+        """The numbers of the lines that are too long."""
+        return [number for number, _ in check_lines.check_text(Path(path), text)]
+
+    def test_takes_lines_of_the_full_length(self):
+        self.assertEqual(self.lines("x.cpp", "// " + "x" * 97 + "\n" + "x" * 150 + "\n"), [])
+        self.assertEqual(self.lines("x.py", "# " + "x" * 98 + "\n" + "x" * 150 + "\n"), [])
+
+    def test_finds_longer_lines(self):
+        self.assertEqual(self.lines("x.cpp", "// " + "x" * 98 + "\n" + "x" * 151 + "\n"), [1, 2])
+        for name in ("x.py", "x.sh", "x.cmake", "CMakeLists.txt"):
+            self.assertEqual(self.lines(name, "# " + "x" * 99 + "\n" + "x" * 151 + "\n"), [1, 2], name)
+
+    def test_knows_the_languages_of_scripts(self):
+        self.assertEqual(self.lines("run", "#!/usr/bin/env bash\n# " + "x" * 99 + "\n"), [2])
+        self.assertEqual(self.lines("run", "#!/usr/bin/env python3\n# " + "x" * 99 + "\n"), [2])
+        self.assertEqual(self.lines("notes.md", "x" * 200), [])
+
+    def test_knows_comments_of_several_lines(self):
+        long = "x" * 101
+        self.assertEqual(self.lines("x.h", f"/* one\n{long}\n*/\n{long}\n"), [2])
+        self.assertEqual(self.lines("x.py", f'def f():\n    """One.\n\n    {long}\n    """\n    return """\n{long}"""\n'), [4])
+
+    def test_knows_code_beside_comments_and_comments_in_texts(self):
+        blanks = " " * 90
+        self.assertEqual(self.lines("x.cpp", f"int x; {blanks} // one\n{blanks}/* two */ int y;\n"), [])
+        self.assertEqual(self.lines("x.cpp", f'const char *x = "/*";\nint {"y" * 100};\nconst char *z = "*/";\n'), [])
+        self.assertEqual(self.lines("x.cpp", f'auto x = R"(\n// {"y" * 100}\n)";\n'), [])
+        self.assertEqual(self.lines("x.py", f'x = """\n# {"y" * 100}\n"""\n'), [])
+
+    def test_checks_files_that_git_knows_or_will(self):
+        subprocess.run(["git", "init", "--quiet", self.root], check=True)
+        self.write(".gitignore", "build/\n")
+        self.write("build/x.cpp", "x" * 200)
+        self.write("source/x.cpp", "x\n" + "y" * 151)
+        self.assertEqual(check_lines.check(self.root), (["source/x.cpp:2: 151 columns of code, 150 are the most"], 1))
+
+    def test_tells_long_subjects(self):
+        git = ["git", "-C", self.root, "-c", "user.name=x", "-c", "user.email=x"]
+        subprocess.run([*git, "init", "--quiet"], check=True)
+        for length in (73, 72):
+            subprocess.run([*git, "commit", "--quiet", "--allow-empty", "-m", "x" * length], check=True)
+        self.assertEqual([line.split()[1] for line in check_lines.long_subjects(self.root)], ["x" * 73])
 
 
 @unittest.skipUnless(shutil.which("clang-format-16") and shutil.which("git"), "clang-format-16 or git is not here")
