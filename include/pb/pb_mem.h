@@ -9,9 +9,9 @@ PB_BEGIN_DECLS
 /* PB_MEM_ALLOCATOR: where the family's memory comes from; the three work like malloc, realloc and free. */
 typedef struct PB_MEM_ALLOCATOR
 {
-    void *( *alloc )( size_t size );
-    void *( *realloc )( void *memory, size_t size );
-    void ( *free )( void *memory );
+    void *( *alloc )( size_t size );                 /* as malloc */
+    void *( *realloc )( void *memory, size_t size ); /* as realloc */
+    void ( *free )( void *memory );                  /* as free */
 } PB_MEM_ALLOCATOR;
 
 /* pbMemSetAllocator: replaces the allocator of the whole process; null restores malloc, realloc and free. To be called while no object exists,

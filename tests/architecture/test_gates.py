@@ -2,6 +2,7 @@
 """Every gate can fail: each is shown a small tree that is right and the same tree with one thing wrong."""
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 from pathlib import Path
@@ -14,6 +15,9 @@ import check_lines
 import check_registration
 
 HERE = Path(__file__).resolve().parent
+sys.path.append(str(HERE.parents[1] / "cmake"))
+
+import reference_filter  # noqa: E402
 
 
 class Tree(unittest.TestCase):
@@ -330,6 +334,39 @@ class LayersOfATree(Tree):
 
     def test_finds_a_rule_that_is_none(self):
         self.expect("tests/architecture/layers.txt", "library pb:\nlayer cry: x\n", "tests/architecture/layers.txt:2: not a rule: layer cry: x")
+
+
+class Reference(unittest.TestCase):
+    HEAD = "/* Ones. */\n#ifndef PB_X_H\n#define PB_X_H\n"
+
+    def filtered(self, text):
+        return reference_filter.filtered(self.HEAD + text)[len("/** @file\nOnes. */\n#ifndef PB_X_H\n#define PB_X_H\n") :]
+
+    def test_gives_a_comment_to_each_declaration_of_its_run(self):
+        self.assertEqual(
+            self.filtered("/* pbOne, pbTwo: some\n   text. */\nint pbOne( void );\nint pbTwo(\n    void );\n\nint pbThree( void );\n"),
+            "/** Some text. */\nint pbOne( void );\n/** Some text. */\nint pbTwo(\n    void );\n\nint pbThree( void );\n",
+        )
+
+    def test_gives_a_comment_at_the_end_of_a_line_to_the_line(self):
+        self.assertEqual(self.filtered("typedef int A; /* one */\n"), "/** One */\ntypedef int A; /* one */\n")
+        self.assertEqual(
+            self.filtered("/* A: a. */\nstruct A\n{\n    int b; /* one */\n    int c;\n};\n"),
+            "/** A. */\nstruct A\n{\n    int b; /**< One */\n    int c;\n};\n",
+        )
+
+    def test_lets_the_values_of_an_enumeration_speak_for_themselves(self):
+        self.assertEqual(
+            self.filtered("typedef PB_INT A;\n\n#define A_ONE ( (A)1 ) /* old */\n#define A_TWO ( (B)1 )\n#define A_OK( value ) 1\n"),
+            "/** Ones. */\ntypedef PB_INT A;\n\n/** A value of A: 1. Old. */\n#define A_ONE ( (A)1 ) /* old */\n#define A_TWO ( (B)1 )\n"
+            "/** Whether a number is a value of A. */\n#define A_OK( value ) 1\n",
+        )
+
+    def test_keeps_marks_of_the_text_from_doxygen(self):
+        self.assertEqual(self.filtered("/* a `b->c` \\n #x ::y @z */\nint a;\n"), "/** A <code>b-\\>c</code> \\\\n \\#x \\::y \\@z */\nint a;\n")
+
+    def test_keeps_a_comment_that_stands_alone_for_the_file(self):
+        self.assertEqual(self.filtered("/* Of all. */\n\nint a;\n"), "/** @file\nOf all. */\n\nint a;\n")
 
 
 class Lines(Tree):
