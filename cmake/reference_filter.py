@@ -9,6 +9,7 @@ line, one that stands alone a part of the file's. The values of an enumeration s
 """
 import re
 import sys
+import textwrap
 from pathlib import Path
 
 NAME = r"[\w/]+(?:\([\w ,.]*\))?"
@@ -20,11 +21,13 @@ NOTHING = re.compile(r"#\s*(if|el|endif|include|undef)|PB_(BEGIN|END)_DECLS|exte
 
 def said(text):
     """The text of a comment for Doxygen, to which only words between backquotes mean anything."""
+    text, _, example = text.partition("Example:\n")
     text = " ".join(text.split())
     names = NAMES.match(text)
     text = text[names.end() :] if names else text
     parts = re.sub(r"::|[\\@#%&<>]", r"\\\g<0>", text[:1].upper() + text[1:]).split("`")
-    return "".join(f"<code>{part}</code>" if index % 2 else part for index, part in enumerate(parts))
+    shown = "".join(f"<code>{part}</code>" if index % 2 else part for index, part in enumerate(parts))
+    return f"{shown}\n@code{{.c}}\n{textwrap.dedent(example).strip()}\n@endcode\n" if example else shown
 
 
 def of_enumeration(line, enumerations):

@@ -1,4 +1,21 @@
-/* Message digests. */
+/* Message digests.
+
+   Example:
+
+       #include <string.h>
+
+       // The SHA-256 of a text in hexadecimal digits, a new string; null if libcrypto cannot do it.
+       PB_STRING *sha256( const char *text )
+       {
+           PB_BUFFER *data   = pbBufferCreateFromBytes( text, (PB_INT)strlen( text ) );
+           PB_BUFFER *digest = cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, data );
+           PB_STRING *digits = digest ? pbBufferToString( digest ) : NULL;
+           if( digest )
+               pbBufferRelease( digest );
+           pbBufferRelease( data );
+           return digits;
+       }
+*/
 #ifndef CRY_CRY_HASH_H
 #define CRY_CRY_HASH_H
 

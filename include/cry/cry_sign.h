@@ -1,4 +1,22 @@
-/* Signatures of whole buffers. */
+/* Signatures of whole buffers.
+
+   Example:
+
+       // Whether a key can sign some data so that its public half confirms it.
+       PB_BOOL signs( CRY_PKEY_PRIVATE *key, PB_BUFFER *data )
+       {
+           PB_BOOL          good      = PB_FALSE;
+           CRY_PKEY_PUBLIC *publicKey = cryPkeyPrivatePublicKey( key );
+           PB_BUFFER       *signature = crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, key, data );
+           if( publicKey && signature )
+               good = crySignVerify( CRY_HASH_ALGORITHM_SHA2_256, publicKey, signature, data );
+           if( signature )
+               pbBufferRelease( signature );
+           if( publicKey )
+               cryPkeyPublicRelease( publicKey );
+           return good;
+       }
+*/
 #ifndef CRY_CRY_SIGN_H
 #define CRY_CRY_SIGN_H
 

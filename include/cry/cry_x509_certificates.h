@@ -1,4 +1,20 @@
-/* Ordered collections of certificates. */
+/* Ordered collections of certificates.
+
+   Example:
+
+       // The certificates of a file that holds a chain in PEM; null if anything else is in it.
+       CRY_X509_CERTIFICATES *readChain( PB_BUFFER *file )
+       {
+           CRY_X509_CERTIFICATES *chain  = NULL;
+           PB_VECTOR             *blocks = cryPemVectorTryDecode( file );
+           if( blocks )
+           {
+               chain = cryX509CertificatesTryCreateFromPemVector( blocks );
+               pbVectorRelease( blocks );
+           }
+           return chain;
+       }
+*/
 #ifndef CRY_CRY_X509_CERTIFICATES_H
 #define CRY_CRY_X509_CERTIFICATES_H
 

@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
 """Every gate can fail: each is shown a small tree that is right and the same tree with one thing wrong."""
+import contextlib
+import io
 import shutil
 import subprocess
 import sys
@@ -129,7 +131,8 @@ PB_EXPORT const PB_MODULE *rfcModule( void );
 
     def test_update_writes_the_lists(self):
         self.write("include/rfc/rfc_two.h", "#include <pb/pb_base.h>\nPB_EXPORT int rfcTwo( void );\n")
-        self.assertEqual(check_registration.check(self.root, update=True), [])
+        with contextlib.redirect_stdout(io.StringIO()):
+            self.assertEqual(check_registration.check(self.root, update=True), [])
         self.assertEqual((self.root / "source/rfc/exports.txt").read_text(), "rfcOne\nrfcTwo\n")
         self.assertEqual((self.root / "include/rfc/rfc.h").read_text(), "#include <pb/pb_base.h>\n#include <rfc/rfc_one.h>\n#include <rfc/rfc_two.h>\n")
         self.assertEqual(self.check(), [])
@@ -175,6 +178,18 @@ class Headers(Tree):
         errors = self.check("include/cry/outer.h", "#include <cry/internal/inner.h>\n")
         self.assertEqual(len(errors), 1, errors)
         self.assertTrue(errors[0].startswith("include/cry/outer.h: a public header brings in OpenSSL's "), errors)
+
+    def test_takes_an_example_that_compiles(self):
+        example = "/* One.\n\n   Example:\n\n       #include <string.h>\n\n       size_t two( void )\n       {\n           return strlen( one );\n       }\n*/\n"
+        self.assertEqual(self.check("include/pb/good.h", example + "#include <stddef.h>\nextern const char *one;\n"), [])
+
+    def test_finds_an_example_that_does_not_compile(self):
+        for wrong in ("int two( void ) { return one(); }", "int two( void ) { int class = 1; return class; }", "int two( void ) {}"):
+            errors = self.check("include/pb/bad.h", f"/* One.\n   Example:\n       {wrong}\n*/\nint zero( void );\n")
+            self.assertTrue(errors and errors[0].startswith("include/pb/bad.h:3: the example does not compile as "), errors)
+
+    def test_finds_a_family_without_an_example(self):
+        self.assertEqual(self.check("include/cry/cry_hash.h", "int one( void );\n"), ["include/cry/cry_hash.h: has no example"])
 
     def test_finds_a_tree_without_headers(self):
         self.assertIn("no headers", check_headers.check(self.root)[0][0])
@@ -360,6 +375,12 @@ class Reference(unittest.TestCase):
             self.filtered("typedef PB_INT A;\n\n#define A_ONE ( (A)1 ) /* old */\n#define A_TWO ( (B)1 )\n#define A_OK( value ) 1\n"),
             "/** Ones. */\ntypedef PB_INT A;\n\n/** A value of A: 1. Old. */\n#define A_ONE ( (A)1 ) /* old */\n#define A_TWO ( (B)1 )\n"
             "/** Whether a number is a value of A. */\n#define A_OK( value ) 1\n",
+        )
+
+    def test_keeps_the_lines_of_an_example(self):
+        self.assertEqual(
+            self.filtered("/* a: a.\n\n   Example:\n\n       int b = a;\n           b++;\n*/\nint a;\n"),
+            "/** A.\n@code{.c}\nint b = a;\n    b++;\n@endcode\n */\nint a;\n",
         )
 
     def test_keeps_marks_of_the_text_from_doxygen(self):
