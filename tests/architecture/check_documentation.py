@@ -3,9 +3,10 @@
 
     check_documentation.py [ROOT]
 
-The comment directly above a run of declarations (no empty line between) must name each function of the run: by its full name, or in a list such as
-`pbVectorSort/Obj/From`, whose further words each stand for the last word of the first. Above a run of uses of a macro that declares functions, it must name
-the macro.
+The comment directly above a run of declarations (no empty line between) must name each function of
+the run: by its full name, or in a list such as `pbVectorSort/Obj/From`, whose further words each
+stand for the last word of the first. Above a run of uses of a macro that declares functions, it
+must name the macro.
 """
 import re
 import sys

@@ -1,11 +1,14 @@
 #!/usr/bin/env python3
-"""Each header compiles alone, as C11 and as C++20, with every compiler that is here; public ones bring in no header of OpenSSL.
+"""Each header compiles alone, as C11 and as C++20, with every compiler that is here; public ones
+bring in no header of OpenSSL.
 
-The examples in the comments of headers, from "Example:" to the end of the comment, compile in the same way, after the header and with nothing else included.
+The examples in the comments of headers, from "Example:" to the end of the comment, compile in the
+same way, after the header and with nothing else included.
 
     check_headers.py [ROOT]
 
-.hpp headers are C++ only. Headers under internal/ are for sibling libraries and may use OpenSSL's types.
+.hpp headers are C++ only. Headers under internal/ are for sibling libraries and may use OpenSSL's
+types.
 """
 import re
 import shutil
@@ -69,7 +72,8 @@ def check_header(include, header):
                     errors.append(f"{shown}:{number}: the example does not compile as {options[-1][5:]} with {compiler}:\n{result.stderr.rstrip()}")
         if is_public(header):
             result = run(required[0], options + ["-M"], include, header)
-            # What lies below the project's own include folder is no header of OpenSSL, wherever the checkout is.
+            # What lies below the project's own include folder is no header of OpenSSL, wherever the
+            # checkout is.
             own = str(include) + "/"
             files = [each for each in result.stdout.replace("\\\n", " ").split() if not each.startswith(own) and OPENSSL.search(each)]
             if files:

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""Lines of comments have at most 100 columns, other lines at most 150; subjects of commits have at most 72 characters.
+"""Lines of comments have at most 100 columns, other lines at most 150; subjects of commits have at
+most 72 characters.
 
     check_lines.py [--list] [ROOT]
 
-C, C++, Python, CMake and shell files are checked, tracked or not yet. A line is one of a comment if nothing but a comment stands on it; docstrings and the text of
-usage messages count as comments. A long subject is only told, since a commit that others have cannot be changed. --list shows the lines and ends well.
+C, C++, Python, CMake and shell files are checked, tracked or not yet. A line is one of a comment if
+nothing but a comment stands on it; docstrings and the text of usage messages count as comments. A
+long subject is only told, since a commit that others have cannot be changed. --list shows the lines
+and ends well.
 
 Ends with 77 (skipped) if ROOT is not a git checkout.
 """

@@ -6,8 +6,9 @@
     source/<library>/exports.txt        every name that the headers of the library export
     include/<library>/<library>.h       includes every public header of the library
 
-The compiler's preprocessor reads the headers, so declarations that macros make count too. Some exported objects have no declaration of their own in a C header;
-they follow from one: the sort of a type from its standard functions, the records of a module from the function that gives the module.
+The compiler's preprocessor reads the headers, so declarations that macros make count too. Some
+exported objects have no declaration of their own in a C header; they follow from one: the sort of a
+type from its standard functions, the records of a module from the function that gives the module.
 
 --update writes the lists; look at the difference before you commit it.
 """
@@ -47,7 +48,7 @@ def preprocessed(root, headers, language):
 
 
 def exported_names(text):
-    """The names that a preprocessed text declares as exported, and those of objects that go with them."""
+    """The names that a preprocessed text exports, and those of objects that go with them."""
     names, types, sorted_types = set(), {}, set()
     for match in re.finditer(EXPORT + r"([^;{]*)", text):
         declaration = re.sub(r"__attribute__\s*\(\(.*?\)\)", "", match.group(1))

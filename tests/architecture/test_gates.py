@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Every gate can fail: each is shown a small tree that is right and the same tree with one thing wrong."""
+"""Every gate can fail: each is shown a small tree that is right and the same tree with one thing
+wrong."""
 import contextlib
 import io
 import shutil
@@ -134,7 +135,8 @@ PB_EXPORT const PB_MODULE *rfcModule( void );
         with contextlib.redirect_stdout(io.StringIO()):
             self.assertEqual(check_registration.check(self.root, update=True), [])
         self.assertEqual((self.root / "source/rfc/exports.txt").read_text(), "rfcOne\nrfcTwo\n")
-        self.assertEqual((self.root / "include/rfc/rfc.h").read_text(), "#include <pb/pb_base.h>\n#include <rfc/rfc_one.h>\n#include <rfc/rfc_two.h>\n")
+        includes = "".join(f"#include <{header}.h>\n" for header in ("pb/pb_base", "rfc/rfc_one", "rfc/rfc_two"))
+        self.assertEqual((self.root / "include/rfc/rfc.h").read_text(), includes)
         self.assertEqual(self.check(), [])
 
     def test_finds_a_tree_without_lists(self):
@@ -152,7 +154,8 @@ class Headers(Tree):
 
     def test_takes_cplusplus_in_a_cplusplus_header_only(self):
         self.assertEqual(self.check("include/pb/good.hpp", "#include <vector>\ninline std::vector<int> good() { return {}; }\n"), [])
-        self.assertTrue(self.check("include/pb/bad.h", "#include <vector>\n")[0].startswith("include/pb/bad.h: does not compile alone as c11 with gcc:"))
+        errors = self.check("include/pb/bad.h", "#include <vector>\n")
+        self.assertTrue(errors[0].startswith("include/pb/bad.h: does not compile alone as c11 with gcc:"))
 
     def test_finds_a_header_that_needs_another(self):
         errors = self.check("include/pb/bad.h", "size_t bad( void );\n")
@@ -180,7 +183,8 @@ class Headers(Tree):
         self.assertTrue(errors[0].startswith("include/cry/outer.h: a public header brings in OpenSSL's "), errors)
 
     def test_takes_an_example_that_compiles(self):
-        example = "/* One.\n\n   Example:\n\n       #include <string.h>\n\n       size_t two( void )\n       {\n           return strlen( one );\n       }\n*/\n"
+        example = "/* One.\n\n   Example:\n\n       #include <string.h>\n\n       size_t two( void )\n       {\n"
+        example += "           return strlen( one );\n       }\n*/\n"
         self.assertEqual(self.check("include/pb/good.h", example + "#include <stddef.h>\nextern const char *one;\n"), [])
 
     def test_finds_an_example_that_does_not_compile(self):
@@ -315,13 +319,15 @@ class LayersOfATree(Tree):
         self.expect(
             "source/cry/base/x.cpp",
             "#include <cry/cry_x509_certificate.h>\n",
-            "source/cry/base/x.cpp:1: source/cry/base/x.cpp of layer base includes include/cry/cry_x509_certificate.h of layer x509, which stands above it",
+            "source/cry/base/x.cpp:1: source/cry/base/x.cpp of layer base"
+            " includes include/cry/cry_x509_certificate.h of layer x509, which stands above it",
         )
         (self.root / "source/cry/base/x.cpp").unlink()
         self.expect(
             "source/cry/x509/x.cpp",
             "# include <cry/cry_x509_stack.h>\n",
-            "source/cry/x509/x.cpp:1: source/cry/x509/x.cpp of layer x509 includes include/cry/cry_x509_stack.h of layer stack, which stands above it",
+            "source/cry/x509/x.cpp:1: source/cry/x509/x.cpp of layer x509"
+            " includes include/cry/cry_x509_stack.h of layer stack, which stands above it",
         )
 
     def test_finds_a_file_without_a_layer(self):
