@@ -4,6 +4,7 @@
 #include "cry/x509/requests.hpp"
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 
@@ -25,7 +26,7 @@ std::string fromBase64( const std::string &text )
     return out;
 }
 
-nlohmann::json readJson( const fs::path &path ) { return nlohmann::json::parse( support::read( path ) ); }
+nlohmann::json readJson( const fs::path &path ) { return support::parseJson( support::read( path ) ); }
 
 // Whether the request is signed with its own key, as the family gives that key; false where it does not decode.
 bool isSigned( const Request &csr )

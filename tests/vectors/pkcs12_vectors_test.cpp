@@ -1,6 +1,7 @@
 // PKCS#12 files that others made, against what OpenSSL with its legacy provider makes of them.
 #include "cry/pkcs12/files.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 
 #include <openssl/x509v3.h>
