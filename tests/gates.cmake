@@ -1,5 +1,6 @@
-# The programs that use the libraries as a host does, and the gates: what must hold for the exported names, the headers, the layers, the form of the code, an
-# installation and the binary interface. A gate that cannot run here ends with 77 and counts as skipped.
+# The programs that use the libraries as a host does, and the gates: what must hold for the exported
+# names, the headers, the layers, the form of the code, an installation and the binary interface. A
+# gate that cannot run here ends with 77 and counts as skipped.
 
 find_package( Python3 REQUIRED COMPONENTS Interpreter )
 
