@@ -23,6 +23,7 @@ if( TARGET reference )
     gate( gate_reference ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target reference )
 endif()
 gate( gate_layers ${python} ${architecture}/check_layers.py )
+gate( gate_lines ${python} ${architecture}/check_lines.py )
 gate( gate_format ${architecture}/check_format.sh )
 gate( gate_self_test ${python} ${architecture}/test_gates.py )
 
