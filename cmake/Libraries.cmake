@@ -1,10 +1,12 @@
-# cry_library( NAME DEPENDS libraries... [HEADERS folder] [LINK libraries...] ): one library of the family.
+# cry_library( NAME DEPENDS libraries... [HEADERS folder] [LINK libraries...] ): one library of the
+# family.
 #
 #   source/NAME/**.cpp              its sources
 #   source/NAME/exports.txt         every name that it exports, and no other
 #   include/NAME (or HEADERS)       its public headers, installed
 #
-# Makes NAME_objects (the object library that white-box tests and fuzzers link) and NAME (the shared library that everything else links).
+# Makes NAME_objects (the object library that white-box tests and fuzzers link) and NAME (the shared
+# library that everything else links).
 
 string( TIMESTAMP PRODUCT_BUILD_TIME "UTC %Y-%m-%d %H:%M:%S (%A)" UTC )
 
@@ -44,10 +46,19 @@ else()
     set( PRODUCT_BUILD_KIND Release )
 endif()
 
-# libraries_product_definitions( file ): the definitions that the file of a module needs for the module's record.
+# libraries_product_definitions( file ): the definitions that the file of a module needs for the
+# module's record.
 function( libraries_product_definitions FILE )
-    set_source_files_properties( ${FILE} PROPERTIES COMPILE_DEFINITIONS
-        "PB_PRODUCT_TAG=\"orvelletr\";PB_PRODUCT_DISPLAY_NAME=\"${CRY_PRODUCT_DISPLAY_NAME}\";PB_PRODUCT_VENDOR=\"${CRY_PRODUCT_VENDOR}\";PB_PRODUCT_COPYRIGHT=\"${CRY_PRODUCT_COPYRIGHT}\";PB_PRODUCT_MAJOR=${PROJECT_VERSION_MAJOR};PB_PRODUCT_MINOR=${PROJECT_VERSION_MINOR};PB_PRODUCT_BUILD=${PROJECT_VERSION_PATCH};PB_PRODUCT_BUILD_TIME=\"${PRODUCT_BUILD_TIME}\";PB_PRODUCT_BUILD_KIND=\"${PRODUCT_BUILD_KIND}\"" )
+    set_property( SOURCE ${FILE} PROPERTY COMPILE_DEFINITIONS
+        "PB_PRODUCT_TAG=\"orvelletr\""
+        "PB_PRODUCT_DISPLAY_NAME=\"${CRY_PRODUCT_DISPLAY_NAME}\""
+        "PB_PRODUCT_VENDOR=\"${CRY_PRODUCT_VENDOR}\""
+        "PB_PRODUCT_COPYRIGHT=\"${CRY_PRODUCT_COPYRIGHT}\""
+        "PB_PRODUCT_MAJOR=${PROJECT_VERSION_MAJOR}"
+        "PB_PRODUCT_MINOR=${PROJECT_VERSION_MINOR}"
+        "PB_PRODUCT_BUILD=${PROJECT_VERSION_PATCH}"
+        "PB_PRODUCT_BUILD_TIME=\"${PRODUCT_BUILD_TIME}\""
+        "PB_PRODUCT_BUILD_KIND=\"${PRODUCT_BUILD_KIND}\"" )
 endfunction()
 
 function( cry_library NAME )
@@ -63,6 +74,11 @@ function( cry_library NAME )
     target_link_libraries( ${NAME}_objects PUBLIC libraries_options ${LIB_LINK} Threads::Threads )
     target_compile_options( ${NAME}_objects PRIVATE ${LIBRARIES_WARNINGS} $<$<COMPILE_LANGUAGE:CXX>:${LIBRARIES_CXX_WARNINGS}>
         -fno-exceptions -fvisibility=hidden -fno-semantic-interposition )
+    # Sanitizers slow the tests down many times; most of that is saved here, where it costs next to
+    # no time to compile.
+    if( CRY_SANITIZE )
+        target_compile_options( ${NAME}_objects PRIVATE $<$<CONFIG:Debug>:-O1> )
+    endif()
     # The module's record carries the build; only its file is compiled again when that changes.
     file( GLOB_RECURSE moduleSource ${folder}/*${NAME}_module.cpp )
     libraries_product_definitions( ${moduleSource} )

@@ -1,4 +1,5 @@
-# libraries_package( NAME HEADERS DEPENDS ): installs one library with its headers, a pkg-config file and its part of the CMake package.
+# libraries_package( NAME HEADERS DEPENDS ): installs one library with its headers, a pkg-config
+# file and its part of the CMake package.
 
 include( CMakePackageConfigHelpers )
 

@@ -1,5 +1,6 @@
-# The programs that use the libraries as a host does, and the gates: what must hold for the exported names, the headers, the layers, the form of the code, an
-# installation and the binary interface. A gate that cannot run here ends with 77 and counts as skipped.
+# The programs that use the libraries as a host does, and the gates: what must hold for the exported
+# names, the headers, the layers, the form of the code, an installation and the binary interface. A
+# gate that cannot run here ends with 77 and counts as skipped.
 
 find_package( Python3 REQUIRED COMPONENTS Interpreter )
 
@@ -14,9 +15,15 @@ endfunction()
 set( python ${Python3_EXECUTABLE} -B )
 set( architecture ${CMAKE_CURRENT_SOURCE_DIR}/architecture )
 gate( gate_exports ${python} ${architecture}/check_exports.py ${CMAKE_BINARY_DIR}/lib )
+gate( gate_registration ${python} ${architecture}/check_registration.py )
 gate( gate_headers ${python} ${architecture}/check_headers.py )
 gate( gate_documentation ${python} ${architecture}/check_documentation.py )
+include( ${CMAKE_SOURCE_DIR}/cmake/Reference.cmake )
+if( TARGET reference )
+    gate( gate_reference ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target reference )
+endif()
 gate( gate_layers ${python} ${architecture}/check_layers.py )
+gate( gate_lines ${python} ${architecture}/check_lines.py )
 gate( gate_format ${architecture}/check_format.sh )
 gate( gate_self_test ${python} ${architecture}/test_gates.py )
 

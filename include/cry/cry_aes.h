@@ -6,7 +6,7 @@
 #include <cry/cry_aes_operation.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_AES: a key, a mode and a direction. Belongs to one caller at a time. */
+/* CRY_AES: a key, a mode and a direction. Only one thread at a time may use a CRY_AES. */
 PB_OBJECT_TYPE( CRY_AES );
 
 PB_BEGIN_DECLS
@@ -16,13 +16,14 @@ PB_EXPORT PB_BOOL cryAesValidateKeyLength( PB_INT bits );
 /* cryAesValidateKey: the same of a buffer's length; null aborts ("key"). */
 PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
 
-/* cryAesTryCreate: a new object, or null when OpenSSL cannot provide the cipher. It holds the caller's own buffer,
-   so a key that is to be overwritten when it is freed must be marked as sensitive by the caller. Aborts unless
-   "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and "cryAesValidateKey( key )". */
-PB_EXPORT CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key );
+/* cryAesTryCreate: a new object, or null if OpenSSL cannot provide the cipher. It holds the caller's
+   own buffer, so the caller must mark a key as sensitive if it is to be overwritten when it is freed.
+   Aborts unless "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and
+   "cryAesValidateKey( key )". */
+PB_EXPORT CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *key );
 /* cryAesMode, cryAesOperation: what the object was created with; null aborts ("aes"). */
-PB_EXPORT PB_INT cryAesMode( CRY_AES *aes );
-PB_EXPORT PB_INT cryAesOperation( CRY_AES *aes );
+PB_EXPORT CRY_AES_MODE      cryAesMode( CRY_AES *aes );
+PB_EXPORT CRY_AES_OPERATION cryAesOperation( CRY_AES *aes );
 /* cryAesKey: the buffer that the object was created with, a new reference. */
 PB_EXPORT PB_BUFFER *cryAesKey( CRY_AES *aes );
 /* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. Nothing is chained from block to block. Aborts on null ("aes", "dest",

@@ -1,4 +1,21 @@
-/* Message digests. */
+/* Message digests.
+
+   Example:
+
+       #include <string.h>
+
+       // The SHA-256 of a text in hexadecimal digits, a new string; null if libcrypto cannot do it.
+       PB_STRING *sha256( const char *text )
+       {
+           PB_BUFFER *data   = pbBufferCreateFromBytes( text, (PB_INT)strlen( text ) );
+           PB_BUFFER *digest = cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, data );
+           PB_STRING *digits = digest ? pbBufferToString( digest ) : NULL;
+           if( digest )
+               pbBufferRelease( digest );
+           pbBufferRelease( data );
+           return digits;
+       }
+*/
 #ifndef CRY_CRY_HASH_H
 #define CRY_CRY_HASH_H
 
@@ -6,17 +23,18 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_HASH: one digest in the making. Belongs to one caller at a time; takes updates until cryHashFinal, which yields the one digest. */
+/* CRY_HASH: one digest in the making; takes updates until cryHashFinal, which yields the one
+   digest. Only one thread at a time may use a CRY_HASH. */
 PB_OBJECT_TYPE( CRY_HASH );
 
 PB_BEGIN_DECLS
 
 /* cryHashTryCompute: the digest of a whole buffer, a new buffer; null when this libcrypto does not have the algorithm. Aborts on an invalid algorithm
    ("CRY_HASH_ALGORITHM_OK( alg )"), then on null data ("data"). */
-PB_EXPORT PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data );
+PB_EXPORT PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data );
 
 /* cryHashTryCreate: a new hash object, or null when this libcrypto does not have the algorithm. An invalid algorithm aborts. */
-PB_EXPORT CRY_HASH *cryHashTryCreate( PB_INT alg );
+PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 
 /* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and when the range does not lie in the buffer. They hash straight
    from the buffer's memory. */

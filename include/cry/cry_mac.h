@@ -6,17 +6,18 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_MAC: one MAC in the making. Belongs to one caller at a time; takes updates until cryMacFinal, which yields the one value. */
+/* CRY_MAC: one MAC in the making; takes updates until cryMacFinal, which yields the one value.
+   Only one thread at a time may use a CRY_MAC. */
 PB_OBJECT_TYPE( CRY_MAC );
 
 PB_BEGIN_DECLS
 
 /* cryMacTryComputeHmac: the HMAC of a whole buffer, a new buffer of the digest's size; null when this libcrypto cannot provide it. Aborts on an invalid algorithm
    ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("key", "data"). */
-PB_EXPORT PB_BUFFER *cryMacTryComputeHmac( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data );
+PB_EXPORT PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data );
 
 /* cryMacTryCreateHmac: a new MAC object with a key of any length; null when this libcrypto cannot provide it. */
-PB_EXPORT CRY_MAC *cryMacTryCreateHmac( PB_INT alg, PB_BUFFER *key );
+PB_EXPORT CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key );
 
 /* The updates abort after cryMacFinal ("!mac->final"), on null objects ("mac", "data") and when the range does not lie in the buffer. */
 

@@ -8,8 +8,9 @@
 #include <pb/pb_string.h>
 #include <pb/pb_vector.h>
 
-/* CRY_PEM: one block: a label and the bytes between its BEGIN and END lines. A block whose label ends in PRIVATE KEY is sensitive, and so is all that is made
-   from it. */
+/* CRY_PEM: one block: a label and the bytes between its BEGIN and END lines. A block whose label
+   ends in PRIVATE KEY is sensitive, and so is all that is made from it. Many threads may read a
+   CRY_PEM, and each may edit it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_PEM );
 
 PB_BEGIN_DECLS

@@ -1,4 +1,20 @@
-/* PKCS#12 files (RFC 7292). */
+/* PKCS#12 files (RFC 7292).
+
+   Example:
+
+       // The private key in a PKCS#12 file, a new reference; null if the file or the password is bad.
+       CRY_PKEY_PRIVATE *readKey( PB_BUFFER *file, PB_STRING *password )
+       {
+           CRY_PKEY_PRIVATE *key    = NULL;
+           CRY_PKCS12       *pkcs12 = cryPkcs12TryCreateFromBuffer( file, password );
+           if( pkcs12 )
+           {
+               key = cryPkcs12PrivateKey( pkcs12 );
+               cryPkcs12Release( pkcs12 );
+           }
+           return key;
+       }
+*/
 #ifndef CRY_CRY_PKCS12_H
 #define CRY_CRY_PKCS12_H
 
@@ -6,7 +22,8 @@
 
 #include <stdint.h>
 
-/* CRY_PKCS12: a private key, its certificate and further certificates. Immutable, for any thread. */
+/* CRY_PKCS12: a private key, its certificate and further certificates. A CRY_PKCS12 never changes;
+   many threads may read it. */
 PB_OBJECT_TYPE( CRY_PKCS12 );
 
 PB_BEGIN_DECLS

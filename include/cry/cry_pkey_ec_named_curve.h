@@ -96,11 +96,11 @@ PB_BEGIN_DECLS
 
 /* cryPkeyEcNamedCurveToString: the name of a value, as "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", a new string; another value aborts
    ("CRY_PKEY_EC_NAMED_CURVE_OK( curve )"). */
-PB_EXPORT PB_STRING *cryPkeyEcNamedCurveToString( PB_INT curve );
+PB_EXPORT PB_STRING *cryPkeyEcNamedCurveToString( CRY_PKEY_EC_NAMED_CURVE curve );
 /* cryPkeyEcNamedCurveFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryPkeyEcNamedCurveFromString( PB_STRING *pbs );
+PB_EXPORT CRY_PKEY_EC_NAMED_CURVE cryPkeyEcNamedCurveFromString( PB_STRING *pbs );
 /* cryPkeyEcNamedCurveDisplayName: a description for people, a new reference; several curves share one. Another value aborts as above. */
-PB_EXPORT PB_STRING *cryPkeyEcNamedCurveDisplayName( PB_INT curve );
+PB_EXPORT PB_STRING *cryPkeyEcNamedCurveDisplayName( CRY_PKEY_EC_NAMED_CURVE curve );
 
 PB_END_DECLS
 

@@ -5,8 +5,10 @@
 #include <cry/cry_pkey_ec_named_curve.h>
 #include <cry/cry_pkey_type.h>
 
-/* CRY_PKEY_INFO: key type, size and named curve, each of which may be missing. A value with copy-on-write: setters take the address of the caller's reference and
-   replace it by a copy when the object is shared; they abort on null ("info", "*info"). */
+/* CRY_PKEY_INFO: key type, size and named curve, each of which may be missing. A value with
+   copy-on-write: setters take the address of the caller's reference and replace it by a copy when
+   the object is shared; they abort on null ("info", "*info"). Many threads may read a CRY_PKEY_INFO,
+   and each may edit it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_PKEY_INFO );
 
 PB_BEGIN_DECLS
@@ -17,11 +19,11 @@ PB_EXPORT CRY_PKEY_INFO *cryPkeyInfoCreate( void );
 PB_EXPORT CRY_PKEY_INFO *cryPkeyInfoCreateFrom( CRY_PKEY_INFO *source );
 
 /* cryPkeyInfoType: a CRY_PKEY_TYPE, -1 when it is not set; null aborts ("info"). */
-PB_EXPORT PB_INT cryPkeyInfoType( CRY_PKEY_INFO *info );
+PB_EXPORT CRY_PKEY_TYPE cryPkeyInfoType( CRY_PKEY_INFO *info );
 /* cryPkeyInfoHasType: whether it is set. */
 PB_EXPORT PB_BOOL cryPkeyInfoHasType( CRY_PKEY_INFO *info );
 /* cryPkeyInfoSetType: sets it; another value aborts ("CRY_PKEY_TYPE_OK( type )"). */
-PB_EXPORT void cryPkeyInfoSetType( CRY_PKEY_INFO **info, PB_INT type );
+PB_EXPORT void cryPkeyInfoSetType( CRY_PKEY_INFO **info, CRY_PKEY_TYPE type );
 /* cryPkeyInfoDelType: sets it to -1. */
 PB_EXPORT void cryPkeyInfoDelType( CRY_PKEY_INFO **info );
 
@@ -35,11 +37,11 @@ PB_EXPORT void cryPkeyInfoSetBits( CRY_PKEY_INFO **info, PB_INT bits );
 PB_EXPORT void cryPkeyInfoDelBits( CRY_PKEY_INFO **info );
 
 /* cryPkeyInfoEcNamedCurve: a CRY_PKEY_EC_NAMED_CURVE, -1 when it is not set. */
-PB_EXPORT PB_INT cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info );
+PB_EXPORT CRY_PKEY_EC_NAMED_CURVE cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info );
 /* cryPkeyInfoHasEcNamedCurve: whether it is set. */
 PB_EXPORT PB_BOOL cryPkeyInfoHasEcNamedCurve( CRY_PKEY_INFO *info );
 /* cryPkeyInfoSetEcNamedCurve: sets it; another value aborts ("CRY_PKEY_EC_NAMED_CURVE_OK( ecNamedCurve )"). */
-PB_EXPORT void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, PB_INT ecNamedCurve );
+PB_EXPORT void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve );
 /* cryPkeyInfoDelEcNamedCurve: sets it to -1. */
 PB_EXPORT void cryPkeyInfoDelEcNamedCurve( CRY_PKEY_INFO **info );
 

@@ -6,8 +6,9 @@
 #include <cry/cry_pkey_info.h>
 #include <cry/cry_pkey_public.h>
 
-/* CRY_PKEY_PRIVATE: a private key with its canonical PEM: unencrypted PKCS#8 (RFC 5958) under the label PRIVATE KEY, as OpenSSL writes it. Immutable, for any
-   thread. */
+/* CRY_PKEY_PRIVATE: a private key with its canonical PEM: unencrypted PKCS#8 (RFC 5958) under the
+   label PRIVATE KEY, as OpenSSL writes it. A CRY_PKEY_PRIVATE never changes; many threads
+   may use it. */
 PB_OBJECT_TYPE( CRY_PKEY_PRIVATE );
 
 PB_BEGIN_DECLS

@@ -5,8 +5,9 @@
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_info.h>
 
-/* CRY_PKEY_PUBLIC: a public key with its canonical PEM: SubjectPublicKeyInfo (RFC 5280, 4.1) under the label PUBLIC KEY, as OpenSSL writes it. Immutable, for any
-   thread. */
+/* CRY_PKEY_PUBLIC: a public key with its canonical PEM: SubjectPublicKeyInfo (RFC 5280, 4.1) under
+   the label PUBLIC KEY, as OpenSSL writes it. A CRY_PKEY_PUBLIC never changes; many threads may use
+   it. */
 PB_OBJECT_TYPE( CRY_PKEY_PUBLIC );
 
 PB_BEGIN_DECLS

@@ -15,9 +15,9 @@ typedef PB_INT CRY_PKEY_TYPE;
 PB_BEGIN_DECLS
 
 /* cryPkeyTypeToString: the name of a value, as "CRY_PKEY_TYPE_RSA", a new string; another value aborts ("CRY_PKEY_TYPE_OK( type )"). */
-PB_EXPORT PB_STRING *cryPkeyTypeToString( PB_INT type );
+PB_EXPORT PB_STRING *cryPkeyTypeToString( CRY_PKEY_TYPE type );
 /* cryPkeyTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryPkeyTypeFromString( PB_STRING *pbs );
+PB_EXPORT CRY_PKEY_TYPE cryPkeyTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS
 

@@ -1,4 +1,22 @@
-/* Signatures of whole buffers. */
+/* Signatures of whole buffers.
+
+   Example:
+
+       // Whether a key can sign some data so that its public half confirms it.
+       PB_BOOL signs( CRY_PKEY_PRIVATE *key, PB_BUFFER *data )
+       {
+           PB_BOOL          good      = PB_FALSE;
+           CRY_PKEY_PUBLIC *publicKey = cryPkeyPrivatePublicKey( key );
+           PB_BUFFER       *signature = crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, key, data );
+           if( publicKey && signature )
+               good = crySignVerify( CRY_HASH_ALGORITHM_SHA2_256, publicKey, signature, data );
+           if( signature )
+               pbBufferRelease( signature );
+           if( publicKey )
+               cryPkeyPublicRelease( publicKey );
+           return good;
+       }
+*/
 #ifndef CRY_CRY_SIGN_H
 #define CRY_CRY_SIGN_H
 
@@ -9,9 +27,9 @@ PB_BEGIN_DECLS
 
 /* crySignTrySign: the signature of a buffer, a new buffer; null when this libcrypto does not have the digest. What aborts in crySignSigner aborts here ("privateKey",
    "data" and a key that cannot sign). */
-PB_EXPORT PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data );
+PB_EXPORT PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data );
 /* crySignVerify: whether `signature` is the key's for `data`; false when this libcrypto does not have the digest. Null aborts ("publicKey", "signature", "data"). */
-PB_EXPORT PB_BOOL crySignVerify( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data );
+PB_EXPORT PB_BOOL crySignVerify( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data );
 
 PB_END_DECLS
 

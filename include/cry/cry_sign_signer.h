@@ -6,14 +6,15 @@
 #include <cry/cry_pkey_private.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_SIGN_SIGNER: one signature in the making. Belongs to one caller at a time; takes updates until crySignSignerFinal, which yields the one signature. */
+/* CRY_SIGN_SIGNER: one signature in the making; takes updates until crySignSignerFinal,
+   which yields the one signature. Only one thread at a time may use a CRY_SIGN_SIGNER. */
 PB_OBJECT_TYPE( CRY_SIGN_SIGNER );
 
 PB_BEGIN_DECLS
 
 /* crySignSignerTryCreate: a new signer, which holds the key; null when this libcrypto does not have the digest. Aborts on an invalid algorithm
    ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("privateKey"). */
-PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( PB_INT alg, CRY_PKEY_PRIVATE *privateKey );
+PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey );
 
 /* The updates abort after crySignSignerFinal ("!sig->final"), on null objects ("sig", "data") and when the range does not lie in the buffer. */
 

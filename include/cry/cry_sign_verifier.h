@@ -6,14 +6,15 @@
 #include <cry/cry_pkey_public.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_SIGN_VERIFIER: one check of a signature. Belongs to one caller at a time; takes updates until crySignVerifierFinal, which yields the verdict. */
+/* CRY_SIGN_VERIFIER: one check of a signature; takes updates until crySignVerifierFinal,
+   which yields the verdict. Only one thread at a time may use a CRY_SIGN_VERIFIER. */
 PB_OBJECT_TYPE( CRY_SIGN_VERIFIER );
 
 PB_BEGIN_DECLS
 
 /* crySignVerifierTryCreate: a new verifier of this signature, which holds the key and the signature; null when this libcrypto does not have the digest. Aborts on
    an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("publicKey", "signature"). */
-PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierTryCreate( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature );
+PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature );
 
 /* The updates abort after crySignVerifierFinal ("!vfy->final"), on null objects ("vfy", "data") and when the range does not lie in the buffer. */
 

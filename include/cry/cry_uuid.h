@@ -8,7 +8,8 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_string.h>
 
-/* CRY_UUID: the sixteen bytes of a UUID in network order. Immutable, for any thread. */
+/* CRY_UUID: the sixteen bytes of a UUID in network order. A CRY_UUID never changes; many threads
+   may read it. */
 PB_OBJECT_TYPE( CRY_UUID );
 
 PB_BEGIN_DECLS
@@ -41,12 +42,12 @@ PB_EXPORT CRY_UUID *cryUuidTryCreateFromStringWcstr( const wchar_t *text, PB_INT
 PB_EXPORT PB_BUFFER *cryUuidToBinary( CRY_UUID *uuid );
 /* cryUuidToStringWithFlags: the text in groups of 8-4-4-4-12 digits, a new string. `flags` are CRY_UUID_STRING_FLAGS; curly brackets come innermost, quotation marks
    outermost. Undefined bits mean nothing. */
-PB_EXPORT PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, PB_INT flags );
+PB_EXPORT PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, CRY_UUID_STRING_FLAGS flags );
 /* cryUuidVariant: the CRY_UUID_VARIANT that the UUID says it is (RFC 4122, 4.1.1). */
-PB_EXPORT PB_INT cryUuidVariant( CRY_UUID *uuid );
+PB_EXPORT CRY_UUID_VARIANT cryUuidVariant( CRY_UUID *uuid );
 /* cryUuidVersion: the version digit (RFC 4122, 4.1.3) as a number: 0 to 4 as it stands, -1 for every other one. Note that CRY_UUID_VERSION counts from 0, so that
    this is one step off its names: a random UUID gives 4, one made of a name gives -1. */
-PB_EXPORT PB_INT cryUuidVersion( CRY_UUID *uuid );
+PB_EXPORT CRY_UUID_VERSION cryUuidVersion( CRY_UUID *uuid );
 
 /* cryUuidNamespaceDns: the name space of fully qualified domain names (RFC 4122, appendix C), a new object, as the next three. */
 PB_EXPORT CRY_UUID *cryUuidNamespaceDns( void );

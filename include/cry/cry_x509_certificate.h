@@ -7,7 +7,8 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
 
-/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as OpenSSL writes it. Immutable, for any thread. */
+/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as
+   OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
 
 PB_BEGIN_DECLS
@@ -27,7 +28,7 @@ PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *ce
 PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey );
 /* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when this libcrypto does not have the algorithm. An invalid
    algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
-PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg );
+PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */

@@ -1,10 +1,28 @@
-/* Ordered collections of certificates. */
+/* Ordered collections of certificates.
+
+   Example:
+
+       // The certificates of a file that holds a chain in PEM; null if anything else is in it.
+       CRY_X509_CERTIFICATES *readChain( PB_BUFFER *file )
+       {
+           CRY_X509_CERTIFICATES *chain  = NULL;
+           PB_VECTOR             *blocks = cryPemVectorTryDecode( file );
+           if( blocks )
+           {
+               chain = cryX509CertificatesTryCreateFromPemVector( blocks );
+               pbVectorRelease( blocks );
+           }
+           return chain;
+       }
+*/
 #ifndef CRY_CRY_X509_CERTIFICATES_H
 #define CRY_CRY_X509_CERTIFICATES_H
 
 #include <cry/cry_x509_certificate.h>
 
-/* CRY_X509_CERTIFICATES: certificates in order; one may be in it several times. Edits copy a shared collection first. */
+/* CRY_X509_CERTIFICATES: certificates in order; one may be in it several times. Edits copy a shared
+   collection first. Many threads may read a CRY_X509_CERTIFICATES, and each may edit it through a
+   reference of its own. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATES );
 
 PB_BEGIN_DECLS

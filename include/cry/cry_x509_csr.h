@@ -6,8 +6,9 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
 
-/* CRY_X509_CSR: a parsed request with its canonical PEM, under the label CERTIFICATE REQUEST, as OpenSSL writes it. Its signature is not checked. Immutable, for
-   any thread. */
+/* CRY_X509_CSR: a parsed request with its canonical PEM, under the label CERTIFICATE REQUEST, as
+   OpenSSL writes it. Its signature is not checked. A CRY_X509_CSR never changes; many threads may
+   read it. */
 PB_OBJECT_TYPE( CRY_X509_CSR );
 
 PB_BEGIN_DECLS

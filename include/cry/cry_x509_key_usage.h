@@ -19,11 +19,11 @@ typedef PB_INT CRY_X509_KEY_USAGE;
 PB_BEGIN_DECLS
 
 /* cryX509KeyUsageNormalize: the flags without undefined bits. */
-PB_EXPORT PB_INT cryX509KeyUsageNormalize( PB_INT flags );
+PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageNormalize( CRY_X509_KEY_USAGE flags );
 /* cryX509KeyUsageToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
-PB_EXPORT PB_STRING *cryX509KeyUsageToString( PB_INT flags );
+PB_EXPORT PB_STRING *cryX509KeyUsageToString( CRY_X509_KEY_USAGE flags );
 /* cryX509KeyUsageFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryX509KeyUsageFromString( PB_STRING *pbs );
+PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageFromString( PB_STRING *pbs );
 
 PB_END_DECLS
 

@@ -17,11 +17,11 @@ typedef PB_INT CRY_X509_NETSCAPE_CERT_TYPE;
 PB_BEGIN_DECLS
 
 /* cryX509NetscapeCertTypeNormalize: the flags without undefined bits. */
-PB_EXPORT PB_INT cryX509NetscapeCertTypeNormalize( PB_INT flags );
+PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeNormalize( CRY_X509_NETSCAPE_CERT_TYPE flags );
 /* cryX509NetscapeCertTypeToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
-PB_EXPORT PB_STRING *cryX509NetscapeCertTypeToString( PB_INT flags );
+PB_EXPORT PB_STRING *cryX509NetscapeCertTypeToString( CRY_X509_NETSCAPE_CERT_TYPE flags );
 /* cryX509NetscapeCertTypeFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryX509NetscapeCertTypeFromString( PB_STRING *pbs );
+PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS
 

@@ -15,11 +15,11 @@ typedef PB_INT CRY_X509_POLICY_FLAGS;
 PB_BEGIN_DECLS
 
 /* cryX509PolicyFlagsNormalize: the flags without undefined bits. */
-PB_EXPORT PB_INT cryX509PolicyFlagsNormalize( PB_INT flags );
+PB_EXPORT CRY_X509_POLICY_FLAGS cryX509PolicyFlagsNormalize( CRY_X509_POLICY_FLAGS flags );
 /* cryX509PolicyFlagsToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
-PB_EXPORT PB_STRING *cryX509PolicyFlagsToString( PB_INT flags );
+PB_EXPORT PB_STRING *cryX509PolicyFlagsToString( CRY_X509_POLICY_FLAGS flags );
 /* cryX509PolicyFlagsFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryX509PolicyFlagsFromString( PB_STRING *pbs );
+PB_EXPORT CRY_X509_POLICY_FLAGS cryX509PolicyFlagsFromString( PB_STRING *pbs );
 
 PB_END_DECLS
 

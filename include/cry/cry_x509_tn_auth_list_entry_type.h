@@ -15,9 +15,9 @@ typedef PB_INT CRY_X509_TN_AUTH_LIST_ENTRY_TYPE;
 PB_BEGIN_DECLS
 
 /* cryX509TNAuthListEntryTypeToString: the name of a value, as "CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_SERVICE_PROVIDER_CODE", a new string; another value aborts ("CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_OK( et )"). */
-PB_EXPORT PB_STRING *cryX509TNAuthListEntryTypeToString( PB_INT et );
+PB_EXPORT PB_STRING *cryX509TNAuthListEntryTypeToString( CRY_X509_TN_AUTH_LIST_ENTRY_TYPE et );
 /* cryX509TNAuthListEntryTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
-PB_EXPORT PB_INT cryX509TNAuthListEntryTypeFromString( PB_STRING *pbs );
+PB_EXPORT CRY_X509_TN_AUTH_LIST_ENTRY_TYPE cryX509TNAuthListEntryTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS
 

@@ -5,6 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* PB_BEGIN_DECLS and PB_END_DECLS stand around the declarations of C functions. PB_NORETURN: the
+   function does not return. PB_DEFAULT_NULL: null is the default in C++. */
 #ifdef __cplusplus
 #define PB_BEGIN_DECLS \
     extern "C"         \
@@ -25,11 +27,13 @@
 typedef int64_t  PB_INT;  /* counts, offsets, enumeration values, flags */
 typedef int32_t  PB_BOOL; /* 0 is false, everything else true; functions return 0 or 1 */
 typedef uint32_t PB_CHAR; /* one Unicode code point */
-typedef uint8_t  PB_BYTE;
+typedef uint8_t  PB_BYTE; /* eight bits */
 
+/* PB_INT_MAX, PB_INT_MIN: the largest and the smallest PB_INT. */
 #define PB_INT_MAX INT64_MAX
 #define PB_INT_MIN INT64_MIN
 
+/* PB_TRUE, PB_FALSE: what functions return as PB_BOOL. */
 #define PB_TRUE ( (PB_BOOL)1 )
 #define PB_FALSE ( (PB_BOOL)0 )
 

@@ -10,9 +10,9 @@ PB_BEGIN_DECLS
    realloc and free, on any thread. */
 typedef struct PB_MEM_ALLOCATOR
 {
-    void *( *alloc )( size_t size );
-    void *( *realloc )( void *memory, size_t size );
-    void ( *free )( void *memory );
+    void *( *alloc )( size_t size );                 /* as malloc */
+    void *( *realloc )( void *memory, size_t size ); /* as realloc */
+    void ( *free )( void *memory );                  /* as free */
 } PB_MEM_ALLOCATOR;
 
 /* pbMemSetAllocator: replaces the allocator of the whole process; null restores malloc, realloc and

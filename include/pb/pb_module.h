@@ -8,22 +8,23 @@
    changes it, so any thread may read it. All strings are zero-terminated. */
 struct PB_MODULE_RECORD
 {
-    PB_INT      formatVersion; /* PB_MODULE_RECORD_FORMAT_VERSION */
-    const char *productTag;
-    const char *productDisplayName;
-    PB_INT      productVersionMajor;
-    PB_INT      productVersionMinor;
-    PB_INT      productVersionBuild;
-    const char *buildTime; /* as "UTC 2026-07-21 13:01:14 (Tuesday)" */
-    const char *vendorName;
-    const char *copyright;
-    const char *moduleName;
-    const char *moduleDescription;
-    const char *moduleVersion;
-    const char *dependencies; /* module names with one blank between, in alphabetical order */
-    const char *last;         /* empty */
+    PB_INT      formatVersion;       /* PB_MODULE_RECORD_FORMAT_VERSION */
+    const char *productTag;          /* the product's short name */
+    const char *productDisplayName;  /* the product's name for people */
+    PB_INT      productVersionMajor; /* first part of the product's version */
+    PB_INT      productVersionMinor; /* second part */
+    PB_INT      productVersionBuild; /* third part */
+    const char *buildTime;           /* as "UTC 2026-07-21 13:01:14 (Tuesday)" */
+    const char *vendorName;          /* who makes the product */
+    const char *copyright;           /* the line that says so */
+    const char *moduleName;          /* as "cry" */
+    const char *moduleDescription;   /* one line for people */
+    const char *moduleVersion;       /* as "0.2" */
+    const char *dependencies;        /* module names with one blank between, in alphabetical order */
+    const char *last;                /* empty */
 };
 
+/* PB_MODULE_RECORD_FORMAT_VERSION: the form of the record above. */
 #define PB_MODULE_RECORD_FORMAT_VERSION ( (PB_INT)2 )
 
 PB_BEGIN_DECLS

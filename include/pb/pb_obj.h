@@ -5,6 +5,7 @@
 #include <pb/pb_base.h>
 
 PB_OBJECT_TYPE( PB_OBJ );
+/* PB_STRING: a text; see pb_string.h. */
 PB_OBJECT_TYPE( PB_STRING );
 typedef struct PB_SORT          PB_SORT;
 typedef struct PB_SORT_SLOTS    PB_SORT_SLOTS;
@@ -14,10 +15,11 @@ typedef struct PB_MODULE_RECORD PB_MODULE_RECORD;
 /* PB_OBJ: the header of every object. A reference count below zero marks a static object, which is never counted and never freed. */
 struct PB_OBJ
 {
-    int64_t        refCount;
-    const PB_SORT *sort;
+    int64_t        refCount; /* references that are held */
+    const PB_SORT *sort;     /* the type */
 };
 
+/* PB_OBJ_STATIC_REF_COUNT: the reference count of a static object. */
 #define PB_OBJ_STATIC_REF_COUNT ( (int64_t)-1 )
 
 /* PB_SORT_SLOTS: what a sort can do; a slot that is null has the base library's default behaviour. */
@@ -26,29 +28,29 @@ struct PB_SORT_SLOTS
     void ( *free )( PB_OBJ *obj ) PB_DEFAULT_NULL;                     /* releases the fields, before the memory is returned */
     PB_INT ( *compare )( PB_OBJ *objA, PB_OBJ *objB ) PB_DEFAULT_NULL; /* total order; negative, zero, positive */
     PB_STRING *( *toString )(PB_OBJ *obj)PB_DEFAULT_NULL;              /* a new string */
-    void ( *reserved1 )( void ) PB_DEFAULT_NULL;
-    void ( *reserved2 )( void ) PB_DEFAULT_NULL;
-    void ( *reserved3 )( void ) PB_DEFAULT_NULL;
+    void ( *reserved1 )( void ) PB_DEFAULT_NULL;                       /* null */
+    void ( *reserved2 )( void ) PB_DEFAULT_NULL;                       /* null */
+    void ( *reserved3 )( void ) PB_DEFAULT_NULL;                       /* null */
 };
 
 /* PB_SORT: the descriptor of one object type. */
 struct PB_SORT
 {
-    PB_OBJ           header;
-    const PB_MODULE *module;
-    const char      *name; /* the type's name, as "CRY_PEM" */
-    PB_SORT_SLOTS    slots;
+    PB_OBJ           header; /* a sort is an object, too */
+    const PB_MODULE *module; /* the library that has the type */
+    const char      *name;   /* the type's name, as "CRY_PEM" */
+    PB_SORT_SLOTS    slots;  /* how its objects are treated */
 };
 
 /* PB_MODULE: what the runtime drives a library through. */
 struct PB_MODULE
 {
-    PB_OBJ                  header;
-    const PB_MODULE_RECORD *record;
-    PB_BOOL ( *startup )( void );
-    void ( *halt )( void );
-    void ( *fourth )( void ); /* called after the workers have ended, before any shut-down */
-    void ( *shutdown )( void );
+    PB_OBJ                  header; /* a module is an object, too */
+    const PB_MODULE_RECORD *record; /* its name, version and product */
+    PB_BOOL ( *startup )( void );   /* false when the library cannot start */
+    void ( *halt )( void );         /* asks the library's workers to end */
+    void ( *fourth )( void );       /* called after the workers have ended, before any shut-down */
+    void ( *shutdown )( void );     /* releases what the library keeps */
 };
 
 #ifdef __cplusplus

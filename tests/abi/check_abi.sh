@@ -3,11 +3,12 @@
 #
 #   check_abi.sh LIBRARY [BASELINE]
 #
-# Ends with 77 (skipped) where abidiff is missing or LIBRARY carries no types. After a change that is meant: update.sh.
+# Ends with 77 (skipped) where abidiff is missing or LIBRARY carries no types. After a change that
+# is meant: update.sh.
 set -u
 
 if [ $# -lt 1 ] || [ $# -gt 2 ]; then
-    sed -n '2,6p' "$0"
+    sed -n '2,7p' "$0"
     exit 2
 fi
 here=$(cd "$(dirname "$0")" && pwd)

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Writes the binary interface of a library as abidw sees it: exported names and the types of the public headers.
+# Writes the binary interface of a library as abidw sees it: exported names and the types of the
+# public headers.
 #
 #   describe.sh LIBRARY OUTPUT
 #
@@ -15,9 +16,10 @@ if ! command -v abidw > /dev/null; then
     exit 77
 fi
 
-# Types that stand in no public header are the library's own business. No path of this machine, no line number.
-abidw --no-corpus-path --no-comp-dir-path --no-show-locs --no-elf-needed --exported-interfaces-only --headers-dir "$root/include" --drop-private-types \
-    --out-file "$output" "$library"
+# Types that stand in no public header are the library's own business. No path of this machine, no
+# line number.
+abidw --no-corpus-path --no-comp-dir-path --no-show-locs --no-elf-needed --exported-interfaces-only \
+    --headers-dir "$root/include" --drop-private-types --out-file "$output" "$library"
 sed -i "s|path='$root/|path='|" "$output"
 
 if grep -n "='/" "$output"; then

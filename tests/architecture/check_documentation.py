@@ -3,8 +3,10 @@
 
     check_documentation.py [ROOT]
 
-The comment directly above a run of declarations (no empty line between) must name each function of the run: by its full name, or in a list such as
-`pbVectorSort/Obj/From`, whose further words each stand for the last word of the first.
+The comment directly above a run of declarations (no empty line between) must name each function of
+the run: by its full name, or in a list such as `pbVectorSort/Obj/From`, whose further words each
+stand for the last word of the first. Above a run of uses of a macro that declares functions, it
+must name the macro.
 """
 import re
 import sys
@@ -13,6 +15,8 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 
 COMMENT = re.compile(r"/\*.*?\*/|//[^\n]*", re.DOTALL)
+# A macro whose text has an export in it declares a family of functions.
+FAMILY = re.compile(r"^#\s*define (\w+)\((?:.*\\\n)*.*\bPB_EXPORT\b", re.MULTILINE)
 FUNCTION = re.compile(r"(\w+)\s*\(")
 NOT_A_NAME = {"__attribute__", "PB_EXPORT", "PB_NORETURN", "extern"}
 
@@ -46,6 +50,7 @@ def function_of(declaration):
 def declarations(text):
     """(line number, declaration, the comment above its run) of everything that is exported."""
     comment, inside, lines = None, None, text.split("\n")
+    families = set(FAMILY.findall(text))
     index = 0
     while index < len(lines):
         line, number = lines[index].strip(), index + 1
@@ -67,7 +72,7 @@ def declarations(text):
         else:
             inside = None
             declaration = line
-            if re.search(r"\bPB_EXPORT\b", line):
+            if re.search(r"\bPB_EXPORT\b", line) or re.match(r"\w*", line).group(0) in families:
                 while not re.search(r"[;{]", COMMENT.sub("", declaration)) and index < len(lines):
                     declaration += "\n" + lines[index]
                     index += 1

@@ -3,8 +3,9 @@
 
     check_exports.py LIBRARIES [ROOT]
 
-LIBRARIES is the folder of the built libraries; the lists are ROOT/source/<library>/exports.txt. When the environment variable CRY_EXPORTS_REFERENCE names a
-list, every name of the library cry must stand in it too.
+LIBRARIES is the folder of the built libraries; the lists are ROOT/source/<library>/exports.txt.
+When the environment variable CRY_EXPORTS_REFERENCE names a list, every name of the library cry must
+stand in it too.
 """
 import os
 import subprocess

@@ -62,7 +62,8 @@ class Layers:
 
     def layer_of(self, library, path):
         """The number of a file's layer; none when it fits no pattern."""
-        fits = [(len(pattern), index) for index, (_, patterns) in enumerate(self.layers[library]) for pattern in patterns if fnmatchcase(path, pattern)]
+        patterns = [(pattern, index) for index, (_, patterns) in enumerate(self.layers[library]) for pattern in patterns]
+        fits = [(len(pattern), index) for pattern, index in patterns if fnmatchcase(path, pattern)]
         return max(fits)[1] if fits else None
 
 

@@ -3,10 +3,12 @@
 
 usage: check_coverage.py [--lines] HITS
 
-HITS is what contract_tests writes where CRY_CONTRACT_HITS says: file:line:expression, one line a hit. Every check of source/ must be among them, by its file and
-its text, or in unreachable.txt beside this script, whose lines are `file: expression — reason`. Checks that shared code makes at its caller's place count
-wherever they were hit; the checks of the standard functions of a type count together. With --lines, checks with the same text in one file count line by line;
-that is for the curious, nothing in it fails."""
+HITS is what contract_tests writes where CRY_CONTRACT_HITS says: file:line:expression, one line a
+hit. Every check of source/ must be among them, by its file and its text, or in unreachable.txt
+beside this script, whose lines are `file: expression — reason`. Checks that shared code makes at
+its caller's place count wherever they were hit; the checks of the standard functions of a type
+count together. With --lines, checks with the same text in one file count line by line; that is for
+the curious, nothing in it fails."""
 
 import collections
 import pathlib
@@ -25,7 +27,8 @@ Macro = collections.namedtuple("Macro", "parameters body")
 
 
 def without_comments(source):
-    """The source with comments and the bodies of string literals' dangers gone: comments become blanks, line ends stay."""
+    """The source with comments and the bodies of string literals' dangers gone: comments become
+    blanks, line ends stay."""
     pattern = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'', re.S)
     return pattern.sub(lambda m: re.sub(r"[^\n]", " ", m[0]) if m[0].startswith("/") else m[0], source)
 
@@ -204,7 +207,8 @@ def main():
         print(file)
         for lines, text, kind in sorted(checks):
             where = ",".join(map(str, lines))
-            print("    line %s: %s%s" % (where, text, {"standard": "   (the standard functions)", "anywhere": "   (made for a caller)"}.get(kind, "")))
+            remark = {"standard": "   (the standard functions)", "anywhere": "   (made for a caller)"}.get(kind, "")
+            print("    line %s: %s%s" % (where, text, remark))
     for error in errors:
         print(error)
     if "--lines" in options:

@@ -1,58 +1,13 @@
-#include <cry/cry.h>
-
 #include "common/cry_enumeration.hpp"
 #include "support/contract.hpp"
+#include "support/enumerations.hpp"
 #include "support/text.hpp"
 
 using namespace support;
 
-namespace
-{
-
-struct Enumeration
-{
-    const char *file, *check;
-    PB_STRING *( *toString )( PB_INT );
-    PB_INT ( *fromString )( PB_STRING * );
-    PB_INT count;
-};
-
-const Enumeration enumerations[] = {
-    { "source/cry/aes/cry_aes_mode.cpp", "CRY_AES_MODE_OK( mode )", cryAesModeToString, cryAesModeFromString, 1 },
-    { "source/cry/aes/cry_aes_operation.cpp", "CRY_AES_OPERATION_OK( op )", cryAesOperationToString, cryAesOperationFromString, 2 },
-    { "source/cry/hash/cry_hash_algorithm.cpp", "CRY_HASH_ALGORITHM_OK( alg )", cryHashAlgorithmToString, cryHashAlgorithmFromString, 10 },
-    { "source/cry/pkey/cry_pkey_type.cpp", "CRY_PKEY_TYPE_OK( type )", cryPkeyTypeToString, cryPkeyTypeFromString, 2 },
-    { "source/cry/pkey/cry_pkey_ec_named_curve.cpp", "CRY_PKEY_EC_NAMED_CURVE_OK( curve )", cryPkeyEcNamedCurveToString,
-        cryPkeyEcNamedCurveFromString, 82 },
-    { "source/cry/uuid/cry_uuid_variant.cpp", "CRY_UUID_VARIANT_OK( var )", cryUuidVariantToString, cryUuidVariantFromString, 4 },
-    { "source/cry/uuid/cry_uuid_version.cpp", "CRY_UUID_VERSION_OK( ver )", cryUuidVersionToString, cryUuidVersionFromString, 5 },
-    { "source/cry/vault/cry_vault_item_type.cpp", "CRY_VAULT_ITEM_TYPE_OK( type )", cryVaultItemTypeToString, cryVaultItemTypeFromString, 1 },
-    { "source/cry/x509/cry_x509_stack_identity_mode.cpp", "CRY_X509_STACK_IDENTITY_MODE_OK( mode )", cryX509StackIdentityModeToString,
-        cryX509StackIdentityModeFromString, 3 },
-    { "source/cry/x509/cry_x509_stack_trust_mode.cpp", "CRY_X509_STACK_TRUST_MODE_OK( mode )", cryX509StackTrustModeToString,
-        cryX509StackTrustModeFromString, 3 },
-    { "source/cry/x509/cry_x509_san_type.cpp", "CRY_X509_SAN_TYPE_OK( type )", cryX509SanTypeToString, cryX509SanTypeFromString, 2 },
-    { "source/cry/x509/cry_x509_tn_auth_list_entry_type.cpp", "CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_OK( et )", cryX509TNAuthListEntryTypeToString,
-        cryX509TNAuthListEntryTypeFromString, 3 },
-};
-
-const struct
-{
-    const char *file;
-    PB_INT ( *fromString )( PB_STRING * );
-} flagSets[] = {
-    { "source/cry/uuid/cry_uuid_string_flags.cpp", cryUuidStringFlagsFromString },
-    { "source/cry/x509/cry_x509_policy_flags.cpp", cryX509PolicyFlagsFromString },
-    { "source/cry/x509/cry_x509_key_usage.cpp", cryX509KeyUsageFromString },
-    { "source/cry/x509/cry_x509_extended_key_usage.cpp", cryX509ExtendedKeyUsageFromString },
-    { "source/cry/x509/cry_x509_netscape_cert_type.cpp", cryX509NetscapeCertTypeFromString },
-};
-
-}
-
 TEST( CryEnumerationsContracts, ValuesOutOfRangeHaveNoName )
 {
-    for( const Enumeration &each : enumerations )
+    for( const Enumeration &each : enumerations() )
     {
         for( PB_INT value : { each.count, each.count + 1, (PB_INT)-1, PB_INT_MAX, PB_INT_MIN } )
             EXPECT_ABORT( each.file, each.check, each.toString( value ) );
@@ -62,9 +17,9 @@ TEST( CryEnumerationsContracts, ValuesOutOfRangeHaveNoName )
 
 TEST( CryEnumerationsContracts, NullIsNoText )
 {
-    for( const Enumeration &each : enumerations )
+    for( const Enumeration &each : enumerations() )
         EXPECT_ABORT( each.file, "pbs", each.fromString( nullptr ) );
-    for( const auto &each : flagSets )
+    for( const FlagSet &each : flagSets() )
         EXPECT_ABORT( each.file, "pbs", each.fromString( nullptr ) );
 }
 

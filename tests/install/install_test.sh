@@ -1,5 +1,6 @@
 #!/bin/bash
-# Installs a build into a temporary prefix and uses it as others do: with pkg-config and with CMake's find_package.
+# Installs a build into a temporary prefix and uses it as others do: with pkg-config and with
+# CMake's find_package.
 #
 #   install_test.sh BUILD_DIR
 #
@@ -7,7 +8,7 @@
 set -u
 
 if [ $# -ne 1 ]; then
-    sed -n '2,4p' "$0"
+    sed -n '2,5p' "$0"
     exit 2
 fi
 build=$(cd "$1" && pwd) || exit 1
@@ -84,7 +85,8 @@ for library in $libraries; do
     esac
 done
 # shellcheck disable=SC2046
-if "$cc" -std=c11 -Wall -Wextra -Werror -pedantic $(pkg-config --cflags cry-libraries-cry) -o "$work/hash" "$root/examples/hash.c" $(pkg-config --libs cry-libraries-cry); then
+if "$cc" -std=c11 -Wall -Wextra -Werror -pedantic $(pkg-config --cflags cry-libraries-cry) -o "$work/hash" \
+    "$root/examples/hash.c" $(pkg-config --libs cry-libraries-cry); then
     output=$(LD_LIBRARY_PATH=$lib "$work/hash" abc)
     [ "$output" = "$wanted" ] || fail "the example built with pkg-config prints '$output', not $wanted"
 else
@@ -92,9 +94,11 @@ else
 fi
 
 # CMake.
-if cmake -G Ninja -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$(cache CMAKE_CXX_COMPILER)" \
-    -DEXAMPLE="$root/examples/hash.c" -DWANTED_VERSION="$major.0" > "$work/log" 2>&1 && cmake --build "$work/consumer" >> "$work/log" 2>&1; then
-    # CMake leaves the path of the libraries in programs that it has not installed, so that they run as they are.
+if cmake -G Ninja -S "$here/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$(cache CMAKE_CXX_COMPILER)" -DEXAMPLE="$root/examples/hash.c" \
+    -DWANTED_VERSION="$major.0" > "$work/log" 2>&1 && cmake --build "$work/consumer" >> "$work/log" 2>&1; then
+    # CMake leaves the path of the libraries in programs that it has not installed, so that they run
+    # as they are.
     output=$("$work/consumer/hash" abc)
     [ "$output" = "$wanted" ] || fail "the example built with CMake prints '$output', not $wanted"
     output=$("$work/consumer/headers" | tr '\n' ' ')

@@ -10,6 +10,7 @@
 #include "common/cry_ossl.hpp"
 #include "openssl_der.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 #include "support/text.hpp"
 

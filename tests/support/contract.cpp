@@ -23,7 +23,7 @@ static void leave( const char *context, const char *file, PB_INT line, const cha
     std::longjmp( place, 1 );
 }
 
-support::Abort support::abortOf( const std::function<void()> &call )
+support::Abort support::abortOf( Call call )
 {
     Abort            result;
     PB_ABORT_HANDLER before = pbAbortSetHandler( leave );
@@ -33,4 +33,19 @@ support::Abort support::abortOf( const std::function<void()> &call )
     current = nullptr;
     pbAbortSetHandler( before );
     return result;
+}
+
+void support::expectAbort(
+    const char *testFile, int testLine, const char *text, std::string_view context, std::string_view file, std::string_view expression, Call call )
+{
+    Abort abort = abortOf( call );
+    if( !abort.happened )
+    {
+        ADD_FAILURE_AT( testFile, testLine ) << "no abort: " << text;
+        return;
+    }
+    testing::ScopedTrace place( testFile, testLine, text );
+    EXPECT_EQ( abort.context, context );
+    EXPECT_EQ( abort.file, file );
+    EXPECT_EQ( abort.expression, expression );
 }

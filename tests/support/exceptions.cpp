@@ -1,6 +1,7 @@
 #include "support/exceptions.hpp"
 
 #include "support/files.hpp"
+#include "support/json.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,7 @@ using namespace support;
 
 Exceptions::Exceptions( const std::string &name )
 {
-    for( const nlohmann::json &row : nlohmann::json::parse( support::read( std::filesystem::path( CRY_SOURCE_DIR ) / "tests/vectors" / name ) ) )
+    for( const nlohmann::json &row : support::parseJson( support::read( std::filesystem::path( CRY_SOURCE_DIR ) / "tests/vectors" / name ) ) )
     {
         std::string id = row.at( "case" );
         EXPECT_EQ( row.size(), 4u ) << id;

@@ -7,6 +7,7 @@
 
 #include "support/certificates.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -209,7 +210,7 @@ TEST( CertificatesVectors, ParsedFactsOfTheCorporaAreOurs )
     int    lax   = 0;
     for( const char *corpus : { "boringssl", "botan", "google-ct", "mbedtls", "mbedtls-der", "openssl", "pyca", "zlint" } )
     {
-        for( const auto &each : nlohmann::json::parse( support::read( *folder / "x509parse" / ( std::string( corpus ) + "-crt.json.xz" ) ) ) )
+        for( const auto &each : support::parseJson( support::read( *folder / "x509parse" / ( std::string( corpus ) + "-crt.json.xz" ) ) ) )
         {
             std::string                   where = std::string( corpus ) + " " + each["id"].get<std::string>();
             std::string                   body  = fromBase64( each["der_b64"] );
@@ -264,7 +265,7 @@ TEST( CertificatesVectors, EveryCertificateOfTheChainCorporaIsTakenAsOpensslTake
     for( const char *corpus : { "limbo/limbo", "limbo/bettertls-pathbuilding", "limbo/bettertls-nameconstraints", "paths/boringssl-chains",
              "paths/bsi", "paths/nist76", "paths/openssl-verify", "paths/pkits", "paths/x509test" } )
     {
-        nlohmann::json cases = nlohmann::json::parse( support::read( *folder / ( std::string( corpus ) + ".json.xz" ) ) )["testcases"];
+        nlohmann::json cases = support::parseJson( support::read( *folder / ( std::string( corpus ) + ".json.xz" ) ) )["testcases"];
         for( const auto &each : cases )
         {
             std::vector<std::string> texts = each["trusted_certs"];
@@ -296,8 +297,8 @@ TEST( CertificatesVectors, EveryCertificateOfTheChainCorporaIsTakenAsOpensslTake
 TEST( CertificatesVectors, TimesDecodeAsTheCorpusSaysButForTheListedExceptions )
 {
     NEED_VECTORS( folder );
-    nlohmann::json                        corpus     = nlohmann::json::parse( support::read( *folder / "time" / "asn1_time.json" ) );
-    nlohmann::json                        exceptions = nlohmann::json::parse( support::read( CRY_SOURCE_DIR "/tests/vectors/time_exceptions.json" ) );
+    nlohmann::json                        corpus     = support::parseJson( support::read( *folder / "time" / "asn1_time.json" ) );
+    nlohmann::json                        exceptions = support::parseJson( support::read( CRY_SOURCE_DIR "/tests/vectors/time_exceptions.json" ) );
     std::map<std::string, nlohmann::json> listed;
     for( const auto &each : exceptions )
     {

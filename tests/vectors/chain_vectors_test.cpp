@@ -5,6 +5,7 @@
 
 #include "support/certificates.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/text.hpp"
 
 #include <algorithm>
@@ -132,7 +133,7 @@ std::vector<std::string> verifiedByOpenssl(
 
 void run( const fs::path &corpus, std::map<std::string, std::string> &baseline, size_t wantedCases )
 {
-    nlohmann::json cases = nlohmann::json::parse( support::read( corpus ) )["testcases"];
+    nlohmann::json cases = support::parseJson( support::read( corpus ) )["testcases"];
     ASSERT_EQ( cases.size(), wantedCases );
     for( const auto &each : cases )
     {

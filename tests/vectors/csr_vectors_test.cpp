@@ -5,6 +5,7 @@
 #include "cry/x509/requests.hpp"
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 #include "support/signatures.hpp"
 
@@ -26,7 +27,7 @@ std::string fromBase64( const std::string &text )
     return out;
 }
 
-nlohmann::json readJson( const fs::path &path ) { return nlohmann::json::parse( support::read( path ) ); }
+nlohmann::json readJson( const fs::path &path ) { return support::parseJson( support::read( path ) ); }
 
 // Whether the request is signed with its own key, as the library returns that key. False if the key
 // does not decode.

@@ -5,6 +5,7 @@
 
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/stanzas.hpp"
 #include "support/text.hpp"
 

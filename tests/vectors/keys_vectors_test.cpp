@@ -6,6 +6,7 @@
 
 #include "cry/pkey/keys.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 
 #include <set>
@@ -63,7 +64,7 @@ void expectAsOpenssl( const std::string &source, const std::string &name, Verdic
 TEST( KeysVectors, KeysOnAllCurvesAreAsOpensslReadsThem )
 {
     NEED_VECTORS( folder );
-    nlohmann::json        keys = nlohmann::json::parse( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
+    nlohmann::json        keys = support::parseJson( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
     Verdicts              verdicts;
     std::set<std::string> curves;
     for( const auto &each : keys )
@@ -83,7 +84,7 @@ TEST( KeysVectors, KeysOnAllCurvesAreAsOpensslReadsThem )
 TEST( KeysVectors, TheInfoOfAKeyNamesItsCurveAndSize )
 {
     NEED_VECTORS( folder );
-    nlohmann::json keys = nlohmann::json::parse( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
+    nlohmann::json keys = support::parseJson( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
     int            seen = 0;
     for( const auto &each : keys )
     {

@@ -4,6 +4,7 @@
 #include <cry/cry_pem.h>
 
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
 // PKCS#12 files from public corpora, compared with the results of OpenSSL with its legacy provider.
 #include "cry/pkcs12/files.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 
 #include <openssl/x509v3.h>

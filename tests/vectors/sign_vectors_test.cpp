@@ -6,6 +6,7 @@
 #include "pkey/cry_pkey_public.hpp"
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/signatures.hpp"
 #include "support/stanzas.hpp"
 #include "support/text.hpp"

@@ -3,6 +3,7 @@
 #include <cry/cry_uuid.h>
 
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/stanzas.hpp"
 #include "support/text.hpp"
 

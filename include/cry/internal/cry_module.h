@@ -6,55 +6,35 @@
 #include <pb/pb_module.h>
 #include <pb/pb_obj.h>
 
+#define CRY_STARTUP_FUNCTIONS( Name )             \
+    PB_EXPORT void cry___##Name##Startup( void ); \
+    PB_EXPORT void cry___##Name##Shutdown( void )
+
 PB_BEGIN_DECLS
 
 /* cry___OpensslErrorString: an OpenSSL error code (as ERR_get_error gives it; the low 32 bits count) as text, a new string: eight hexadecimal digits, the library
    that raised it, the reason: "0a000086:SSL routines::certificate verify failed". What OpenSSL has no text for stays empty. */
 PB_EXPORT PB_STRING *cry___OpensslErrorString( unsigned long code );
 
-/* cry___AesModeStartup and the others: create a module global; the Shutdown functions release it and leave the all-ones pointer in its place:
-   cry___AesModeShutdown, cry___AesOperationStartup, cry___AesOperationShutdown, cry___HashAlgorithmStartup, cry___HashAlgorithmShutdown,
-   cry___PkeyEcNamedCurveStartup, cry___PkeyEcNamedCurveShutdown, cry___PkeyTypeStartup, cry___PkeyTypeShutdown, cry___UuidStringFlagsStartup,
-   cry___UuidStringFlagsShutdown, cry___UuidVariantStartup, cry___UuidVariantShutdown, cry___UuidVersionStartup, cry___UuidVersionShutdown,
-   cry___VaultItemTypeStartup, cry___VaultItemTypeShutdown, cry___X509StackIdentityModeStartup, cry___X509StackIdentityModeShutdown,
-   cry___X509StackTrustModeStartup, cry___X509StackTrustModeShutdown, cry___X509PolicyFlagsStartup, cry___X509PolicyFlagsShutdown,
-   cry___X509ExtendedKeyUsageStartup, cry___X509ExtendedKeyUsageShutdown, cry___X509KeyUsageStartup, cry___X509KeyUsageShutdown,
-   cry___X509NetscapeCertTypeStartup, cry___X509NetscapeCertTypeShutdown, cry___X509SanTypeStartup, cry___X509SanTypeShutdown,
-   cry___X509TNAuthListEntryTypeStartup, cry___X509TNAuthListEntryTypeShutdown. */
-PB_EXPORT void cry___AesModeStartup( void );
-PB_EXPORT void cry___AesModeShutdown( void );
-PB_EXPORT void cry___AesOperationStartup( void );
-PB_EXPORT void cry___AesOperationShutdown( void );
-PB_EXPORT void cry___HashAlgorithmStartup( void );
-PB_EXPORT void cry___HashAlgorithmShutdown( void );
-PB_EXPORT void cry___PkeyEcNamedCurveStartup( void );
-PB_EXPORT void cry___PkeyEcNamedCurveShutdown( void );
-PB_EXPORT void cry___PkeyTypeStartup( void );
-PB_EXPORT void cry___PkeyTypeShutdown( void );
-PB_EXPORT void cry___UuidStringFlagsStartup( void );
-PB_EXPORT void cry___UuidStringFlagsShutdown( void );
-PB_EXPORT void cry___UuidVariantStartup( void );
-PB_EXPORT void cry___UuidVariantShutdown( void );
-PB_EXPORT void cry___UuidVersionStartup( void );
-PB_EXPORT void cry___UuidVersionShutdown( void );
-PB_EXPORT void cry___VaultItemTypeStartup( void );
-PB_EXPORT void cry___VaultItemTypeShutdown( void );
-PB_EXPORT void cry___X509StackIdentityModeStartup( void );
-PB_EXPORT void cry___X509StackIdentityModeShutdown( void );
-PB_EXPORT void cry___X509StackTrustModeStartup( void );
-PB_EXPORT void cry___X509StackTrustModeShutdown( void );
-PB_EXPORT void cry___X509PolicyFlagsStartup( void );
-PB_EXPORT void cry___X509PolicyFlagsShutdown( void );
-PB_EXPORT void cry___X509ExtendedKeyUsageStartup( void );
-PB_EXPORT void cry___X509ExtendedKeyUsageShutdown( void );
-PB_EXPORT void cry___X509KeyUsageStartup( void );
-PB_EXPORT void cry___X509KeyUsageShutdown( void );
-PB_EXPORT void cry___X509NetscapeCertTypeStartup( void );
-PB_EXPORT void cry___X509NetscapeCertTypeShutdown( void );
-PB_EXPORT void cry___X509SanTypeStartup( void );
-PB_EXPORT void cry___X509SanTypeShutdown( void );
-PB_EXPORT void cry___X509TNAuthListEntryTypeStartup( void );
-PB_EXPORT void cry___X509TNAuthListEntryTypeShutdown( void );
+/* CRY_STARTUP_FUNCTIONS( Name ): declares cry___NameStartup, which creates a module global, and
+   cry___NameShutdown, which releases it and leaves the all-ones pointer in its place. */
+CRY_STARTUP_FUNCTIONS( AesMode );
+CRY_STARTUP_FUNCTIONS( AesOperation );
+CRY_STARTUP_FUNCTIONS( HashAlgorithm );
+CRY_STARTUP_FUNCTIONS( PkeyEcNamedCurve );
+CRY_STARTUP_FUNCTIONS( PkeyType );
+CRY_STARTUP_FUNCTIONS( UuidStringFlags );
+CRY_STARTUP_FUNCTIONS( UuidVariant );
+CRY_STARTUP_FUNCTIONS( UuidVersion );
+CRY_STARTUP_FUNCTIONS( VaultItemType );
+CRY_STARTUP_FUNCTIONS( X509StackIdentityMode );
+CRY_STARTUP_FUNCTIONS( X509StackTrustMode );
+CRY_STARTUP_FUNCTIONS( X509PolicyFlags );
+CRY_STARTUP_FUNCTIONS( X509ExtendedKeyUsage );
+CRY_STARTUP_FUNCTIONS( X509KeyUsage );
+CRY_STARTUP_FUNCTIONS( X509NetscapeCertType );
+CRY_STARTUP_FUNCTIONS( X509SanType );
+CRY_STARTUP_FUNCTIONS( X509TNAuthListEntryType );
 
 PB_END_DECLS
 

@@ -1,48 +1,33 @@
 #include "common/cry_enumeration.hpp"
 
+#include "support/enumerations.hpp"
 #include "support/environment.hpp"
 #include "support/text.hpp"
 
-#include <cry/internal/cry_module.h>
 #include <gtest/gtest.h>
 #include <pb/pb_dict.h>
 #include <pb/pb_runtime.h>
 
 using namespace support;
 
-extern PB_ENUM    *cry___AesModeEnum;
-extern PB_ENUM    *cry___AesOperationEnum;
-extern PB_ENUM    *cry___HashAlgorithmEnum;
-extern PB_ENUM    *cry___PkeyTypeEnum;
-extern PB_ENUM    *cry___UuidVariantEnum;
-extern PB_ENUM    *cry___UuidVersionEnum;
-extern PB_ENUM    *cry___VaultItemTypeEnum;
-extern PB_ENUM    *cry___X509StackIdentityModeEnum;
-extern PB_ENUM    *cry___X509StackTrustModeEnum;
-extern PB_ENUM    *cry___X509SanTypeEnum;
-extern PB_ENUM    *cry___X509TNAuthListEntryTypeEnum;
-extern PB_FLAGSET *cry___UuidStringFlagsFlagset;
-extern PB_FLAGSET *cry___X509PolicyFlagsFlagset;
-extern PB_FLAGSET *cry___X509ExtendedKeyUsageFlagset;
-extern PB_FLAGSET *cry___X509KeyUsageFlagset;
-extern PB_FLAGSET *cry___X509NetscapeCertTypeFlagset;
-extern PB_ENUM    *cry___PkeyEcNamedCurveEnum;
-extern PB_DICT    *cry___PkeyEcNamedCurveDisplayNameByValue;
-extern PB_DICT    *cry___PkeyEcNamedCurveNidByValue;
-extern PB_DICT    *cry___PkeyEcNamedCurveSnByValue;
-extern PB_DICT    *cry___PkeyEcNamedCurveValueByNid;
-extern PB_DICT    *cry___PkeyEcNamedCurveValueBySn;
+extern PB_DICT *cry___PkeyEcNamedCurveDisplayNameByValue;
+extern PB_DICT *cry___PkeyEcNamedCurveNidByValue;
+extern PB_DICT *cry___PkeyEcNamedCurveSnByValue;
+extern PB_DICT *cry___PkeyEcNamedCurveValueByNid;
+extern PB_DICT *cry___PkeyEcNamedCurveValueBySn;
 
 namespace
 {
 
 std::vector<const void *> moduleGlobals()
 {
-    return { cry___AesModeEnum, cry___AesOperationEnum, cry___HashAlgorithmEnum, cry___PkeyTypeEnum, cry___UuidVariantEnum, cry___UuidVersionEnum,
-        cry___VaultItemTypeEnum, cry___X509StackIdentityModeEnum, cry___X509StackTrustModeEnum, cry___X509SanTypeEnum,
-        cry___X509TNAuthListEntryTypeEnum, cry___UuidStringFlagsFlagset, cry___X509PolicyFlagsFlagset, cry___X509ExtendedKeyUsageFlagset,
-        cry___X509KeyUsageFlagset, cry___X509NetscapeCertTypeFlagset, cry___PkeyEcNamedCurveEnum, cry___PkeyEcNamedCurveDisplayNameByValue,
-        cry___PkeyEcNamedCurveNidByValue, cry___PkeyEcNamedCurveSnByValue, cry___PkeyEcNamedCurveValueByNid, cry___PkeyEcNamedCurveValueBySn };
+    std::vector<const void *> globals = { cry___PkeyEcNamedCurveDisplayNameByValue, cry___PkeyEcNamedCurveNidByValue, cry___PkeyEcNamedCurveSnByValue,
+        cry___PkeyEcNamedCurveValueByNid, cry___PkeyEcNamedCurveValueBySn };
+    for( const Enumeration &each : enumerations() )
+        globals.push_back( *each.variable );
+    for( const FlagSet &each : flagSets() )
+        globals.push_back( *each.variable );
+    return globals;
 }
 
 constexpr cry::Named names[] = { { 0, "ZERO" }, { 1, "ONE" }, { 2, "TWO" } };

@@ -1,10 +1,13 @@
 #include "module/cry_module.hpp"
 
+#include "support/enumerations.hpp"
+
 #include <cry/cry_module.h>
-#include <cry/internal/cry_module.h>
 
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What is not part of this build yet has no address.
@@ -18,48 +21,32 @@ extern "C" __attribute__( ( weak ) ) void cry___X509StackCsShutdown( void );
 namespace
 {
 
-struct Wanted
-{
-    const char *name;
-    void ( *startup )();
-    void ( *shutdown )();
-};
-
-#define WANTED( name )                                       \
-    {                                                        \
-        #name, cry___##name##Startup, cry___##name##Shutdown \
-    }
+using Function = void ( * )();
 
 // A table that uses another one stands after it.
-const Wanted wantedOrder[] = {
-    WANTED( AesMode ),
-    WANTED( AesOperation ),
-    WANTED( HashAlgorithm ),
-    WANTED( PkeyEcNamedCurve ),
-    WANTED( PkeyType ),
-    WANTED( UuidStringFlags ),
-    WANTED( UuidVariant ),
-    WANTED( UuidVersion ),
-    WANTED( VaultItemType ),
-    WANTED( Vault ),
-    WANTED( X509System ),
-    WANTED( X509StackIdentityMode ),
-    WANTED( X509StackTrustMode ),
-    WANTED( X509PolicyFlags ),
-    WANTED( X509ExtendedKeyUsage ),
-    WANTED( X509KeyUsage ),
-    WANTED( X509NetscapeCertType ),
-    WANTED( X509SanType ),
-    WANTED( X509TNAuthListEntryType ),
-    WANTED( X509StackCs ),
-};
+const char *const order[] = { "AesMode", "AesOperation", "HashAlgorithm", "PkeyEcNamedCurve", "PkeyType", "UuidStringFlags", "UuidVariant",
+    "UuidVersion", "VaultItemType", "Vault", "X509System", "X509StackIdentityMode", "X509StackTrustMode", "X509PolicyFlags", "X509ExtendedKeyUsage",
+    "X509KeyUsage", "X509NetscapeCertType", "X509SanType", "X509TNAuthListEntryType", "X509StackCs" };
 
-std::string nameOf( void ( *function )(), bool startup )
+// The start-up and the shut-down function of each thing by its name; null for those that are not part of this build.
+std::map<std::string, std::pair<Function, Function>> functions()
 {
-    for( const Wanted &each : wantedOrder )
+    std::map<std::string, std::pair<Function, Function>> all = { { "Vault", { cry___VaultStartup, cry___VaultShutdown } },
+        { "X509System", { cry___X509SystemStartup, cry___X509SystemShutdown } },
+        { "X509StackCs", { cry___X509StackCsStartup, cry___X509StackCsShutdown } } };
+    for( const support::Enumeration &each : support::enumerations() )
+        all[each.name] = { each.startup, each.shutdown };
+    for( const support::FlagSet &each : support::flagSets() )
+        all[each.name] = { each.startup, each.shutdown };
+    return all;
+}
+
+std::string nameOf( Function function, bool startup )
+{
+    for( const auto &[name, pair] : functions() )
     {
-        if( function && ( startup ? each.startup : each.shutdown ) == function )
-            return each.name;
+        if( function && ( startup ? pair.first : pair.second ) == function )
+            return name;
     }
     return "(unknown)";
 }
@@ -69,10 +56,10 @@ std::string nameOf( void ( *function )(), bool startup )
 TEST( CryModule, StartsItsTablesInTheFixedOrder )
 {
     std::vector<std::string> wanted;
-    for( const Wanted &each : wantedOrder )
+    for( const char *name : order )
     {
-        if( each.startup )
-            wanted.push_back( each.name );
+        if( functions().at( name ).first )
+            wanted.push_back( name );
     }
     std::vector<std::string> started;
     for( const cry::ModuleGlobal &each : cry::moduleGlobals() )

@@ -4,6 +4,7 @@
 
 #include "cry/pkey/keys.hpp"
 #include "support/files.hpp"
+#include "support/json.hpp"
 #include "support/key_decoding.hpp"
 
 #include <atomic>
@@ -374,7 +375,7 @@ TEST( CryPkeyPrivate, IsReadByManyThreadsAtOnce )
 TEST( CryPkeyPrivate, LoadsThePublicKeysOnFileAsOpensslDoes )
 {
     NEED_VECTORS( folder );
-    nlohmann::json keys   = nlohmann::json::parse( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
+    nlohmann::json keys   = support::parseJson( support::read( *folder / "keys" / "evp_keys.json.xz" ) );
     int            loaded = 0;
     int            none   = 0;
     for( const auto &each : keys )
