@@ -133,11 +133,14 @@ struct CertificateType
 
     static std::vector<Block> otherForms( X509 *x509 )
     {
-        std::string    plain   = der( x509 );
-        unsigned char *trusted = nullptr;
-        int            length  = i2d_X509_AUX( x509, &trusted );
-        std::string    withTrust( (const char *)trusted, (size_t)length );
-        OPENSSL_free( trusted );
+        // With trust settings behind it.
+        X509          *trusted = X509_dup( x509 );
+        unsigned char *bytes   = nullptr;
+        EXPECT_EQ( X509_alias_set1( trusted, (const unsigned char *)"alias", 5 ), 1 );
+        int         length = i2d_X509_AUX( trusted, &bytes );
+        std::string plain  = der( x509 ), withTrust( (const char *)bytes, (size_t)length );
+        OPENSSL_free( bytes );
+        X509_free( trusted );
         return { { PEM_STRING_X509_OLD, plain }, { label, plain + "tail" }, { label, withLongerLength( plain ) }, { label, withTrust } };
     }
 
@@ -295,9 +298,10 @@ struct PublicType : PkeyType
 
     static std::vector<std::string> bodiesToDamage()
     {
+        Pkey                     rsa( EVP_RSA_gen( 512 ), EVP_PKEY_free );
         std::vector<std::string> list;
-        for( const Pkey &pkey : { newEcKey( "secp112r1", nullptr ), newEcKey( "sect113r1", nullptr ), key( KeyKind::rsa ), key( KeyKind::p256 ),
-                 key( KeyKind::ed25519 ) } )
+        for( const Pkey &pkey :
+            { newEcKey( "secp112r1", nullptr ), newEcKey( "sect113r1", nullptr ), rsa, key( KeyKind::p256 ), key( KeyKind::ed25519 ) } )
             list.push_back( spkiOf( pkey.get() ) );
         return list;
     }
@@ -339,13 +343,20 @@ struct PemObjects
     }
     static Block block( Handle *handle ) { return { Type::label, bodyOf( text( handle ) ) }; }
 
-    // What OpenSSL writes of what it reads from a text, and the errors that it leaves.
-    static std::string byOpenssl( const std::string &source, std::vector<unsigned long> &errors )
+    // What OpenSSL reads from a text.
+    static Handle *readText( const std::string &source )
     {
         BIO    *bio    = BIO_new_mem_buf( source.data(), (int)source.size() );
         Handle *handle = Type::read( bio );
         BIO_free( bio );
-        std::string out = handle ? text( handle ) : std::string();
+        return handle;
+    }
+
+    // What OpenSSL writes of that, and the errors that it leaves.
+    static std::string byOpenssl( const std::string &source, std::vector<unsigned long> &errors )
+    {
+        Handle     *handle = readText( source );
+        std::string out    = handle ? text( handle ) : std::string();
         Type::destroy( handle );
         errors = takeErrors();
         return out;
