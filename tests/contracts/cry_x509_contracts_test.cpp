@@ -4,8 +4,7 @@
 #include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_decode.h>
 
-#include "support/certificates.hpp"
-#include "support/contract.hpp"
+#include "contracts/pem_object_contracts.hpp"
 #include "support/text.hpp"
 
 #include <openssl/err.h>
@@ -20,40 +19,12 @@ static constexpr char vectorFile[]       = "source/pb/containers/pb_vector.cpp";
 
 static pb::Ref<CRY_X509_CERTIFICATE> anyCertificate() { return certificate( chainOf( KeyKind::p256 ).leaf ); }
 
-TEST( CryX509CertificateContracts, StandardFunctions )
+TEST( CryX509CertificateContracts, PemObject )
 {
-    pb::Ref<CRY_X509_CERTIFICATE> cert   = anyCertificate();
-    pb::Ref<PB_STRING>            other  = str( "x" );
-    static constexpr char         sort[] = "!obj || pbObjSort(obj)==&cry___sort_CRY_X509_CERTIFICATE";
-    EXPECT_ABORT_IN( "stdfunc from", certificateFile, sort, cryX509CertificateFrom( other.obj() ) );
-    EXPECT_ABORT_IN( "stdfunc retain", certificateFile, "obj", cryX509CertificateRetain( nullptr ) );
-    EXPECT_ABORT_IN( "stdfunc release", certificateFile, "obj", cryX509CertificateRelease( nullptr ) );
-    EXPECT_ABORT_IN( "stdfunc compare a", certificateFile, "objA", cryX509CertificateCompare( nullptr, cert.get() ) );
-    EXPECT_ABORT_IN( "stdfunc compare b", certificateFile, "objB", cryX509CertificateCompare( cert.get(), nullptr ) );
-    EXPECT_ABORT_IN( "stdfunc tostring", certificateFile, "obj", cryX509CertificateToString( nullptr ) );
-    const PB_SORT_SLOTS &slots = cryX509CertificateSort()->slots;
-    EXPECT_ABORT_IN( "stdfunc from", certificateFile, sort, slots.free( other.obj() ) );
-    EXPECT_ABORT_IN( "stdfunc from", certificateFile, sort, slots.compare( other.obj(), cert.obj() ) );
-    EXPECT_ABORT_IN( "stdfunc from", certificateFile, sort, slots.compare( cert.obj(), other.obj() ) );
-    EXPECT_ABORT( certificateFile, "cert", slots.free( nullptr ) );
-    EXPECT_ABORT( certificateFile, "certA", slots.compare( nullptr, cert.obj() ) );
-    EXPECT_ABORT( certificateFile, "certB", slots.compare( cert.obj(), nullptr ) );
-    EXPECT_EQ( cryX509CertificateFrom( nullptr ), nullptr );
-    EXPECT_EQ( cryX509CertificateObj( nullptr ), nullptr );
-    EXPECT_TRUE( cryX509CertificateEquals( nullptr, nullptr ) );
-}
-
-TEST( CryX509CertificateContracts, Arguments )
-{
-    EXPECT_ABORT( certificateFile, "buf", cryX509CertificateTryCreateFromDer( nullptr ) );
-    EXPECT_ABORT( certificateFile, "pem", cryX509CertificateTryCreateFromPem( nullptr ) );
-    EXPECT_ABORT( certificateFile, "store", cryX509CertificateTryRestore( nullptr ) );
-    EXPECT_ABORT( certificateFile, "cert", cryX509CertificatePem( nullptr ) );
-    EXPECT_ABORT( certificateFile, "cert", cryX509CertificateStore( nullptr ) );
-    EXPECT_ABORT( certificateFile, "cert", cry___X509CertificatePeekOpensslX509( nullptr ) );
-    EXPECT_ABORT( certificateFile, "x509", cry___X509CertificateTryCreateFromOpensslX509Use( nullptr ) );
+    pb::Ref<CRY_X509_CERTIFICATE> cert = anyCertificate();
+    EXPECT_PEM_OBJECT_CHECKS( certificateFile, X509Certificate, CRY_X509_CERTIFICATE, "cert", OpensslX509, "x509", cert.get() );
     EXPECT_ABORT( certificateFile, "x509", cry___X509CertificateTryCreateFromOpensslX509UpRef( nullptr ) );
-    EXPECT_ABORT( certificateFile, "x509", cry___X509CertificateTryCreateFromOpensslX509Copy( nullptr ) );
+    EXPECT_ABORT( certificateFile, "buf", cryX509CertificateTryCreateFromDer( nullptr ) );
 }
 
 TEST( CryX509CertificateContracts, Fingerprint )
@@ -69,26 +40,13 @@ TEST( CryX509CertificateContracts, Keys )
 {
     pb::Ref<CRY_X509_CERTIFICATE> cert = anyCertificate();
     pb::Ref<CRY_PKEY_PRIVATE>     priv = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, 2 ).get() ) );
-    EXPECT_ABORT( certificateFile, "cert", cryX509CertificatePublicKey( nullptr ) );
-    EXPECT_ABORT( certificateFile, "cert", cryX509CertificateCheckPrivateKey( nullptr, priv.get() ) );
-    EXPECT_ABORT( certificateFile, "cert", cryX509CertificateCheckPrivateKey( nullptr, nullptr ) );
-    EXPECT_ABORT( certificateFile, "privateKey", cryX509CertificateCheckPrivateKey( cert.get(), nullptr ) );
-    EXPECT_TRUE( cryX509CertificateCheckPrivateKey( cert.get(), priv.get() ) );
-}
-
-TEST( CryX509CertificateContracts, AKeyThatOpensslCannotDecodeIsNotGiven )
-{
-    // id-ecPublicKey, 1.2.840.10045.2.1, becomes 1.2.840.10045.2.127.
-    static constexpr std::string_view ecPublicKey = "\x06\x07\x2A\x86\x48\xCE\x3D\x02\x01";
-    std::string                       plain       = der( chainOf( KeyKind::p256 ).leaf );
-    size_t                            at          = plain.find( ecPublicKey );
-    ASSERT_NE( at, plain.npos );
-    plain[at + ecPublicKey.size() - 1]      = 0x7F;
-    pb::Ref<CRY_X509_CERTIFICATE> unknown   = pb::adopt( cryX509CertificateTryCreateFromDer( buf( plain ).get() ) );
-    pb::Ref<CRY_PKEY_PRIVATE>     itsFormer = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, 2 ).get() ) );
+    EXPECT_CERTIFIED_KEY_CHECKS( certificateFile, X509Certificate, "cert", cert.get(), priv.get() );
+    // One that OpenSSL cannot decode is not given.
+    std::string                   body    = withUnknownKey( der( chainOf( KeyKind::p256 ).leaf ) );
+    pb::Ref<CRY_X509_CERTIFICATE> unknown = pb::adopt( cryX509CertificateTryCreateFromDer( buf( body ).get() ) );
     ASSERT_TRUE( unknown );
     EXPECT_ABORT( certificateFile, "pkey", cryX509CertificatePublicKey( unknown.get() ) );
-    EXPECT_FALSE( cryX509CertificateCheckPrivateKey( unknown.get(), itsFormer.get() ) );
+    EXPECT_FALSE( cryX509CertificateCheckPrivateKey( unknown.get(), priv.get() ) );
     ERR_clear_error();
 }
 

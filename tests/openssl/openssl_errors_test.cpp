@@ -1,0 +1,168 @@
+#include <openssl_module/internal/openssl_errors.hpp>
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using openssl::ErrorMark;
+
+void raise( std::vector<int> reasons )
+{
+    for( int reason : reasons )
+        ERR_raise( ERR_LIB_USER, reason );
+}
+
+// The reasons in the queue, the first one first. Takes them out.
+std::vector<int> reasons()
+{
+    std::vector<int> list;
+    while( unsigned long error = ERR_get_error() )
+        list.push_back( ERR_GET_REASON( error ) );
+    return list;
+}
+
+using Reasons = std::vector<int>;
+
+}
+
+TEST( OpensslErrors, TheScopeLeavesNothingOfItsOwn )
+{
+    {
+        ErrorMark mark;
+        raise( { 1, 2 } );
+        EXPECT_EQ( ERR_GET_REASON( ERR_peek_error() ), 1 );
+    }
+    EXPECT_EQ( reasons(), Reasons{} );
+}
+
+TEST( OpensslErrors, ErrorsFromBeforeStay )
+{
+    raise( { 1, 2 } );
+    {
+        ErrorMark mark;
+        raise( { 3, 4 } );
+    }
+    raise( { 5 } );
+    EXPECT_EQ( reasons(), ( Reasons{ 1, 2, 5 } ) );
+    // A scope that adds nothing takes nothing.
+    raise( { 1 } );
+    {
+        ErrorMark mark;
+    }
+    EXPECT_EQ( reasons(), Reasons{ 1 } );
+}
+
+TEST( OpensslErrors, KeepLeavesAllThatTheScopeAdds )
+{
+    for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
+    {
+        Reasons wanted = before;
+        raise( before );
+        {
+            ErrorMark mark;
+            raise( { 2 } );
+            mark.keep();
+            raise( { 3 } );
+        }
+        wanted.insert( wanted.end(), { 2, 3 } );
+        EXPECT_EQ( reasons(), wanted );
+    }
+}
+
+TEST( OpensslErrors, MarksNestInAnyCombination )
+{
+    for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
+    {
+        // Whether the outer scope adds something before the inner one: without that, both begin at one error.
+        for( bool between : { false, true } )
+        {
+            for( bool keepOuter : { false, true } )
+            {
+                for( bool keepInner : { false, true } )
+                {
+                    Reasons wanted = before;
+                    raise( before );
+                    {
+                        ErrorMark outer;
+                        if( between )
+                            raise( { 2 } );
+                        {
+                            ErrorMark inner;
+                            raise( { 3 } );
+                            if( keepInner )
+                                inner.keep();
+                        }
+                        raise( { 4 } );
+                        if( keepOuter )
+                            outer.keep();
+                    }
+                    if( keepOuter && between )
+                        wanted.push_back( 2 );
+                    if( keepOuter && keepInner )
+                        wanted.push_back( 3 );
+                    if( keepOuter )
+                        wanted.push_back( 4 );
+                    EXPECT_EQ( reasons(), wanted ) << before.size() << between << keepOuter << keepInner;
+                }
+            }
+        }
+    }
+}
+
+TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
+{
+    raise( { 1 } );
+    {
+        ErrorMark outer;
+        for( bool keep : { true, false, true } )
+        {
+            ErrorMark inner;
+            raise( { 2 } );
+            if( keep )
+                inner.keep();
+        }
+        EXPECT_EQ( ERR_GET_REASON( ERR_peek_last_error() ), 2 );
+    }
+    EXPECT_EQ( reasons(), Reasons{ 1 } );
+    // No mark is left behind to which a later one would go back.
+    raise( { 1 } );
+    {
+        ErrorMark mark;
+        raise( { 2 } );
+        mark.keep();
+    }
+    EXPECT_EQ( ERR_clear_last_mark(), 0 );
+    EXPECT_EQ( reasons(), ( Reasons{ 1, 2 } ) );
+}
+
+TEST( OpensslErrors, AScopeWhoseQueueIsClearedInsideLeavesNothing )
+{
+    raise( { 1 } );
+    {
+        ErrorMark mark;
+        ERR_clear_error();
+        raise( { 2 } );
+    }
+    EXPECT_EQ( reasons(), Reasons{} );
+}
+
+TEST( OpensslErrors, EachThreadHasItsOwnQueue )
+{
+    raise( { 1 } );
+    {
+        ErrorMark mark;
+        raise( { 2 } );
+        std::thread( [] {
+            raise( { 3 } );
+            {
+                ErrorMark own;
+                raise( { 4 } );
+            }
+            EXPECT_EQ( reasons(), Reasons{ 3 } );
+        } ).join();
+    }
+    EXPECT_EQ( reasons(), Reasons{ 1 } );
+}
