@@ -13,7 +13,7 @@ static void leave( const char *context, const char *file, PB_INT line, const cha
 {
     if( !current )
         return;
-    *current               = { true, context ? context : "(null)", file, expression };
+    *current               = { true, context ? context : "(null)", file, line, expression };
     static std::FILE *hits = std::getenv( "CRY_CONTRACT_HITS" ) ? std::fopen( std::getenv( "CRY_CONTRACT_HITS" ), "w" ) : nullptr;
     if( hits )
     {
