@@ -16,9 +16,10 @@ PB_EXPORT PB_BOOL cryAesValidateKeyLength( PB_INT bits );
 /* cryAesValidateKey: the same of a buffer's length; null aborts ("key"). */
 PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
 
-/* cryAesTryCreate: a new object, or null when OpenSSL cannot provide the cipher. It holds the caller's own buffer,
-   so a key that is to be overwritten when it is freed must be marked as sensitive by the caller. Aborts unless
-   "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and "cryAesValidateKey( key )". */
+/* cryAesTryCreate: a new object, or null when OpenSSL cannot provide the cipher. It holds the
+   caller's own buffer, so a key that is to be overwritten when it is freed must be marked as
+   sensitive by the caller. Aborts unless "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )"
+   and "cryAesValidateKey( key )". */
 PB_EXPORT CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key );
 /* cryAesMode, cryAesOperation: what the object was created with; null aborts ("aes"). */
 PB_EXPORT PB_INT cryAesMode( CRY_AES *aes );

@@ -328,7 +328,7 @@ private:
     }
 
     std::map<std::string, Macro>                 macros;
-    std::map<std::string, std::string>           familyOf; // of a function's name, the name of its files
+    std::map<std::string, std::string>           familyOf; // its files' name, by function
     std::map<std::string, std::set<std::string>> checksOf; // of such files
 };
 

@@ -1,5 +1,5 @@
-// Contracts of memory: in this process libcrypto takes its memory from an allocator that fails when a
-// test says so.
+// Contracts of memory: in this process libcrypto takes its memory from an allocator that fails when
+// a test says so.
 #include <bn/bn_int.h>
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
@@ -60,8 +60,8 @@ int allocationsOf( const std::function<void()> &call )
     return INT_MAX - std::exchange( allocationsLeft, -1 );
 }
 
-// Makes one allocation of a call fail, at each call another one of those from `begin` to before `end`.
-// Gives the aborts.
+// Makes one allocation of a call fail, at each call another one of those from `begin` to before
+// `end`. Gives the aborts.
 std::vector<Abort> abortsOf( const std::function<void()> &call, int begin, int end )
 {
     std::vector<Abort> aborts;
@@ -192,8 +192,8 @@ TEST( Exhaustion, Pkcs12 )
     pb::Ref<CRY_PKCS12>            pkcs12 = pb::adopt( cryPkcs12TryCreate( leaf.get(), privateKey( 2 ).get(), others.get() ) );
     ASSERT_TRUE( pkcs12 );
     pb::Ref<PB_STRING> password = str( "secret" );
-    // The derivation of keys is slow, so only the first and the last allocations are tried: the file is
-    // written to a BIO at the end and read into one at the beginning.
+    // The derivation of keys is slow, so only the first and the last allocations are tried:
+    // the file is written to a BIO at the end and read into one at the beginning.
     auto encode = [&] { pb::adopt( cryPkcs12TryEncode( pkcs12.get(), password.get() ) ); };
     // The first call also makes what OpenSSL keeps.
     encode();
