@@ -60,8 +60,8 @@ bool isChosen( int operation, const OSSL_ALGORITHM &algorithm )
     switch( operation )
     {
     case OSSL_OP_DIGEST:
-        // A host may ask for any digest of a certificate that was lent to it. OpenSSL looks the digest
-        // up again, by its name, in the certificate's context.
+        // A host may ask for any digest of a certificate that was lent to it. OpenSSL looks the
+        // digest up again, by its name, in the certificate's context.
         return true;
     case OSSL_OP_KEYMGMT:
     case OSSL_OP_ENCODER:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Reports contract checks that no contract test has broken.
 
-usage: check_coverage.py [--lines] HITS
+usage: check_coverage.py [--lines] HITS...
 
-HITS is what contract_tests writes where CRY_CONTRACT_HITS says: file:line:expression, one line a
-hit. Every check of source/ must be among them, by its file and its text, or in unreachable.txt
+HITS are what contract_tests and exhaustion_tests write where CRY_CONTRACT_HITS says:
+file:line:expression, one line a hit. Every check of source/ must be among them, by its file and its text, or in unreachable.txt
 beside this script, whose lines are `file: expression — reason`. Checks that shared code makes at
 its caller's place count wherever they were hit; the checks of the standard functions of a type
 count together. With --lines, checks with the same text in one file count line by line; that is for
@@ -165,13 +165,13 @@ def read_unreachable():
 def main():
     options = [each for each in sys.argv[1:] if each.startswith("--")]
     paths = [each for each in sys.argv[1:] if not each.startswith("--")]
-    if len(paths) != 1 or set(options) - {"--lines"}:
+    if not paths or set(options) - {"--lines"}:
         sys.exit(__doc__)
-    path = pathlib.Path(paths[0])
-    if not path.exists():
-        sys.exit("%s is not there: run contract_tests with CRY_CONTRACT_HITS set to it (ctest does)" % path)
-
-    hits = read_hits(path)
+    hits = []
+    for path in map(pathlib.Path, paths):
+        if not path.exists():
+            sys.exit("%s is not there: run contract_tests and exhaustion_tests with CRY_CONTRACT_HITS set (ctest does)" % path)
+        hits += read_hits(path)
     hit_here = {(file, expression) for file, _, expression in hits}
     hit_anywhere = {expression for _, _, expression in hits}
     hit_files = collections.defaultdict(set)

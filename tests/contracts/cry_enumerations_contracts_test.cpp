@@ -29,7 +29,11 @@ TEST( CryEnumerationsContracts, FlagNamesComeOnce )
     const cry::Named first{ 1, "NAME" }, again{ 2, "NAME" }, other{ 2, "OTHER" };
     pb::Site         site{ "tests/some/file.cpp", 7 };
     cry::addFlag( &variable, "variable", first, site );
-    EXPECT_ABORT( "tests/some/file.cpp", "!pbFlagsetHasFlagCstr( *(&variable), \"NAME\", -1 )", cry::addFlag( &variable, "variable", again, site ) );
+    support::Abort abort = abortOf( [&] { cry::addFlag( &variable, "variable", again, site ); } );
+    EXPECT_TRUE( abort.happened );
+    EXPECT_EQ( abort.file, "tests/some/file.cpp" );
+    EXPECT_EQ( abort.line, 7 );
+    EXPECT_EQ( abort.expression, "!pbFlagsetHasFlagCstr( *(&variable), \"NAME\", -1 )" );
     EXPECT_FALSE( abortOf( [&] { cry::addFlag( &variable, "variable", other, site ); } ).happened );
     EXPECT_EQ( pbFlagsetParse( variable, str( "NAME|OTHER" ).get() ), 3 );
     pbFlagsetRelease( variable );

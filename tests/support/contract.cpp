@@ -13,7 +13,7 @@ static void leave( const char *context, const char *file, PB_INT line, const cha
 {
     if( !current )
         return;
-    *current               = { true, context ? context : "(null)", file, expression };
+    *current               = { true, context ? context : "(null)", file, line, expression };
     static std::FILE *hits = std::getenv( "CRY_CONTRACT_HITS" ) ? std::fopen( std::getenv( "CRY_CONTRACT_HITS" ), "w" ) : nullptr;
     if( hits )
     {
@@ -48,4 +48,5 @@ void support::expectAbort(
     EXPECT_EQ( abort.context, context );
     EXPECT_EQ( abort.file, file );
     EXPECT_EQ( abort.expression, expression );
+    EXPECT_EQ( wrongPlaceOf( abort ), "" );
 }

@@ -2,6 +2,8 @@
 // longjmp. Not for checks that are made under a lock.
 #pragma once
 
+#include "support/check_sites.hpp"
+
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -16,6 +18,7 @@ struct Abort
     bool        happened = false;
     std::string context; // "(null)" for none
     std::string file;
+    PB_INT      line = 0;
     std::string expression;
 };
 
@@ -55,5 +58,8 @@ void expectAbort(
 #define EXPECT_ABORT( wantedFile, wantedExpression, ... ) EXPECT_ABORT_IN( "(null)", wantedFile, wantedExpression, __VA_ARGS__ )
 #define EXPECT_ABORT_IN( wantedContext, wantedFile, wantedExpression, ... ) \
     support::expectAbort( __FILE__, __LINE__, #__VA_ARGS__, wantedContext, wantedFile, wantedExpression, [&] { __VA_ARGS__; } )
+
+// Empty if a check with the text of an abort stands at its file and line, else what is wrong.
+inline std::string wrongPlaceOf( const Abort &abort ) { return wrongPlaceOfCheck( abort.file, abort.line, abort.expression ); }
 
 }

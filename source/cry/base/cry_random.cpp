@@ -7,7 +7,8 @@
 
 static constexpr PB_INT mostAtOnce = 0x7FFFFFFF;
 
-// Fills as much as OpenSSL's generator gives and tells how much that is; less than all after a call that failed.
+// Fills as much as OpenSSL's generator gives and tells how much that is.
+// It is less than all when a call failed.
 static PB_INT fill( PB_BYTE *bytes, PB_INT byteCount )
 {
     for( PB_INT done = 0, piece; done < byteCount; done += piece )

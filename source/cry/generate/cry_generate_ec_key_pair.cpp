@@ -20,7 +20,8 @@ static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
     return generator;
 }
 
-// Whether this thread's default context is the process's own; a thread may have made another one its default.
+// Whether this thread's default context is the process's own.
+// A thread may have made another one its default.
 static bool isInProcessesContext() { return OSSL_LIB_CTX_set0_default( nullptr ) == OSSL_LIB_CTX_get0_global_default(); }
 
 CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )

@@ -654,7 +654,7 @@ TEST( CryX509CertificateChain, TakesALeapSecondForTheSecondAfterIt )
     EXPECT_FALSE( before.verifiesAt( "2016-12-31T23:59:60Z" ) );
 }
 
-// Certificates that differ in their names only, so that all but the first one have no good signature.
+// Certificates that differ in their names only, so only the first one has a good signature.
 static std::vector<Certificate> numbered( size_t count )
 {
     static constexpr char    name[] = "Number 00000";

@@ -1,0 +1,207 @@
+// Contracts of memory: in this process libcrypto takes its memory from an allocator that fails when
+// a test says so.
+#include <bn/bn_int.h>
+#include <cry/cry.h>
+#include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_x509_certificate_chain.h>
+
+#include "support/certificates.hpp"
+#include "support/contract.hpp"
+#include "support/text.hpp"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <utility>
+
+using namespace support;
+
+namespace
+{
+
+// Of this thread: how many allocations succeed before the one that fails; below zero all succeed.
+thread_local int allocationsLeft = -1;
+
+bool fails()
+{
+    if( allocationsLeft < 0 )
+        return false;
+    return allocationsLeft-- == 0;
+}
+
+void *take( size_t size, const char *, int ) { return !size || fails() ? nullptr : std::malloc( size ); }
+
+void give( void *memory, const char *, int ) { std::free( memory ); }
+
+void *move( void *memory, size_t size, const char *file, int line )
+{
+    if( size )
+        return fails() ? nullptr : std::realloc( memory, size );
+    give( memory, file, line );
+    return nullptr;
+}
+
+// Comes before all else, since it is registered before main. libcrypto has allocated nothing yet.
+class Allocator : public testing::Environment
+{
+public:
+    void SetUp() override { ASSERT_EQ( CRYPTO_set_mem_functions( take, move, give ), 1 ); }
+};
+
+testing::Environment *const allocator = testing::AddGlobalTestEnvironment( new Allocator );
+
+// How many allocations a call makes.
+int allocationsOf( const std::function<void()> &call )
+{
+    allocationsLeft = INT_MAX;
+    call();
+    return INT_MAX - std::exchange( allocationsLeft, -1 );
+}
+
+// Makes one allocation of a call fail, at each call another one of those from `begin` to before
+// `end`. Gives the aborts.
+std::vector<Abort> abortsOf( const std::function<void()> &call, int begin, int end )
+{
+    std::vector<Abort> aborts;
+    for( int each = begin; each < end; each++ )
+    {
+        allocationsLeft = each;
+        Abort abort     = abortOf( call );
+        // Fewer allocations are made than before where something is kept.
+        bool failed     = allocationsLeft < 0;
+        allocationsLeft = -1;
+        ERR_clear_error();
+        if( !abort.happened )
+            continue;
+        EXPECT_TRUE( failed ) << abort.expression;
+        EXPECT_EQ( abort.context, "(null)" );
+        EXPECT_EQ( wrongPlaceOf( abort ), "" );
+        aborts.push_back( std::move( abort ) );
+    }
+    return aborts;
+}
+
+std::vector<Abort> abortsOf( const std::function<void()> &call ) { return abortsOf( call, 0, allocationsOf( call ) ); }
+
+// The texts of those aborts that are of this file, in the order of their first occurrence.
+std::vector<std::string> textsIn( const std::string &file, const std::vector<Abort> &aborts )
+{
+    std::vector<std::string> texts;
+    for( const Abort &abort : aborts )
+    {
+        if( abort.file == file && std::find( texts.begin(), texts.end(), abort.expression ) == texts.end() )
+            texts.push_back( abort.expression );
+    }
+    return texts;
+}
+
+// The same of all aborts; there are no other ones.
+std::vector<std::string> abortsIn( const std::string &file, const std::vector<Abort> &aborts )
+{
+    for( const Abort &abort : aborts )
+        EXPECT_EQ( abort.file, file ) << abort.expression;
+    return textsIn( file, aborts );
+}
+std::vector<std::string> abortsIn( const std::string &file, const std::function<void()> &call ) { return abortsIn( file, abortsOf( call ) ); }
+
+using Texts = std::vector<std::string>;
+
+pb::Ref<CRY_PKEY_PRIVATE> privateKey( int number = 0 )
+{
+    return pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, number ).get() ) );
+}
+
+constexpr PB_INT sha256 = CRY_HASH_ALGORITHM_SHA2_256;
+
+}
+
+TEST( Exhaustion, Digests )
+{
+    static constexpr char file[] = "source/cry/hash/cry_hash.cpp";
+    EXPECT_EQ( abortsIn( file, [] { pb::adopt( cryHashTryCreate( sha256 ) ); } ), Texts{ "hash->mdCtx" } );
+    // Sensitive data has a context of its own.
+    pb::Ref<PB_BUFFER> secret = buf( "abc" );
+    pbBufferSetSensitive( secret.handle() );
+    EXPECT_EQ( abortsIn( file, [&] { pb::adopt( cryHashTryCompute( sha256, secret.get() ) ); } ), Texts{ "mdCtx" } );
+}
+
+TEST( Exhaustion, SignersAndVerifiers )
+{
+    pb::Ref<CRY_PKEY_PRIVATE> priv = privateKey();
+    pb::Ref<CRY_PKEY_PUBLIC>  pub  = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) );
+    pb::Ref<PB_BUFFER>        data = buf( "abc" );
+    EXPECT_EQ( abortsIn( "source/cry/sign/cry_sign_signer.cpp", [&] { pb::adopt( crySignSignerTryCreate( sha256, priv.get() ) ); } ),
+        Texts{ "sig->mdCtx" } );
+    EXPECT_EQ( abortsIn( "source/cry/sign/cry_sign_verifier.cpp", [&] { pb::adopt( crySignVerifierTryCreate( sha256, pub.get(), data.get() ) ); } ),
+        Texts{ "EVP_VerifyInit_ex( vfy->mdCtx, md, NULL )" } );
+}
+
+TEST( Exhaustion, MacsAndCiphersAreNull )
+{
+    // Nothing aborts here: no memory is a null.
+    pb::Ref<PB_BUFFER> key = buf( std::string( 16, 'k' ) );
+    EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryCreateHmac( sha256, key.get() ) ); } ).empty() );
+    EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryComputeHmac( sha256, key.get(), key.get() ) ); } ).empty() );
+    EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_ENCRYPT, key.get() ) ); } ).empty() );
+    allocationsLeft = 0;
+    EXPECT_FALSE( pb::adopt( cryMacTryCreateHmac( sha256, key.get() ) ) );
+    allocationsLeft = 0;
+    EXPECT_FALSE( pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_ENCRYPT, key.get() ) ) );
+    allocationsLeft = -1;
+    ERR_clear_error();
+}
+
+TEST( Exhaustion, BigNumbers )
+{
+    EXPECT_EQ( abortsIn( "source/bn/bn_int.cpp", [] { pb::adopt( bnIntCreate( 7 ) ); } ), ( Texts{ "bignum", "BN_set_word( bignum, magnitude )" } ) );
+}
+
+TEST( Exhaustion, Chains )
+{
+    static constexpr char         chainFile[] = "source/cry/x509/cry_x509_certificate_chain.cpp";
+    static constexpr char         storeFile[] = "source/cry/x509/cry_x509_certificates.cpp";
+    Chain                         chain       = chainOf( KeyKind::p256 );
+    pb::Ref<CRY_X509_CERTIFICATE> leaf = certificate( chain.leaf ), intermediate = certificate( chain.intermediate ),
+                                  root   = certificate( chain.root );
+    pb::Ref<CRY_X509_CERTIFICATES> extra = certificates( { intermediate } ), trusted = certificates( { root } );
+    pb::Ref<PB_TIME>               when = support::time( leafTime );
+    auto verify = [&] { return pb::adopt( cry___X509CertificateChainTryVerifyCertificate( leaf.get(), extra.get(), trusted.get(), when.get() ) ); };
+    // With the collection's store already made.
+    ASSERT_TRUE( verify() );
+    EXPECT_EQ(
+        abortsIn( chainFile, verify ), ( Texts{ "x509Extra", "sk_X509_push( x509Extra.get(), extra ) > 0", "x509StoreCtx", "x509VerifyParam" } ) );
+    ASSERT_TRUE( verify() );
+
+    // A new collection each time, so its store is made.
+    auto made = [&] {
+        trusted = certificates( { root } );
+        verify();
+    };
+    EXPECT_EQ( textsIn( storeFile, abortsOf( made ) ), ( Texts{ "x509Store", "object", "sk_X509_OBJECT_push( objects, object ) > 0" } ) );
+    trusted = certificates( { root } );
+    ASSERT_TRUE( verify() );
+}
+
+TEST( Exhaustion, Pkcs12 )
+{
+    static constexpr char          file[] = "source/cry/pkcs12/cry_pkcs12.cpp";
+    pb::Ref<CRY_X509_CERTIFICATE>  leaf   = certificate( chainOf( KeyKind::p256 ).leaf );
+    pb::Ref<CRY_X509_CERTIFICATES> others = certificates( { certificate( chainOf( KeyKind::p256 ).intermediate ) } );
+    pb::Ref<CRY_PKCS12>            pkcs12 = pb::adopt( cryPkcs12TryCreate( leaf.get(), privateKey( 2 ).get(), others.get() ) );
+    ASSERT_TRUE( pkcs12 );
+    pb::Ref<PB_STRING> password = str( "secret" );
+    // The derivation of keys is slow, so only the first and the last allocations are tried:
+    // the file is written to a BIO at the end and read into one at the beginning.
+    auto encode = [&] { pb::adopt( cryPkcs12TryEncode( pkcs12.get(), password.get() ) ); };
+    // The first call also makes what OpenSSL keeps.
+    encode();
+    int count = allocationsOf( encode );
+    ASSERT_GT( count, 100 );
+    EXPECT_EQ( abortsIn( file, abortsOf( encode, 0, 5 ) ), ( Texts{ "certs" } ) );
+    EXPECT_EQ( abortsIn( file, abortsOf( encode, count - 60, count ) ), ( Texts{ "bioRead", "1 == i2d_PKCS12_bio( bioRead, pkcs )" } ) );
+    pb::Ref<PB_BUFFER> encoded = pb::adopt( cryPkcs12TryEncode( pkcs12.get(), password.get() ) );
+    auto               decode  = [&] { pb::adopt( cryPkcs12TryCreateFromBuffer( encoded.get(), password.get() ) ); };
+    EXPECT_EQ( abortsIn( file, abortsOf( decode, 0, 20 ) ), ( Texts{ "bioWrite" } ) );
+}
