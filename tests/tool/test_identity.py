@@ -870,16 +870,15 @@ class ReadPkcs12(IdentityTest):
         self.assertReads(self.write("same.p12", with_rounds(2048)), "--password-file", secret)
 
     def test_CountsAreAddedUp(self):
-        # In MAC, certificates and key; one of these alone would be allowed.
+        # In MAC, certificates and key; each of these would be allowed. Without a password the MAC counts twice.
         good = self.export("-iter", "65536").read_bytes()
         small, large = bytes.fromhex("0203010000"), bytes.fromhex("02037fffff")
         places = [found.start() for found in re.finditer(re.escape(small), good)]
         self.assertEqual(len(places), 3)
-        for two in itertools.combinations(places, 2):
-            changed = bytearray(good)
-            for place in two:
-                changed[place : place + 5] = large
-            self.refuses(bytes(changed), "the file is refused: it asks for more than 10000000 rounds of key derivation")
+        changed = bytearray(good)
+        for place in places:
+            changed[place : place + 5] = large
+        self.refuses(bytes(changed), "the file is refused: it asks for more than 10000000 rounds of key derivation", more=False)
 
     def test_FlippedBytesNeverAbort(self):
         source = random.Random(12)

@@ -44,8 +44,12 @@ CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *ke
 namespace
 {
 
-// Zero-terminated; what stands behind a U+0000 does not count.
-const char *passwordText( PB_STRING *password ) { return password ? pbStringPeekUtf8( password, nullptr ) : nullptr; }
+// Zero-terminated, as OpenSSL takes it. False where U+0000 is in it: OpenSSL would take the text in front of that for all of it.
+bool tryPassword( PB_STRING *password, const char **text )
+{
+    *text = password ? pbStringTryPeekCstr( password ) : nullptr;
+    return !password || *text;
+}
 
 void say( PB_STRING **diagnostics, const char *text )
 {
@@ -57,6 +61,16 @@ CRY_PKCS12 *fail( PB_STRING **diagnostics, const char *text )
 {
     say( diagnostics, text );
     return nullptr;
+}
+
+CRY_PKCS12 *failRefusing( PB_STRING **diagnostics, int32_t *code )
+{
+    if( code )
+        *code = (int32_t)ERR_peek_last_error();
+    pb::Ref<PB_STRING> whole = pb::adopt(
+        pbStringCreateFromFormatCstr( "the file is refused: it asks for more than %i rounds of key derivation for one key, or more than %i in all",
+            -1, (PB_INT)cry::pkcs12::mostRoundsAtOnce, (PB_INT)cry::pkcs12::mostRounds ) );
+    return fail( diagnostics, pbStringPeekUtf8( whole.get(), nullptr ) );
 }
 
 CRY_PKCS12 *failParsing( PB_STRING **diagnostics, int32_t *code )
@@ -122,6 +136,9 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( PB_BUFFER *buffe
     PB_CHECK( buffer );
     if( code )
         *code = 0;
+    const char *passwordText;
+    if( !tryPassword( password, &passwordText ) )
+        return fail( diagnostics, "the password holds U+0000" );
     if( !PB_INT_TO_SIGNED_INT_CONV_OK( pbBufferLength( buffer ) ) )
         return fail( diagnostics, "BIO_write() failed" );
     cry::ossl::Ptr<BIO> bioWrite( BIO_new_mem_buf( pbBufferBytes( buffer ), (int)pbBufferLength( buffer ) ) );
@@ -130,11 +147,10 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( PB_BUFFER *buffe
     if( !pkcs )
         return fail( diagnostics, "d2i_PKCS12_bio() failed" );
     cry::pkcs12::Contents contents;
-    switch( cry::pkcs12::tryRead( pkcs.get(), passwordText( password ), contents ) )
+    switch( cry::pkcs12::tryRead( pkcs.get(), passwordText, contents ) )
     {
     case cry::pkcs12::Outcome::refused:
-        return fail( diagnostics,
-            "the file is refused: it asks for more than 10000000 rounds of key derivation, or holds too many or too deeply nested bags" );
+        return failRefusing( diagnostics, code );
     case cry::pkcs12::Outcome::failed:
         return failParsing( diagnostics, code );
     default:
@@ -193,7 +209,7 @@ static cry::ossl::Ptr<STACK_OF( X509 )> listOf( CRY_X509_CERTIFICATES *certifica
     PB_INT length = cryX509CertificatesCertificatesLength( certificates );
     if( !length )
         return nullptr;
-    cry::ossl::Ptr<STACK_OF( X509 )> certs( sk_X509_new_null() );
+    cry::ossl::Ptr<STACK_OF( X509 )> certs( sk_X509_new_reserve( nullptr, (int)length ) );
     PB_CHECK( certs );
     for( PB_INT index = 0; index < length; index++ )
     {
@@ -206,12 +222,16 @@ static cry::ossl::Ptr<STACK_OF( X509 )> listOf( CRY_X509_CERTIFICATES *certifica
 PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password )
 {
     PB_CHECK( pkcs12 );
+    const char *passwordText;
+    if( !tryPassword( password, &passwordText ) )
+        return nullptr;
     cry::ossl::Ptr<STACK_OF( X509 )> certs = listOf( pkcs12->certificates );
-    cry::ossl::Ptr<PKCS12> made( PKCS12_create( passwordText( password ), nullptr, cry___PkeyPrivatePeekOpensslEvpPkey( pkcs12->privateKey ),
-        cry___X509CertificatePeekOpensslX509( pkcs12->certificate ), certs.get(), 0, 0, 0, 0, 0 ) );
+    cry::ossl::Ptr<PKCS12>           made( PKCS12_create( passwordText, nullptr, cry___PkeyPrivatePeekOpensslEvpPkey( pkcs12->privateKey ),
+                  cry___X509CertificatePeekOpensslX509( pkcs12->certificate ), certs.get(), 0, 0, 0, 0, 0 ) );
     if( !made )
         return nullptr;
-    cry::ossl::Ptr<BIO> held( BIO_new( BIO_s_secmem() ) );
+    // Not one of OpenSSL's secure heap, which may be there and small; a memory BIO is cleansed in any case.
+    cry::ossl::Ptr<BIO> held( BIO_new( BIO_s_mem() ) );
     BIO                *bioRead = held.get();
     PB_CHECK( bioRead );
     PKCS12 *pkcs = made.get();

@@ -17,9 +17,6 @@ namespace
 using namespace cry::ossl;
 using cry::pkcs12::Contents;
 
-constexpr int64_t mostRounds = 10000000;
-constexpr int     mostBags = 10000, mostDepth = 10;
-
 struct Freer
 {
     void operator()( STACK_OF( PKCS7 ) * safes ) const { sk_PKCS7_pop_free( safes, PKCS7_free ); }
@@ -91,23 +88,25 @@ int64_t roundsOf( const X509_ALGOR *algorithm )
 class Budget
 {
 public:
-    void add( int64_t count )
+    // One derivation, which may be made several times.
+    void add( int64_t count, int times = 1 )
     {
-        if( __builtin_add_overflow( rounds, count, &rounds ) )
+        tooMany = tooMany || count > cry::pkcs12::mostRoundsAtOnce;
+        if( __builtin_add_overflow( rounds, product( count, times ), &rounds ) )
             rounds = INT64_MAX;
     }
     void add( const X509_ALGOR *algorithm ) { add( roundsOf( algorithm ) ); }
 
     // The keys that are in bags.
-    void addBags( const STACK_OF( PKCS12_SAFEBAG ) * bags, int depth = 0 )
+    void addBags( const STACK_OF( PKCS12_SAFEBAG ) * bags )
     {
-        deep = deep || depth > mostDepth;
-        for( int index = 0; !deep && index < sk_PKCS12_SAFEBAG_num( bags ) && ++seen <= mostBags; index++ )
+        for( int index = 0; index < sk_PKCS12_SAFEBAG_num( bags ); index++ )
         {
             const PKCS12_SAFEBAG *bag = sk_PKCS12_SAFEBAG_value( bags, index );
             const X509_ALGOR     *algorithm;
+            // OpenSSL's decoder limits the depth.
             if( PKCS12_SAFEBAG_get_nid( bag ) == NID_safeContentsBag )
-                addBags( PKCS12_SAFEBAG_get0_safes( bag ), depth + 1 );
+                addBags( PKCS12_SAFEBAG_get0_safes( bag ) );
             else if( const X509_SIG *sig = PKCS12_SAFEBAG_get_nid( bag ) == NID_pkcs8ShroudedKeyBag ? PKCS12_SAFEBAG_get0_pkcs8( bag ) : nullptr )
             {
                 X509_SIG_get0( sig, &algorithm, nullptr );
@@ -116,12 +115,11 @@ public:
         }
     }
 
-    bool exceeded() const { return deep || rounds > mostRounds || seen > mostBags; }
+    bool exceeded() const { return tooMany || rounds > cry::pkcs12::mostRounds; }
 
 private:
-    int64_t rounds = 0;
-    int     seen   = 0;
-    bool    deep   = false;
+    int64_t rounds  = 0;
+    bool    tooMany = false; // in one derivation
 };
 
 bool isEncrypted( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7_encrypted; }
@@ -168,6 +166,44 @@ Ptr<X509> certificateOf( const PKCS12_SAFEBAG *bag )
     return x509;
 }
 
+// The key id and the name that a bag gives to what is in it; null for what it does not give.
+struct Labels
+{
+    const ASN1_OCTET_STRING *keyId = nullptr;
+    const ASN1_BMPSTRING    *name  = nullptr;
+
+    // False where one of them has another type, at which PKCS12_parse fails.
+    bool read( const PKCS12_SAFEBAG *bag )
+    {
+        const ASN1_TYPE *bagKeyId = PKCS12_SAFEBAG_get0_attr( bag, NID_localKeyID ), *bagName = PKCS12_SAFEBAG_get0_attr( bag, NID_friendlyName );
+        if( ( bagKeyId && bagKeyId->type != V_ASN1_OCTET_STRING ) || ( bagName && bagName->type != V_ASN1_BMPSTRING ) )
+            return false;
+        keyId = bagKeyId ? bagKeyId->value.octet_string : nullptr;
+        name  = bagName ? bagName->value.bmpstring : nullptr;
+        return true;
+    }
+
+    // As PKCS12_parse does it: a name that is not text is left out.
+    bool giveTo( X509 *x509 ) const
+    {
+        if( keyId && !X509_keyid_set1( x509, ASN1_STRING_get0_data( keyId ), ASN1_STRING_length( keyId ) ) )
+            return false;
+        unsigned char *text   = nullptr;
+        int            length = name ? ASN1_STRING_to_UTF8( &text, name ) : -1;
+        bool           given  = length < 0 || X509_alias_set1( x509, text, length );
+        OPENSSL_free( text );
+        return given;
+    }
+};
+
+// The DER does not hold them.
+bool copyLabels( X509 *from, X509 *to )
+{
+    int                  keyIdLength = 0, nameLength = 0;
+    const unsigned char *keyId = X509_keyid_get0( from, &keyIdLength ), *name = X509_alias_get0( from, &nameLength );
+    return ( !keyId || X509_keyid_set1( to, keyId, keyIdLength ) ) && ( !name || X509_alias_set1( to, name, nameLength ) );
+}
+
 // The key in an unprotected PrivateKeyInfo, in one of the contexts that keys are parsed in.
 Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
 {
@@ -186,7 +222,7 @@ Ptr<X509> inOrdinaryContext( Ptr<X509> x509 )
     int            length = i2d_X509( x509.get(), &bytes );
     Ptr<X509>      again( length > 0 ? openssl___TryParseCertificate( bytes, length ) : nullptr );
     OPENSSL_free( bytes );
-    return again ? std::move( again ) : std::move( x509 );
+    return again && copyLabels( x509.get(), again.get() ) ? std::move( again ) : std::move( x509 );
 }
 
 Ptr<EVP_PKEY> inOrdinaryContext( Ptr<EVP_PKEY> key )
@@ -215,7 +251,7 @@ struct Walk
             const ASN1_INTEGER *rounds;
             PKCS12_get0_mac( nullptr, nullptr, nullptr, &rounds, pkcs );
             // Without a password it is checked twice.
-            budget.add( product( rounds ? valueOf( rounds ) : 1, password && *password ? 1 : 2 ) );
+            budget.add( rounds ? valueOf( rounds ) : 1, password && *password ? 1 : 2 );
         }
         for( int index = 0; index < sk_PKCS7_num( safes ); index++ )
         {
@@ -250,6 +286,10 @@ struct Walk
 
     bool readBag( const PKCS12_SAFEBAG *bag )
     {
+        // Of every bag, though only certificates take them over.
+        Labels labels;
+        if( !labels.read( bag ) )
+            return false;
         switch( PKCS12_SAFEBAG_get_nid( bag ) )
         {
         case NID_keyBag:
@@ -265,9 +305,10 @@ struct Walk
             }
             return (bool)key;
         case NID_certBag:
-            if( PKCS12_SAFEBAG_get_bag_nid( bag ) == NID_x509Certificate )
-                certificates.push_back( certificateOf( bag ) );
-            return certificates.empty() || certificates.back();
+            if( PKCS12_SAFEBAG_get_bag_nid( bag ) != NID_x509Certificate )
+                return true;
+            certificates.push_back( certificateOf( bag ) );
+            return certificates.back() && labels.giveTo( certificates.back().get() );
         case NID_safeContentsBag:
             return readBags( PKCS12_SAFEBAG_get0_safes( bag ) );
         default:
@@ -295,17 +336,38 @@ struct Walk
         return bags && !budget.exceeded() && readBags( bags.get() );
     }
 
+    // The keys in the encrypted safes from this one on, which PKCS12_parse may come to.
+    void addHiddenCosts( const STACK_OF( PKCS7 ) * safes, int index )
+    {
+        for( ; index < sk_PKCS7_num( safes ) && !budget.exceeded(); index++ )
+        {
+            PKCS7 *safe = sk_PKCS7_value( safes, index );
+            if( isEncrypted( safe ) )
+                budget.addBags( Own<STACK_OF( PKCS12_SAFEBAG )>( PKCS12_unpack_p7encdata( safe, password, -1 ) ).get() );
+        }
+    }
+
     // False where PKCS12_parse has to decide, or the budget is exceeded.
     bool read()
     {
         Own<STACK_OF( PKCS7 )> safes( PKCS12_unpack_authsafes( pkcs ) );
         addPlainCosts( safes.get() );
-        if( !safes || budget.exceeded() || !checkMac() )
+        if( !safes || budget.exceeded() )
             return false;
+        if( !checkMac() )
+        {
+            // Where there is no MAC, some versions of PKCS12_parse go on.
+            if( !PKCS12_mac_present( pkcs ) )
+                addHiddenCosts( safes.get(), 0 );
+            return false;
+        }
         for( int index = 0; index < sk_PKCS7_num( safes.get() ); index++ )
         {
             if( !readSafe( sk_PKCS7_value( safes.get(), index ) ) )
+            {
+                addHiddenCosts( safes.get(), index + 1 );
                 return false;
+            }
         }
         return true;
     }
@@ -317,6 +379,20 @@ bool belongs( X509 *certificate, EVP_PKEY *key )
     bool matches = key && X509_check_private_key( certificate, key ) == 1;
     ERR_pop_to_mark();
     return matches;
+}
+
+// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the process has.
+void raiseTooManyRounds()
+{
+    constexpr int          reason  = 100; // those below are OpenSSL's, for any library
+    static ERR_STRING_DATA texts[] = { { 0, "cry" }, { ERR_PACK( 0, 0, reason ), "too many rounds of key derivation" }, { 0, nullptr } };
+    static const int       library = [] {
+        int number     = ERR_get_next_error_library();
+        texts[0].error = ERR_PACK( number, 0, 0 );
+        ERR_load_strings( number, texts );
+        return number;
+    }();
+    ERR_raise( library, reason );
 }
 
 bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
@@ -349,7 +425,10 @@ cry::pkcs12::Outcome cry::pkcs12::tryRead( PKCS12 *pkcs, const char *password, C
     bool read = walk.read();
     ERR_pop_to_mark();
     if( walk.budget.exceeded() )
+    {
+        raiseTooManyRounds();
         return Outcome::refused;
+    }
     if( !read )
         return readWithOpenssl( pkcs, password, contents ) ? Outcome::read : Outcome::failed;
     contents.key = std::move( walk.key );

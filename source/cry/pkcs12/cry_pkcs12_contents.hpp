@@ -20,8 +20,11 @@ enum class Outcome
 {
     read,
     failed,  // why stands in OpenSSL's queue
-    refused, // too much work, or too deep
+    refused, // too many rounds; the queue's last error says so
 };
+
+// The most rounds of key derivation for one key, and for all of a file.
+constexpr int64_t mostRoundsAtOnce = 10000000, mostRounds = 30000000;
 
 // Reads a file that was decoded in the legacy context. `password` is UTF-8 or null.
 Outcome tryRead( PKCS12 *pkcs, const char *password, Contents &contents );

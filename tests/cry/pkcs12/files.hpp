@@ -3,6 +3,7 @@
 
 #include <cry/cry_pkcs12.h>
 #include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_x509_certificate.h>
 
 #include "support/certificates.hpp"
 #include "support/text.hpp"
@@ -22,6 +23,17 @@ using Password = std::optional<std::string>;
 
 // ---- what is in a file
 
+// The name and the key id that a certificate got from its bag, which its DER does not hold.
+inline std::string labelsOf( X509 *x509 )
+{
+    int                  nameLength = 0, keyIdLength = 0;
+    const unsigned char *name = X509_alias_get0( x509, &nameLength ), *keyId = X509_keyid_get0( x509, &keyIdLength );
+    auto                 text = []( const unsigned char *bytes, int length ) {
+        return bytes ? '"' + std::string( (const char *)bytes, (size_t)length ) + '"' : std::string( "none" );
+    };
+    return text( name, nameLength ) + ", " + text( keyId, keyIdLength );
+}
+
 struct Read
 {
     bool                     read = false;
@@ -30,6 +42,7 @@ struct Read
     std::string              key;         // PKCS#8 text
     std::string              certificate; // DER, as the others
     std::vector<std::string> others;
+    std::vector<std::string> labels; // of the certificate, then of the others
 
     bool operator==( const Read & ) const = default;
     bool refused() const { return said.starts_with( "the file is refused" ); }
@@ -42,6 +55,8 @@ inline std::ostream &operator<<( std::ostream &out, const Read &read )
         << mark( read.certificate ) << ", others";
     for( const std::string &other : read.others )
         out << ' ' << mark( other );
+    for( const std::string &label : read.labels )
+        out << ", " << label;
     return out;
 }
 
@@ -110,8 +125,12 @@ inline Read readByOpenssl( std::string_view file, const Password &password )
         read.read        = true;
         read.said        = others ? "sk_X509_pop() failed" : "(null)";
         read.certificate = der( cert );
+        read.labels.push_back( labelsOf( cert ) );
         for( int index = sk_X509_num( others ) - 1; index >= 0; index-- )
+        {
             read.others.push_back( der( sk_X509_value( others, index ) ) );
+            read.labels.push_back( labelsOf( sk_X509_value( others, index ) ) );
+        }
     }
     sk_X509_pop_free( others, X509_free );
     X509_free( cert );
@@ -135,6 +154,17 @@ inline std::string keyText( CRY_PKCS12 *pkcs12 )
     return pkcs8Text( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) );
 }
 
+// Of its certificate, then of the others.
+inline std::vector<std::string> labelsOf( CRY_PKCS12 *pkcs12 )
+{
+    auto                           of     = []( CRY_X509_CERTIFICATE *cert ) { return labelsOf( cry___X509CertificatePeekOpensslX509( cert ) ); };
+    std::vector<std::string>       labels = { of( pb::adopt( cryPkcs12Certificate( pkcs12 ) ).get() ) };
+    pb::Ref<CRY_X509_CERTIFICATES> others = pb::adopt( cryPkcs12Certificates( pkcs12 ) );
+    for( PB_INT index = 0; index < cryX509CertificatesCertificatesLength( others.get() ); index++ )
+        labels.push_back( of( pb::adopt( cryX509CertificatesCertificateAt( others.get(), index ) ).get() ) );
+    return labels;
+}
+
 inline Read readByFamily( std::string_view file, const Password &password )
 {
     ERR_clear_error();
@@ -150,6 +180,7 @@ inline Read readByFamily( std::string_view file, const Password &password )
         read.key         = keyText( pkcs12.get() );
         read.certificate = der( pb::adopt( cryPkcs12Certificate( pkcs12.get() ) ).get() );
         read.others      = ders( pb::adopt( cryPkcs12Certificates( pkcs12.get() ) ).get() );
+        read.labels      = labelsOf( pkcs12.get() );
     }
     ERR_clear_error();
     return read;
@@ -287,6 +318,16 @@ inline PKCS12_SAFEBAG *sdsiBag()
 {
     return bagFromDer( "1.2.840.113549.1.12.10.1.3", sequence( oidDer( "1.2.840.113549.1.9.22.2" ) + tlv( 0xA0, tlv( 0x16, "sdsi" ) ) ) );
 }
+
+// A bag with an attribute more; BMPStrings are given as UTF-8.
+inline PKCS12_SAFEBAG *with( PKCS12_SAFEBAG *bag, int attribute, int type, const std::string &content )
+{
+    int how = type == V_ASN1_BMPSTRING ? MBSTRING_UTF8 : type;
+    EXPECT_EQ( PKCS12_add1_attr_by_NID( bag, attribute, how, (const unsigned char *)content.data(), (int)content.size() ), 1 );
+    return bag;
+}
+inline PKCS12_SAFEBAG *named( PKCS12_SAFEBAG *bag, const std::string &name ) { return with( bag, NID_friendlyName, V_ASN1_BMPSTRING, name ); }
+inline PKCS12_SAFEBAG *withKeyId( PKCS12_SAFEBAG *bag, const std::string &keyId ) { return with( bag, NID_localKeyID, V_ASN1_OCTET_STRING, keyId ); }
 
 inline PKCS12_SAFEBAG *keyBag( const Pkey &pkey ) { return PKCS12_SAFEBAG_create0_p8inf( EVP_PKEY2PKCS8( pkey.get() ) ); }
 inline PKCS12_SAFEBAG *keyBagOf( const std::string &der ) { return bagFromDer( "1.2.840.113549.1.12.10.1.1", der ); }
