@@ -49,7 +49,10 @@ inline SeenCertificate seenOf( X509 *x509 )
 
 inline bool isOfFastPath( X509 *x509 )
 {
+    // Asking for a key that does not decode is an error of its own.
+    ERR_set_mark();
     EVP_PKEY *pkey = x509 ? X509_get0_pubkey( x509 ) : nullptr;
+    ERR_pop_to_mark();
     return pkey && openssl___ContextOf( pkey );
 }
 

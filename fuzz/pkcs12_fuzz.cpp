@@ -149,10 +149,8 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
         FUZZ_CHECK( code && ERR_GET_LIB( (unsigned long)code ) >= ERR_LIB_USER );
         return 0;
     }
-    // Without the walk it is PKCS12_parse itself that said so.
-    if( !pkcs12 && !chosen( whole, 16 ) )
-        return 0;
-    if( !chosen( whole, 4 ) )
+    // A failure is PKCS12_parse's own in any case.
+    if( !chosen( whole, pkcs12 ? 8 : 32 ) )
         return 0;
     EVP_PKEY *key   = nullptr;
     Read      plain = readPlainly( file, password, &key );

@@ -142,7 +142,7 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     ERR_clear_error();
     // Each question to plain OpenSSL takes it a millisecond to list its decoders, whatever the key is.
     openssl___SetKeyDecodingContextUsed( PB_TRUE );
-    if( !chosen( input, isTaken( pem ) ? 32 : 256 ) )
+    if( !chosen( input, isTaken( pem ) ? 8 : 64 ) )
         return 0;
     Loaded fast = load( pem, PB_TRUE );
     FUZZ_CHECK( fast == load( pem, PB_FALSE ) );
