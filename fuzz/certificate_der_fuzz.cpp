@@ -20,11 +20,11 @@ SeenCertificate readPlainly( std::string_view der )
 int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
 {
     start();
-    CleanErrors      clean;
-    std::string_view der( (const char *)bytes, size );
-    openssl___SetKeyDecodingContextUsed( PB_TRUE );
+    CleanErrors clean;
     // An empty input may have no address.
-    X509 *x509 = openssl___TryParseCertificate( size ? bytes : (const uint8_t *)"", (PB_INT)size );
+    std::string_view der = size ? std::string_view( (const char *)bytes, size ) : "";
+    openssl___SetKeyDecodingContextUsed( PB_TRUE );
+    X509 *x509 = openssl___TryParseCertificate( (const PB_BYTE *)der.data(), (PB_INT)size );
     FUZZ_CHECK( !isOfFastPath( x509 ) || !ERR_peek_error() );
     if( !isCompared( der, x509 ) )
     {
