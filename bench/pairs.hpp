@@ -1,5 +1,5 @@
-// Pairs of benchmarks: the same work done through the family ("…/ours") and with plain libcrypto as most programs write it ("…/plain"). bench/run prints the
-// ratio of their medians.
+// Pairs of benchmarks: the same work done through the family ("…/ours") and with plain libcrypto as
+// most programs write it ("…/plain"). bench/run prints the ratio of their medians.
 #pragma once
 
 #include <benchmark/benchmark.h>

@@ -1,4 +1,5 @@
-// A certificate as the fast path reads it against what plain OpenSSL makes of the same bytes in the default context.
+// A certificate as the fast path reads it against what plain OpenSSL makes of the same bytes in the
+// default context.
 #pragma once
 
 #include "openssl.hpp"
@@ -56,7 +57,8 @@ inline bool isOfFastPath( X509 *x509 )
     return pkey && openssl___ContextOf( pkey );
 }
 
-// Plain OpenSSL lists its decoders and encoders each time, so most inputs are left out of the comparison; fewer of those that the fast path takes.
+// Plain OpenSSL lists its decoders and encoders each time, so most inputs are left out of the
+// comparison; fewer of those that the fast path takes.
 inline bool isCompared( std::string_view input, X509 *x509 ) { return chosen( input, isOfFastPath( x509 ) ? 8 : 32 ); }
 
 inline std::string_view view( const pb::Ref<CRY_X509_CERTIFICATE> &cert, pb::Ref<PB_BUFFER> &holder )
@@ -65,7 +67,8 @@ inline std::string_view view( const pb::Ref<CRY_X509_CERTIFICATE> &cert, pb::Ref
     return view( holder );
 }
 
-// The object that the module makes of it: there where OpenSSL's certificate is, with the same DER, and its key is the same where OpenSSL has one.
+// The object that the module makes of it: there where OpenSSL's certificate is, with the same DER,
+// and its key is the same where OpenSSL has one.
 inline void checkObject( const pb::Ref<CRY_X509_CERTIFICATE> &cert, const SeenCertificate &plain )
 {
     FUZZ_CHECK( (bool)cert == plain.read );

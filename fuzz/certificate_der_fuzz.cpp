@@ -1,4 +1,5 @@
-// Certificates in DER: with the key-decoding context and without it they are read as plain d2i_X509 reads them, with the same errors.
+// Certificates in DER: with the key-decoding context and without it they are read as plain d2i_X509
+// reads them, with the same errors.
 #include "certificate.hpp"
 
 using namespace fuzz;

@@ -1,5 +1,6 @@
-// Certificates in PEM: with the key-decoding context and without it those load that plain PEM_read_bio_X509 reads of the same text, with the same errors, and they
-// come back from their stores.
+// Certificates in PEM: with the key-decoding context and without it those load that plain
+// PEM_read_bio_X509 reads of the same text, with the same errors, and they come back from their
+// stores.
 #include "certificate.hpp"
 
 #include <iterator>
@@ -12,7 +13,8 @@ namespace
 
 constexpr const char *labels[] = { PEM_STRING_X509, PEM_STRING_X509_OLD, PEM_STRING_X509_TRUSTED, "PUBLIC KEY", "X509 CRL" };
 
-// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be changed directly.
+// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be
+// changed directly.
 pb::Ref<CRY_PEM> pemOf( std::string_view input )
 {
     if( pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buffer( input ).get() ) ) )

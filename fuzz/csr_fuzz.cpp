@@ -1,5 +1,6 @@
-// Requests: those load that plain OpenSSL loads, with the canonical text that it writes, with the key-decoding context and without it; they come back
-// from their stores, and their public keys are those that OpenSSL reads of what it writes.
+// Requests: those load that plain OpenSSL loads, with the canonical text that it writes, with the
+// key-decoding context and without it; they come back from their stores, and their public keys are
+// those that OpenSSL reads of what it writes.
 #include <cry/internal/cry_x509_csr.h>
 #include <openssl_module/internal/openssl_module.h>
 
@@ -17,7 +18,8 @@ namespace
 
 constexpr const char *labels[] = { "CERTIFICATE REQUEST", "NEW CERTIFICATE REQUEST", "CERTIFICATE" };
 
-// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be changed directly.
+// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be
+// changed directly.
 pb::Ref<CRY_PEM> pemOf( std::string_view input )
 {
     if( pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buffer( input ).get() ) ) )

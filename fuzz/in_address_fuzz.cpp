@@ -1,4 +1,5 @@
-// The text of addresses: what is read is written and reads back as the same address, in brackets too, and so do the addresses of any bytes.
+// The text of addresses: what is read is written and reads back as the same address, in brackets
+// too, and so do the addresses of any bytes.
 #include "start.hpp"
 
 #include <string>

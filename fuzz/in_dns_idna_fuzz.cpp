@@ -1,4 +1,5 @@
-// Domain names: all functions agree on what a name is, the ASCII form is plain and its own ASCII form, and the form with U-labels leads back to it.
+// Domain names: all functions agree on what a name is, the ASCII form is plain and its own ASCII
+// form, and the form with U-labels leads back to it.
 #include "start.hpp"
 
 #include <in/internal/in_dns_idna.h>
@@ -37,7 +38,8 @@ void checkPlain( std::string_view form )
     FUZZ_CHECK( !pb::adopt( inAddressTryCreateFromHost( text( form ).get() ) ) );
 }
 
-// The Bidi rule (RFC 5893, 2), written down a second time: a label is a text of letters, one for the class of each character.
+// The Bidi rule (RFC 5893, 2), written down a second time: a label is a text of letters, one for
+// the class of each character.
 std::string classesOf( std::string_view label )
 {
     std::string classes;
@@ -46,7 +48,8 @@ std::string classesOf( std::string_view label )
     {
         index += (size_t)u8_mbtouc( &character, (const uint8_t *)label.data() + index, label.size() - index );
         std::string_view name = uc_bidi_class_name( uc_bidi_class( character ) );
-        // R for AL too, 1 for EN, 2 for AN, M for NSM, O for the other classes that both directions take.
+        // R for AL too, 1 for EN, 2 for AN, M for NSM, O for the other classes that both directions
+        // take.
         bool right = name == "R" || name == "AL";
         bool other = name == "ES" || name == "CS" || name == "ET" || name == "ON" || name == "BN";
         classes += name == "L" ? 'L' : right ? 'R' : name == "EN" ? '1' : name == "AN" ? '2' : name == "NSM" ? 'M' : other ? 'O' : '?';

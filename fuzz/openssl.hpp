@@ -1,4 +1,5 @@
-// What the fuzzers of keys, certificates and their files share: OpenSSL's errors, and the cost of what an input asks for.
+// What the fuzzers of keys, certificates and their files share: OpenSSL's errors, and the cost of
+// what an input asks for.
 #pragma once
 
 #include "start.hpp"
@@ -11,8 +12,8 @@
 namespace fuzz
 {
 
-// The error queue is empty when an input starts and when it ends. Errors that are left hold memory, which libFuzzer takes for a leak, and looking for that takes
-// longer than any input.
+// The error queue is empty when an input starts and when it ends. Errors that are left hold memory,
+// which libFuzzer takes for a leak, and looking for that takes longer than any input.
 struct CleanErrors
 {
     CleanErrors() { ERR_clear_error(); }
@@ -32,7 +33,8 @@ inline std::vector<std::string> takeErrors()
     return errors;
 }
 
-// How many rounds of key derivation some DER asks for: in every algorithm the numbers that say it come behind an octet string, the salt.
+// How many rounds of key derivation some DER asks for: in every algorithm the numbers that say it
+// come behind an octet string, the salt.
 inline uint64_t roundsIn( std::string_view der, int depth = 0 )
 {
     constexpr uint64_t most = UINT32_MAX;

@@ -1,4 +1,5 @@
-// Bytes to text to lines: reading in pieces gives what converting at once gives, text converts back to its bytes, and the lines are those of a plain split.
+// Bytes to text to lines: reading in pieces gives what converting at once gives, text converts back
+// to its bytes, and the lines are those of a plain split.
 #include "start.hpp"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// PEM text: the decoder of bytes gives what the line reader gives, every form of the text leads to the same blocks, and what was decoded encodes to a text that
-// decodes to itself.
+// PEM text: the decoder of bytes gives what the line reader gives, every form of the text leads to
+// the same blocks, and what was decoded encodes to a text that decodes to itself.
 #include <cry/internal/cry_pem.h>
 
 #include "start.hpp"

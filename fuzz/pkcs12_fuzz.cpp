@@ -1,4 +1,5 @@
-// PKCS#12: a file is read as plain PKCS12_parse reads it, and what was read reads the same again after it was written.
+// PKCS#12: a file is read as plain PKCS12_parse reads it, and what was read reads the same again
+// after it was written.
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 
@@ -156,7 +157,8 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     Read      plain = readPlainly( file, password, &key );
     if( pkcs12 )
     {
-        // A key that is shrouded in an old algorithm is read although PKCS12_parse looks for that in the default context.
+        // A key that is shrouded in an old algorithm is read although PKCS12_parse looks for that
+        // in the default context.
         if( !plain.said.ends_with( "unsupported" ) )
         {
             FUZZ_CHECK( seenOf( pkcs12.get() ) == plain );

@@ -1,5 +1,5 @@
-// Keys: with the key-decoding context and without it the same keys load, with the same canonical text and of the same kind, and the text of a public key is what
-// plain OpenSSL reads and writes.
+// Keys: with the key-decoding context and without it the same keys load, with the same canonical
+// text and of the same kind, and the text of a public key is what plain OpenSSL reads and writes.
 #include <openssl_module/internal/openssl_module.h>
 
 #include "openssl.hpp"
@@ -14,7 +14,8 @@ namespace
 
 constexpr const char *labels[] = { "PRIVATE KEY", "PUBLIC KEY", "RSA PRIVATE KEY", "EC PRIVATE KEY", "DSA PRIVATE KEY", "ENCRYPTED PRIVATE KEY" };
 
-// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be changed directly.
+// PEM text; anything else is a byte that chooses the label, and the DER, so that its bytes can be
+// changed directly.
 pb::Ref<CRY_PEM> pemOf( std::string_view input )
 {
     if( pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buffer( input ).get() ) ) )
@@ -101,7 +102,8 @@ pb::Ref<CRY_PEM> plainPublic( const pb::Ref<CRY_PEM> &pem )
     return canonical;
 }
 
-// Whether a fast path takes it; all else is OpenSSL's own matter. What is taken and written again is taken again as the same, which costs little to check.
+// Whether a fast path takes it; all else is OpenSSL's own matter. What is taken and written again
+// is taken again as the same, which costs little to check.
 bool isTaken( const pb::Ref<CRY_PEM> &pem )
 {
     pb::Ref<PB_BUFFER> data   = pb::adopt( cryPemData( pem.get() ) );
@@ -140,7 +142,8 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     if( roundsIn( view( pb::adopt( cryPemData( pem.get() ) ) ) ) > mostRounds )
         return 0;
     ERR_clear_error();
-    // Each question to plain OpenSSL takes it a millisecond to list its decoders, whatever the key is.
+    // Each question to plain OpenSSL takes it a millisecond to list its decoders, whatever the key
+    // is.
     openssl___SetKeyDecodingContextUsed( PB_TRUE );
     if( !chosen( input, isTaken( pem ) ? 8 : 64 ) )
         return 0;

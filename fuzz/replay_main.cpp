@@ -1,4 +1,5 @@
-// Runs a fuzzer over the files of its corpus and over mutations of them, the same ones every time: a test where libFuzzer is not.
+// Runs a fuzzer over the files of its corpus and over mutations of them, the same ones every time:
+// a test where libFuzzer is not.
 #include <algorithm>
 #include <csignal>
 #include <cstdint>

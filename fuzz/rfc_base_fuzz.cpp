@@ -1,4 +1,5 @@
-// Base 16, 32 and 64: what decodes is exactly what its data encodes to, and every data comes back from its text.
+// Base 16, 32 and 64: what decodes is exactly what its data encodes to, and every data comes back
+// from its text.
 #include "start.hpp"
 
 #include <string>

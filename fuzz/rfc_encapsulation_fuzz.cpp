@@ -1,4 +1,5 @@
-// Finding blocks in any text: they lie in it one after the other, their line numbers are those of counting, and each found alone is the same block.
+// Finding blocks in any text: they lie in it one after the other, their line numbers are those of
+// counting, and each found alone is the same block.
 #include "start.hpp"
 
 using namespace fuzz;

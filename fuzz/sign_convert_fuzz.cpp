@@ -1,5 +1,5 @@
-// The two forms of ECDSA signatures: what converts to raw converts back to DER that gives the same raw bytes, on every curve, and any raw bytes come back
-// from their DER.
+// The two forms of ECDSA signatures: what converts to raw converts back to DER that gives the same
+// raw bytes, on every curve, and any raw bytes come back from their DER.
 #include "start.hpp"
 
 #include <string>

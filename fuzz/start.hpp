@@ -19,7 +19,8 @@
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size );
 
 #ifdef FUZZ_CHOOSES
-// OpenSSL allocates much, and noting who did so takes as long as the rest. ASAN_OPTIONS=malloc_context_size=30 brings the callers back into a report.
+// OpenSSL allocates much, and noting who did so takes as long as the rest.
+// ASAN_OPTIONS=malloc_context_size=30 brings the callers back into a report.
 extern "C" __attribute__( ( used, visibility( "default" ) ) ) inline const char *__asan_default_options() { return "malloc_context_size=0"; }
 #endif
 
@@ -73,7 +74,8 @@ inline uint8_t takeByte( std::string_view &input )
     return byte;
 }
 
-// Whether an input is among the one in `number` that get the checks which take long; always the same ones are. Where a corpus is replayed, all of them are.
+// Whether an input is among the one in `number` that get the checks which take long; always the
+// same ones are. Where a corpus is replayed, all of them are.
 inline bool chosen( [[maybe_unused]] std::string_view input, [[maybe_unused]] uint64_t number )
 {
 #ifdef FUZZ_CHOOSES

@@ -1,4 +1,5 @@
-// The text of UUIDs: what parses is printed in every form and parses back, its digits are those of the text, and wrappings change nothing.
+// The text of UUIDs: what parses is printed in every form and parses back, its digits are those of
+// the text, and wrappings change nothing.
 #include "start.hpp"
 
 #include <string>

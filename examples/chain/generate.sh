@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Makes the example chains beside it: for RSA and for EC a root, an intermediate and a leaf with DNS and IP names. The private keys are thrown away.
+# Makes the example chains beside it: for RSA and for EC a root, an intermediate and a leaf with DNS
+# and IP names. The private keys are thrown away.
 set -euo pipefail
 cd "$( dirname "$0" )"
 keys=$( mktemp -d )

@@ -16,9 +16,9 @@ PB_EXPORT PB_BOOL cryAesValidateKeyLength( PB_INT bits );
 /* cryAesValidateKey: the same of a buffer's length; null aborts ("key"). */
 PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
 
-/* cryAesTryCreate: a new object, or null if OpenSSL cannot provide the cipher. It holds the caller's
-   own buffer, so the caller must mark a key as sensitive if it is to be overwritten when it is freed.
-   Aborts unless "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and
+/* cryAesTryCreate: a new object, or null if OpenSSL cannot provide the cipher. It holds the
+   caller's own buffer, so the caller must mark a key as sensitive if it is to be overwritten when
+   it is freed. Aborts unless "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and
    "cryAesValidateKey( key )". */
 PB_EXPORT CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *key );
 /* cryAesMode, cryAesOperation: what the object was created with; null aborts ("aes"). */
@@ -26,11 +26,13 @@ PB_EXPORT CRY_AES_MODE      cryAesMode( CRY_AES *aes );
 PB_EXPORT CRY_AES_OPERATION cryAesOperation( CRY_AES *aes );
 /* cryAesKey: the buffer that the object was created with, a new reference. */
 PB_EXPORT PB_BUFFER *cryAesKey( CRY_AES *aes );
-/* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. Nothing is chained from block to block. Aborts on null ("aes", "dest",
-   "source") and when both are the same ("dest != source"). */
+/* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. Nothing is
+   chained from block to block. Aborts on null ("aes", "dest", "source") and when both are the same
+   ("dest != source"). */
 PB_EXPORT void cryAesProcessBlock( CRY_AES *aes, PB_BYTE *dest, const PB_BYTE *source );
 
-/* cryAesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* cryAesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT *cryAesSort( void );
 PB_EXPORT PB_OBJ        *cryAesObj( CRY_AES *obj );
 PB_EXPORT CRY_AES       *cryAesFrom( PB_OBJ *obj );

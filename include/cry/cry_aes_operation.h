@@ -13,9 +13,11 @@ typedef PB_INT CRY_AES_OPERATION;
 
 PB_BEGIN_DECLS
 
-/* cryAesOperationToString: the name of a value, as "CRY_AES_OPERATION_ENCRYPT", a new string; another value aborts ("CRY_AES_OPERATION_OK( op )"). */
+/* cryAesOperationToString: the name of a value, as "CRY_AES_OPERATION_ENCRYPT", a new string;
+   another value aborts ("CRY_AES_OPERATION_OK( op )"). */
 PB_EXPORT PB_STRING *cryAesOperationToString( CRY_AES_OPERATION op );
-/* cryAesOperationFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryAesOperationFromString: the value of a name, which must match exactly; -1 for an unknown one.
+   Null aborts ("pbs"). */
 PB_EXPORT CRY_AES_OPERATION cryAesOperationFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -29,21 +29,24 @@ PB_OBJECT_TYPE( CRY_HASH );
 
 PB_BEGIN_DECLS
 
-/* cryHashTryCompute: the digest of a whole buffer, a new buffer; null when this libcrypto does not have the algorithm. Aborts on an invalid algorithm
-   ("CRY_HASH_ALGORITHM_OK( alg )"), then on null data ("data"). */
+/* cryHashTryCompute: the digest of a whole buffer, a new buffer; null when this libcrypto does not
+   have the algorithm. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null
+   data ("data"). */
 PB_EXPORT PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data );
 
-/* cryHashTryCreate: a new hash object, or null when this libcrypto does not have the algorithm. An invalid algorithm aborts. */
+/* cryHashTryCreate: a new hash object, or null when this libcrypto does not have the algorithm. An
+   invalid algorithm aborts. */
 PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 
-/* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and when the range does not lie in the buffer. They hash straight
-   from the buffer's memory. */
+/* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and when
+   the range does not lie in the buffer. They hash straight from the buffer's memory. */
 
 /* cryHashUpdate: hashes the whole buffer. */
 PB_EXPORT void cryHashUpdate( CRY_HASH *hash, PB_BUFFER *data );
 /* cryHashUpdateByte: hashes one byte. */
 PB_EXPORT void cryHashUpdateByte( CRY_HASH *hash, PB_BYTE byte );
-/* cryHashUpdateBytes: hashes `byteCount` bytes from memory, which may be null when the count is 0. */
+/* cryHashUpdateBytes: hashes `byteCount` bytes from memory, which may be null when the count is
+   0. */
 PB_EXPORT void cryHashUpdateBytes( CRY_HASH *hash, const PB_BYTE *data, PB_INT byteCount );
 /* cryHashUpdateInner: hashes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void cryHashUpdateInner( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
@@ -54,10 +57,12 @@ PB_EXPORT void cryHashUpdateLeading( CRY_HASH *hash, PB_BUFFER *data, PB_INT byt
 /* cryHashUpdateTrailing: hashes the last `byteCount` bytes. */
 PB_EXPORT void cryHashUpdateTrailing( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteCount );
 
-/* cryHashFinal: the digest, a new buffer of the algorithm's digest size. A second call aborts ("!hash->final"). */
+/* cryHashFinal: the digest, a new buffer of the algorithm's digest size. A second call aborts
+   ("!hash->final"). */
 PB_EXPORT PB_BUFFER *cryHashFinal( CRY_HASH *hash );
 
-/* cryHashSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* cryHashSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT *cryHashSort( void );
 PB_EXPORT PB_OBJ        *cryHashObj( CRY_HASH *obj );
 PB_EXPORT CRY_HASH      *cryHashFrom( PB_OBJ *obj );

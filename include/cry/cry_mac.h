@@ -12,14 +12,17 @@ PB_OBJECT_TYPE( CRY_MAC );
 
 PB_BEGIN_DECLS
 
-/* cryMacTryComputeHmac: the HMAC of a whole buffer, a new buffer of the digest's size; null when this libcrypto cannot provide it. Aborts on an invalid algorithm
-   ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("key", "data"). */
+/* cryMacTryComputeHmac: the HMAC of a whole buffer, a new buffer of the digest's size; null when
+   this libcrypto cannot provide it. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg
+   )"), then on null ("key", "data"). */
 PB_EXPORT PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data );
 
-/* cryMacTryCreateHmac: a new MAC object with a key of any length; null when this libcrypto cannot provide it. */
+/* cryMacTryCreateHmac: a new MAC object with a key of any length; null when this libcrypto cannot
+   provide it. */
 PB_EXPORT CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key );
 
-/* The updates abort after cryMacFinal ("!mac->final"), on null objects ("mac", "data") and when the range does not lie in the buffer. */
+/* The updates abort after cryMacFinal ("!mac->final"), on null objects ("mac", "data") and when the
+   range does not lie in the buffer. */
 
 /* cryMacUpdate: takes the whole buffer. */
 PB_EXPORT void cryMacUpdate( CRY_MAC *mac, PB_BUFFER *data );
@@ -39,7 +42,8 @@ PB_EXPORT void cryMacUpdateTrailing( CRY_MAC *mac, PB_BUFFER *data, PB_INT byteC
 /* cryMacFinal: the MAC, a new buffer. A second call aborts ("!mac->final"). */
 PB_EXPORT PB_BUFFER *cryMacFinal( CRY_MAC *mac );
 
-/* cryMacSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* cryMacSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT *cryMacSort( void );
 PB_EXPORT PB_OBJ        *cryMacObj( CRY_MAC *obj );
 PB_EXPORT CRY_MAC       *cryMacFrom( PB_OBJ *obj );

@@ -6,8 +6,8 @@
 
 PB_BEGIN_DECLS
 
-/* cryModule: the module object, through which the runtime starts, halts and shuts down the module. No other function of the module may be used before its
-   start-up or after its shut-down. */
+/* cryModule: the module object, through which the runtime starts, halts and shuts down the module.
+   No other function of the module may be used before its start-up or after its shut-down. */
 PB_EXPORT const PB_MODULE *cryModule( void );
 
 PB_END_DECLS

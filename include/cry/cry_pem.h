@@ -15,8 +15,8 @@ PB_OBJECT_TYPE( CRY_PEM );
 
 PB_BEGIN_DECLS
 
-/* cryPemLabelOk: whether a text may be a label: empty, or words of printable ASCII characters joined by single blanks or hyphens (RFC 7468, 3). Null aborts
-   ("label"). */
+/* cryPemLabelOk: whether a text may be a label: empty, or words of printable ASCII characters
+   joined by single blanks or hyphens (RFC 7468, 3). Null aborts ("label"). */
 PB_EXPORT PB_BOOL cryPemLabelOk( PB_STRING *label );
 
 /* cryPemCreate: a block with an empty label and no data. */
@@ -37,31 +37,36 @@ PB_EXPORT PB_BUFFER *cryPemEncode( CRY_PEM *pem );
 /* cryPemEncodeToStringVector: the lines of the text without their ends, a new vector of strings. */
 PB_EXPORT PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem );
 
-/* The decoders take lines ended in any usual way, pass over empty lines and lines that begin with "#", and trim blanks at both ends of a line. Everything else
-   must be a block: BEGIN and END lines with the same label, strict base 64 between them. They give null for anything that is not. */
+/* The decoders take lines ended in any usual way, pass over empty lines and lines that begin with
+   "#", and trim blanks at both ends of a line. Everything else must be a block: BEGIN and END lines
+   with the same label, strict base 64 between them. They give null for anything that is not. */
 
-/* cryPemTryDecode: the one block of a text; null when there is none, more than one, or anything else beside it. */
+/* cryPemTryDecode: the one block of a text; null when there is none, more than one, or anything
+   else beside it. */
 PB_EXPORT CRY_PEM *cryPemTryDecode( PB_BUFFER *buf );
-/* cryPemTryDecodeFromStringVector: the same from a vector of lines, which must hold only strings ("pbVectorContainsOnly( *vec, pbStringSort() )"). */
+/* cryPemTryDecodeFromStringVector: the same from a vector of lines, which must hold only strings
+   ("pbVectorContainsOnly( *vec, pbStringSort() )"). */
 PB_EXPORT CRY_PEM *cryPemTryDecodeFromStringVector( PB_VECTOR *vec );
 
 /* cryPemStore: a new array store of the lines of the text. */
 PB_EXPORT PB_STORE *cryPemStore( CRY_PEM *pem );
-/* cryPemTryRestore: the one block of the lines in an array store; entries that are not strings are skipped. Null when there is no valid one. Null aborts
-   ("store"). */
+/* cryPemTryRestore: the one block of the lines in an array store; entries that are not strings are
+   skipped. Null when there is no valid one. Null aborts ("store"). */
 PB_EXPORT CRY_PEM *cryPemTryRestore( PB_STORE *store );
 
-/* cryPemVectorEncode: the texts of all blocks of a vector, one after the other, in one new buffer. The vector must hold only PEM objects
-   ("pbVectorContainsOnly( pv, cryPemSort() )"). */
+/* cryPemVectorEncode: the texts of all blocks of a vector, one after the other, in one new buffer.
+   The vector must hold only PEM objects ("pbVectorContainsOnly( pv, cryPemSort() )"). */
 PB_EXPORT PB_BUFFER *cryPemVectorEncode( PB_VECTOR *pv );
 /* cryPemVectorEncodeToStringVector: the same as a new vector of lines. */
 PB_EXPORT PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv );
-/* cryPemVectorTryDecode: every block of a text, a new vector of PEM objects, empty for an empty text; null when anything in it is not a block. */
+/* cryPemVectorTryDecode: every block of a text, a new vector of PEM objects, empty for an empty
+   text; null when anything in it is not a block. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf );
 /* cryPemVectorTryDecodeFromStringVector: the same from a vector of lines. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec );
 
-/* cryPemSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by label, then by data. */
+/* cryPemSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare orders by label, then by data. */
 PB_EXPORT const PB_SORT *cryPemSort( void );
 PB_EXPORT PB_OBJ        *cryPemObj( CRY_PEM *obj );
 PB_EXPORT CRY_PEM       *cryPemFrom( PB_OBJ *obj );

@@ -2,7 +2,7 @@
 
    Example:
 
-       // The private key in a PKCS#12 file, a new reference; null if the file or the password is bad.
+       // The private key in a PKCS#12 file, a new reference, or null.
        CRY_PKEY_PRIVATE *readKey( PB_BUFFER *file, PB_STRING *password )
        {
            CRY_PKEY_PRIVATE *key    = NULL;
@@ -28,20 +28,27 @@ PB_OBJECT_TYPE( CRY_PKCS12 );
 
 PB_BEGIN_DECLS
 
-/* cryPkcs12TryCreate: from its parts; null certificates are an empty collection. Null when the key does not belong to the certificate. A null certificate or key aborts
-   ("cert", "key"). */
+/* cryPkcs12TryCreate: from its parts; null certificates are an empty collection. Null when the key
+   does not belong to the certificate. A null certificate or key aborts ("cert", "key"). */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATES *certificates );
-/* cryPkcs12TryCreateFromBuffer: reads the DER of a PKCS#12 file, old algorithms (RC2, 3DES with SHA-1) too where OpenSSL's legacy provider is installed. The certificate is the
-   first one that the key belongs to; the other ones come in the reverse order of the file. A null password is not an empty one, though OpenSSL tries both in either case.
-   Null when it does not parse, when key or certificate is missing, when the password holds U+0000, and when one key needs more than 10,000,000 rounds of derivation, or
-   all together more than 30,000,000; nothing is derived then. Certificates keep the names and key ids that the file gives them (X509_alias_get0, X509_keyid_get0). Null
-   aborts ("buffer"). Takes as long as the file's iteration counts say: a millisecond for usual ones, many seconds for the most that is allowed. */
+/* cryPkcs12TryCreateFromBuffer: reads the DER of a PKCS#12 file, old algorithms (RC2, 3DES with
+   SHA-1) too where OpenSSL's legacy provider is installed. The certificate is the first one that
+   the key belongs to; the other ones come in the reverse order of the file. A null password is not
+   an empty one, though OpenSSL tries both in either case. Null when it does not parse, when key or
+   certificate is missing, when the password holds U+0000, and when one key needs more than
+   10,000,000 rounds of derivation, or all together more than 30,000,000; nothing is derived then.
+   Certificates keep the names and key ids that the file gives them (X509_alias_get0,
+   X509_keyid_get0). Null aborts ("buffer"). Takes as long as the file's iteration counts say: a
+   millisecond for usual ones, many seconds for the most that is allowed. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password );
-/* cryPkcs12TryCreateFromBufferWithDiagnostics: the same, and on failure `*diagnostics` becomes a new string that says why, for an administrator; what it held is released.
-   `diagnostics` may be null, `*diagnostics` must be null or a string. Only the result tells success: a text is stored on success too, when there are other certificates. */
+/* cryPkcs12TryCreateFromBufferWithDiagnostics: the same, and on failure `*diagnostics` becomes a
+   new string that says why, for an administrator; what it held is released. `diagnostics` may be
+   null, `*diagnostics` must be null or a string. Only the result tells success: a text is stored on
+   success too, when there are other certificates. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnostics( PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics );
-/* cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode: the same, and `*code` becomes OpenSSL's error code when PKCS12_parse fails (a wrong password, for example), else 0.
-   A file with too many rounds has a code of the module's own, with a text (ERR_reason_error_string). `code` may be null. */
+/* cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode: the same, and `*code` becomes OpenSSL's error
+   code when PKCS12_parse fails (a wrong password, for example), else 0. A file with too many rounds
+   has a code of the module's own, with a text (ERR_reason_error_string). `code` may be null. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode(
     PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics, int32_t *code );
 
@@ -51,13 +58,16 @@ PB_EXPORT CRY_PKEY_PRIVATE *cryPkcs12PrivateKey( CRY_PKCS12 *pkcs12 );
 PB_EXPORT CRY_X509_CERTIFICATE *cryPkcs12Certificate( CRY_PKCS12 *pkcs12 );
 /* cryPkcs12Certificates: the other certificates, a new reference; may be empty. */
 PB_EXPORT CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 );
-/* cryPkcs12Store: a new store with the sub-stores "privateKey", "certificate" and "certificates". */
+/* cryPkcs12Store: a new store with the sub-stores "privateKey", "certificate" and
+   "certificates". */
 PB_EXPORT PB_STORE *cryPkcs12Store( CRY_PKCS12 *pkcs12 );
-/* cryPkcs12TryEncode: the DER of a PKCS#12 file, a new, sensitive buffer, with the encryption that OpenSSL chooses; null when OpenSSL cannot make it, and when
-   the password holds U+0000. Without a password anybody can read the file. */
+/* cryPkcs12TryEncode: the DER of a PKCS#12 file, a new, sensitive buffer, with the encryption that
+   OpenSSL chooses; null when OpenSSL cannot make it, and when the password holds U+0000. Without a
+   password anybody can read the file. */
 PB_EXPORT PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password );
 
-/* cryPkcs12Sort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md); objects compare by address. */
+/* cryPkcs12Sort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md); objects compare by address. */
 PB_EXPORT const PB_SORT *cryPkcs12Sort( void );
 PB_EXPORT PB_OBJ        *cryPkcs12Obj( CRY_PKCS12 *obj );
 PB_EXPORT CRY_PKCS12    *cryPkcs12From( PB_OBJ *obj );

@@ -7,8 +7,8 @@
 
 /* CRY_PKEY_INFO: key type, size and named curve, each of which may be missing. A value with
    copy-on-write: setters take the address of the caller's reference and replace it by a copy when
-   the object is shared; they abort on null ("info", "*info"). Many threads may read a CRY_PKEY_INFO,
-   and each may edit it through a reference of its own. */
+   the object is shared; they abort on null ("info", "*info"). Many threads may read a
+   CRY_PKEY_INFO, and each may edit it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_PKEY_INFO );
 
 PB_BEGIN_DECLS
@@ -27,7 +27,8 @@ PB_EXPORT void cryPkeyInfoSetType( CRY_PKEY_INFO **info, CRY_PKEY_TYPE type );
 /* cryPkeyInfoDelType: sets it to -1. */
 PB_EXPORT void cryPkeyInfoDelType( CRY_PKEY_INFO **info );
 
-/* cryPkeyInfoBits: the size in bits, of the modulus for RSA, of the group's order for EC; -1 when it is not set. */
+/* cryPkeyInfoBits: the size in bits, of the modulus for RSA, of the group's order for EC; -1 when
+   it is not set. */
 PB_EXPORT PB_INT cryPkeyInfoBits( CRY_PKEY_INFO *info );
 /* cryPkeyInfoHasBits: whether it is set. */
 PB_EXPORT PB_BOOL cryPkeyInfoHasBits( CRY_PKEY_INFO *info );
@@ -40,12 +41,14 @@ PB_EXPORT void cryPkeyInfoDelBits( CRY_PKEY_INFO **info );
 PB_EXPORT CRY_PKEY_EC_NAMED_CURVE cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info );
 /* cryPkeyInfoHasEcNamedCurve: whether it is set. */
 PB_EXPORT PB_BOOL cryPkeyInfoHasEcNamedCurve( CRY_PKEY_INFO *info );
-/* cryPkeyInfoSetEcNamedCurve: sets it; another value aborts ("CRY_PKEY_EC_NAMED_CURVE_OK( ecNamedCurve )"). */
+/* cryPkeyInfoSetEcNamedCurve: sets it; another value aborts ("CRY_PKEY_EC_NAMED_CURVE_OK(
+   ecNamedCurve )"). */
 PB_EXPORT void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve );
 /* cryPkeyInfoDelEcNamedCurve: sets it to -1. */
 PB_EXPORT void cryPkeyInfoDelEcNamedCurve( CRY_PKEY_INFO **info );
 
-/* cryPkeyInfoSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md); objects compare by identity. */
+/* cryPkeyInfoSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md); objects compare by identity. */
 PB_EXPORT const PB_SORT *cryPkeyInfoSort( void );
 PB_EXPORT PB_OBJ        *cryPkeyInfoObj( CRY_PKEY_INFO *obj );
 PB_EXPORT CRY_PKEY_INFO *cryPkeyInfoFrom( PB_OBJ *obj );

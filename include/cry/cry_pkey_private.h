@@ -13,21 +13,26 @@ PB_OBJECT_TYPE( CRY_PKEY_PRIVATE );
 
 PB_BEGIN_DECLS
 
-/* cryPkeyPrivateTryCreateFromPem: the key in a PEM object of any form that OpenSSL reads (PKCS#8, traditional, SEC1); null when it is none or is protected by
-   a pass phrase. Null aborts ("pem"). */
+/* cryPkeyPrivateTryCreateFromPem: the key in a PEM object of any form that OpenSSL reads (PKCS#8,
+   traditional, SEC1); null when it is none or is protected by a pass phrase. Null aborts
+   ("pem"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem );
-/* cryPkeyPrivatePem: the canonical PEM, a new reference, whatever form the key was read from; null aborts ("priv"). */
+/* cryPkeyPrivatePem: the canonical PEM, a new reference, whatever form the key was read from; null
+   aborts ("priv"). */
 PB_EXPORT CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv );
 /* cryPkeyPrivateInfo: what kind of key it is, a new object. */
 PB_EXPORT CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv );
-/* cryPkeyPrivatePublicKey: the public half, a new object that shares nothing with the private key; null when OpenSSL cannot write it. */
+/* cryPkeyPrivatePublicKey: the public half, a new object that shares nothing with the private key;
+   null when OpenSSL cannot write it. */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv );
 /* cryPkeyPrivateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv );
-/* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */
+/* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is
+   none. Null aborts ("store"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store );
 
-/* cryPkeyPrivateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the canonical PEM. */
+/* cryPkeyPrivateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare orders by the canonical PEM. */
 PB_EXPORT const PB_SORT    *cryPkeyPrivateSort( void );
 PB_EXPORT PB_OBJ           *cryPkeyPrivateObj( CRY_PKEY_PRIVATE *obj );
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateFrom( PB_OBJ *obj );

@@ -12,7 +12,8 @@ PB_OBJECT_TYPE( CRY_PKEY_PUBLIC );
 
 PB_BEGIN_DECLS
 
-/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null when it is none (a certificate, for example). Null aborts ("pem"). */
+/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null when it is
+   none (a certificate, for example). Null aborts ("pem"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem );
 /* cryPkeyPublicPem: the canonical PEM, a new reference; null aborts ("pub"). */
 PB_EXPORT CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub );
@@ -20,10 +21,12 @@ PB_EXPORT CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub );
 PB_EXPORT CRY_PKEY_INFO *cryPkeyPublicInfo( CRY_PKEY_PUBLIC *pub );
 /* cryPkeyPublicStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub );
-/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */
+/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none.
+   Null aborts ("store"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store );
 
-/* cryPkeyPublicSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the canonical PEM. */
+/* cryPkeyPublicSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare orders by the canonical PEM. */
 PB_EXPORT const PB_SORT   *cryPkeyPublicSort( void );
 PB_EXPORT PB_OBJ          *cryPkeyPublicObj( CRY_PKEY_PUBLIC *obj );
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicFrom( PB_OBJ *obj );

@@ -4,7 +4,9 @@
 
 #include <pb/pb_obj.h>
 
-/* -1 stands for no known type where a function may fail to tell; it is never valid as an argument. */
+/* -1 stands for no known type where a function may fail to tell; it is never valid as an
+
+   argument. */
 typedef PB_INT CRY_PKEY_TYPE;
 
 #define CRY_PKEY_TYPE_RSA ( (CRY_PKEY_TYPE)0 ) /* rsaEncryption, RFC 8017 */
@@ -14,9 +16,11 @@ typedef PB_INT CRY_PKEY_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryPkeyTypeToString: the name of a value, as "CRY_PKEY_TYPE_RSA", a new string; another value aborts ("CRY_PKEY_TYPE_OK( type )"). */
+/* cryPkeyTypeToString: the name of a value, as "CRY_PKEY_TYPE_RSA", a new string; another value
+   aborts ("CRY_PKEY_TYPE_OK( type )"). */
 PB_EXPORT PB_STRING *cryPkeyTypeToString( CRY_PKEY_TYPE type );
-/* cryPkeyTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryPkeyTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null
+   aborts ("pbs"). */
 PB_EXPORT CRY_PKEY_TYPE cryPkeyTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

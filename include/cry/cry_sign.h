@@ -25,10 +25,12 @@
 
 PB_BEGIN_DECLS
 
-/* crySignTrySign: the signature of a buffer, a new buffer; null when this libcrypto does not have the digest. What aborts in crySignSigner aborts here ("privateKey",
-   "data" and a key that cannot sign). */
+/* crySignTrySign: the signature of a buffer, a new buffer; null when this libcrypto does not have
+   the digest. What aborts in crySignSigner aborts here ("privateKey", "data" and a key that cannot
+   sign). */
 PB_EXPORT PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data );
-/* crySignVerify: whether `signature` is the key's for `data`; false when this libcrypto does not have the digest. Null aborts ("publicKey", "signature", "data"). */
+/* crySignVerify: whether `signature` is the key's for `data`; false when this libcrypto does not
+   have the digest. Null aborts ("publicKey", "signature", "data"). */
 PB_EXPORT PB_BOOL crySignVerify( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data );
 
 PB_END_DECLS

@@ -1,4 +1,5 @@
-/* Making signatures: RSA with PKCS#1 v1.5 (RFC 8017, 8.2), ECDSA (FIPS 186-4) in DER (RFC 3279, 2.2.3). */
+/* Making signatures: RSA with PKCS#1 v1.5 (RFC 8017, 8.2), ECDSA (FIPS 186-4) in DER (RFC 3279,
+   2.2.3). */
 #ifndef CRY_CRY_SIGN_SIGNER_H
 #define CRY_CRY_SIGN_SIGNER_H
 
@@ -12,15 +13,18 @@ PB_OBJECT_TYPE( CRY_SIGN_SIGNER );
 
 PB_BEGIN_DECLS
 
-/* crySignSignerTryCreate: a new signer, which holds the key; null when this libcrypto does not have the digest. Aborts on an invalid algorithm
-   ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("privateKey"). */
+/* crySignSignerTryCreate: a new signer, which holds the key; null when this libcrypto does not have
+   the digest. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null
+   ("privateKey"). */
 PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey );
 
-/* The updates abort after crySignSignerFinal ("!sig->final"), on null objects ("sig", "data") and when the range does not lie in the buffer. */
+/* The updates abort after crySignSignerFinal ("!sig->final"), on null objects ("sig", "data") and
+   when the range does not lie in the buffer. */
 
 /* crySignSignerUpdate: takes the whole buffer. */
 PB_EXPORT void crySignSignerUpdate( CRY_SIGN_SIGNER *sig, PB_BUFFER *data );
-/* crySignSignerUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count is 0. */
+/* crySignSignerUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count
+   is 0. */
 PB_EXPORT void crySignSignerUpdateBytes( CRY_SIGN_SIGNER *sig, const PB_BYTE *data, PB_INT byteCount );
 /* crySignSignerUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void crySignSignerUpdateInner( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
@@ -31,12 +35,14 @@ PB_EXPORT void crySignSignerUpdateLeading( CRY_SIGN_SIGNER *sig, PB_BUFFER *data
 /* crySignSignerUpdateTrailing: takes the last `byteCount` bytes. */
 PB_EXPORT void crySignSignerUpdateTrailing( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteCount );
 
-/* crySignSignerFinal: the signature of all that was taken, a new buffer. A second call aborts ("!sig->final"), and so does a key that OpenSSL's EVP_SignFinal cannot sign
-   with: one for other things (X25519) or other ways of signing (Ed25519), an RSA key too small for the digest, a key on one of the Oakley curves
-   ("EVP_SignFinal( sig->mdCtx, signature, &signatureLength, pkey )"). */
+/* crySignSignerFinal: the signature of all that was taken, a new buffer. A second call aborts
+   ("!sig->final"), and so does a key that OpenSSL's EVP_SignFinal cannot sign with: one for other
+   things (X25519) or other ways of signing (Ed25519), an RSA key too small for the digest, a key on
+   one of the Oakley curves ("EVP_SignFinal( sig->mdCtx, signature, &signatureLength, pkey )"). */
 PB_EXPORT PB_BUFFER *crySignSignerFinal( CRY_SIGN_SIGNER *sig );
 
-/* crySignSignerSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* crySignSignerSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT   *crySignSignerSort( void );
 PB_EXPORT PB_OBJ          *crySignSignerObj( CRY_SIGN_SIGNER *obj );
 PB_EXPORT CRY_SIGN_SIGNER *crySignSignerFrom( PB_OBJ *obj );

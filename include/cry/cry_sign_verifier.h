@@ -1,4 +1,5 @@
-/* Checking signatures: RSA with PKCS#1 v1.5 (RFC 8017, 8.2), ECDSA (FIPS 186-4) in DER (RFC 3279, 2.2.3). */
+/* Checking signatures: RSA with PKCS#1 v1.5 (RFC 8017, 8.2), ECDSA (FIPS 186-4) in DER (RFC 3279,
+   2.2.3). */
 #ifndef CRY_CRY_SIGN_VERIFIER_H
 #define CRY_CRY_SIGN_VERIFIER_H
 
@@ -12,15 +13,18 @@ PB_OBJECT_TYPE( CRY_SIGN_VERIFIER );
 
 PB_BEGIN_DECLS
 
-/* crySignVerifierTryCreate: a new verifier of this signature, which holds the key and the signature; null when this libcrypto does not have the digest. Aborts on
-   an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("publicKey", "signature"). */
+/* crySignVerifierTryCreate: a new verifier of this signature, which holds the key and the
+   signature; null when this libcrypto does not have the digest. Aborts on an invalid algorithm
+   ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("publicKey", "signature"). */
 PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature );
 
-/* The updates abort after crySignVerifierFinal ("!vfy->final"), on null objects ("vfy", "data") and when the range does not lie in the buffer. */
+/* The updates abort after crySignVerifierFinal ("!vfy->final"), on null objects ("vfy", "data") and
+   when the range does not lie in the buffer. */
 
 /* crySignVerifierUpdate: takes the whole buffer. */
 PB_EXPORT void crySignVerifierUpdate( CRY_SIGN_VERIFIER *vfy, PB_BUFFER *data );
-/* crySignVerifierUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count is 0. */
+/* crySignVerifierUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count
+   is 0. */
 PB_EXPORT void crySignVerifierUpdateBytes( CRY_SIGN_VERIFIER *vfy, const PB_BYTE *data, PB_INT byteCount );
 /* crySignVerifierUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void crySignVerifierUpdateInner( CRY_SIGN_VERIFIER *vfy, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
@@ -31,11 +35,12 @@ PB_EXPORT void crySignVerifierUpdateLeading( CRY_SIGN_VERIFIER *vfy, PB_BUFFER *
 /* crySignVerifierUpdateTrailing: takes the last `byteCount` bytes. */
 PB_EXPORT void crySignVerifierUpdateTrailing( CRY_SIGN_VERIFIER *vfy, PB_BUFFER *data, PB_INT byteCount );
 
-/* crySignVerifierFinal: whether the signature is the key's for all that was taken; false for anything else that a buffer may hold, too. A second call aborts
-   ("!vfy->final"). */
+/* crySignVerifierFinal: whether the signature is the key's for all that was taken; false for
+   anything else that a buffer may hold, too. A second call aborts ("!vfy->final"). */
 PB_EXPORT PB_BOOL crySignVerifierFinal( CRY_SIGN_VERIFIER *vfy );
 
-/* crySignVerifierSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). */
+/* crySignVerifierSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). */
 PB_EXPORT const PB_SORT     *crySignVerifierSort( void );
 PB_EXPORT PB_OBJ            *crySignVerifierObj( CRY_SIGN_VERIFIER *obj );
 PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierFrom( PB_OBJ *obj );

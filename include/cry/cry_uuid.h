@@ -20,18 +20,21 @@ PB_EXPORT CRY_UUID *cryUuidCreate( void );
 PB_EXPORT CRY_UUID *cryUuidCreateNil( void );
 /* cryUuidCreateFrom: a copy; null aborts ("src"). */
 PB_EXPORT CRY_UUID *cryUuidCreateFrom( CRY_UUID *src );
-/* cryUuidTryCreateNameBased: the UUID of a name in a name space, by SHA-1 (RFC 4122, 4.3, version 5); null when this libcrypto has no SHA-1. Null arguments abort
-   ("ns", "name"). */
+/* cryUuidTryCreateNameBased: the UUID of a name in a name space, by SHA-1 (RFC 4122, 4.3, version
+   5); null when this libcrypto has no SHA-1. Null arguments abort ("ns", "name"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateNameBased( CRY_UUID *ns, PB_BUFFER *name );
 /* cryUuidTryCreateNameBasedStringName: the same of the UTF-8 bytes of a string. */
 PB_EXPORT CRY_UUID *cryUuidTryCreateNameBasedStringName( CRY_UUID *ns, PB_STRING *name );
-/* cryUuidTryCreateFromBinary: from a buffer of exactly sixteen bytes; null for any other length. Null aborts ("binary"). */
+/* cryUuidTryCreateFromBinary: from a buffer of exactly sixteen bytes; null for any other length.
+   Null aborts ("binary"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateFromBinary( PB_BUFFER *binary );
-/* cryUuidTryCreateFromBinaryBytes: the same from memory; null with a length other than 0 aborts ("binary || !binaryLength"). */
+/* cryUuidTryCreateFromBinaryBytes: the same from memory; null with a length other than 0 aborts
+   ("binary || !binaryLength"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateFromBinaryBytes( const PB_BYTE *binary, PB_INT binaryLength );
-/* cryUuidTryCreateFromString: reads the text of a UUID (RFC 4122, 3); null when it is none. White space around it is dropped; then any number of pairs of curly
-   brackets, apostrophes and quotation marks, in any order, is taken off; each of the four separators may be "-" or "_", digits may be of either case. Null aborts
-   ("source"). */
+/* cryUuidTryCreateFromString: reads the text of a UUID (RFC 4122, 3); null when it is none. White
+   space around it is dropped; then any number of pairs of curly brackets, apostrophes and quotation
+   marks, in any order, is taken off; each of the four separators may be "-" or "_", digits may be
+   of either case. Null aborts ("source"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateFromString( PB_STRING *source );
 /* cryUuidTryCreateFromStringCstr: the same from UTF-8 text (pbStringCreateFromCstr). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateFromStringCstr( const char *text, PB_INT length );
@@ -40,16 +43,19 @@ PB_EXPORT CRY_UUID *cryUuidTryCreateFromStringWcstr( const wchar_t *text, PB_INT
 
 /* cryUuidToBinary: the sixteen bytes, a new buffer; null aborts ("uuid"). */
 PB_EXPORT PB_BUFFER *cryUuidToBinary( CRY_UUID *uuid );
-/* cryUuidToStringWithFlags: the text in groups of 8-4-4-4-12 digits, a new string. `flags` are CRY_UUID_STRING_FLAGS; curly brackets come innermost, quotation marks
-   outermost. Undefined bits mean nothing. */
+/* cryUuidToStringWithFlags: the text in groups of 8-4-4-4-12 digits, a new string. `flags` are
+   CRY_UUID_STRING_FLAGS; curly brackets come innermost, quotation marks outermost. Undefined bits
+   mean nothing. */
 PB_EXPORT PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, CRY_UUID_STRING_FLAGS flags );
 /* cryUuidVariant: the CRY_UUID_VARIANT that the UUID says it is (RFC 4122, 4.1.1). */
 PB_EXPORT CRY_UUID_VARIANT cryUuidVariant( CRY_UUID *uuid );
-/* cryUuidVersion: the version digit (RFC 4122, 4.1.3) as a number: 0 to 4 as it stands, -1 for every other one. Note that CRY_UUID_VERSION counts from 0, so that
-   this is one step off its names: a random UUID gives 4, one made of a name gives -1. */
+/* cryUuidVersion: the version digit (RFC 4122, 4.1.3) as a number: 0 to 4 as it stands, -1 for
+   every other one. Note that CRY_UUID_VERSION counts from 0, so that this is one step off its
+   names: a random UUID gives 4, one made of a name gives -1. */
 PB_EXPORT CRY_UUID_VERSION cryUuidVersion( CRY_UUID *uuid );
 
-/* cryUuidNamespaceDns: the name space of fully qualified domain names (RFC 4122, appendix C), a new object, as the next three. */
+/* cryUuidNamespaceDns: the name space of fully qualified domain names (RFC 4122, appendix C), a new
+   object, as the next three. */
 PB_EXPORT CRY_UUID *cryUuidNamespaceDns( void );
 /* cryUuidNamespaceUrl: of URLs. */
 PB_EXPORT CRY_UUID *cryUuidNamespaceUrl( void );
@@ -58,8 +64,8 @@ PB_EXPORT CRY_UUID *cryUuidNamespaceOid( void );
 /* cryUuidNamespaceX500: of X.500 distinguished names. */
 PB_EXPORT CRY_UUID *cryUuidNamespaceX500( void );
 
-/* cryUuidSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the bytes; ToString gives the
-   text without flags. */
+/* cryUuidSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
+   (docs/conventions.md). Compare orders by the bytes; ToString gives the text without flags. */
 PB_EXPORT const PB_SORT *cryUuidSort( void );
 PB_EXPORT PB_OBJ        *cryUuidObj( CRY_UUID *obj );
 PB_EXPORT CRY_UUID      *cryUuidFrom( PB_OBJ *obj );

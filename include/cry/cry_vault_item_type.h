@@ -12,9 +12,11 @@ typedef PB_INT CRY_VAULT_ITEM_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryVaultItemTypeToString: the name of a value, as "CRY_VAULT_ITEM_TYPE_IDENTITY", a new string; another value aborts ("CRY_VAULT_ITEM_TYPE_OK( type )"). */
+/* cryVaultItemTypeToString: the name of a value, as "CRY_VAULT_ITEM_TYPE_IDENTITY", a new string;
+   another value aborts ("CRY_VAULT_ITEM_TYPE_OK( type )"). */
 PB_EXPORT PB_STRING *cryVaultItemTypeToString( CRY_VAULT_ITEM_TYPE type );
-/* cryVaultItemTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryVaultItemTypeFromString: the value of a name, which must match exactly; -1 for an unknown one.
+   Null aborts ("pbs"). */
 PB_EXPORT CRY_VAULT_ITEM_TYPE cryVaultItemTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

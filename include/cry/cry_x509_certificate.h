@@ -7,35 +7,42 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
 
-/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE, as
-   OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
+/* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE,
+   as OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
 
 PB_BEGIN_DECLS
 
-/* cryX509CertificateTryCreateFromDer: the certificate at the front of some DER; bytes behind it are dropped. Null when it does not parse or the buffer is longer
-   than 2147483647 bytes. Null aborts ("buf"). */
+/* cryX509CertificateTryCreateFromDer: the certificate at the front of some DER; bytes behind it are
+   dropped. Null when it does not parse or the buffer is longer than 2147483647 bytes. Null aborts
+   ("buf"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf );
-/* cryX509CertificateTryCreateFromPem: the certificate in a PEM object with the label CERTIFICATE or X509 CERTIFICATE; null when it is none. Null aborts
-   ("pem"). */
+/* cryX509CertificateTryCreateFromPem: the certificate in a PEM object with the label CERTIFICATE or
+   X509 CERTIFICATE; null when it is none. Null aborts ("pem"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem );
-/* cryX509CertificatePem: the canonical PEM, a new reference; null aborts ("cert"). Its data is the certificate's DER. */
+/* cryX509CertificatePem: the canonical PEM, a new reference; null aborts ("cert"). Its data is the
+   certificate's DER. */
 PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
-/* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the certificate; null when OpenSSL cannot write it. A certificate
-   whose key OpenSSL cannot decode aborts ("pkey"). */
+/* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the
+   certificate; null when OpenSSL cannot write it. A certificate whose key OpenSSL cannot decode
+   aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert );
-/* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key; null aborts ("cert", "privateKey"). */
+/* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key;
+   null aborts ("cert", "privateKey"). */
 PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey );
-/* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when this libcrypto does not have the algorithm. An invalid
-   algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
+/* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when
+   this libcrypto does not have the algorithm. An invalid algorithm aborts ("CRY_HASH_ALGORITHM_OK(
+   alg )"). */
 PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
-/* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null when there is none. Null aborts ("store"). */
+/* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null when
+   there is none. Null aborts ("store"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryRestore( PB_STORE *store );
 
-/* cryX509CertificateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare orders by the canonical PEM,
-   so certificates are equal exactly when their DER is. */
+/* cryX509CertificateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard
+   functions (docs/conventions.md). Compare orders by the canonical PEM, so certificates are equal
+   exactly when their DER is. */
 PB_EXPORT const PB_SORT        *cryX509CertificateSort( void );
 PB_EXPORT PB_OBJ               *cryX509CertificateObj( CRY_X509_CERTIFICATE *obj );
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateFrom( PB_OBJ *obj );

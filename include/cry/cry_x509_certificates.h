@@ -27,14 +27,16 @@ PB_OBJECT_TYPE( CRY_X509_CERTIFICATES );
 
 PB_BEGIN_DECLS
 
-/* Null collections abort ("certs", "*certs"), null certificates too ("certificate"), and so does an index that is not in the collection. */
+/* Null collections abort ("certs", "*certs"), null certificates too ("certificate"), and so does an
+   index that is not in the collection. */
 
 /* cryX509CertificatesCreate: an empty collection. */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesCreate( void );
 /* cryX509CertificatesCreateFrom: a copy that shares the certificates; null aborts ("source"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesCreateFrom( CRY_X509_CERTIFICATES *source );
-/* cryX509CertificatesTryCreateFromPemVector: the certificates of a vector of PEM objects, in its order; null when one of them is no certificate. The vector must
-   hold only PEM objects ("pbVectorContainsOnly( pv, cryPemSort() )"). */
+/* cryX509CertificatesTryCreateFromPemVector: the certificates of a vector of PEM objects, in its
+   order; null when one of them is no certificate. The vector must hold only PEM objects
+   ("pbVectorContainsOnly( pv, cryPemSort() )"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesTryCreateFromPemVector( PB_VECTOR *pv );
 
 /* cryX509CertificatesCertificatesLength: number of certificates. */
@@ -44,14 +46,15 @@ PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificatesCertificateAt( CRY_X509_CERTI
 /* cryX509CertificatesCertificatesVector: all certificates, a new reference to a vector. */
 PB_EXPORT PB_VECTOR *cryX509CertificatesCertificatesVector( CRY_X509_CERTIFICATES *certs );
 
-/* cryX509CertificatesSetCertificatesVector: replaces all certificates by those of a vector, which must hold nothing else
-   ("pbVectorContainsOnly( vec, cryX509CertificateSort() )"). */
+/* cryX509CertificatesSetCertificatesVector: replaces all certificates by those of a vector, which
+   must hold nothing else ("pbVectorContainsOnly( vec, cryX509CertificateSort() )"). */
 PB_EXPORT void cryX509CertificatesSetCertificatesVector( CRY_X509_CERTIFICATES **certs, PB_VECTOR *vec );
 /* cryX509CertificatesAppendCertificate: adds a certificate at the end. */
 PB_EXPORT void cryX509CertificatesAppendCertificate( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATE *certificate );
 /* cryX509CertificatesPrependCertificate: adds a certificate at the front. */
 PB_EXPORT void cryX509CertificatesPrependCertificate( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATE *certificate );
-/* cryX509CertificatesInsertCertificate: adds a certificate before the one at `index`, which may be the length. */
+/* cryX509CertificatesInsertCertificate: adds a certificate before the one at `index`, which may be
+   the length. */
 PB_EXPORT void cryX509CertificatesInsertCertificate( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATE *certificate );
 /* cryX509CertificatesSetCertificateAt: replaces the certificate at an index. */
 PB_EXPORT void cryX509CertificatesSetCertificateAt( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATE *certificate );
@@ -59,7 +62,8 @@ PB_EXPORT void cryX509CertificatesSetCertificateAt( CRY_X509_CERTIFICATES **cert
 PB_EXPORT void cryX509CertificatesDelCertificateAt( CRY_X509_CERTIFICATES **certs, PB_INT index );
 /* cryX509CertificatesClearCertificates: removes all certificates. */
 PB_EXPORT void cryX509CertificatesClearCertificates( CRY_X509_CERTIFICATES **certs );
-/* cryX509CertificatesInsert: inserts the certificates of another collection, in its order, before the one at `index`, which may be the length. */
+/* cryX509CertificatesInsert: inserts the certificates of another collection, in its order, before
+   the one at `index`, which may be the length. */
 PB_EXPORT void cryX509CertificatesInsert( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY_X509_CERTIFICATES *other );
 /* cryX509CertificatesAppend: the same at the end. */
 PB_EXPORT void cryX509CertificatesAppend( CRY_X509_CERTIFICATES **certs, CRY_X509_CERTIFICATES *other );
@@ -68,11 +72,12 @@ PB_EXPORT void cryX509CertificatesPrepend( CRY_X509_CERTIFICATES **certs, CRY_X5
 
 /* cryX509CertificatesStore: a new array store of the certificates' stores. */
 PB_EXPORT PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs );
-/* cryX509CertificatesRestore: the certificates of an array store; entries that do not restore are skipped, so it is never null. Null aborts ("store"). */
+/* cryX509CertificatesRestore: the certificates of an array store; entries that do not restore are
+   skipped, so it is never null. Null aborts ("store"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store );
 
-/* cryX509CertificatesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions (docs/conventions.md). Compare goes certificate by
-   certificate, then by length. */
+/* cryX509CertificatesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard
+   functions (docs/conventions.md). Compare goes certificate by certificate, then by length. */
 PB_EXPORT const PB_SORT         *cryX509CertificatesSort( void );
 PB_EXPORT PB_OBJ                *cryX509CertificatesObj( CRY_X509_CERTIFICATES *obj );
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesFrom( PB_OBJ *obj );

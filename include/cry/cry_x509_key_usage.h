@@ -1,4 +1,5 @@
-/* CRY_X509_KEY_USAGE: key usage (RFC 5280, 4.2.1.3); each flag is the bit of the same number in the extension. */
+/* CRY_X509_KEY_USAGE: key usage (RFC 5280, 4.2.1.3); each flag is the bit of the same number in the
+   extension. */
 #ifndef CRY_CRY_X509_KEY_USAGE_H
 #define CRY_CRY_X509_KEY_USAGE_H
 
@@ -20,9 +21,11 @@ PB_BEGIN_DECLS
 
 /* cryX509KeyUsageNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageNormalize( CRY_X509_KEY_USAGE flags );
-/* cryX509KeyUsageToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
+/* cryX509KeyUsageToString: the names of the flags that are set, in the order above, joined by `|`;
+   empty for none. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509KeyUsageToString( CRY_X509_KEY_USAGE flags );
-/* cryX509KeyUsageFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
+/* cryX509KeyUsageFromString: the flags that a text names: split at `|`, trimmed, unknown names
+   skipped. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -1,4 +1,5 @@
-/* CRY_X509_NETSCAPE_CERT_TYPE: Netscape certificate type; bit 4 of the extension is reserved and has no flag. */
+/* CRY_X509_NETSCAPE_CERT_TYPE: Netscape certificate type; bit 4 of the extension is reserved and
+   has no flag. */
 #ifndef CRY_CRY_X509_NETSCAPE_CERT_TYPE_H
 #define CRY_CRY_X509_NETSCAPE_CERT_TYPE_H
 
@@ -18,9 +19,11 @@ PB_BEGIN_DECLS
 
 /* cryX509NetscapeCertTypeNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeNormalize( CRY_X509_NETSCAPE_CERT_TYPE flags );
-/* cryX509NetscapeCertTypeToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
+/* cryX509NetscapeCertTypeToString: the names of the flags that are set, in the order above, joined
+   by `|`; empty for none. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509NetscapeCertTypeToString( CRY_X509_NETSCAPE_CERT_TYPE flags );
-/* cryX509NetscapeCertTypeFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
+/* cryX509NetscapeCertTypeFromString: the flags that a text names: split at `|`, trimmed, unknown
+   names skipped. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

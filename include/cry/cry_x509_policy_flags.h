@@ -16,9 +16,11 @@ PB_BEGIN_DECLS
 
 /* cryX509PolicyFlagsNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_POLICY_FLAGS cryX509PolicyFlagsNormalize( CRY_X509_POLICY_FLAGS flags );
-/* cryX509PolicyFlagsToString: the names of the flags that are set, in the order above, joined by `|`; empty for none. Undefined bits are dropped. A new string. */
+/* cryX509PolicyFlagsToString: the names of the flags that are set, in the order above, joined by
+   `|`; empty for none. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509PolicyFlagsToString( CRY_X509_POLICY_FLAGS flags );
-/* cryX509PolicyFlagsFromString: the flags that a text names: split at `|`, trimmed, unknown names skipped. Null aborts ("pbs"). */
+/* cryX509PolicyFlagsFromString: the flags that a text names: split at `|`, trimmed, unknown names
+   skipped. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_POLICY_FLAGS cryX509PolicyFlagsFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -14,9 +14,11 @@ typedef PB_INT CRY_X509_STACK_IDENTITY_MODE;
 
 PB_BEGIN_DECLS
 
-/* cryX509StackIdentityModeToString: the name of a value, as "CRY_X509_STACK_IDENTITY_MODE_FIXED", a new string; another value aborts ("CRY_X509_STACK_IDENTITY_MODE_OK( mode )"). */
+/* cryX509StackIdentityModeToString: the name of a value, as "CRY_X509_STACK_IDENTITY_MODE_FIXED", a
+   new string; another value aborts ("CRY_X509_STACK_IDENTITY_MODE_OK( mode )"). */
 PB_EXPORT PB_STRING *cryX509StackIdentityModeToString( CRY_X509_STACK_IDENTITY_MODE mode );
-/* cryX509StackIdentityModeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryX509StackIdentityModeFromString: the value of a name, which must match exactly; -1 for an
+   unknown one. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_STACK_IDENTITY_MODE cryX509StackIdentityModeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -14,9 +14,11 @@ typedef PB_INT CRY_X509_STACK_TRUST_MODE;
 
 PB_BEGIN_DECLS
 
-/* cryX509StackTrustModeToString: the name of a value, as "CRY_X509_STACK_TRUST_MODE_FIXED", a new string; another value aborts ("CRY_X509_STACK_TRUST_MODE_OK( mode )"). */
+/* cryX509StackTrustModeToString: the name of a value, as "CRY_X509_STACK_TRUST_MODE_FIXED", a new
+   string; another value aborts ("CRY_X509_STACK_TRUST_MODE_OK( mode )"). */
 PB_EXPORT PB_STRING *cryX509StackTrustModeToString( CRY_X509_STACK_TRUST_MODE mode );
-/* cryX509StackTrustModeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryX509StackTrustModeFromString: the value of a name, which must match exactly; -1 for an unknown
+   one. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_STACK_TRUST_MODE cryX509StackTrustModeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

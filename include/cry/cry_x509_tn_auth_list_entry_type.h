@@ -1,4 +1,5 @@
-/* CRY_X509_TN_AUTH_LIST_ENTRY_TYPE: kinds of entry in a telephone number authorization list (RFC 8226, 9). */
+/* CRY_X509_TN_AUTH_LIST_ENTRY_TYPE: kinds of entry in a telephone number authorization list (RFC
+   8226, 9). */
 #ifndef CRY_CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_H
 #define CRY_CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_H
 
@@ -14,9 +15,12 @@ typedef PB_INT CRY_X509_TN_AUTH_LIST_ENTRY_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryX509TNAuthListEntryTypeToString: the name of a value, as "CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_SERVICE_PROVIDER_CODE", a new string; another value aborts ("CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_OK( et )"). */
+/* cryX509TNAuthListEntryTypeToString: the name of a value, as
+   "CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_SERVICE_PROVIDER_CODE", a new string; another value aborts
+   ("CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_OK( et )"). */
 PB_EXPORT PB_STRING *cryX509TNAuthListEntryTypeToString( CRY_X509_TN_AUTH_LIST_ENTRY_TYPE et );
-/* cryX509TNAuthListEntryTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null aborts ("pbs"). */
+/* cryX509TNAuthListEntryTypeFromString: the value of a name, which must match exactly; -1 for an
+   unknown one. Null aborts ("pbs"). */
 PB_EXPORT CRY_X509_TN_AUTH_LIST_ENTRY_TYPE cryX509TNAuthListEntryTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

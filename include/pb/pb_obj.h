@@ -1,4 +1,5 @@
-/* The object model: reference-counted objects, sorts (type descriptors) and modules. The three layouts in this header are binary interface. */
+/* The object model: reference-counted objects, sorts (type descriptors) and modules. The three
+   layouts in this header are binary interface. */
 #ifndef PB_PB_OBJ_H
 #define PB_PB_OBJ_H
 
@@ -12,7 +13,8 @@ typedef struct PB_SORT_SLOTS    PB_SORT_SLOTS;
 typedef struct PB_MODULE        PB_MODULE;
 typedef struct PB_MODULE_RECORD PB_MODULE_RECORD;
 
-/* PB_OBJ: the header of every object. A reference count below zero marks a static object, which is never counted and never freed. */
+/* PB_OBJ: the header of every object. A reference count below zero marks a static object, which is
+   never counted and never freed. */
 struct PB_OBJ
 {
     int64_t        refCount; /* references that are held */
@@ -22,7 +24,9 @@ struct PB_OBJ
 /* PB_OBJ_STATIC_REF_COUNT: the reference count of a static object. */
 #define PB_OBJ_STATIC_REF_COUNT ( (int64_t)-1 )
 
-/* PB_SORT_SLOTS: what a sort can do; a slot that is null has the base library's default behaviour. */
+/* PB_SORT_SLOTS: what a sort can do; a slot that is null has the base library's default
+
+   behaviour. */
 struct PB_SORT_SLOTS
 {
     void ( *free )( PB_OBJ *obj ) PB_DEFAULT_NULL;                     /* releases the fields, before the memory is returned */
@@ -63,14 +67,14 @@ _Static_assert( sizeof( PB_SORT ) == 16 + 8 * sizeof( void * ) && sizeof( PB_MOD
 
 PB_BEGIN_DECLS
 
-/* pb___ObjCreate: new object of `size` bytes (header included), zeroed behind its header, with a reference count of 1. No constructor runs.
-   Aborts when memory is exhausted. */
+/* pb___ObjCreate: new object of `size` bytes (header included), zeroed behind its header, with a
+   reference count of 1. No constructor runs. Aborts when memory is exhausted. */
 PB_EXPORT PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort );
 
 /* pb___ObjFree: runs the sort's free slot and returns the memory. Called after the last reference
    went; not for static objects. Free slots run one after another: an object whose last reference
-   goes inside a free slot, or while the thread holds a monitor or a region, waits until the slot has
-   returned or the lock is left. An object that is being freed reads as static. */
+   goes inside a free slot, or while the thread holds a monitor or a region, waits until the slot
+   has returned or the lock is left. An object that is being freed reads as static. */
 PB_EXPORT void pb___ObjFree( PB_OBJ *obj );
 
 /* pbObjSort: the sort of an object; null aborts ("obj"). */
@@ -82,21 +86,24 @@ PB_EXPORT PB_OBJ *pbObjRetain( PB_OBJ *obj );
 /* pbObjRelease: drops one reference, the last one frees the object; null aborts ("obj"). */
 PB_EXPORT void pbObjRelease( PB_OBJ *obj );
 
-/* pbObjIsShared: whether somebody else holds a reference too; static objects always count as shared. Null aborts ("obj"). */
+/* pbObjIsShared: whether somebody else holds a reference too; static objects always count as
+   shared. Null aborts ("obj"). */
 PB_EXPORT PB_BOOL pbObjIsShared( const PB_OBJ *obj );
 
-/* pbObjCompare: total order of any two objects. Two nulls are equal, null comes first; objects of different sorts are ordered by sort name,
-   objects of one sort by its compare slot, without one by address (so an object equals only itself). */
+/* pbObjCompare: total order of any two objects. Two nulls are equal, null comes first; objects of
+   different sorts are ordered by sort name, objects of one sort by its compare slot, without one by
+   address (so an object equals only itself). */
 PB_EXPORT PB_INT pbObjCompare( PB_OBJ *objA, PB_OBJ *objB );
 
 /* pbObjEquals: true exactly when pbObjCompare gives zero. */
 PB_EXPORT PB_BOOL pbObjEquals( PB_OBJ *objA, PB_OBJ *objB );
 
-/* pbObjToString: the text form of an object, a new string; without a toString slot NAME(0x...) with the address. Null aborts ("obj"). */
+/* pbObjToString: the text form of an object, a new string; without a toString slot NAME(0x...) with
+   the address. Null aborts ("obj"). */
 PB_EXPORT PB_STRING *pbObjToString( PB_OBJ *obj );
 
-/* pbObjLiveCount: how many objects of the family exist in this process, static ones left out. A diagnostic: exact while no thread creates or
-   frees any. */
+/* pbObjLiveCount: how many objects of the family exist in this process, static ones left out. A
+   diagnostic: exact while no thread creates or frees any. */
 PB_EXPORT PB_INT pbObjLiveCount( void );
 
 /* pbSortName: the name of a sort, static text; null aborts ("sort"). */

@@ -20,9 +20,9 @@ public:
     // The value, or null as long as nobody made it.
     T *get() const { return value.load( std::memory_order_acquire ); }
 
-    // The value; `make()` gives a new one if there is none. If several threads make one at once, the
-    // first that is done publishes its own and the others drop theirs, so all must be equally good.
-    // Null if make() gives null; then nothing is published.
+    // The value; `make()` gives a new one if there is none. If several threads make one at once,
+    // the first that is done publishes its own and the others drop theirs, so all must be equally
+    // good. Null if make() gives null; then nothing is published.
     template<class Make>
     T *getOrMake( Make make )
     {

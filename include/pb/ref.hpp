@@ -9,7 +9,8 @@
 namespace pb
 {
 
-// Object: the types that PB_OBJECT_TYPE declared. A pointer to one is a pointer to a PB_OBJ, whether the type is complete or not.
+// Object: the types that PB_OBJECT_TYPE declared. A pointer to one is a pointer to a PB_OBJ,
+// whether the type is complete or not.
 template<class T>
 concept Object = requires( const T *obj ) { pb_isObject( obj ); };
 
@@ -42,7 +43,8 @@ inline void releaseOrNull( T *obj )
         pb___ObjFree( asObj( obj ) );
 }
 
-// Ref: made by adopt( new reference ) or share( borrowed ), never from a raw pointer. get() lends, take() hands the reference out.
+// Ref: made by adopt( new reference ) or share( borrowed ), never from a raw pointer. get() lends,
+// take() hands the reference out.
 template<Object T>
 class Ref
 {

@@ -92,7 +92,8 @@ inline bool isShared( const T *obj )
     return __atomic_load_n( &reinterpret_cast<const PB_OBJ *>( obj )->refCount, __ATOMIC_ACQUIRE ) != 1;
 }
 
-// makeWritable: the one place where copy-on-write happens. Afterwards the caller's pointer is an object that nobody else holds.
+// makeWritable: the one place where copy-on-write happens. Afterwards the caller's pointer is an
+// object that nobody else holds.
 template<Object T>
 inline T *makeWritable( T **handle, T *( *createFrom )(T *))
 {
@@ -136,8 +137,9 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
         PB_OBJ_STATIC_REF_COUNT, sort \
     }
 
-// The slots of a type that frees and compares by lists of fields. `name` is the object's name in the
-// texts of the checks, as in "cert", "certA", "certB". `order` may be a list of less than all fields.
+// The slots of a type that frees and compares by lists of fields. `name` is the object's name in
+// the texts of the checks, as in "cert", "certA", "certB". `order` may be a list of less than all
+// fields.
 #define PB_FREE_FIELDS( STRUCT, name, list ) \
     .free = pb::slot<+[]( STRUCT *name ) {   \
         PB_CHECK( name );                    \
@@ -154,49 +156,47 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
 #define PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, ... ) \
     PB_SORT_DEFINE( prefix, Type, STRUCT, PB_FREE_FIELDS( STRUCT, name, list ), PB_COMPARE_FIELDS( STRUCT, name, order ) __VA_OPT__(, ) __VA_ARGS__ )
 
-// PB_SORT_DEFINE( prefix, Type, STRUCT, slots... ): the sort `prefix___sort_STRUCT` and the eight standard functions `prefixType...`, whose prototypes
-// stand in the type's header. Everything else of the struct stays in the file that uses this.
-// clang-format off
-#define PB_SORT_DEFINE( prefix, Type, STRUCT, ... )                                                                                             \
-    extern "C" PB_EXPORT const PB_MODULE prefix##___module;                                                                                     \
-    extern "C" PB_EXPORT const PB_SORT prefix##___sort_##STRUCT;                                                                                \
-    template<>                                                                                                                                 \
-    struct pb::SortOf<STRUCT>                                                                                                                   \
-    {                                                                                                                                           \
-        static const PB_SORT &sort() { return prefix##___sort_##STRUCT; }                                                                       \
-        static void check( const PB_OBJ *obj )                                                                                                  \
-        {                                                                                                                                       \
-            PB_CHECK_CONTEXT( "stdfunc from", !obj || pbObjSort(obj)==&prefix##___sort_##STRUCT );                                              \
-        }                                                                                                                                       \
-    };                                                                                                                                          \
-    extern "C" const PB_SORT prefix##___sort_##STRUCT = { PB_OBJ_STATIC( &pb___sort_PB_SORT ), &prefix##___module, #STRUCT, PB_SORT_SLOTS{ __VA_ARGS__ } }; \
-    const PB_SORT *prefix##Type##Sort() { return &prefix##___sort_##STRUCT; }                                                                   \
-    PB_OBJ *prefix##Type##Obj( STRUCT *obj ) { return obj; }                                                                                    \
-    STRUCT *prefix##Type##From( PB_OBJ *obj )                                                                                                   \
-    {                                                                                                                                           \
-        PB_CHECK_CONTEXT( "stdfunc from", !obj || pbObjSort(obj)==&prefix##___sort_##STRUCT );                                                  \
-        return static_cast<STRUCT *>( obj );                                                                                                    \
-    }                                                                                                                                           \
-    STRUCT *prefix##Type##Retain( STRUCT *obj )                                                                                                 \
-    {                                                                                                                                           \
-        PB_CHECK_CONTEXT( "stdfunc retain", obj );                                                                                              \
-        return pb::shareOrNull( obj );                                                                                                          \
-    }                                                                                                                                           \
-    void prefix##Type##Release( STRUCT *obj )                                                                                                   \
-    {                                                                                                                                           \
-        PB_CHECK_CONTEXT( "stdfunc release", obj );                                                                                             \
-        pb::releaseOrNull( obj );                                                                                                               \
-    }                                                                                                                                           \
-    PB_INT prefix##Type##Compare( STRUCT *objA, STRUCT *objB )                                                                                  \
-    {                                                                                                                                           \
-        PB_CHECK_CONTEXT( "stdfunc compare a", objA );                                                                                          \
-        PB_CHECK_CONTEXT( "stdfunc compare b", objB );                                                                                          \
-        return pbObjCompare( objA, objB );                                                                                                      \
-    }                                                                                                                                           \
-    PB_BOOL prefix##Type##Equals( STRUCT *objA, STRUCT *objB ) { return pbObjCompare( objA, objB ) == 0; }                                      \
-    PB_STRING *prefix##Type##ToString( STRUCT *obj )                                                                                            \
-    {                                                                                                                                           \
-        PB_CHECK_CONTEXT( "stdfunc tostring", obj );                                                                                            \
-        return pbObjToString( obj );                                                                                                            \
+// PB_SORT_DEFINE( prefix, Type, STRUCT, slots... ): the sort `prefix___sort_STRUCT` and the eight
+// standard functions `prefixType...`, whose prototypes stand in the type's header. Everything else
+// of the struct stays in the file that uses this. clang-format off
+#define PB_SORT_DEFINE( prefix, Type, STRUCT, ... )                                                                                                 \
+    extern "C" PB_EXPORT const PB_MODULE prefix##___module;                                                                                         \
+    extern "C" PB_EXPORT const PB_SORT   prefix##___sort_##STRUCT;                                                                                  \
+    template<>                                                                                                                                      \
+    struct pb::SortOf<STRUCT>                                                                                                                       \
+    {                                                                                                                                               \
+        static const PB_SORT &sort() { return prefix##___sort_##STRUCT; }                                                                           \
+        static void           check( const PB_OBJ *obj ) { PB_CHECK_CONTEXT( "stdfunc from", !obj || pbObjSort(obj)==&prefix##___sort_##STRUCT ); } \
+    };                                                                                                                                              \
+    extern "C" const PB_SORT prefix##___sort_##STRUCT = { PB_OBJ_STATIC( &pb___sort_PB_SORT ), &prefix##___module, #STRUCT,                         \
+        PB_SORT_SLOTS{ __VA_ARGS__ } };                                                                                                             \
+    const PB_SORT           *prefix##Type##Sort() { return &prefix##___sort_##STRUCT; }                                                             \
+    PB_OBJ                  *prefix##Type##Obj( STRUCT *obj ) { return obj; }                                                                       \
+    STRUCT                  *prefix##Type##From( PB_OBJ *obj )                                                                                      \
+    {                                                                                                                                               \
+        PB_CHECK_CONTEXT( "stdfunc from", !obj || pbObjSort(obj)==&prefix##___sort_##STRUCT );                                                      \
+        return static_cast<STRUCT *>( obj );                                                                                                        \
+    }                                                                                                                                               \
+    STRUCT *prefix##Type##Retain( STRUCT *obj )                                                                                                     \
+    {                                                                                                                                               \
+        PB_CHECK_CONTEXT( "stdfunc retain", obj );                                                                                                  \
+        return pb::shareOrNull( obj );                                                                                                              \
+    }                                                                                                                                               \
+    void prefix##Type##Release( STRUCT *obj )                                                                                                       \
+    {                                                                                                                                               \
+        PB_CHECK_CONTEXT( "stdfunc release", obj );                                                                                                 \
+        pb::releaseOrNull( obj );                                                                                                                   \
+    }                                                                                                                                               \
+    PB_INT prefix##Type##Compare( STRUCT *objA, STRUCT *objB )                                                                                      \
+    {                                                                                                                                               \
+        PB_CHECK_CONTEXT( "stdfunc compare a", objA );                                                                                              \
+        PB_CHECK_CONTEXT( "stdfunc compare b", objB );                                                                                              \
+        return pbObjCompare( objA, objB );                                                                                                          \
+    }                                                                                                                                               \
+    PB_BOOL    prefix##Type##Equals( STRUCT *objA, STRUCT *objB ) { return pbObjCompare( objA, objB ) == 0; }                                       \
+    PB_STRING *prefix##Type##ToString( STRUCT *obj )                                                                                                \
+    {                                                                                                                                               \
+        PB_CHECK_CONTEXT( "stdfunc tostring", obj );                                                                                                \
+        return pbObjToString( obj );                                                                                                                \
     }
 // clang-format on

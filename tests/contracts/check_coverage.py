@@ -4,11 +4,11 @@
 usage: check_coverage.py [--lines] HITS...
 
 HITS are what contract_tests and exhaustion_tests write where CRY_CONTRACT_HITS says:
-file:line:expression, one line a hit. Every check of source/ must be among them, by its file and its text, or in unreachable.txt
-beside this script, whose lines are `file: expression — reason`. Checks that shared code makes at
-its caller's place count wherever they were hit; the checks of the standard functions of a type
-count together. With --lines, checks with the same text in one file count line by line; that is for
-the curious, nothing in it fails."""
+file:line:expression, one line a hit. Every check of source/ must be among them, by its file and
+its text, or in unreachable.txt beside this script, whose lines are `file: expression — reason`.
+Checks that shared code makes at its caller's place count wherever they were hit; the checks of
+the standard functions of a type count together. With --lines, checks with the same text in one
+file count line by line; that is for the curious, nothing in it fails."""
 
 import collections
 import pathlib

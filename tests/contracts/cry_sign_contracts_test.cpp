@@ -49,7 +49,8 @@ static const Updates<CRY_SIGN_SIGNER>   signerUpdates = { signerFile, "sig", cry
 static const Updates<CRY_SIGN_VERIFIER> verifierUpdates = { verifierFile, "vfy", crySignVerifierUpdate, crySignVerifierUpdateBytes,
     crySignVerifierUpdateInner, crySignVerifierUpdateOuter, crySignVerifierUpdateLeading, crySignVerifierUpdateTrailing };
 
-// What every refused update says. Afterwards the object has taken "abcabc", by the calls at the end that are not refused.
+// What every refused update says. Afterwards the object has taken "abcabc", by the calls at the end
+// that are not refused.
 template<class T>
 static void expectUpdateChecks( const Updates<T> &functions, T *object )
 {
@@ -250,7 +251,8 @@ TEST( CrySignContracts, KeysThatCannotSign )
         EXPECT_ABORT( signerFile, check, crySignSignerFinal( sig.get() ) );
         EXPECT_ABORT( signerFile, "!sig->final", crySignSignerFinal( sig.get() ) );
     }
-    // The same small key has room for a smaller digest, and a key on SM2's curve that was just made is an EC key.
+    // The same small key has room for a smaller digest, and a key on SM2's curve that was just made
+    // is an EC key.
     EXPECT_TRUE( pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, keys[2].key.get(), data.get() ) ) );
     Private justMade = pb::adopt( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_SM2 ) );
     EXPECT_TRUE( pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, justMade.get(), data.get() ) ) );

@@ -4,8 +4,9 @@
 #include "support/certificates.hpp"
 #include "support/standard_functions.hpp"
 
-// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): `object` is one of
-// the type. The functions call it `name`, and the OpenSSL object `handle`. UpRef is not among them.
+// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): `object` is
+// one of the type. The functions call it `name`, and the OpenSSL object `handle`. UpRef is not
+// among them.
 #define EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object )        \
     do                                                                                           \
     {                                                                                            \

@@ -1,4 +1,5 @@
-// The patterns that every type of the module is made from, on toys: one user of a pattern proves nothing about its texts, so there are two of each.
+// The patterns that every type of the module is made from, on toys: one user of a pattern proves
+// nothing about its texts, so there are two of each.
 
 #include <pb/pb.h>
 #include <pb/sort.hpp>
@@ -393,7 +394,8 @@ TEST( Prototype, OpensslObjectsAreHeldWithTheirCanonicalPem )
     // Each reads its own kind only.
     EXPECT_FALSE( pb::adopt( ToyCertificate::tryCreateFromPem( request.get()->pem ) ) );
     EXPECT_FALSE( pb::adopt( ToyRequest::tryCreateFromPem( certificate.get()->pem ) ) );
-    // A copy is another OpenSSL object, a further reference the same one; a reference that cannot be had gives null.
+    // A copy is another OpenSSL object, a further reference the same one; a reference that cannot
+    // be had gives null.
     pb::Ref<TOY_CERTIFICATE> copy   = pb::adopt( ToyCertificate::tryCreateCopy( certificate.get()->x509 ) );
     pb::Ref<TOY_CERTIFICATE> shared = pb::adopt( ToyCertificate::tryCreateUpRef( certificate.get()->x509 ) );
     EXPECT_NE( copy.get()->x509, certificate.get()->x509 );

@@ -1,5 +1,6 @@
-// PKCS#12 where OpenSSL fails at what it does with any good data, and where it has no memory to give but little of its secure heap. The functions below stand in
-// the program in place of OpenSSL's own, so no other tests belong here.
+// PKCS#12 where OpenSSL fails at what it does with any good data, and where it has no memory to
+// give but little of its secure heap. The functions below stand in the program in place of
+// OpenSSL's own, so no other tests belong here.
 #include "cry/pkcs12/files.hpp"
 
 #include <dlfcn.h>
@@ -119,7 +120,8 @@ TEST( CryPkcs12Faults, AFileThatOpensslDoesNotMakeIsNull )
 
 TEST( CryPkcs12Faults, WhatPkcs12ParseReadsIsTheSame )
 {
-    // PKCS12_parse is asked where the safes cannot be gone through, and leaves what it reads in another context.
+    // PKCS12_parse is asked where the safes cannot be gone through, and leaves what it reads in
+    // another context.
     std::string content = file();
     Read        wanted  = readByFamily( content, secret );
     EXPECT_EQ( wanted.labels, ( std::vector<std::string>{ "\"leaf\", \"id\"", "none, none", "\"between\", none" } ) );

@@ -180,7 +180,8 @@ const PB_MODULE        samePlainAgain  = samePlain;
 const PB_MODULE_RECORD sameBaseRecord  = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "pb", "Same", "1.5", "", "" };
 const PB_MODULE sameBase = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &sameBaseRecord, pb::startNothing, pb::doNothing, pb::doNothing, pb::doNothing };
 
-// For a child process, since what it loads or registers stays: writes why a start is refused, and ends with 0 if it is.
+// For a child process, since what it loads or registers stays: writes why a start is refused, and
+// ends with 0 if it is.
 [[noreturn]] void exitRefused( const Names &modules )
 {
     bool started = start( modules );

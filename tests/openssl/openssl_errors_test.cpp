@@ -76,7 +76,8 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
 {
     for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
     {
-        // Whether the outer scope adds something before the inner one: without that, both begin at one error.
+        // Whether the outer scope adds something before the inner one: without that, both begin at
+        // one error.
         for( bool between : { false, true } )
         {
             for( bool keepOuter : { false, true } )

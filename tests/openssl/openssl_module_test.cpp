@@ -241,7 +241,8 @@ TEST( OpensslModule, LeavesTheDefaultContextAsItIs )
 {
     GTEST_FLAG_SET( death_test_style, "threadsafe" );
     EXPECT_EXIT( tellOfDefaultContext(), testing::ExitedWithCode( 0 ),
-        "before: default;\nfast: cry-key-decoding\nafter: default;\ndigest: default\nkey-decoding provider in it: 0\nfips: 0\nglobal: 1\nerrors: 0\n" );
+        "before: default;\nfast: cry-key-decoding\nafter: default;\ndigest: default\n"
+        "key-decoding provider in it: 0\nfips: 0\nglobal: 1\nerrors: 0\n" );
 }
 
 TEST( OpensslModule, OperationsWithAKeyBelongInTheContextItWasParsedIn )

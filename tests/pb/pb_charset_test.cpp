@@ -44,7 +44,8 @@ Outcome readAll( const pb::Ref<PB_CHAR_SOURCE> &from, PB_INT atOnce )
     return { text( str ), (bool)pbCharSourceEnd( from.get() ), (bool)pbCharSourceError( from.get() ) };
 }
 
-// A reference for UTF-8, after the table of well-formed sequences in the Unicode Standard (3-7): how many bytes at the front form a character, 0 when none do.
+// A reference for UTF-8, after the table of well-formed sequences in the Unicode Standard (3-7):
+// how many bytes at the front form a character, 0 when none do.
 size_t wellFormed( std::string_view bytes )
 {
     auto in = [&]( size_t index, unsigned least, unsigned most ) {

@@ -298,7 +298,8 @@ TEST( PbDict, RandomEditsGiveWhatAStandardMapGives )
     }
 }
 
-// A tree that is kept balanced needs about 20 comparisons for each of a million keys in any order; one that is not needs up to a million.
+// A tree that is kept balanced needs about 20 comparisons for each of a million keys in any order;
+// one that is not needs up to a million.
 TEST( PbDict, AMillionKeysInAnyOrderNeedFewComparisons )
 {
     static constexpr PB_INT million = 1000000;

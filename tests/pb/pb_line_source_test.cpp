@@ -17,7 +17,8 @@ pb::Ref<PB_LINE_SOURCE> lineSource( const pb::Ref<PB_CHAR_SOURCE> &from, PB_INT 
 
 Lines readAll( const pb::Ref<PB_LINE_SOURCE> &from ) { return texts( pb::adopt( pbLineSourceReadLines( from.get(), PB_INT_MAX ) ).get() ); }
 
-// Checks every way of reading the same text: in pieces of several sizes, with several limits, line by line and all at once.
+// Checks every way of reading the same text: in pieces of several sizes, with several limits, line
+// by line and all at once.
 void expectLines( const std::string &text, const Lines &lines, PB_INT charset = PB_CHARSET_UTF8 )
 {
     for( PB_INT piece : { 1, 2, 3, 7, 100000 } )

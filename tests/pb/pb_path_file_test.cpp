@@ -363,7 +363,8 @@ TEST( PbPathFile, IsWholeWheneverTheProcessIsKilled )
             continue;
         std::string found = read( folder.path / "file" );
         EXPECT_TRUE( found == contents[0] || found == contents[1] ) << "round " << round << ": " << found.size() << " bytes";
-        // What is not replaced is written without a name first, where the file system can do that, so nothing else can be left of it.
+        // What is not replaced is written without a name first, where the file system can do that,
+        // so nothing else can be left of it.
         for( const std::string &name : namesIn( folder.path ) )
         {
             if( name == "file" )

@@ -403,7 +403,8 @@ TEST( PbStore, AKeyOfTheStoreItselfCanNameWhatIsDeleted )
     EXPECT_EQ( described( store ), "{b:1}" );
 }
 
-// What is measured is only that it ends: if each deletion took as long as there are keys, this would take many minutes.
+// What is measured is only that it ends: if each deletion took as long as there are keys, this
+// would take many minutes.
 TEST( PbStore, HundredsOfThousandsOfKeysAreDeletedOneByOne )
 {
     static constexpr PB_INT many = 200000;

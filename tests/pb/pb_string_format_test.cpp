@@ -162,7 +162,8 @@ TEST( PbStringFormat, AppendsAStringToItself )
     pbStringAppendFormatCstr( string.handle(), "%s", -1, string.get() );
     EXPECT_EQ( text( string ), "abab" );
 
-    // An argument is what it was before the edit, however often it comes and whatever stands before it.
+    // An argument is what it was before the edit, however often it comes and whatever stands before
+    // it.
     pbStringAppendFormatCstr( string.handle(), "<%s|%6s|%-6o>", -1, string.get(), string.get(), string.obj() );
     EXPECT_EQ( text( string ), "abab<abab|  abab|abab  >" );
 }

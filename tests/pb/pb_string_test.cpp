@@ -408,7 +408,8 @@ TEST( PbString, TrimsUnicodeWhiteSpace )
     for( PB_CHAR character : white )
         EXPECT_EQ( trimmed( text( ofCharacters( { character, 0xE9, character } ) ) ), "\xC3\xA9" ) << character;
 
-    // Zero width space, word joiner, byte order mark, Mongolian vowel separator and the information separators are not white.
+    // Zero width space, word joiner, byte order mark, Mongolian vowel separator and the information
+    // separators are not white.
     for( PB_CHAR character : { 0x200B, 0x2060, 0xFEFF, 0x180E, 0x1C, 0x1F, 0 } )
     {
         std::string kept = text( ofCharacters( { character, 'a', character } ) );
@@ -444,7 +445,8 @@ TEST( PbString, FoldsCaseFully )
     EXPECT_EQ( folded( "\xCE\x90" ), "\xCE\xB9\xCC\x88\xCC\x81" );                 // two bytes become six
 }
 
-// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, where that file is installed.
+// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, where that
+// file is installed.
 TEST( PbString, FoldsAsTheUnicodeCharacterDatabaseSays )
 {
     std::ifstream file;

@@ -1,4 +1,5 @@
-// An allocator for the family that looks at every piece of memory when it is given back, for remains of secrets.
+// An allocator for the family that looks at every piece of memory when it is given back, for
+// remains of secrets.
 #pragma once
 
 #include <pb/pb.h>
@@ -19,7 +20,8 @@ namespace support
 class WatchingAllocator
 {
 public:
-    // From now on, memory that is freed with `shortest` successive bytes of one of these in it is counted.
+    // From now on, memory that is freed with `shortest` successive bytes of one of these in it is
+    // counted.
     static void watchFor( std::vector<std::string> list )
     {
         secrets = std::move( list );
@@ -84,7 +86,8 @@ public:
     static inline const PB_MEM_ALLOCATOR table = { take, move, give };
 };
 
-// Stops the family for the tests of a suite and sets the allocator, since no object may live across the change.
+// Stops the family for the tests of a suite and sets the allocator, since no object may live across
+// the change.
 class WatchedMemory : public testing::Test
 {
 protected:

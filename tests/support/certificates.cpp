@@ -139,11 +139,11 @@ Cert support::makeCertificate( const CertificateFields &fields )
 
 static Chain newChain( KeyKind kind )
 {
-    Chain chain;
-    chain.root         = makeCertificate( { .subject = "O=Example/CN=Root " + nameOf( kind ),
-                .subjectKey                          = key( kind, 0 ),
-                .serial                              = "1",
-                .extensions = { { "basicConstraints", "critical,CA:TRUE" }, { "keyUsage", "critical,keyCertSign" }, { "subjectKeyIdentifier", "hash" } } } );
+    Chain                                                  chain;
+    const std::vector<std::pair<std::string, std::string>> authority = { { "basicConstraints", "critical,CA:TRUE" },
+        { "keyUsage", "critical,keyCertSign" }, { "subjectKeyIdentifier", "hash" } };
+    chain.root                                                       = makeCertificate(
+        { .subject = "O=Example/CN=Root " + nameOf( kind ), .subjectKey = key( kind, 0 ), .serial = "1", .extensions = authority } );
     chain.intermediate = makeCertificate( { .subject = "O=Example/CN=Intermediate " + nameOf( kind ),
         .subjectKey                                  = key( kind, 1 ),
         .issuer                                      = chain.root,

@@ -35,7 +35,8 @@ std::string nameOf( KeyKind kind );
 // The key with this number, made at its first use and kept for the process.
 Pkey key( KeyKind kind, int number = 0 );
 
-// What a certificate is made of. Without an issuer it is self-issued, without an issuer's key it is signed with its own.
+// What a certificate is made of. Without an issuer it is self-issued, without an issuer's key it is
+// signed with its own.
 struct CertificateFields
 {
     std::string                                      subject    = {}; // as "C=DE/O=Example/CN=host", in the order of the certificate
@@ -53,7 +54,8 @@ struct CertificateFields
 
 Cert makeCertificate( const CertificateFields &fields );
 
-// Root, intermediate and leaf of one kind of key, valid from 2020 to 2039 (the leaf from 2024 to 2025). The same ones at each call.
+// Root, intermediate and leaf of one kind of key, valid from 2020 to 2039 (the leaf from 2024 to
+// 2025). The same ones at each call.
 struct Chain
 {
     Cert root;

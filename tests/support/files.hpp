@@ -23,7 +23,8 @@ public:
     std::filesystem::path path;
 };
 
-// The public vectors beside the checkout (../shared/vectors) or where CRY_VECTORS says; none where they are absent.
+// The public vectors beside the checkout (../shared/vectors) or where CRY_VECTORS says; none where
+// they are absent.
 std::optional<std::filesystem::path> vectors();
 
 // The files of an installed Debian package; none when it is not installed.

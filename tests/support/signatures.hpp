@@ -23,7 +23,8 @@ inline constexpr const char *digestNames[] = { "MD5", "SHA1", "SHA224", "SHA256"
 Pkey newEcKey( const char *group );
 Pkey newRsaKey( size_t bits );
 
-// Keys of the family, parsed from what OpenSSL writes, in the key-decoding context or without it; null where that is refused.
+// Keys of the family, parsed from what OpenSSL writes, in the key-decoding context or without it;
+// null where that is refused.
 PrivateKey privateKey( const Pkey &pkey, bool fast = true );
 PublicKey  publicKey( const Pkey &pkey, bool fast = true );
 // The same from SubjectPublicKeyInfo.
@@ -39,7 +40,8 @@ bool        verify( PB_INT alg, const PublicKey &pub, const std::string &signatu
 std::string signPieces( PB_INT alg, const PrivateKey &priv, const std::string &data );
 bool        verifyPieces( PB_INT alg, const PublicKey &pub, const std::string &signature, const std::string &data );
 
-// What EVP_SignFinal gives, empty when it cannot sign, and whether EVP_VerifyFinal takes a signature. Neither leaves errors.
+// What EVP_SignFinal gives, empty when it cannot sign, and whether EVP_VerifyFinal takes a
+// signature. Neither leaves errors.
 std::string plainSign( PB_INT alg, EVP_PKEY *pkey, const std::string &data );
 bool        plainVerify( PB_INT alg, EVP_PKEY *pkey, const std::string &signature, const std::string &data );
 // The same with EVP_DigestVerify, another way through OpenSSL.

@@ -1,4 +1,5 @@
-// The contracts that every type of the family has: its eight standard functions and the slots of its sort.
+// The contracts that every type of the family has: its eight standard functions and the slots of
+// its sort.
 #pragma once
 
 #include <pb/pb_obj.h>
@@ -16,7 +17,8 @@ inline PB_OBJ *foreignObj()
     return &foreign;
 }
 
-// Every slot that a sort has refuses an object of another sort and a null one, which it calls `name` (`nameA` and `nameB` where there are two).
+// Every slot that a sort has refuses an object of another sort and a null one, which it calls
+// `name` (`nameA` and `nameB` where there are two).
 inline void expectSlotChecks( const char *file, const char *sortCheck, const PB_SORT *sort, PB_OBJ *obj, const std::string &name )
 {
     const PB_SORT_SLOTS &slots = sort->slots;
@@ -41,7 +43,8 @@ inline void expectSlotChecks( const char *file, const char *sortCheck, const PB_
 
 }
 
-// EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object ): all of it for one type; `object` is one of that type, `name` what its slots call theirs.
+// EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object ): all of it for one type;
+// `object` is one of that type, `name` what its slots call theirs.
 #define EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object )                                       \
     do                                                                                                           \
     {                                                                                                            \

@@ -1,5 +1,5 @@
-// Files of test vectors in stanzas: "name = value" lines with empty lines between; "[...]" lines head what follows, "#" begins a comment, and a PEM block is the value
-// of a field PEM.
+// Files of test vectors in stanzas: "name = value" lines with empty lines between; "[...]" lines
+// head what follows, "#" begins a comment, and a PEM block is the value of a field PEM.
 #pragma once
 
 #include <filesystem>

@@ -11,7 +11,8 @@ UUID = r"[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"
 
 
 def make():
-    """Makes NAME.key and NAME.crt. The names rsa, ec and other have a key; the EXTRAS are certificates of `other`."""
+    """Makes NAME.key and NAME.crt. The names rsa, ec and other have a key; the EXTRAS are
+    certificates of `other`."""
     (scratch / "config").write_text("[req]\ndistinguished_name=dn\n[dn]\n")
     openssl("genpkey", "-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048", "-out", "rsa.key")
     for name in ("ec", "other"):
@@ -47,7 +48,7 @@ class IdentityTest(ToolTest):
         return self.write("made.csr", made)
 
     def names(self, path):
-        """Subject entries, and alternative names, of a certificate or request as openssl reads them."""
+        """Subject entries and alternative names, as openssl reads them."""
         command = "req" if path.suffix == ".csr" else "x509"
         form = "multiline,utf8,-esc_msb,-esc_ctrl,show_type"
         text = openssl(command, "-in", path, "-noout", "-text", "-subject", "-nameopt", form).decode()

@@ -81,7 +81,8 @@ class Pki:
         self.add("broken", pem(bytes(broken)))
 
     def patched(self, common_name, tag=None):
-        """A self-signed certificate with these bytes as its common name. Its signature does not matter if it is trusted."""
+        """A self-signed certificate with these bytes as its common name. Its signature does not
+        matter if it is trusted."""
         assert len(common_name) <= 24
         der, old = self.der["template"], b"\x0c\x18" + b"N" * 24
         assert der.count(old) == 2

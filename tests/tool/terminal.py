@@ -14,7 +14,8 @@ from tool import PASSWORD, TOOL, Result
 
 
 def run_on_terminal(*arguments, on, cwd=None):
-    """Runs the tool with a terminal as its standard output, standard error or both (`on`: set of "out", "err")."""
+    """Runs the tool with a terminal as its standard output, standard error or both (`on`: set of
+    "out", "err")."""
     masters, channels = {}, {"out": subprocess.PIPE, "err": subprocess.PIPE}
     for which in on:
         masters[which], channels[which] = pty.openpty()
@@ -59,7 +60,8 @@ def open_at_terminal(test, path, *arguments):
 
 
 class AtTerminal:
-    """The tool with a terminal of its own, as /dev/tty and as its three streams. `shown` collects its output."""
+    """The tool with a terminal of its own, as /dev/tty and as its three streams. `shown` collects
+    its output."""
 
     def __init__(self, *arguments):
         self.shown, self.status = b"", None
@@ -77,7 +79,8 @@ class AtTerminal:
         os.close(self.master)
 
     def read(self, until=None, seconds=30):
-        """Reads until the text is there, or the tool has closed the terminal; false if the time is over before."""
+        """Reads until the text is there, or the tool has closed the terminal; false if the time is
+        over before."""
         end = time.monotonic() + seconds
         while until is None or until not in self.shown:
             ready, _, _ = select.select([self.master], [], [], max(0, end - time.monotonic()))

@@ -418,7 +418,8 @@ class OutputOfIdentities(IdentityTest):
                 self.assertEqual((result.code, self.taken(folder)), (2, ["link"]))
 
     def test_EmptyNamesAreNoFiles(self):
-        # An unset variable of a shell must not put a private key on the screen, nor be taken for success.
+        # An unset variable of a shell must not put a private key on the screen, nor be taken for
+        # success.
         path = self.export()
         for option in ("--out-key", "--out-certificate", "--out-certificates"):
             self.assertInputError(run("pkcs12", "read", path, "--password-file", secret, option, ""), "the name of the file", " is empty")

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""`cry key`: keys, their passwords and their files, with openssl as its peer. CRY_TOOL names the program."""
+"""`cry key`: keys, their passwords and their files, with openssl as its peer. CRY_TOOL names the
+program."""
 
 import hashlib
 import os

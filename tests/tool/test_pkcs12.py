@@ -467,7 +467,7 @@ class Passwords(IdentityTest):
             self.assertNotIn(b"assword", terminal.shown)
 
     def writeAtTerminal(self, *typed, key="rsa", more=(), out=None):
-        """Writes a file with these answers, each at its prompt; the code, the prompts and the file."""
+        """Writes a file with these answers, each at its prompt. The code, prompts and file."""
         path = out or self.folder() / "made.p12"
         arguments = ["pkcs12", "write", "--key", file(f"{key}.key"), "--certificate", file("rsa.crt" if key == "rsa" else "ec.crt"), "--out", path]
         with AtTerminal(*arguments, *more) as terminal:

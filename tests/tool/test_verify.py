@@ -92,8 +92,8 @@ class Verify(VerifyTest):
         self.assertIn("(see --intermediates and --trust)", self.verify(pki.file("leaf")).text)
         self.assertIn("(see --trust)", self.verify(pki.file("alone")).text)
 
-    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), then the depth of the error or
-    # the length of the chain.
+    # Chain (the leaf first), trusted, time, OpenSSL's error (0: good), then the depth of the error
+    # or the length of the chain.
     VERDICTS = [
         (["leaf", "intermediate"], ["root"], NOW, 0, 3),
         (["leaf", "intermediate", "root"], ["root"], NOW, 0, 3),
@@ -254,7 +254,8 @@ class CertificateText(VerifyTest):
         self.accepts("x509.pem", pki.text["leaf"].replace("CERTIFICATE", "X509 CERTIFICATE") + pki.text["intermediate"])
 
     def refuses(self, name, content, *said, line=None):
-        """The message for standard input and for a file, which is the chain, trusted or an intermediate in turn."""
+        """The message for standard input and for a file, which is the chain, trusted or an
+        intermediate in turn."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
         self.assertInputError(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)

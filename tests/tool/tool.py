@@ -125,7 +125,8 @@ class ToolTest(unittest.TestCase):
     def assertNothingLeaks(self, *expected, alsoValgrind=True):
         """Runs commands under a leak checker. `expected` has pairs of exit code and arguments.
 
-        Valgrind finds other errors of memory, too, but takes seconds, so only the first command runs under it."""
+        Valgrind finds other errors of memory, too, but takes seconds, so only the first command
+        runs under it."""
         if instrumented():
             self.skipTest("the program looks for leaks itself")
         valgrind = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect"]

@@ -7,7 +7,8 @@
 
 PB_BEGIN_DECLS
 
-/* cry___HashAlgorithmOpensslDigestName: OpenSSL's name of an algorithm, static text; an invalid value aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
+/* cry___HashAlgorithmOpensslDigestName: OpenSSL's name of an algorithm, static text; an invalid
+   value aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
 PB_EXPORT const char *cry___HashAlgorithmOpensslDigestName( CRY_HASH_ALGORITHM alg );
 /* cry___HashIsFinal: whether cryHashFinal was called; null aborts ("hash"). */
 PB_EXPORT PB_BOOL cry___HashIsFinal( CRY_HASH *hash );

@@ -68,8 +68,8 @@ private:
         return line;
     }
 
-    // Where the next one of these characters is; the end of the text if there is none. Each is looked
-    // for again only after it was passed, so the time is linear whatever the lines end with.
+    // Where the next one of these characters is; the end of the text if there is none. Each is
+    // looked for again only after it was passed, so the time is linear whatever the lines end with.
     const char *nextOf( char wanted, const char *&place ) const
     {
         if( !place || place < at )

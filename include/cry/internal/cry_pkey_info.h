@@ -8,7 +8,8 @@
 
 PB_BEGIN_DECLS
 
-/* cry___PkeyInfoCreateFromOpensslEvpPkey: what an OpenSSL key is; a type or curve outside the enumerations is not set. Null aborts ("pkey"). */
+/* cry___PkeyInfoCreateFromOpensslEvpPkey: what an OpenSSL key is; a type or curve outside the
+   enumerations is not set. Null aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey );
 
 PB_END_DECLS

@@ -2,7 +2,8 @@
 #ifndef CRY_INTERNAL_CRY_X509_SYSTEM_PLACES_H
 #define CRY_INTERNAL_CRY_X509_SYSTEM_PLACES_H
 
-/* The first of these that exists is the one. A directory holds one certificate a file, in files named by a hash of the subject, as 1a2b3c4d.0. */
+/* The first of these that exists is the one. A directory holds one certificate a file, in files
+   named by a hash of the subject, as 1a2b3c4d.0. */
 static const char *const cry___x509SystemPlaces[] = {
     "/etc/ssl/certs/ca-certificates.crt",                /* Debian, Ubuntu, Arch, Gentoo, Alpine */
     "/etc/pki/tls/certs/ca-bundle.crt",                  /* Fedora, RHEL */

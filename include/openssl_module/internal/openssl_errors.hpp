@@ -1,5 +1,5 @@
-// OpenSSL's error queue, as every function of the libraries treats it: docs/conventions.md, OpenSSL.
-// C++ only.
+// OpenSSL's error queue, as every function of the libraries treats it: docs/conventions.md,
+// OpenSSL. C++ only.
 #pragma once
 
 #include <pb/containers.hpp>

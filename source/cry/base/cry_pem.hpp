@@ -7,7 +7,8 @@
 namespace cry::pem
 {
 
-// A block with this label, which is known to be one, and these bytes; both references are taken over.
+// A block with this label, which is known to be one, and these bytes; both references are taken
+// over.
 pb::Ref<CRY_PEM> create( pb::Ref<PB_STRING> label, pb::Ref<PB_BUFFER> data );
 
 // Lent, for as long as the caller holds the object.

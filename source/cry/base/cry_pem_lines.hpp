@@ -26,7 +26,8 @@ inline TextLines textLines( PB_BUFFER *buf, bool sensitive )
 }
 inline TextLines textLines( PB_BUFFER *buf ) { return textLines( buf, pbBufferSensitive( buf ) ); }
 
-// The check of all readers of lines; the text speaks of the address of a vector, which is what the block reader takes.
+// The check of all readers of lines; the text speaks of the address of a vector, which is what the
+// block reader takes.
 inline void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
 
 // The same over a vector of strings.
@@ -64,7 +65,8 @@ private:
     pb::Ref<PB_STRING> current;
 };
 
-// The joined lines of a body; small ones need no memory of their own. Cleansed, since it may be a key.
+// The joined lines of a body; small ones need no memory of their own. Cleansed, since it may be a
+// key.
 class Body
 {
 public:

@@ -1,5 +1,6 @@
-// OpenSSL objects that cost as much to make as to use, kept between uses. Threads begin at different places, so they seldom meet; a thread that finds its place
-// empty makes one of its own. All of it is zero at the start, so that it can stand in static memory and in objects.
+// OpenSSL objects that cost as much to make as to use, kept between uses. Threads begin at
+// different places, so they seldom meet; a thread that finds its place empty makes one of its own.
+// All of it is zero at the start, so that it can stand in static memory and in objects.
 #pragma once
 
 #include "common/cry_ossl.hpp"

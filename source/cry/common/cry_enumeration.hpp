@@ -1,4 +1,5 @@
-// Enumerations and flag sets: one constexpr table each, from which the macros below make the functions and the module global.
+// Enumerations and flag sets: one constexpr table each, from which the macros below make the
+// functions and the module global.
 #pragma once
 
 #include <pb/pb_enum.h>
@@ -83,35 +84,36 @@ void stopModuleGlobal( T *&variable )
 
 }
 
-// CRY_ENUM_DEFINE( Name, OK, value, table ): ToString, FromString, Startup and Shutdown of an enumeration; `value` is the name of ToString's parameter.
-// clang-format off
-#define CRY_ENUM_DEFINE( Name, OK, value, table )                                          \
-    static_assert( cry::isDense( table ), "enumerants count from 0" );                     \
-    PB_ENUM *cry___##Name##Enum;                                                           \
-    PB_STRING *cry##Name##ToString( PB_INT value )                                         \
-    {                                                                                      \
-        PB_CHECK( OK( value ) );                                                           \
-        return pbEnumGenerate( cry___##Name##Enum, value );                                \
-    }                                                                                      \
-    PB_INT cry##Name##FromString( PB_STRING *pbs )                                         \
-    {                                                                                      \
-        PB_CHECK( pbs );                                                                   \
-        return pbEnumParse( cry___##Name##Enum, pbs );                                     \
-    }                                                                                      \
-    void cry___##Name##Startup() { cry::startEnumeration( cry___##Name##Enum, table ); }   \
+// CRY_ENUM_DEFINE( Name, OK, value, table ): ToString, FromString, Startup and Shutdown of an
+// enumeration; `value` is the name of ToString's parameter. clang-format off
+#define CRY_ENUM_DEFINE( Name, OK, value, table )                                        \
+    static_assert( cry::isDense( table ), "enumerants count from 0" );                   \
+    PB_ENUM   *cry___##Name##Enum;                                                       \
+    PB_STRING *cry##Name##ToString( PB_INT value )                                       \
+    {                                                                                    \
+        PB_CHECK( OK( value ) );                                                         \
+        return pbEnumGenerate( cry___##Name##Enum, value );                              \
+    }                                                                                    \
+    PB_INT cry##Name##FromString( PB_STRING *pbs )                                       \
+    {                                                                                    \
+        PB_CHECK( pbs );                                                                 \
+        return pbEnumParse( cry___##Name##Enum, pbs );                                   \
+    }                                                                                    \
+    void cry___##Name##Startup() { cry::startEnumeration( cry___##Name##Enum, table ); } \
     void cry___##Name##Shutdown() { cry::stopModuleGlobal( cry___##Name##Enum ); }
 
-// CRY_FLAGSET_DEFINE( Name, table ): Normalize, ToString, FromString, Startup and Shutdown of a flag set.
-#define CRY_FLAGSET_DEFINE( Name, table )                                                                                \
-    static_assert( cry::isOneBitEach( table ), "flags are single bits in order" );                                       \
-    PB_FLAGSET *cry___##Name##Flagset;                                                                                   \
-    PB_INT      cry##Name##Normalize( PB_INT flags ) { return flags & cry::maskOf( table ); }                             \
+// CRY_FLAGSET_DEFINE( Name, table ): Normalize, ToString, FromString, Startup and Shutdown of a
+// flag set.
+#define CRY_FLAGSET_DEFINE( Name, table )                                                                                                 \
+    static_assert( cry::isOneBitEach( table ), "flags are single bits in order" );                                                        \
+    PB_FLAGSET *cry___##Name##Flagset;                                                                                                    \
+    PB_INT      cry##Name##Normalize( PB_INT flags ) { return flags & cry::maskOf( table ); }                                             \
     PB_STRING  *cry##Name##ToString( PB_INT flags ) { return pbFlagsetGenerate( cry___##Name##Flagset, cry##Name##Normalize( flags ) ); } \
-    PB_INT cry##Name##FromString( PB_STRING *pbs )                                                                       \
-    {                                                                                                                    \
-        PB_CHECK( pbs );                                                                                                 \
-        return cry##Name##Normalize( pbFlagsetParse( cry___##Name##Flagset, pbs ) );                                     \
-    }                                                                                                                    \
-    void cry___##Name##Startup() { cry::startFlagset( cry___##Name##Flagset, "cry___" #Name "Flagset", table ); }        \
+    PB_INT      cry##Name##FromString( PB_STRING *pbs )                                                                                   \
+    {                                                                                                                                     \
+        PB_CHECK( pbs );                                                                                                                  \
+        return cry##Name##Normalize( pbFlagsetParse( cry___##Name##Flagset, pbs ) );                                                      \
+    }                                                                                                                                     \
+    void cry___##Name##Startup() { cry::startFlagset( cry___##Name##Flagset, "cry___" #Name "Flagset", table ); }                         \
     void cry___##Name##Shutdown() { cry::stopModuleGlobal( cry___##Name##Flagset ); }
 // clang-format on

@@ -1,4 +1,5 @@
-// OpenSSL objects: Ptr holds one in a function, Field makes it a field of an object, which frees it and does not share it.
+// OpenSSL objects: Ptr holds one in a function, Field makes it a field of an object, which frees it
+// and does not share it.
 #pragma once
 
 #include <pb/sort.hpp>

@@ -1,6 +1,6 @@
 // An immutable object that is an OpenSSL object together with its canonical PEM: the text that
-// OpenSSL writes of it, by which it is compared and stored. Each such type has a struct with a field
-// `pem`, and traits:
+// OpenSSL writes of it, by which it is compared and stored. Each such type has a struct with a
+// field `pem`, and traits:
 //
 //   Object, Handle                          the struct and OpenSSL's type
 //   Handle *Object::*const handle           the field of the OpenSSL object
@@ -10,8 +10,8 @@
 //   Handle *dup( Handle * )
 //
 // If the canonical text is the DER in base 64 under one label, encodeUnderLabel is tryWrite, and
-// withCanonical is the end of tryRead.
-// No contract is checked here; the exported functions check in their own words.
+// withCanonical is the end of tryRead. No contract is checked here; the exported functions check in
+// their own words.
 #pragma once
 
 #include "base/cry_pem.hpp"
@@ -126,8 +126,8 @@ pb::Ref<CRY_PEM> encodeUnderLabel( Encode<Handle> *encode, const Handle *handle,
     return pem::create( pem::labelString( label ), std::move( data ) );
 }
 
-// Whether the data of a PEM object is the DER that OpenSSL writes of a handle: BER is accepted, too,
-// but is written in another way.
+// Whether the data of a PEM object is the DER that OpenSSL writes of a handle: BER is accepted,
+// too, but is written in another way.
 template<class Handle>
 bool isEncodingOf( Encode<Handle> *encode, const Handle *handle, PB_BUFFER *data )
 {
@@ -138,8 +138,8 @@ bool isEncodingOf( Encode<Handle> *encode, const Handle *handle, PB_BUFFER *data
         std::memcmp( room, pbBufferBytes( data ), (size_t)length ) == 0;
 }
 
-// What one of OpenSSL's PEM_read_bio functions makes of a PEM object whose canonical text is its DER
-// under a label. A text that is canonical already is shared.
+// What one of OpenSSL's PEM_read_bio functions makes of a PEM object whose canonical text is its
+// DER under a label. A text that is canonical already is shared.
 template<class Handle>
 Reading<Handle> withCanonical( Handle *handle, Encode<Handle> *encode, CRY_PEM *pem, const char *label )
 {

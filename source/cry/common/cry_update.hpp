@@ -1,5 +1,6 @@
-// The update family: what hash, MAC, signer and verifier share of feeding ranges of a buffer. `feed( bytes, count )` is the type's own UpdateBytes, which checks
-// the object and whose texts name it; the checks here name no type and stand at the exported function's place.
+// The update family: what hash, MAC, signer and verifier share of feeding ranges of a buffer.
+// `feed( bytes, count )` is the type's own UpdateBytes, which checks the object and whose texts
+// name it; the checks here name no type and stand at the exported function's place.
 #pragma once
 
 #include <pb/pb_buffer.h>

@@ -94,7 +94,8 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     const EVP_MD *md = digestOf( alg );
     if( !md )
         return false;
-    // A context keeps what it was fed until it is used again, so secrets do not go through one that is kept.
+    // A context keeps what it was fed until it is used again, so secrets do not go through one that
+    // is kept.
     bool kept = true;
     for( PB_BUFFER *part : parts )
         kept = kept && !pbBufferSensitive( part );

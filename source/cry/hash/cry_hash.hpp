@@ -8,7 +8,8 @@
 namespace cry
 {
 
-// The digest of buffers one after the other, under a valid algorithm, written to `digest`, which has room for it; false when this libcrypto cannot provide it.
+// The digest of buffers one after the other, under a valid algorithm, written to `digest`, which
+// has room for it; false when this libcrypto cannot provide it.
 bool tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BYTE *digest );
 
 }

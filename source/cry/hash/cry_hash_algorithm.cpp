@@ -19,7 +19,8 @@ struct Algorithm
     PB_INT      digestSizeBits;
 };
 
-// In the order of the values. The block sizes of SHA-3 are its rates, 1600 minus twice the digest size.
+// In the order of the values. The block sizes of SHA-3 are its rates, 1600 minus twice the digest
+// size.
 constexpr Algorithm algorithms[] = {
     { "MD5", 512, 128 },
     { "SHA1", 512, 160 },

@@ -39,7 +39,8 @@ CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *ke
 namespace
 {
 
-// Zero-terminated, as OpenSSL takes it. False where U+0000 is in it: OpenSSL would take the text in front of that for all of it.
+// Zero-terminated, as OpenSSL takes it. False where U+0000 is in it: OpenSSL would take the text in
+// front of that for all of it.
 bool tryPassword( PB_STRING *password, const char **text )
 {
     *text = password ? pbStringTryPeekCstr( password ) : nullptr;
@@ -114,7 +115,8 @@ CRY_PKCS12 *build( cry::pkcs12::Contents &contents, PB_STRING **diagnostics )
             return fail( diagnostics, "cry___X509CertificateTryCreateFromOpensslX509Use() failed" );
         cryX509CertificatesAppendCertificate( certificates.handle(), other.get() );
     }
-    // That the list is empty in the end is told as if it were a failure; that is intended, and the object is returned all the same.
+    // That the list is empty in the end is told as if it were a failure; that is intended, and the
+    // object is returned all the same.
     if( listed )
         say( diagnostics, "sk_X509_pop() failed" );
     CRY_PKCS12 *pkcs12   = pb::create<CRY_PKCS12>();
@@ -215,7 +217,8 @@ PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password )
                   cry___X509CertificatePeekOpensslX509( pkcs12->certificate ), certs.get(), 0, 0, 0, 0, 0 ) );
     if( !made )
         return nullptr;
-    // Not one of OpenSSL's secure heap, which may be there and small; a memory BIO is cleansed in any case.
+    // Not one of OpenSSL's secure heap, which may be there and small; a memory BIO is cleansed in
+    // any case.
     cry::ossl::Ptr<BIO> held( BIO_new( BIO_s_mem() ) );
     BIO                *bioRead = held.get();
     PB_CHECK( bioRead );

@@ -8,9 +8,11 @@
 #include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
-// PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file says. So the file is gone through here, with the same functions
-// for all that is cryptography: what the derivations will cost is added up before each of them, and keys and certificates take the fast paths. Wherever this walk
-// meets anything that is not as it should be, PKCS12_parse itself decides, and says why.
+// PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file
+// says. So the file is gone through here, with the same functions for all that is cryptography:
+// what the derivations will cost is added up before each of them, and keys and certificates take
+// the fast paths. Wherever this walk meets anything that is not as it should be, PKCS12_parse
+// itself decides, and says why.
 
 namespace
 {
@@ -155,7 +157,8 @@ struct Der
     }
 };
 
-// The certificate of a bag: SEQUENCE { certBag, [0] { SEQUENCE { x509Certificate, [0] { OCTET STRING } } } }.
+// The certificate of a bag: SEQUENCE { certBag, [0] { SEQUENCE { x509Certificate, [0] { OCTET
+// STRING } } } }.
 Ptr<X509> certificateOf( const PKCS12_SAFEBAG *bag )
 {
     unsigned char *bytes  = nullptr;
@@ -216,7 +219,8 @@ Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
     return key ? std::move( key ) : Ptr<EVP_PKEY>( EVP_PKCS82PKEY( info ) );
 }
 
-// PKCS12_parse leaves what it read in the context of old algorithms; these put it into the ordinary ones.
+// PKCS12_parse leaves what it read in the context of old algorithms; these put it into the ordinary
+// ones.
 Ptr<X509> inOrdinaryContext( Ptr<X509> x509 )
 {
     unsigned char *bytes  = nullptr;
@@ -380,7 +384,8 @@ bool belongs( X509 *certificate, EVP_PKEY *key )
     return key && X509_check_private_key( certificate, key ) == 1;
 }
 
-// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the process has.
+// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the
+// process has.
 void raiseTooManyRounds()
 {
     constexpr int          reason  = 100; // those below are OpenSSL's, for any library
@@ -394,7 +399,8 @@ void raiseTooManyRounds()
     ERR_raise( library, reason );
 }
 
-// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the process has.
+// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the
+// process has.
 void raiseTooManyRounds()
 {
     constexpr int          reason  = 100; // those below are OpenSSL's, for any library

@@ -19,7 +19,8 @@ namespace
 constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagOid = 0x06, tagSequence = 0x30, tagPublicKey = 0xA1;
 constexpr PB_BYTE ecPublicKey[] = { tagOid, 7, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01 };
 
-// Writes DER from its end to its front, so that each element knows its length when its header is written.
+// Writes DER from its end to its front, so that each element knows its length when its header is
+// written.
 class Backwards
 {
 public:

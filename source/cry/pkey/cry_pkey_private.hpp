@@ -15,7 +15,8 @@ CRY_PKEY_PRIVATE *createPrivateUse( EVP_PKEY *pkey, pb::Ref<CRY_PEM> canonical )
 // How long a signature can be.
 size_t signatureRoom( CRY_PKEY_PRIVATE *priv );
 
-// Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False when OpenSSL cannot; its errors are taken back.
+// Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False
+// when OpenSSL cannot; its errors are taken back.
 bool trySign( CRY_PKEY_PRIVATE *priv, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength );
 
 }

@@ -8,7 +8,8 @@
 namespace cry::pkey
 {
 
-// A public key that shares nothing with what holds it. `spki` is where it was decoded from, whose own bytes are its text where OpenSSL would write the same.
+// A public key that shares nothing with what holds it. `spki` is where it was decoded from, whose
+// own bytes are its text where OpenSSL would write the same.
 CRY_PKEY_PUBLIC *tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki );
 
 // Whether a signature is that of a digest under a valid algorithm.

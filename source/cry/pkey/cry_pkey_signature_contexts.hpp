@@ -1,4 +1,5 @@
-// Signing and verifying digests with one key. What OpenSSL prepares for a key and a digest is kept with the key and used again.
+// Signing and verifying digests with one key. What OpenSSL prepares for a key and a digest is kept
+// with the key and used again.
 #pragma once
 
 #include "common/cry_context_pool.hpp"
@@ -10,7 +11,8 @@ namespace cry::pkey
 class SignatureContexts
 {
 public:
-    // Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False when OpenSSL cannot; its errors are taken back.
+    // Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False
+    // when OpenSSL cannot; its errors are taken back.
     bool trySign( EVP_PKEY *pkey, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength );
 
     // Whether a signature is that of a digest.

@@ -17,8 +17,8 @@ struct Verdict
     pb::Ref<CRY_X509_CERTIFICATE>  certificate; // the one that the code speaks of; may be null
 };
 
-// What cry___X509CertificateChainTryVerifyCertificate does, with its reasons. Checks that memory can
-// be had in the caller's name.
+// What cry___X509CertificateChainTryVerifyCertificate does, with its reasons. Checks that memory
+// can be had in the caller's name.
 Verdict verifyChain( CRY_X509_CERTIFICATE *certificate, CRY_X509_CERTIFICATES *extraCertificates, CRY_X509_CERTIFICATES *trustedCertificates,
     PB_TIME *tm, pb::Site site = pb::Site::here() );
 

@@ -164,7 +164,8 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
     return certs;
 }
 
-// Adds certificates as X509_STORE_add_cert does, each once and in order, but that function sorts the whole store for every one of them.
+// Adds certificates as X509_STORE_add_cert does, each once and in order, but that function sorts
+// the whole store for every one of them.
 static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
 {
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );

@@ -9,8 +9,8 @@
 namespace cry::x509
 {
 
-// The OpenSSL store of the collection, made at the first use and kept: lent, for verifications only,
-// while the caller holds the collection.
+// The OpenSSL store of the collection, made at the first use and kept: lent, for verifications
+// only, while the caller holds the collection.
 X509_STORE *cachedStore( CRY_X509_CERTIFICATES *certs );
 
 // Lent.

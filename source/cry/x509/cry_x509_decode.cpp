@@ -7,7 +7,8 @@
 #include <openssl/crypto.h>
 #include <string_view>
 
-// RFC 2253 in escaping and order, but with a blank after the comma; OpenSSL's one-line form would put blanks around the equals sign and not reverse the order.
+// RFC 2253 in escaping and order, but with a blank after the comma; OpenSSL's one-line form would
+// put blanks around the equals sign and not reverse the order.
 static constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT |
     ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
 static_assert( nameFlags == 0x12031B );
@@ -59,7 +60,8 @@ PB_INT takeNumber( std::string_view &text, size_t digits )
     return number;
 }
 
-// Takes a fraction off the front, which must run up to the last character; a number beyond 64 bits is none.
+// Takes a fraction off the front, which must run up to the last character; a number beyond 64 bits
+// is none.
 bool takeFraction( std::string_view &text )
 {
     text.remove_prefix( 1 );

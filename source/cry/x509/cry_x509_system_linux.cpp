@@ -22,7 +22,8 @@ namespace
 class Roots
 {
 public:
-    // Takes every block of a file that is a certificate; what stands between blocks, and blocks that do not parse, are passed over.
+    // Takes every block of a file that is a certificate; what stands between blocks, and blocks
+    // that do not parse, are passed over.
     void addFile( const pb::StdString<> &path )
     {
         pb::Ref<PB_STRING> name = pb::adopt( pbStringCreateFromCstr( path.c_str(), -1 ) );

@@ -18,8 +18,8 @@ PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort )
     return obj;
 }
 
-// While an object waits to be freed, and while its free slot runs, its count is negative: it reads as
-// static, so whoever retains and releases it once more changes nothing. The other bits are the
+// While an object waits to be freed, and while its free slot runs, its count is negative: it reads
+// as static, so whoever retains and releases it once more changes nothing. The other bits are the
 // address of the next one that waits.
 static constexpr uint64_t asideMark = uint64_t{ 1 } << 63;
 

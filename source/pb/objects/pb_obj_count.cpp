@@ -11,7 +11,8 @@ constinit std::atomic<uint64_t> owned[pb::liveCells / 64] = { 0, 0, 0, uint64_t{
 pthread_key_t key;
 bool          hasKey = false;
 
-// The next owner goes on counting from what the cell holds, so it must see this thread's last count.
+// The next owner goes on counting from what the cell holds, so it must see this thread's last
+// count.
 void giveBack( void *cellPlus )
 {
     unsigned cell                = (unsigned)(uintptr_t)cellPlus - 1;

@@ -9,8 +9,8 @@ namespace pb
 // Frees what this thread put aside, if it may now.
 void freeAside();
 
-// Every monitor and region of the libraries says when this thread has it, and, after it is unlocked,
-// when no longer. The outermost unlock frees what was put aside.
+// Every monitor and region of the libraries says when this thread has it, and, after it is
+// unlocked, when no longer. The outermost unlock frees what was put aside.
 inline void enterLock() { threadState.heldLocks++; }
 
 inline void leaveLock()

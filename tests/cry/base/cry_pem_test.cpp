@@ -289,7 +289,8 @@ TEST( CryPem, OrderIsByLabelThenByData )
 TEST( CryPem, AbsentFieldsOrderFirst )
 {
     // No function makes such objects; the memory of one is its header and two pointers.
-    auto             bare = [] { return pb::adopt( cryPemFrom( pb___ObjCreate( sizeof( PB_OBJ ) + 2 * sizeof( void             *), cryPemSort() ) ) ); };
+    constexpr size_t size = sizeof( PB_OBJ ) + 16;
+    auto             bare = [] { return pb::adopt( cryPemFrom( pb___ObjCreate( size, cryPemSort() ) ) ); };
     pb::Ref<CRY_PEM> a = bare(), b = bare(), pem = pemOf( "", "" );
     EXPECT_EQ( cryPemCompare( a.get(), b.get() ), 0 );
     EXPECT_EQ( cryPemCompare( a.get(), pem.get() ), -1 );

@@ -1,5 +1,5 @@
-// The types that are an OpenSSL object together with its canonical PEM, as the tests that they share
-// see them: one struct of traits per type, and what plain OpenSSL makes of their texts.
+// The types that are an OpenSSL object together with its canonical PEM, as the tests that they
+// share see them: one struct of traits per type, and what plain OpenSSL makes of their texts.
 //
 // A new type needs a struct as those below, and a place in PemObjectTypes.
 #pragma once
@@ -18,8 +18,8 @@
 namespace support
 {
 
-// Sample: an OpenSSL object. `shared` tells whether the family's object shares a PEM object with its
-// canonical text that it is made of.
+// Sample: an OpenSSL object. `shared` tells whether the family's object shares a PEM object with
+// its canonical text that it is made of.
 template<class Handle>
 struct Sample
 {
@@ -34,8 +34,8 @@ struct Block
     std::string label, body;
 };
 
-// What the functions of a type are called. The traits of a type that has UpRef name that as well, and
-// all traits say:
+// What the functions of a type are called. The traits of a type that has UpRef name that as well,
+// and all traits say:
 //
 //   label             that of the canonical PEM
 //   sensitive         whether all that is made of an object is sensitive
@@ -46,7 +46,7 @@ struct Block
 //   samples()         objects of several kinds
 //   otherForms( handle )   other PEM objects that give the same object
 //   bodiesToDamage()  some bodies that are judged with each byte changed
-//   works( object )   whether the functions that look at the OpenSSL object of the first sample agree
+//   works( object ) whether the functions that look at the OpenSSL object of the first sample agree
 //                     with OpenSSL
 #define PEM_OBJECT_FUNCTIONS( STRUCT, Type, HANDLE, OpensslType )                           \
     using Object                          = STRUCT;                                         \
@@ -255,7 +255,8 @@ struct PrivateType : PkeyType
 
     static std::vector<Block> otherForms( EVP_PKEY *pkey )
     {
-        // A key that the empty pass phrase protects loads, since no pass phrase is given as an empty one.
+        // A key that the empty pass phrase protects loads, since no pass phrase is given as an
+        // empty one.
         std::vector<Block> list = { { PEM_STRING_PKCS8, bodyOf( protectedText( pkey, "" ) ) } };
         if( EVP_PKEY_is_a( pkey, "RSA" ) )
             list.push_back( { PEM_STRING_RSA, bodyOf( traditionalText( pkey ) ) } );
@@ -362,8 +363,9 @@ struct PemObjects
         return out;
     }
 
-    // The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's, and
-    // stand behind the errors that were there. Gives the object without and with the key-decoding context.
+    // The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's,
+    // and stand behind the errors that were there. Gives the object without and with the
+    // key-decoding context.
     static std::array<Object, 2> judge( const Block &block, const std::string &name, bool errorsToo = true )
     {
         takeErrors();

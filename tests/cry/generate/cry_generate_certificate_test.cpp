@@ -86,7 +86,8 @@ void expectSound( const Certificate &cert, const PrivateKey &priv, const std::st
     ERR_clear_error();
 }
 
-// The same with plain OpenSSL, the extensions put together from values; times are those of a certificate.
+// The same with plain OpenSSL, the extensions put together from values; times are those of a
+// certificate.
 std::string byOpenssl(
     const Certificate &like, const Pkey &pkey, const std::string &commonName, const Name &alternative, bool clientAuth, bool serverAuth )
 {

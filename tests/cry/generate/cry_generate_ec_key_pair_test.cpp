@@ -201,7 +201,8 @@ TEST( CryGenerateEcKeyPair, KeysAreSensitive )
 
 TEST( CryGenerateEcKeyPair, AThreadsOwnDefaultContextDoesNotMatterToOthers )
 {
-    // This curve's generator is made while this thread has a default context in which there is nothing.
+    // This curve's generator is made while this thread has a default context in which there is
+    // nothing.
     PB_INT  curve = CRY_PKEY_EC_NAMED_CURVE_C2TNB239V3;
     Private there;
     {

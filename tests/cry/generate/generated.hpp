@@ -1,4 +1,5 @@
-// What the tests of generated certificates and requests have in common: the names that they are made of, and what plain OpenSSL makes of the same.
+// What the tests of generated certificates and requests have in common: the names that they are
+// made of, and what plain OpenSSL makes of the same.
 #pragma once
 
 #include "cry/x509/requests.hpp"
@@ -32,7 +33,8 @@ inline std::string commonNameOf( const X509_NAME *name )
     return out;
 }
 
-// The content of the one subject alternative name as "DNS:a.example", "(none)" without the extension.
+// The content of the one subject alternative name as "DNS:a.example", "(none)" without the
+// extension.
 inline std::string alternativeNamesOf( const STACK_OF( X509_EXTENSION ) * extensions )
 {
     int            critical = 0;
@@ -91,7 +93,8 @@ inline constexpr DomainName goodDomainNames[] = {
     { "1.2.3.4.example", "1.2.3.4.example" },
 };
 
-// Texts that are no domain names, among them all that OpenSSL's text for extensions would make more of than one name.
+// Texts that are no domain names, among them all that OpenSSL's text for extensions would make more
+// of than one name.
 inline const std::string badDomainNames[] = { "", ".", "..", ".example", "a..example", "a.example..", "192.0.2.1", "192.0.2.1.", "2001:db8::1", "::1",
     "[::1]", "::ffff:192.0.2.1", "a.example,DNS:b.example", "a.example,b.example", "a.example, DNS:b.example", ",", "a.example,",
     "a.example,IP:192.0.2.1", "a.example,email:copy", "a.example,othername:1.2.3.4;UTF8:x", "DNS:a.example", "IP:192.0.2.1", "URI:http://a.example",

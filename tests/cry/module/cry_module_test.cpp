@@ -28,7 +28,8 @@ const char *const order[] = { "AesMode", "AesOperation", "HashAlgorithm", "PkeyE
     "UuidVersion", "VaultItemType", "Vault", "X509System", "X509StackIdentityMode", "X509StackTrustMode", "X509PolicyFlags", "X509ExtendedKeyUsage",
     "X509KeyUsage", "X509NetscapeCertType", "X509SanType", "X509TNAuthListEntryType", "X509StackCs" };
 
-// The start-up and the shut-down function of each thing by its name; null for those that are not part of this build.
+// The start-up and the shut-down function of each thing by its name; null for those that are not
+// part of this build.
 std::map<std::string, std::pair<Function, Function>> functions()
 {
     std::map<std::string, std::pair<Function, Function>> all = { { "Vault", { cry___VaultStartup, cry___VaultShutdown } },

@@ -1,4 +1,5 @@
-// PKCS#12 files of every making, against plain PKCS12_parse, and the limits of what is derived for one.
+// PKCS#12 files of every making, against plain PKCS12_parse, and the limits of what is derived for
+// one.
 #include "cry/pkcs12/files.hpp"
 #include "cry/pkey/keys.hpp"
 #include "support/key_decoding.hpp"
@@ -20,12 +21,14 @@ struct Case
     std::string name;
     std::string file;
     Password    right;
-    // What plain PKCS12_parse says with the right password: a guard against cases that are all alike.
+    // What plain PKCS12_parse says with the right password: a guard against cases that are all
+    // alike.
     bool   reads;
     size_t others = 0;
 };
 
-// With the right password, a wrong one, none, an empty one and one that only begins right, the fast paths open and shut.
+// With the right password, a wrong one, none, an empty one and one that only begins right, the fast
+// paths open and shut.
 void expectAsOpenssl( const std::string &name, const std::string &file, const Password &right )
 {
     std::set<Password> passwords = { right, "wrong", std::nullopt, "", right.value_or( "" ) + "x" };
@@ -429,8 +432,8 @@ void expectNotRefused( const std::string &name, const std::string &file, const P
     EXPECT_EQ( read, readByOpenssl( file, password ) ) << name;
 }
 
-// A place for a number of rounds, and how many rounds one of them stands for. Where OpenSSL is to look at the number, it does not know something else of the algorithm
-// and derives nothing.
+// A place for a number of rounds, and how many rounds one of them stands for. Where OpenSSL is to
+// look at the number, it does not know something else of the algorithm and derives nothing.
 struct Place
 {
     std::string                                       name;
@@ -608,7 +611,8 @@ TEST( CryPkcs12Contents, RoundsInsideAnEncryptedSafeAreCountedBeforeTheyAreDeriv
 
 TEST( CryPkcs12Contents, RoundsBehindWhatOpensslIsAskedAboutAreCounted )
 {
-    // Whether PKCS12_parse goes on behind a bag that is not as it should be, or without a MAC, is its own matter.
+    // Whether PKCS12_parse goes on behind a bag that is not as it should be, or without a MAC, is
+    // its own matter.
     auto hidden = [] { return encryptedSafe( { shroudedGarbage( sayingRounds( "2147483647" ) ) }, quick(), secret ); };
     auto broken = [] { return dataSafe( { keyBag( leafKey() ), certBag( p256().leaf ), certBagOf( "none" ) } ); };
     expectRefused( "behind a broken bag", fileOf( { broken(), hidden() }, macOf( secret ) ), secret );

@@ -18,7 +18,8 @@ const std::string secret = "a password that is long enough";
 Pkey ownKey( KeyKind kind ) { return key( kind, 2 ); }
 Cert ownCert( KeyKind kind ) { return chainOf( kind ).leaf; }
 
-// The private numbers in either order of their bytes, and what base 64 lines hold of them and of nothing else.
+// The private numbers in either order of their bytes, and what base 64 lines hold of them and of
+// nothing else.
 std::vector<std::string> tracesOf( EVP_PKEY *pkey )
 {
     std::vector<const char *> names = { OSSL_PKEY_PARAM_PRIV_KEY };

@@ -279,7 +279,8 @@ TEST( CryPkcs12, NamesAndKeyIdsAreWrittenAgain )
         Pkcs12      first = pkcs12Of( file, secret ), second = pkcs12Of( encoded( first, secret ), secret );
         ASSERT_TRUE( second );
         EXPECT_EQ( labelsOf( first.get() ), ( std::vector<std::string>{ "\"my λ\", \"id\"", "\"between\", \"other id\"", "none, none" } ) );
-        // OpenSSL gives the leaf the key id that it gives the key: the certificate's SHA-1 digest. The order of the others turns around.
+        // OpenSSL gives the leaf the key id that it gives the key: the certificate's SHA-1 digest.
+        // The order of the others turns around.
         unsigned char digest[20];
         ASSERT_EQ( X509_digest( c.leaf.get(), EVP_sha1(), digest, nullptr ), 1 );
         std::string keyId( (const char *)digest, sizeof digest );
@@ -423,7 +424,8 @@ TEST( CryPkcs12, EveryFailureHasItsOwnText )
     auto        said  = []( const std::string &file, const Password &password = secret ) {
         Read read = readByFamily( file, password );
         EXPECT_FALSE( read.read );
-        // Only where PKCS12_parse failed, or was not asked since it would take too long, there is a code.
+        // Only where PKCS12_parse failed, or was not asked since it would take too long, there is a
+        // code.
         EXPECT_EQ( read.code != 0, read.said.starts_with( "PKCS12_parse() failed: error:" ) || read.refused() ) << read;
         return read.said;
     };

@@ -1,4 +1,5 @@
-// PKCS#12 files made with OpenSSL's lower functions, and what plain PKCS12_parse makes of one in a context of the tests' own.
+// PKCS#12 files made with OpenSSL's lower functions, and what plain PKCS12_parse makes of one in a
+// context of the tests' own.
 #pragma once
 
 #include <cry/cry_pkcs12.h>
@@ -92,7 +93,8 @@ private:
     OSSL_LIB_CTX *before;
 };
 
-// PKCS12_parse looks for some algorithms in the default context whatever the file was decoded in, so the old ones are put there meanwhile.
+// PKCS12_parse looks for some algorithms in the default context whatever the file was decoded in,
+// so the old ones are put there meanwhile.
 inline Read readByOpenssl( std::string_view file, const Password &password )
 {
     DefaultContext old( oldAlgorithms() );

@@ -13,7 +13,8 @@ namespace
 
 constexpr PB_INT curveCount = CRY_PKEY_EC_NAMED_CURVE_SM2 + 1;
 
-// Empty when the way by hand is not taken. With an error waiting in OpenSSL's queue, which must be all that is there afterwards.
+// Empty when the way by hand is not taken. With an error waiting in OpenSSL's queue, which must be
+// all that is there afterwards.
 std::string byHand( EVP_PKEY *pkey, int nid )
 {
     takeErrors();

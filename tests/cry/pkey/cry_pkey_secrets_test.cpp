@@ -20,7 +20,8 @@ namespace
 
 using Private = pb::Ref<CRY_PKEY_PRIVATE>;
 
-// In OpenSSL's generator's place: gives the same bytes from each restart on, so that a key can be made twice.
+// In OpenSSL's generator's place: gives the same bytes from each restart on, so that a key can be
+// made twice.
 std::mt19937 numbers;
 
 int give( unsigned char *to, int count )
@@ -52,7 +53,8 @@ std::string numberOf( EVP_PKEY *pkey, const char *name )
     return bytes;
 }
 
-// The numbers themselves, in either order of their bytes, and the parts of the base 64 lines that hold nothing else.
+// The numbers themselves, in either order of their bytes, and the parts of the base 64 lines that
+// hold nothing else.
 std::vector<std::string> tracesOf( EVP_PKEY *pkey )
 {
     std::vector<std::string> list;

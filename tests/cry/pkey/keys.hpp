@@ -63,7 +63,8 @@ inline Pkey readBy( EVP_PKEY *( *read )(BIO *, EVP_PKEY **, pem_password_cb *, v
     return pkey;
 }
 
-// What OpenSSL writes of the key that it reads from a text, empty when it reads nothing or cannot write it; and the errors that it leaves.
+// What OpenSSL writes of the key that it reads from a text, empty when it reads nothing or cannot
+// write it; and the errors that it leaves.
 inline std::string publicByOpenssl( const std::string &text, std::vector<unsigned long> &errors )
 {
     Pkey        pkey = readBy( PEM_read_bio_PUBKEY, text );

@@ -202,7 +202,8 @@ TEST( CrySign, SmallRsaKeysSignWhatFits )
         }
     }
     EXPECT_EQ( fits + tooSmall, 30 );
-    // A padding of 11 bytes, 19 of the digest's name and the digest of 48 or 64 bytes do not go into 64.
+    // A padding of 11 bytes, 19 of the digest's name and the digest of 48 or 64 bytes do not go
+    // into 64.
     EXPECT_EQ( tooSmall, 4 );
 }
 

@@ -171,7 +171,8 @@ TEST( CryX509CertificateChain, OfATrustedCertificateIsThatOneAlone )
 
 TEST( CryX509CertificateChain, OfATrustedLeafGoesAsFarAsTheExtraCertificatesReach )
 {
-    // OpenSSL follows the untrusted certificates before it looks at the trusted ones, and keeps what it found.
+    // OpenSSL follows the untrusted certificates before it looks at the trusted ones, and keeps
+    // what it found.
     Three        three( KeyKind::p256 );
     Certificates trusted = certificates( { three.leaf } );
     EXPECT_EQ( objects( verify( three.leaf, certificates( { three.intermediate } ), trusted ) ), objects( { three.leaf, three.intermediate } ) );
@@ -373,7 +374,8 @@ TEST( CryX509CertificateChain, TakesTheOneOfTwoTrustedNamesakesThatSigned )
     Certificate leaf  = certificate( endEntity( "CN=leaf", right, 0 ) );
     Certificate good  = certificate( right );
     Certificate bad   = certificate( wrong );
-    // Key identifiers tell them apart. Without them OpenSSL takes the first one for the issuer, so each is tried alone.
+    // Key identifiers tell them apart. Without them OpenSSL takes the first one for the issuer, so
+    // each is tried alone.
     EXPECT_TRUE( verify( leaf, {}, certificates( { good } ) ) );
     EXPECT_FALSE( verify( leaf, {}, certificates( { bad } ) ) );
     Extensions  ca      = { { "basicConstraints", "critical,CA:TRUE" }, { "subjectKeyIdentifier", "hash" } };
@@ -388,7 +390,8 @@ TEST( CryX509CertificateChain, TakesTheOneOfTwoTrustedNamesakesThatSigned )
 
 TEST( CryX509CertificateChain, TakesTheOneOfManyNamesakesThatOpensslTakes )
 {
-    // All of them signed the leaf. Which one OpenSSL takes depends on their order in the store and on their validity.
+    // All of them signed the leaf. Which one OpenSSL takes depends on their order in the store and
+    // on their validity.
     std::vector<Cert>        roots;
     std::vector<Certificate> ours;
     for( int number = 0; number < 60; number++ )

@@ -176,7 +176,8 @@ TEST_F( CryX509Certificates, VectorsHandedOutAndInDoNotChange )
 TEST_F( CryX509Certificates, AreOrderedByTheirCertificatesThenByLength )
 {
     auto sign = []( PB_INT order ) { return order < 0 ? -1 : order > 0 ? 1 : 0; };
-    // By DER, whose lengths are all the same and whose first difference is the serial number: in alphabetical order.
+    // By DER, whose lengths are all the same and whose first difference is the serial number: in
+    // alphabetical order.
     const char *ordered[] = { "", "a", "aa", "ab", "abc", "b", "ba", "c" };
     for( size_t a = 0; a < std::size( ordered ); a++ )
     {

@@ -1,4 +1,5 @@
-// Every library's header is installed and complete, and every library is linked: the program prints the names of their modules.
+// Every library's header is installed and complete, and every library is linked: the program prints
+// the names of their modules.
 #include <bn/bn.h>
 #include <cry/cry.h>
 #include <cs/cs.h>

@@ -15,8 +15,8 @@ enum Exit
     exitInputError = 2, // wrong use, or something cannot be read, made or written
 };
 
-// Ends the command with exitInputError and this message, which names the file and the line. It is for
-// output that cannot be written, too.
+// Ends the command with exitInputError and this message, which names the file and the line. It is
+// for output that cannot be written, too.
 struct InputError : std::runtime_error
 {
     using std::runtime_error::runtime_error;

@@ -48,7 +48,8 @@ struct Output
 // Throws InputError if raw bytes would go to a terminal.
 void checkNotTerminal( const Output &output, Form form );
 
-// Bytes to standard output or a file, text with a line end. Raw bytes are not written to a terminal.
+// Bytes to standard output or a file, text with a line end. Raw bytes are not written to a
+// terminal.
 void writeBytes( const Output &output, PB_BUFFER *bytes, Form form, Secrecy secrecy );
 
 }
