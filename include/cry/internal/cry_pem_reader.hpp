@@ -118,8 +118,8 @@ enum class Problem
     headers,      // a body line has a colon, as the header lines of old encrypted keys
     character,    // a character that base 64 does not have, or text after the padding
     cutOff,       // the base 64 characters are not a multiple of four
-    padding,      // the padding is too long
-    body,         // the body is not base 64 for another reason
+    padding,      // the padding is too long, or does not fit the last characters
+    body,         // the body is base 64, so something else is wrong
 };
 
 // Damage: what is wrong with a block, and where.
