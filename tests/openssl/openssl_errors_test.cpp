@@ -76,7 +76,7 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
 {
     for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
     {
-        // Whether the outer scope adds something before the inner one: without that, both begin at one error.
+        // If the outer scope adds nothing before the inner one, both begin at the same error.
         for( bool between : { false, true } )
         {
             for( bool keepOuter : { false, true } )
