@@ -9,7 +9,7 @@ namespace
 
 using openssl::ErrorMark;
 
-void raise( std::vector<int> reasons )
+void addErrors( std::vector<int> reasons )
 {
     for( int reason : reasons )
         ERR_raise( ERR_LIB_USER, reason );
@@ -32,7 +32,7 @@ TEST( OpensslErrors, TheScopeLeavesNothingOfItsOwn )
 {
     {
         ErrorMark mark;
-        raise( { 1, 2 } );
+        addErrors( { 1, 2 } );
         EXPECT_EQ( ERR_GET_REASON( ERR_peek_error() ), 1 );
     }
     EXPECT_EQ( reasons(), Reasons{} );
@@ -40,15 +40,15 @@ TEST( OpensslErrors, TheScopeLeavesNothingOfItsOwn )
 
 TEST( OpensslErrors, ErrorsFromBeforeStay )
 {
-    raise( { 1, 2 } );
+    addErrors( { 1, 2 } );
     {
         ErrorMark mark;
-        raise( { 3, 4 } );
+        addErrors( { 3, 4 } );
     }
-    raise( { 5 } );
+    addErrors( { 5 } );
     EXPECT_EQ( reasons(), ( Reasons{ 1, 2, 5 } ) );
     // A scope that adds nothing takes nothing.
-    raise( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
     }
@@ -60,12 +60,12 @@ TEST( OpensslErrors, KeepLeavesAllThatTheScopeAdds )
     for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
     {
         Reasons wanted = before;
-        raise( before );
+        addErrors( before );
         {
             ErrorMark mark;
-            raise( { 2 } );
+            addErrors( { 2 } );
             mark.keep();
-            raise( { 3 } );
+            addErrors( { 3 } );
         }
         wanted.insert( wanted.end(), { 2, 3 } );
         EXPECT_EQ( reasons(), wanted );
@@ -84,18 +84,18 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
                 for( bool keepInner : { false, true } )
                 {
                     Reasons wanted = before;
-                    raise( before );
+                    addErrors( before );
                     {
                         ErrorMark outer;
                         if( between )
-                            raise( { 2 } );
+                            addErrors( { 2 } );
                         {
                             ErrorMark inner;
-                            raise( { 3 } );
+                            addErrors( { 3 } );
                             if( keepInner )
                                 inner.keep();
                         }
-                        raise( { 4 } );
+                        addErrors( { 4 } );
                         if( keepOuter )
                             outer.keep();
                     }
@@ -114,13 +114,13 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
 
 TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
 {
-    raise( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark outer;
         for( bool keep : { true, false, true } )
         {
             ErrorMark inner;
-            raise( { 2 } );
+            addErrors( { 2 } );
             if( keep )
                 inner.keep();
         }
@@ -128,10 +128,10 @@ TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
     }
     EXPECT_EQ( reasons(), Reasons{ 1 } );
     // No mark is left behind to which a later one would go back.
-    raise( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
-        raise( { 2 } );
+        addErrors( { 2 } );
         mark.keep();
     }
     EXPECT_EQ( ERR_clear_last_mark(), 0 );
@@ -140,26 +140,26 @@ TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
 
 TEST( OpensslErrors, AScopeWhoseQueueIsClearedInsideLeavesNothing )
 {
-    raise( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
         ERR_clear_error();
-        raise( { 2 } );
+        addErrors( { 2 } );
     }
     EXPECT_EQ( reasons(), Reasons{} );
 }
 
 TEST( OpensslErrors, EachThreadHasItsOwnQueue )
 {
-    raise( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
-        raise( { 2 } );
+        addErrors( { 2 } );
         std::thread( [] {
-            raise( { 3 } );
+            addErrors( { 3 } );
             {
                 ErrorMark own;
-                raise( { 4 } );
+                addErrors( { 4 } );
             }
             EXPECT_EQ( reasons(), Reasons{ 3 } );
         } ).join();
