@@ -4,9 +4,9 @@
 #include "support/certificates.hpp"
 #include "support/standard_functions.hpp"
 
-// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): `object` is
-// one of the type. The functions call it `name`, and the OpenSSL object `handle`. UpRef is not
-// among them.
+// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): the type's
+// functions call an object `name`, and an OpenSSL object `handle`. UpRef is not among them, since not
+// all types have it.
 #define EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object )        \
     do                                                                                           \
     {                                                                                            \

@@ -9,7 +9,7 @@ namespace
 
 using openssl::ErrorMark;
 
-void raiseErrors( std::vector<int> reasons )
+void addErrors( std::vector<int> reasons )
 {
     for( int reason : reasons )
         ERR_raise( ERR_LIB_USER, reason );
@@ -32,7 +32,7 @@ TEST( OpensslErrors, TheScopeLeavesNothingOfItsOwn )
 {
     {
         ErrorMark mark;
-        raiseErrors( { 1, 2 } );
+        addErrors( { 1, 2 } );
         EXPECT_EQ( ERR_GET_REASON( ERR_peek_error() ), 1 );
     }
     EXPECT_EQ( reasons(), Reasons{} );
@@ -40,15 +40,15 @@ TEST( OpensslErrors, TheScopeLeavesNothingOfItsOwn )
 
 TEST( OpensslErrors, ErrorsFromBeforeStay )
 {
-    raiseErrors( { 1, 2 } );
+    addErrors( { 1, 2 } );
     {
         ErrorMark mark;
-        raiseErrors( { 3, 4 } );
+        addErrors( { 3, 4 } );
     }
-    raiseErrors( { 5 } );
+    addErrors( { 5 } );
     EXPECT_EQ( reasons(), ( Reasons{ 1, 2, 5 } ) );
     // A scope that adds nothing takes nothing.
-    raiseErrors( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
     }
@@ -60,12 +60,12 @@ TEST( OpensslErrors, KeepLeavesAllThatTheScopeAdds )
     for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
     {
         Reasons wanted = before;
-        raiseErrors( before );
+        addErrors( before );
         {
             ErrorMark mark;
-            raiseErrors( { 2 } );
+            addErrors( { 2 } );
             mark.keep();
-            raiseErrors( { 3 } );
+            addErrors( { 3 } );
         }
         wanted.insert( wanted.end(), { 2, 3 } );
         EXPECT_EQ( reasons(), wanted );
@@ -76,8 +76,7 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
 {
     for( const Reasons &before : { Reasons{}, Reasons{ 1 } } )
     {
-        // Whether the outer scope adds something before the inner one: without that, both begin at
-        // one error.
+        // If the outer scope adds nothing before the inner one, both begin at the same error.
         for( bool between : { false, true } )
         {
             for( bool keepOuter : { false, true } )
@@ -85,18 +84,18 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
                 for( bool keepInner : { false, true } )
                 {
                     Reasons wanted = before;
-                    raiseErrors( before );
+                    addErrors( before );
                     {
                         ErrorMark outer;
                         if( between )
-                            raiseErrors( { 2 } );
+                            addErrors( { 2 } );
                         {
                             ErrorMark inner;
-                            raiseErrors( { 3 } );
+                            addErrors( { 3 } );
                             if( keepInner )
                                 inner.keep();
                         }
-                        raiseErrors( { 4 } );
+                        addErrors( { 4 } );
                         if( keepOuter )
                             outer.keep();
                     }
@@ -115,13 +114,13 @@ TEST( OpensslErrors, MarksNestInAnyCombination )
 
 TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
 {
-    raiseErrors( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark outer;
         for( bool keep : { true, false, true } )
         {
             ErrorMark inner;
-            raiseErrors( { 2 } );
+            addErrors( { 2 } );
             if( keep )
                 inner.keep();
         }
@@ -129,10 +128,10 @@ TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
     }
     EXPECT_EQ( reasons(), Reasons{ 1 } );
     // No mark is left behind to which a later one would go back.
-    raiseErrors( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
-        raiseErrors( { 2 } );
+        addErrors( { 2 } );
         mark.keep();
     }
     EXPECT_EQ( ERR_clear_last_mark(), 0 );
@@ -141,26 +140,26 @@ TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
 
 TEST( OpensslErrors, AScopeWhoseQueueIsClearedInsideLeavesNothing )
 {
-    raiseErrors( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
         ERR_clear_error();
-        raiseErrors( { 2 } );
+        addErrors( { 2 } );
     }
     EXPECT_EQ( reasons(), Reasons{} );
 }
 
 TEST( OpensslErrors, EachThreadHasItsOwnQueue )
 {
-    raiseErrors( { 1 } );
+    addErrors( { 1 } );
     {
         ErrorMark mark;
-        raiseErrors( { 2 } );
+        addErrors( { 2 } );
         std::thread( [] {
-            raiseErrors( { 3 } );
+            addErrors( { 3 } );
             {
                 ErrorMark own;
-                raiseErrors( { 4 } );
+                addErrors( { 4 } );
             }
             EXPECT_EQ( reasons(), Reasons{ 3 } );
         } ).join();

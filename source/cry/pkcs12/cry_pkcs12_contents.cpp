@@ -399,21 +399,6 @@ void raiseTooManyRounds()
     ERR_raise( library, reason );
 }
 
-// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the
-// process has.
-void raiseTooManyRounds()
-{
-    constexpr int          reason  = 100; // those below are OpenSSL's, for any library
-    static ERR_STRING_DATA texts[] = { { 0, "cry" }, { ERR_PACK( 0, 0, reason ), "too many rounds of key derivation" }, { 0, nullptr } };
-    static const int       library = [] {
-        int number     = ERR_get_next_error_library();
-        texts[0].error = ERR_PACK( number, 0, 0 );
-        ERR_load_strings( number, texts );
-        return number;
-    }();
-    ERR_raise( library, reason );
-}
-
 bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
 {
     EVP_PKEY *key            = nullptr;

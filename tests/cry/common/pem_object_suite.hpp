@@ -1,7 +1,7 @@
 // The types that are an OpenSSL object together with its canonical PEM, as the tests that they
 // share see them: one struct of traits per type, and what plain OpenSSL makes of their texts.
 //
-// A new type needs a struct as those below, and a place in PemObjectTypes.
+// A new type needs a struct as those below, and a place in PemObjectTypes (pem_object_test.cpp).
 #pragma once
 
 #include <cry/cry_hash.h>
@@ -18,8 +18,8 @@
 namespace support
 {
 
-// Sample: an OpenSSL object. `shared` tells whether the family's object shares a PEM object with
-// its canonical text that it is made of.
+// Sample: an OpenSSL object. `shared` tells whether the family's object shares the PEM object that
+// it is made of, if that is canonical.
 template<class Handle>
 struct Sample
 {
@@ -34,20 +34,20 @@ struct Block
     std::string label, body;
 };
 
-// What the functions of a type are called. The traits of a type that has UpRef name that as well,
-// and all traits say:
+// The names of the functions of a type. The traits of a type that has UpRef add `upRef`. All traits
+// add:
 //
-//   label             that of the canonical PEM
-//   sensitive         whether all that is made of an object is sensitive
-//   sharesSensitive   whether a PEM object that is sensitive is shared, if it is canonical
-//   read, write       OpenSSL's own, of a text
-//   unwritable()      an OpenSSL object that OpenSSL cannot write
-//   watch( handle )   tells if it was freed
-//   samples()         objects of several kinds
+//   label                  the label of the canonical PEM
+//   sensitive              whether all that is made of an object is sensitive
+//   sharesSensitive        whether a canonical PEM object is shared if it is sensitive
+//   read, write            OpenSSL's functions for a text
+//   dup, destroy           OpenSSL's functions for a handle
+//   unwritable()           a handle that OpenSSL cannot write
+//   watch( handle )        tells if the handle was freed
+//   samples()              handles of several kinds
 //   otherForms( handle )   other PEM objects that give the same object
-//   bodiesToDamage()  some bodies that are judged with each byte changed
-//   works( object ) whether the functions that look at the OpenSSL object of the first sample agree
-//                     with OpenSSL
+//   bodiesToDamage()       some bodies that are judged with each byte changed
+//   works( object )        for the first sample: whether the getters and checks agree with OpenSSL
 #define PEM_OBJECT_FUNCTIONS( STRUCT, Type, HANDLE, OpensslType )                           \
     using Object                          = STRUCT;                                         \
     using Handle                          = HANDLE;                                         \
@@ -255,8 +255,7 @@ struct PrivateType : PkeyType
 
     static std::vector<Block> otherForms( EVP_PKEY *pkey )
     {
-        // A key that the empty pass phrase protects loads, since no pass phrase is given as an
-        // empty one.
+        // No pass phrase is given as an empty one, so a key that the empty one protects loads.
         std::vector<Block> list = { { PEM_STRING_PKCS8, bodyOf( protectedText( pkey, "" ) ) } };
         if( EVP_PKEY_is_a( pkey, "RSA" ) )
             list.push_back( { PEM_STRING_RSA, bodyOf( traditionalText( pkey ) ) } );
@@ -313,6 +312,16 @@ struct PublicType : PkeyType
     }
 };
 
+// How typed suites name their types.
+struct PemObjectNames
+{
+    template<class Type>
+    static std::string GetName( int )
+    {
+        return Type::name;
+    }
+};
+
 // PemObjects: objects of a type and how they are made.
 template<class Type>
 struct PemObjects
@@ -344,7 +353,7 @@ struct PemObjects
     }
     static Block block( Handle *handle ) { return { Type::label, bodyOf( text( handle ) ) }; }
 
-    // What OpenSSL reads from a text.
+    // OpenSSL's object of a text, or null.
     static Handle *readText( const std::string &source )
     {
         BIO    *bio    = BIO_new_mem_buf( source.data(), (int)source.size() );
@@ -353,7 +362,7 @@ struct PemObjects
         return handle;
     }
 
-    // What OpenSSL writes of that, and the errors that it leaves.
+    // The text that OpenSSL writes of that object, and the errors that OpenSSL leaves.
     static std::string byOpenssl( const std::string &source, std::vector<unsigned long> &errors )
     {
         Handle     *handle = readText( source );
@@ -363,9 +372,9 @@ struct PemObjects
         return out;
     }
 
-    // The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's,
-    // and stand behind the errors that were there. Gives the object without and with the
-    // key-decoding context.
+    // The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's.
+    // The errors must stand behind those that were there before. Gives the object that is read
+    // without the key-decoding context and the one that is read with it.
     static std::array<Object, 2> judge( const Block &block, const std::string &name, bool errorsToo = true )
     {
         takeErrors();
@@ -392,7 +401,7 @@ struct PemObjects
         return made;
     }
 
-    // The same without a look at the objects: whether it was taken.
+    // The same; tells whether the block was taken.
     static bool isTaken( const Block &block, const std::string &name ) { return (bool)judge( block, name )[1]; }
 };
 

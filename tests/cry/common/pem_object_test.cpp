@@ -19,15 +19,6 @@ namespace
 
 using PemObjectTypes = testing::Types<CertificateType, CsrType, PrivateType, PublicType>;
 
-struct Names
-{
-    template<class Type>
-    static std::string GetName( int )
-    {
-        return Type::name;
-    }
-};
-
 template<class Type>
 class CryPemObject : public testing::Test, public PemObjects<Type>
 {
@@ -67,7 +58,7 @@ protected:
     }
 };
 
-TYPED_TEST_SUITE( CryPemObject, PemObjectTypes, Names );
+TYPED_TEST_SUITE( CryPemObject, PemObjectTypes, PemObjectNames );
 
 // Canonical and other blocks of some samples of one type, then of all.
 template<class Type>

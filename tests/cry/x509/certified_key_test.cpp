@@ -32,15 +32,6 @@ struct CsrWithKey : CsrType
     static void sign( X509_REQ *req, EVP_PKEY *signer ) { signRequest( req, signer ); }
 };
 
-struct Names
-{
-    template<class Type>
-    static std::string GetName( int )
-    {
-        return Type::name;
-    }
-};
-
 template<class Type>
 class CryCertifiedKey : public testing::Test, public PemObjects<Type>
 {
@@ -83,7 +74,7 @@ protected:
 };
 
 using TypesWithKeys = testing::Types<CertificateWithKey, CsrWithKey>;
-TYPED_TEST_SUITE( CryCertifiedKey, TypesWithKeys, Names );
+TYPED_TEST_SUITE( CryCertifiedKey, TypesWithKeys, PemObjectNames );
 
 // The bits of a key in SubjectPublicKeyInfo.
 std::string keyBits( const Pkey &pkey )
