@@ -5,8 +5,8 @@
 #include "support/standard_functions.hpp"
 
 // EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): the type's
-// functions call an object `name`, and an OpenSSL object `handle`. UpRef is not among them, since not
-// all types have it.
+// functions call an object `name`, and an OpenSSL object `handle`. UpRef is not among them, since
+// not all types have it.
 #define EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object )        \
     do                                                                                           \
     {                                                                                            \
