@@ -259,16 +259,21 @@ public:
     }
 
     // Whether a function that is called so makes a check with this text for its caller.
-    bool makesForCaller( const Call &call, const std::string &expression ) const
-    {
-        auto taker = familyOf.find( call.name );
-        if( taker == familyOf.end() )
-            return false;
-        const std::set<std::string> &texts = checksOf.at( taker->second );
-        return std::any_of( texts.begin(), texts.end(), [&]( const std::string &each ) { return fits( each, expression ); } );
-    }
+    bool makesForCaller( const Call &call, const std::string &expression ) const { return makesForCaller( call.name, expression, 0 ); }
 
 private:
+    // Such a function may hand its caller's place on to others.
+    bool makesForCaller( const std::string &function, const std::string &expression, int depth ) const
+    {
+        auto taker = familyOf.find( function );
+        if( taker == familyOf.end() || depth == 4 )
+            return false;
+        const std::set<std::string> &texts  = checksOf.at( taker->second );
+        const std::set<std::string> &others = handsOnTo.at( taker->second );
+        return std::any_of( texts.begin(), texts.end(), [&]( const std::string &each ) { return fits( each, expression ); } ) ||
+            std::any_of( others.begin(), others.end(), [&]( const std::string &each ) { return makesForCaller( each, expression, depth + 1 ); } );
+    }
+
     Sources()
     {
         std::filesystem::path root = CRY_SOURCE_DIR;
@@ -287,11 +292,14 @@ private:
     void add( const Source &source, const std::string &family )
     {
         macros.insert( source.macros.begin(), source.macros.end() );
-        std::set<std::string> &texts = checksOf[family];
+        std::set<std::string> &texts  = checksOf[family];
+        std::set<std::string> &others = handsOnTo[family];
         for( const Call &call : callsIn( source.text ) )
         {
             if( call.name == "PB_CHECK_AT" )
                 texts.insert( joined( call.arguments, 1 ) );
+            if( std::find( call.arguments.begin(), call.arguments.end(), "site" ) != call.arguments.end() )
+                others.insert( call.name );
             // One whose text is made from names.
             if( call.name == "snprintf" && call.arguments.size() > 2 && call.arguments[2].starts_with( "\"" ) )
                 texts.insert( contentOf( call.arguments[2] ) );
@@ -328,8 +336,9 @@ private:
     }
 
     std::map<std::string, Macro>                 macros;
-    std::map<std::string, std::string>           familyOf; // its files' name, by function
-    std::map<std::string, std::set<std::string>> checksOf; // of such files
+    std::map<std::string, std::string>           familyOf;  // its files' name, by function
+    std::map<std::string, std::set<std::string>> checksOf;  // of such files
+    std::map<std::string, std::set<std::string>> handsOnTo; // by files: functions that get the place
 };
 
 }

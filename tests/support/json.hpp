@@ -1,11 +1,8 @@
-// JSON for tests. The library is made of templates; what all of them need is compiled once, in
-// json.cpp.
+// JSON for tests. The parser is made of templates, which are compiled once, in json.cpp.
 #pragma once
 
 #include <nlohmann/json.hpp>
 #include <string>
-
-extern template class nlohmann::basic_json<>;
 
 namespace support
 {

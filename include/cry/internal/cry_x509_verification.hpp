@@ -14,7 +14,7 @@ namespace cry::x509
 class Verification
 {
 public:
-    explicit Verification( pb::Site caller = pb::Site::here() ) : site( caller ), x509StoreCtx( X509_STORE_CTX_new() )
+    explicit Verification( pb::Site site = pb::Site::here() ) : caller( site ), x509StoreCtx( X509_STORE_CTX_new() )
     {
         PB_CHECK_AT( site, x509StoreCtx );
     }
@@ -29,7 +29,7 @@ public:
         if( X509_STORE_CTX_init( x509StoreCtx, x509Store, x509, x509Extra ) != 1 )
             return false;
         X509_VERIFY_PARAM *x509VerifyParam = X509_VERIFY_PARAM_new();
-        PB_CHECK_AT( site, x509VerifyParam );
+        PB_CHECK_AT( caller, x509VerifyParam );
         X509_VERIFY_PARAM_set_depth( x509VerifyParam, 255 );
         X509_VERIFY_PARAM_set_flags( x509VerifyParam, X509_V_FLAG_PARTIAL_CHAIN );
         // The context takes the parameters over.
@@ -53,7 +53,7 @@ public:
     STACK_OF( X509 ) * chain() const { return X509_STORE_CTX_get0_chain( x509StoreCtx ); }
 
 private:
-    pb::Site        site;
+    pb::Site        caller;
     X509_STORE_CTX *x509StoreCtx;
     bool            began = false;
 };

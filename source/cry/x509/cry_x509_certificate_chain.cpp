@@ -54,8 +54,8 @@ cry::x509::Verdict cry::x509::verifyChain( CRY_X509_CERTIFICATE *certificate, CR
     CRY_X509_CERTIFICATES *trustedCertificates, PB_TIME *tm, pb::Site site )
 {
     Given                       given{ certificate, extraCertificates, trustedCertificates };
-    ossl::Ptr<STACK_OF( X509 )> x509Extra = stackOf( extraCertificates, site );
-    Verification                verification( site );
+    ossl::Ptr<STACK_OF( X509 )> x509Extra    = stackOf( extraCertificates, site );
+    auto                        verification = Verification( site );
     if( !verification.verify( cachedStore( trustedCertificates ), cry___X509CertificatePeekOpensslX509( certificate ), x509Extra.get(), tm ) )
     {
         X509 *x509 = verification.certificate();
