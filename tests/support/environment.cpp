@@ -10,6 +10,8 @@
 #include <rfc/rfc.h>
 #include <tr/tr.h>
 
+#include <openssl/err.h>
+
 namespace
 {
 
@@ -31,6 +33,12 @@ public:
     }
 };
 
+// What OpenSSL noted down in one test is not there in the next, whichever tests share a process.
+class EmptyErrorQueue : public testing::EmptyTestEventListener
+{
+    void OnTestStart( const testing::TestInfo & ) override { ERR_clear_error(); }
+};
+
 }
 
 void support::startFamily()
@@ -48,5 +56,6 @@ int main( int argc, char **argv )
 {
     testing::InitGoogleTest( &argc, argv );
     testing::AddGlobalTestEnvironment( new Family );
+    testing::UnitTest::GetInstance()->listeners().Append( new EmptyErrorQueue );
     return RUN_ALL_TESTS();
 }
