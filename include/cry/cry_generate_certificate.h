@@ -9,7 +9,7 @@ PB_BEGIN_DECLS
 /* cryTryGenerateCertificate: a self-signed certificate (RFC 5280) for a key, with the serial number
    1, signed with SHA-256, valid from yesterday for `days` days from now. The subject is
    CN=commonName, else CN=domainName as it is spelled, else CN= and a new UUID; the domain name also
-   becomes a subject alternative name, in ASCII form. Both names may be null. Null when the domain
+   becomes a subject alternative name, in ASCII form. Both names may be null. Null if the domain
    name is none (inDnsIdnaDomainNameOk), a name does not fit into a certificate, the time is out of
    range, or the key cannot sign. A null key and negative days abort ("privateKey", "days >= 0"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryTryGenerateCertificate( CRY_PKEY_PRIVATE *privateKey, PB_STRING *domainName, PB_STRING *commonName, PB_INT days );

@@ -6,7 +6,7 @@
 
 PB_BEGIN_DECLS
 
-/* cryTryGenerateEcKeyPair: a new key on a CRY_PKEY_EC_NAMED_CURVE; null when this libcrypto does
+/* cryTryGenerateEcKeyPair: a new key on a CRY_PKEY_EC_NAMED_CURVE; null if this libcrypto does
    not have the curve or cannot write its keys. Another value aborts ("CRY_PKEY_EC_NAMED_CURVE_OK(
    curve )"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE curve );

@@ -7,7 +7,7 @@
 PB_BEGIN_DECLS
 
 /* cryTryGenerateRsaKeyPair: a new RSA key (RFC 8017) with a modulus of `bits` bits and OpenSSL's
-   public exponent (65537); null when OpenSSL fails. Takes its time: a tenth of a second with 2048
+   public exponent (65537); null if OpenSSL fails. Takes its time: a tenth of a second with 2048
    bits, minutes with 16384. Fewer than 1024 bits abort ("bits >= 1024"), more than 16384, too
    ("bits <= 16384"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryTryGenerateRsaKeyPair( PB_INT bits );

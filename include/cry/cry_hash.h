@@ -29,12 +29,12 @@ PB_OBJECT_TYPE( CRY_HASH );
 
 PB_BEGIN_DECLS
 
-/* cryHashTryCompute: the digest of a whole buffer, a new buffer; null when this libcrypto does not
+/* cryHashTryCompute: the digest of a whole buffer, a new buffer; null if this libcrypto does not
    have the algorithm. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null
    data ("data"). */
 PB_EXPORT PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data );
 
-/* cryHashTryCreate: a new hash object, or null when this libcrypto does not have the algorithm. An
+/* cryHashTryCreate: a new hash object, or null if this libcrypto does not have the algorithm. An
    invalid algorithm aborts. */
 PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 
@@ -45,7 +45,7 @@ PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 PB_EXPORT void cryHashUpdate( CRY_HASH *hash, PB_BUFFER *data );
 /* cryHashUpdateByte: hashes one byte. */
 PB_EXPORT void cryHashUpdateByte( CRY_HASH *hash, PB_BYTE byte );
-/* cryHashUpdateBytes: hashes `byteCount` bytes from memory, which may be null when the count is
+/* cryHashUpdateBytes: hashes `byteCount` bytes from memory, which may be null if the count is
    0. */
 PB_EXPORT void cryHashUpdateBytes( CRY_HASH *hash, const PB_BYTE *data, PB_INT byteCount );
 /* cryHashUpdateInner: hashes the bytes from `byteOffset` up to `byteOffset + byteCount`. */

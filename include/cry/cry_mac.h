@@ -17,7 +17,7 @@ PB_BEGIN_DECLS
    )"), then on null ("key", "data"). */
 PB_EXPORT PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data );
 
-/* cryMacTryCreateHmac: a new MAC object with a key of any length; null when this libcrypto cannot
+/* cryMacTryCreateHmac: a new MAC object with a key of any length; null if this libcrypto cannot
    provide it. */
 PB_EXPORT CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key );
 
@@ -28,7 +28,7 @@ PB_EXPORT CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key )
 PB_EXPORT void cryMacUpdate( CRY_MAC *mac, PB_BUFFER *data );
 /* cryMacUpdateByte: takes one byte. */
 PB_EXPORT void cryMacUpdateByte( CRY_MAC *mac, PB_BYTE byte );
-/* cryMacUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count is 0. */
+/* cryMacUpdateBytes: takes `byteCount` bytes from memory, which may be null if the count is 0. */
 PB_EXPORT void cryMacUpdateBytes( CRY_MAC *mac, const PB_BYTE *data, PB_INT byteCount );
 /* cryMacUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void cryMacUpdateInner( CRY_MAC *mac, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );

@@ -41,7 +41,7 @@ PB_EXPORT PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem );
    "#", and trim blanks at both ends of a line. Everything else must be a block: BEGIN and END lines
    with the same label, strict base 64 between them. They give null for anything that is not. */
 
-/* cryPemTryDecode: the one block of a text; null when there is none, more than one, or anything
+/* cryPemTryDecode: the one block of a text; null if there is none, more than one, or anything
    else beside it. */
 PB_EXPORT CRY_PEM *cryPemTryDecode( PB_BUFFER *buf );
 /* cryPemTryDecodeFromStringVector: the same from a vector of lines, which must hold only strings
@@ -51,7 +51,7 @@ PB_EXPORT CRY_PEM *cryPemTryDecodeFromStringVector( PB_VECTOR *vec );
 /* cryPemStore: a new array store of the lines of the text. */
 PB_EXPORT PB_STORE *cryPemStore( CRY_PEM *pem );
 /* cryPemTryRestore: the one block of the lines in an array store; entries that are not strings are
-   skipped. Null when there is no valid one. Null aborts ("store"). */
+   skipped. Null if there is not a valid one. Null aborts ("store"). */
 PB_EXPORT CRY_PEM *cryPemTryRestore( PB_STORE *store );
 
 /* cryPemVectorEncode: the texts of all blocks of a vector, one after the other, in one new buffer.
@@ -60,7 +60,7 @@ PB_EXPORT PB_BUFFER *cryPemVectorEncode( PB_VECTOR *pv );
 /* cryPemVectorEncodeToStringVector: the same as a new vector of lines. */
 PB_EXPORT PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv );
 /* cryPemVectorTryDecode: every block of a text, a new vector of PEM objects, empty for an empty
-   text; null when anything in it is not a block. */
+   text; null if anything in it is not a block. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf );
 /* cryPemVectorTryDecodeFromStringVector: the same from a vector of lines. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec );

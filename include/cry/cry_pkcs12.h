@@ -28,13 +28,13 @@ PB_OBJECT_TYPE( CRY_PKCS12 );
 
 PB_BEGIN_DECLS
 
-/* cryPkcs12TryCreate: from its parts; null certificates are an empty collection. Null when the key
+/* cryPkcs12TryCreate: from its parts; null certificates are an empty collection. Null if the key
    does not belong to the certificate. A null certificate or key aborts ("cert", "key"). */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATES *certificates );
 /* cryPkcs12TryCreateFromBuffer: reads the DER of a PKCS#12 file, old algorithms (RC2, 3DES with
    SHA-1) too where OpenSSL's legacy provider is installed. The certificate is the first one that
    the key belongs to; the other ones come in the reverse order of the file. A null password is not
-   an empty one, though OpenSSL tries both in either case. Null when it does not parse, when key or
+   an empty one, though OpenSSL tries both in either case. Null if it does not parse, when key or
    certificate is missing, when the password holds U+0000, and when one key needs more than
    10,000,000 rounds of derivation, or all together more than 30,000,000; nothing is derived then.
    Certificates keep the names and key ids that the file gives them (X509_alias_get0,
@@ -62,7 +62,7 @@ PB_EXPORT CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 );
    "certificates". */
 PB_EXPORT PB_STORE *cryPkcs12Store( CRY_PKCS12 *pkcs12 );
 /* cryPkcs12TryEncode: the DER of a PKCS#12 file, a new, sensitive buffer, with the encryption that
-   OpenSSL chooses; null when OpenSSL cannot make it, and when the password holds U+0000. Without a
+   OpenSSL chooses; null if OpenSSL cannot make it, and when the password holds U+0000. Without a
    password anybody can read the file. */
 PB_EXPORT PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password );
 

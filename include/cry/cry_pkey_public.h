@@ -12,7 +12,7 @@ PB_OBJECT_TYPE( CRY_PKEY_PUBLIC );
 
 PB_BEGIN_DECLS
 
-/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null when it is
+/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null if it is
    none (a certificate, for example). Null aborts ("pem"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem );
 /* cryPkeyPublicPem: the canonical PEM, a new reference; null aborts ("pub"). */
@@ -21,7 +21,7 @@ PB_EXPORT CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub );
 PB_EXPORT CRY_PKEY_INFO *cryPkeyPublicInfo( CRY_PKEY_PUBLIC *pub );
 /* cryPkeyPublicStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub );
-/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null when there is none.
+/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null if there is none.
    Null aborts ("store"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store );
 

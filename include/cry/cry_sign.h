@@ -25,7 +25,7 @@
 
 PB_BEGIN_DECLS
 
-/* crySignTrySign: the signature of a buffer, a new buffer; null when this libcrypto does not have
+/* crySignTrySign: the signature of a buffer, a new buffer; null if this libcrypto does not have
    the digest. What aborts in crySignSigner aborts here ("privateKey", "data" and a key that cannot
    sign). */
 PB_EXPORT PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data );

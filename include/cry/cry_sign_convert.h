@@ -12,10 +12,10 @@ PB_BEGIN_DECLS
    each), SECP384R1 (48) and SECP521R1 (66), every other value gives null. */
 
 /* crySignConvertDerToRaw: r and s, big-endian and filled up with zeros on the left, a new buffer;
-   null when the DER is no signature or a number is too large for the curve. Bytes behind the DER
+   null if the DER is not a signature or a number is too large for the curve. Bytes behind the DER
    are dropped. Null aborts ("input"). */
 PB_EXPORT PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve );
-/* crySignConvertRawToDer: the DER of r and s, a new buffer; null when there are too few bytes.
+/* crySignConvertRawToDer: the DER of r and s, a new buffer; null if there are too few bytes.
    Bytes behind the two numbers are dropped. Null aborts ("input"). */
 PB_EXPORT PB_BUFFER *crySignConvertRawToDer( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve );
 

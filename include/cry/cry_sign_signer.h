@@ -13,7 +13,7 @@ PB_OBJECT_TYPE( CRY_SIGN_SIGNER );
 
 PB_BEGIN_DECLS
 
-/* crySignSignerTryCreate: a new signer, which holds the key; null when this libcrypto does not have
+/* crySignSignerTryCreate: a new signer, which holds the key; null if this libcrypto does not have
    the digest. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"), then on null
    ("privateKey"). */
 PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey );
@@ -23,7 +23,7 @@ PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_P
 
 /* crySignSignerUpdate: takes the whole buffer. */
 PB_EXPORT void crySignSignerUpdate( CRY_SIGN_SIGNER *sig, PB_BUFFER *data );
-/* crySignSignerUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count
+/* crySignSignerUpdateBytes: takes `byteCount` bytes from memory, which may be null if the count
    is 0. */
 PB_EXPORT void crySignSignerUpdateBytes( CRY_SIGN_SIGNER *sig, const PB_BYTE *data, PB_INT byteCount );
 /* crySignSignerUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */

@@ -14,7 +14,7 @@ PB_OBJECT_TYPE( CRY_SIGN_VERIFIER );
 PB_BEGIN_DECLS
 
 /* crySignVerifierTryCreate: a new verifier of this signature, which holds the key and the
-   signature; null when this libcrypto does not have the digest. Aborts on an invalid algorithm
+   signature; null if this libcrypto does not have the digest. Aborts on an invalid algorithm
    ("CRY_HASH_ALGORITHM_OK( alg )"), then on null ("publicKey", "signature"). */
 PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature );
 
@@ -23,7 +23,7 @@ PB_EXPORT CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, C
 
 /* crySignVerifierUpdate: takes the whole buffer. */
 PB_EXPORT void crySignVerifierUpdate( CRY_SIGN_VERIFIER *vfy, PB_BUFFER *data );
-/* crySignVerifierUpdateBytes: takes `byteCount` bytes from memory, which may be null when the count
+/* crySignVerifierUpdateBytes: takes `byteCount` bytes from memory, which may be null if the count
    is 0. */
 PB_EXPORT void crySignVerifierUpdateBytes( CRY_SIGN_VERIFIER *vfy, const PB_BYTE *data, PB_INT byteCount );
 /* crySignVerifierUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */

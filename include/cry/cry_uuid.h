@@ -21,7 +21,7 @@ PB_EXPORT CRY_UUID *cryUuidCreateNil( void );
 /* cryUuidCreateFrom: a copy; null aborts ("src"). */
 PB_EXPORT CRY_UUID *cryUuidCreateFrom( CRY_UUID *src );
 /* cryUuidTryCreateNameBased: the UUID of a name in a name space, by SHA-1 (RFC 4122, 4.3, version
-   5); null when this libcrypto has no SHA-1. Null arguments abort ("ns", "name"). */
+   5); null if this libcrypto has no SHA-1. Null arguments abort ("ns", "name"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateNameBased( CRY_UUID *ns, PB_BUFFER *name );
 /* cryUuidTryCreateNameBasedStringName: the same of the UTF-8 bytes of a string. */
 PB_EXPORT CRY_UUID *cryUuidTryCreateNameBasedStringName( CRY_UUID *ns, PB_STRING *name );
@@ -31,7 +31,7 @@ PB_EXPORT CRY_UUID *cryUuidTryCreateFromBinary( PB_BUFFER *binary );
 /* cryUuidTryCreateFromBinaryBytes: the same from memory; null with a length other than 0 aborts
    ("binary || !binaryLength"). */
 PB_EXPORT CRY_UUID *cryUuidTryCreateFromBinaryBytes( const PB_BYTE *binary, PB_INT binaryLength );
-/* cryUuidTryCreateFromString: reads the text of a UUID (RFC 4122, 3); null when it is none. White
+/* cryUuidTryCreateFromString: reads the text of a UUID (RFC 4122, 3); null if it is not one. White
    space around it is dropped; then any number of pairs of curly brackets, apostrophes and quotation
    marks, in any order, is taken off; each of the four separators may be "-" or "_", digits may be
    of either case. Null aborts ("source"). */

@@ -14,17 +14,17 @@ PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
 PB_BEGIN_DECLS
 
 /* cryX509CertificateTryCreateFromDer: the certificate at the front of some DER; bytes behind it are
-   dropped. Null when it does not parse or the buffer is longer than 2147483647 bytes. Null aborts
+   dropped. Null if it does not parse or the buffer is longer than 2147483647 bytes. Null aborts
    ("buf"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf );
 /* cryX509CertificateTryCreateFromPem: the certificate in a PEM object with the label CERTIFICATE or
-   X509 CERTIFICATE; null when it is none. Null aborts ("pem"). */
+   X509 CERTIFICATE; null if it is not one. Null aborts ("pem"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem );
 /* cryX509CertificatePem: the canonical PEM, a new reference; null aborts ("cert"). Its data is the
    certificate's DER. */
 PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the
-   certificate; null when OpenSSL cannot write it. A certificate whose key OpenSSL cannot decode
+   certificate; null if OpenSSL cannot write it. A certificate whose key OpenSSL cannot decode
    aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key;

@@ -35,7 +35,7 @@ PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesCreate( void );
 /* cryX509CertificatesCreateFrom: a copy that shares the certificates; null aborts ("source"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesCreateFrom( CRY_X509_CERTIFICATES *source );
 /* cryX509CertificatesTryCreateFromPemVector: the certificates of a vector of PEM objects, in its
-   order; null when one of them is no certificate. The vector must hold only PEM objects
+   order; null if one of them is not a certificate. The vector must hold only PEM objects
    ("pbVectorContainsOnly( pv, cryPemSort() )"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesTryCreateFromPemVector( PB_VECTOR *pv );
 

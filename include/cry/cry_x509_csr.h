@@ -14,13 +14,13 @@ PB_OBJECT_TYPE( CRY_X509_CSR );
 PB_BEGIN_DECLS
 
 /* cryX509CsrTryCreateFromPem: the request in a PEM object with the label CERTIFICATE REQUEST or NEW
-   CERTIFICATE REQUEST; null when it is none. Null aborts ("pem"). */
+   CERTIFICATE REQUEST; null if it is not one. Null aborts ("pem"). */
 PB_EXPORT CRY_X509_CSR *cryX509CsrTryCreateFromPem( CRY_PEM *pem );
 /* cryX509CsrPem: the canonical PEM, a new reference; null aborts ("csr"). Its data is the request's
    DER. */
 PB_EXPORT CRY_PEM *cryX509CsrPem( CRY_X509_CSR *csr );
 /* cryX509CsrPublicKey: the public key that is to be certified, a new object that shares nothing
-   with the request; null when OpenSSL cannot write it. A request whose key OpenSSL cannot decode
+   with the request; null if OpenSSL cannot write it. A request whose key OpenSSL cannot decode
    aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CsrPublicKey( CRY_X509_CSR *csr );
 /* cryX509CsrCheckPrivateKey: whether a private key belongs to the request's public key; null aborts
@@ -28,7 +28,7 @@ PB_EXPORT CRY_PKEY_PUBLIC *cryX509CsrPublicKey( CRY_X509_CSR *csr );
 PB_EXPORT PB_BOOL cryX509CsrCheckPrivateKey( CRY_X509_CSR *csr, CRY_PKEY_PRIVATE *privateKey );
 /* cryX509CsrStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CsrStore( CRY_X509_CSR *csr );
-/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null when there is
+/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null if there is
    none. Null aborts ("store"). */
 PB_EXPORT CRY_X509_CSR *cryX509CsrTryRestore( PB_STORE *store );
 

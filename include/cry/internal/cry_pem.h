@@ -16,7 +16,7 @@ PB_EXPORT PB_BOOL cry___PemEncodeToBio( CRY_PEM *pem, BIO *bio );
    cryPemTryDecode does; null also when the reading fails. */
 PB_EXPORT CRY_PEM *cry___PemTryDecodeFromBio( BIO *bio );
 /* cry___PemTryDecodeFromStringVector: takes the lines of one block off the front of the caller's
-   vector. False when they are no block; true with a new PEM object in `pem`, or with null when no
+   vector. False when they are no block; true with a new PEM object in `pem`, or with null if no
    line was left. Blank lines and comments are removed from the whole vector first. */
 PB_EXPORT PB_BOOL cry___PemTryDecodeFromStringVector( PB_VECTOR **vec, CRY_PEM **pem );
 

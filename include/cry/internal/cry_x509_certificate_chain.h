@@ -12,7 +12,7 @@ PB_BEGIN_DECLS
    null) are untrusted intermediates. Signatures, validity, basic constraints, key usage for signing
    and name constraints are checked (RFC 5280, 6); purpose, names of the subject and revocation are
    not; depth is at most 255. Gives the chain, leaf first, as a new collection, in which the given
-   certificate objects are used again where they are part of it; null when the certificate does not
+   certificate objects are used again where they are part of it; null if the certificate does not
    verify or the time cannot be expressed. Aborts on null ("certificate", "trustedCertificates",
    "tm"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cry___X509CertificateChainTryVerifyCertificate(

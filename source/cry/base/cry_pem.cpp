@@ -167,7 +167,7 @@ PB_BOOL cry___PemTryDecodeFromStringVector( PB_VECTOR **vec, CRY_PEM **pem )
     pb::Ref<PB_VECTOR> lines = cleaned( *vec );
     pbVectorRelease( *vec );
     *vec = lines.take();
-    // A single line is no block; it stays.
+    // A single line is not a block; it stays.
     if( pbVectorLength( *vec ) == 1 )
         return PB_FALSE;
     cry::pem::StringLines reader( *vec );

@@ -88,7 +88,7 @@ inline Ptr<BIO> memoryBio( pb::Site site )
     return bio;
 }
 
-// For OpenSSL's PEM readers: there is no pass phrase, so what is protected by one does not load.
+// An empty pass phrase for OpenSSL's PEM readers: a text that another one protects does not load.
 inline int noPassPhrase( char *, int, int, void * ) { return 0; }
 
 // What one of OpenSSL's PEM_read_bio functions makes of the text of a PEM object.

@@ -13,7 +13,7 @@ namespace cry::generate
 // False when OpenSSL refuses it.
 bool tryAddSubject( X509_NAME *subject, PB_STRING *domainName, PB_STRING *commonName );
 
-// The subject alternative name of a domain name; null when it is none. The name is checked first,
+// The subject alternative name of a domain name; null if it is not one. The name is checked first,
 // since OpenSSL's text for extensions has a syntax of its own.
 ossl::Ptr<X509_EXTENSION> tryMakeAlternativeName( X509V3_CTX *context, PB_STRING *domainName );
 

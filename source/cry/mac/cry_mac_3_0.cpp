@@ -35,7 +35,7 @@ static const EVP_MAC_CTX *preparedOf( PB_INT alg )
     return known;
 }
 
-// A new context with this key; null when OpenSSL cannot provide it.
+// A new context with this key; null if OpenSSL cannot provide it.
 static EVP_MAC_CTX *tryCreateContext( PB_INT alg, PB_BUFFER *key )
 {
     const EVP_MAC_CTX          *prepared = preparedOf( alg );

@@ -130,7 +130,7 @@ bool isData( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7
 
 // ---- certificates and keys
 
-// The element of this tag at the front of some DER; a negative length when there is none.
+// The element of this tag at the front of some DER; a negative length if there is none.
 struct Der
 {
     const unsigned char *at;

@@ -11,7 +11,7 @@ namespace cry::pkey
 {
 
 // The text that OpenSSL would write of a new key on a named curve: RFC 5915 with the public key,
-// uncompressed, in PKCS#8. Null where OpenSSL has to write it, with no errors left.
+// uncompressed, in PKCS#8. Null if OpenSSL has to write it, with no errors left.
 pb::Ref<CRY_PEM> tryWriteNewEcKey( EVP_PKEY *pkey, int curveNid );
 
 }

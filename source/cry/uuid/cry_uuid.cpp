@@ -118,7 +118,7 @@ bool isWrapped( std::string_view text )
     return false;
 }
 
-// -1 for what is no digit.
+// -1 for what is not a digit.
 constexpr int digitValue( char c )
 {
     if( c >= '0' && c <= '9' )

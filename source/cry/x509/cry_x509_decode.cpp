@@ -46,7 +46,7 @@ namespace
 
 bool isDigit( char c ) { return c >= '0' && c <= '9'; }
 
-// Takes a number of exactly `digits` digits off the front; -1 when there is none.
+// Takes a number of exactly `digits` digits off the front; -1 if there is none.
 PB_INT takeNumber( std::string_view &text, size_t digits )
 {
     PB_INT number = 0;
