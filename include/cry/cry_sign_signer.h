@@ -38,7 +38,8 @@ PB_EXPORT void crySignSignerUpdateTrailing( CRY_SIGN_SIGNER *sig, PB_BUFFER *dat
 /* crySignSignerFinal: the signature of all that was taken, a new buffer. A second call aborts
    ("!sig->final"), and so does a key that OpenSSL's EVP_SignFinal cannot sign with: one for other
    things (X25519) or other ways of signing (Ed25519), an RSA key too small for the digest, a key on
-   one of the Oakley curves ("EVP_SignFinal( sig->mdCtx, signature, &signatureLength, pkey )"). */
+   one of the Oakley curves ("EVP_SignFinal( sig->mdCtx, signature, &signatureLength, pkey )").
+   crySignCanSign tells such keys before. */
 PB_EXPORT PB_BUFFER *crySignSignerFinal( CRY_SIGN_SIGNER *sig );
 
 /* crySignSignerSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

@@ -188,15 +188,18 @@ TEST( CrySignContracts, WholeBuffers )
     for( PB_INT alg : { (PB_INT)-1, (PB_INT)10, PB_INT_MIN, PB_INT_MAX } )
     {
         EXPECT_ABORT( file, ok, crySignTrySign( alg, priv.get(), data.get() ) );
+        EXPECT_ABORT( file, ok, crySignCanSign( alg, priv.get() ) );
         EXPECT_ABORT( file, ok, crySignVerify( alg, pub.get(), data.get(), data.get() ) );
     }
     EXPECT_ABORT( file, "privateKey", crySignTrySign( CRY_HASH_ALGORITHM_SHA1, nullptr, data.get() ) );
     EXPECT_ABORT( file, "data", crySignTrySign( CRY_HASH_ALGORITHM_SHA1, priv.get(), nullptr ) );
+    EXPECT_ABORT( file, "privateKey", crySignCanSign( CRY_HASH_ALGORITHM_SHA1, nullptr ) );
     EXPECT_ABORT( file, "publicKey", crySignVerify( CRY_HASH_ALGORITHM_SHA1, nullptr, data.get(), data.get() ) );
     EXPECT_ABORT( file, "signature", crySignVerify( CRY_HASH_ALGORITHM_SHA1, pub.get(), nullptr, data.get() ) );
     EXPECT_ABORT( file, "data", crySignVerify( CRY_HASH_ALGORITHM_SHA1, pub.get(), data.get(), nullptr ) );
     // The first broken one is told.
     EXPECT_ABORT( file, ok, crySignTrySign( 10, nullptr, nullptr ) );
+    EXPECT_ABORT( file, ok, crySignCanSign( 10, nullptr ) );
     EXPECT_ABORT( file, "privateKey", crySignTrySign( CRY_HASH_ALGORITHM_SHA1, nullptr, nullptr ) );
     EXPECT_ABORT( file, ok, crySignVerify( 10, nullptr, nullptr, nullptr ) );
     EXPECT_ABORT( file, "publicKey", crySignVerify( CRY_HASH_ALGORITHM_SHA1, nullptr, nullptr, nullptr ) );
@@ -245,6 +248,9 @@ TEST( CrySignContracts, KeysThatCannotSign )
     {
         SCOPED_TRACE( each.name );
         ASSERT_TRUE( each.key );
+        ERR_clear_error();
+        EXPECT_FALSE( crySignCanSign( each.alg, each.key.get() ) );
+        EXPECT_EQ( ERR_peek_error(), 0ul );
         EXPECT_ABORT( signerFile, check, crySignTrySign( each.alg, each.key.get(), data.get() ) );
         pb::Ref<CRY_SIGN_SIGNER> sig = pb::adopt( crySignSignerTryCreate( each.alg, each.key.get() ) );
         crySignSignerUpdate( sig.get(), data.get() );
@@ -253,8 +259,10 @@ TEST( CrySignContracts, KeysThatCannotSign )
     }
     // The same small key has room for a smaller digest, and a key on SM2's curve that was just made
     // is an EC key.
+    EXPECT_TRUE( crySignCanSign( CRY_HASH_ALGORITHM_SHA2_256, keys[2].key.get() ) );
     EXPECT_TRUE( pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, keys[2].key.get(), data.get() ) ) );
     Private justMade = pb::adopt( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_SM2 ) );
+    EXPECT_TRUE( crySignCanSign( CRY_HASH_ALGORITHM_SHA2_256, justMade.get() ) );
     EXPECT_TRUE( pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, justMade.get(), data.get() ) ) );
     ERR_clear_error();
 }

@@ -45,6 +45,7 @@ TEST( CryX509CertificateContracts, Keys )
     std::string                   body    = withUnknownKey( der( chainOf( KeyKind::p256 ).leaf ) );
     pb::Ref<CRY_X509_CERTIFICATE> unknown = pb::adopt( cryX509CertificateTryCreateFromDer( buf( body ).get() ) );
     ASSERT_TRUE( unknown );
+    EXPECT_FALSE( cryX509CertificateHasPublicKey( unknown.get() ) );
     EXPECT_ABORT( certificateFile, "pkey", cryX509CertificatePublicKey( unknown.get() ) );
     EXPECT_FALSE( cryX509CertificateCheckPrivateKey( unknown.get(), priv.get() ) );
     ERR_clear_error();

@@ -23,6 +23,7 @@ TEST( CryX509CsrContracts, Keys )
     // One that OpenSSL cannot decode is not given.
     Request unknown = requestFromPem( pem( "CERTIFICATE REQUEST", withUnknownKey( der( csr ) ) ) );
     ASSERT_TRUE( unknown );
+    EXPECT_FALSE( cryX509CsrHasPublicKey( unknown.get() ) );
     EXPECT_ABORT( file, "pkey", cryX509CsrPublicKey( unknown.get() ) );
     EXPECT_FALSE( cryX509CsrCheckPrivateKey( unknown.get(), priv.get() ) );
     ERR_clear_error();

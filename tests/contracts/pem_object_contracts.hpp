@@ -26,6 +26,7 @@
     do                                                                                     \
     {                                                                                      \
         EXPECT_ABORT( file, name, cry##Type##PublicKey( nullptr ) );                       \
+        EXPECT_ABORT( file, name, cry##Type##HasPublicKey( nullptr ) );                    \
         EXPECT_ABORT( file, name, cry##Type##CheckPrivateKey( nullptr, privateKey ) );     \
         EXPECT_ABORT( file, name, cry##Type##CheckPrivateKey( nullptr, nullptr ) );        \
         EXPECT_ABORT( file, "privateKey", cry##Type##CheckPrivateKey( object, nullptr ) ); \

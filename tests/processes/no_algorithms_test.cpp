@@ -82,6 +82,7 @@ TEST_F( NoAlgorithms, NothingIsSignedAndNothingIsVerified )
     {
         EXPECT_FALSE( pb::adopt( crySignSignerTryCreate( alg, priv.get() ) ) ) << alg;
         EXPECT_FALSE( pb::adopt( crySignTrySign( alg, priv.get(), data.get() ) ) ) << alg;
+        EXPECT_FALSE( crySignCanSign( alg, priv.get() ) ) << alg;
         EXPECT_FALSE( pb::adopt( crySignVerifierTryCreate( alg, pub.get(), data.get() ) ) ) << alg;
         EXPECT_FALSE( crySignVerify( alg, pub.get(), data.get(), data.get() ) ) << alg;
     }
@@ -131,6 +132,7 @@ TEST_F( NoAlgorithms, UntilAHostLoadsAProvider )
         pb::Ref<PB_BUFFER> signature = pb::adopt( crySignTrySign( alg, priv.get(), data.get() ) );
         ASSERT_TRUE( signature ) << alg;
         EXPECT_TRUE( crySignVerify( alg, pub.get(), signature.get(), data.get() ) ) << alg;
+        EXPECT_TRUE( crySignCanSign( alg, priv.get() ) ) << alg;
         EXPECT_FALSE( crySignVerify( alg, pub.get(), signature.get(), key.get() ) ) << alg;
     }
     EXPECT_TRUE( pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_ENCRYPT, key.get() ) ) );

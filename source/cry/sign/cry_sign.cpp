@@ -1,10 +1,34 @@
 #include <cry/cry_sign.h>
+#include <cry/internal/cry_pkey_private.h>
 
+#include "common/cry_ossl.hpp"
 #include "hash/cry_hash.hpp"
+#include "hash/cry_hash_algorithm.hpp"
 #include "pkey/cry_pkey_private.hpp"
 #include "pkey/cry_pkey_public.hpp"
 
+#include <openssl_module/internal/openssl_errors.hpp>
+#include <pb/containers.hpp>
 #include <pb/pb_mem.h>
+
+// Asks in the same two ways as crySignSignerFinal.
+PB_BOOL crySignCanSign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
+{
+    PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
+    PB_CHECK( privateKey );
+    openssl::ErrorMark detour;
+    PB_BYTE            digest[EVP_MAX_MD_SIZE];
+    if( !cry::tryDigest( alg, {}, digest ) )
+        return PB_FALSE;
+    size_t                 length = cry::pkey::signatureRoom( privateKey );
+    pb::StdVector<PB_BYTE> signature( length );
+    if( cry::pkey::trySign( privateKey, alg, digest, signature.data(), &length ) )
+        return PB_TRUE;
+    cry::ossl::Ptr<EVP_MD_CTX> mdCtx( EVP_MD_CTX_new() );
+    unsigned int               signatureLength;
+    return mdCtx && EVP_DigestInit_ex2( mdCtx.get(), cry::digestOf( alg ), nullptr ) &&
+        EVP_SignFinal( mdCtx.get(), signature.data(), &signatureLength, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) );
+}
 
 PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
 {

@@ -101,6 +101,13 @@ CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert )
     return cry::pkey::tryCopyPublic( pkey, X509_get_X509_PUBKEY( cert->x509 ) );
 }
 
+PB_BOOL cryX509CertificateHasPublicKey( CRY_X509_CERTIFICATE *cert )
+{
+    PB_CHECK( cert );
+    openssl::ErrorMark detour;
+    return X509_get0_pubkey( cert->x509 ) != nullptr;
+}
+
 PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( cert );

@@ -6,6 +6,7 @@
 #include "pkey/cry_pkey_public.hpp"
 
 #include <openssl/pem.h>
+#include <openssl_module/internal/openssl_errors.hpp>
 
 struct CRY_X509_CSR : PB_OBJ
 {
@@ -60,6 +61,13 @@ CRY_PKEY_PUBLIC *cryX509CsrPublicKey( CRY_X509_CSR *csr )
     EVP_PKEY *pkey = X509_REQ_get0_pubkey( csr->req );
     PB_CHECK( pkey );
     return cry::pkey::tryCopyPublic( pkey, X509_REQ_get_X509_PUBKEY( csr->req ) );
+}
+
+PB_BOOL cryX509CsrHasPublicKey( CRY_X509_CSR *csr )
+{
+    PB_CHECK( csr );
+    openssl::ErrorMark detour;
+    return X509_REQ_get0_pubkey( csr->req ) != nullptr;
 }
 
 PB_BOOL cryX509CsrCheckPrivateKey( CRY_X509_CSR *csr, CRY_PKEY_PRIVATE *privateKey )

@@ -62,6 +62,24 @@ TEST( CrySign, SignaturesAreGoodForPlainOpensslAndBackForEveryKeyAndAlgorithm )
         }
 }
 
+TEST( CrySign, KeysThatSignAreTold )
+{
+    takeErrors();
+    raiseError();
+    for( const auto &[name, pkey] : usualKeys() )
+        for( bool fast : { true, false } )
+        {
+            PrivateKey priv = privateKey( pkey, fast );
+            for( PB_INT alg = 0; alg <= lastAlgorithm; alg++ )
+                EXPECT_TRUE( crySignCanSign( alg, priv.get() ) ) << name << " " << digestNames[alg];
+        }
+    // The room that PKCS#1 v1.5 needs (RFC 8017, 9.2): 11 bytes beside the DigestInfo.
+    PrivateKey small = privateKey( Pkey( EVP_PKEY_Q_keygen( nullptr, nullptr, "RSA", (size_t)512 ), EVP_PKEY_free ) );
+    for( PB_INT alg = 0; alg <= lastAlgorithm; alg++ )
+        EXPECT_EQ( crySignCanSign( alg, small.get() ) == PB_TRUE, cryHashAlgorithmDigestSizeBits( alg ) / 8 + 19 + 11 <= 64 ) << digestNames[alg];
+    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } );
+}
+
 TEST( CrySign, DataOfEveryLengthIsSigned )
 {
     for( size_t length : { (size_t)0, (size_t)1, (size_t)0x100000, (size_t)0x100001 } )

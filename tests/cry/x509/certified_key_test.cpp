@@ -10,6 +10,7 @@ namespace
 struct CertificateWithKey : CertificateType
 {
     static constexpr auto publicKey       = cryX509CertificatePublicKey;
+    static constexpr auto hasPublicKey    = cryX509CertificateHasPublicKey;
     static constexpr auto checkPrivateKey = cryX509CertificateCheckPrivateKey;
     static constexpr auto keyOf           = X509_get0_pubkey;
     static constexpr auto spkiOf          = X509_get_X509_PUBKEY;
@@ -24,6 +25,7 @@ struct CertificateWithKey : CertificateType
 struct CsrWithKey : CsrType
 {
     static constexpr auto publicKey       = cryX509CsrPublicKey;
+    static constexpr auto hasPublicKey    = cryX509CsrHasPublicKey;
     static constexpr auto checkPrivateKey = cryX509CsrCheckPrivateKey;
     static constexpr auto keyOf           = X509_REQ_get0_pubkey;
     static constexpr auto spkiOf          = X509_REQ_get_X509_PUBKEY;
@@ -134,6 +136,7 @@ TYPED_TEST( CryCertifiedKey, IsTheOneThatWasPutIn )
                 EXPECT_EQ( this->canonical( obj ), this->text( handle.get() ) ) << name;
                 takeErrors();
                 raiseError();
+                EXPECT_TRUE( TypeParam::hasPublicKey( obj.get() ) ) << name;
                 PublicKey pub = this->publicKeyOf( obj );
                 EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } ) << name;
                 ASSERT_TRUE( pub ) << name;
@@ -275,5 +278,9 @@ TYPED_TEST( CryCertifiedKey, ThatCannotBeDecodedBelongsToNoPrivateKey )
     auto obj = this->fromText( this->text( handle.get() ) );
     ASSERT_TRUE( obj );
     EXPECT_EQ( this->canonical( obj ), this->text( handle.get() ) );
+    takeErrors();
+    raiseError();
+    EXPECT_FALSE( TypeParam::hasPublicKey( obj.get() ) );
+    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } );
     EXPECT_FALSE( this->check( obj, privateKey( key( KeyKind::p256 ) ) ) );
 }
