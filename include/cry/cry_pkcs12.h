@@ -37,9 +37,10 @@ PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_P
    an empty one, though OpenSSL tries both in either case. Null if it does not parse, when key or
    certificate is missing, when the password holds U+0000, and when one key needs more than
    10,000,000 rounds of derivation, or all together more than 30,000,000; nothing is derived then.
-   Certificates keep the names and key ids that the file gives them (X509_alias_get0,
-   X509_keyid_get0). Null aborts ("buffer"). Takes as long as the file's iteration counts say: a
-   millisecond for usual ones, many seconds for the most that is allowed. */
+   Null, too, if a DSA or DH key in it has a number of more than 16,384 bits. Certificates keep the
+   names and key ids that the file gives them (X509_alias_get0, X509_keyid_get0). Null aborts
+   ("buffer"). Takes as long as the file's iteration counts say: a millisecond for usual ones, many
+   seconds for the most that is allowed. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password );
 /* cryPkcs12TryCreateFromBufferWithDiagnostics: the same, and on failure `*diagnostics` becomes a
    new string that says why, for an administrator; what it held is released. `diagnostics` may be
@@ -48,7 +49,8 @@ PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnostics( PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics );
 /* cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode: the same, and `*code` becomes OpenSSL's error
    code when PKCS12_parse fails (a wrong password, for example), else 0. A file with too many rounds
-   has a code of the module's own, with a text (ERR_reason_error_string). `code` may be null. */
+   or too large a key has a code of the module's own, with a text (ERR_reason_error_string). `code`
+   may be null. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode(
     PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics, int32_t *code );
 

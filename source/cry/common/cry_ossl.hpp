@@ -29,6 +29,8 @@ inline void freeOf( BIGNUM *number ) { BN_free( number ); }
 inline void freeOf( X509 *x509 ) { X509_free( x509 ); }
 inline void freeOf( X509_REQ *req ) { X509_REQ_free( req ); }
 inline void freeOf( PKCS12 *pkcs ) { PKCS12_free( pkcs ); }
+inline void freeOf( PKCS8_PRIV_KEY_INFO *info ) { PKCS8_PRIV_KEY_INFO_free( info ); }
+inline void freeOf( X509_SIG *sig ) { X509_SIG_free( sig ); }
 inline void freeOf( X509_EXTENSION *extension ) { X509_EXTENSION_free( extension ); }
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }

@@ -7,6 +7,7 @@
 
 #include <openssl/err.h>
 #include <openssl_module/internal/openssl_errors.hpp>
+#include <openssl_module/internal/openssl_key_limits.h>
 #include <openssl_module/internal/openssl_module.h>
 #include <pb/pb_string.h>
 
@@ -59,14 +60,26 @@ CRY_PKCS12 *fail( PB_STRING **diagnostics, const char *text )
     return nullptr;
 }
 
-CRY_PKCS12 *failRefusing( PB_STRING **diagnostics, int32_t *code )
+CRY_PKCS12 *failRefusing( PB_STRING **diagnostics, int32_t *code, pb::Ref<PB_STRING> reason )
 {
     if( code )
         *code = (int32_t)ERR_peek_last_error();
-    pb::Ref<PB_STRING> whole = pb::adopt(
-        pbStringCreateFromFormatCstr( "the file is refused: it asks for more than %i rounds of key derivation for one key, or more than %i in all",
-            -1, (PB_INT)cry::pkcs12::mostRoundsAtOnce, (PB_INT)cry::pkcs12::mostRounds ) );
-    return fail( diagnostics, pbStringPeekUtf8( whole.get(), nullptr ) );
+    return fail( diagnostics, pbStringPeekUtf8( reason.get(), nullptr ) );
+}
+
+CRY_PKCS12 *failRefusingRounds( PB_STRING **diagnostics, int32_t *code )
+{
+    return failRefusing( diagnostics, code,
+        pb::adopt( pbStringCreateFromFormatCstr(
+            "the file is refused: it asks for more than %i rounds of key derivation for one key, or more than %i in all", -1,
+            (PB_INT)cry::pkcs12::mostRoundsAtOnce, (PB_INT)cry::pkcs12::mostRounds ) ) );
+}
+
+CRY_PKCS12 *failRefusingKey( PB_STRING **diagnostics, int32_t *code )
+{
+    return failRefusing( diagnostics, code,
+        pb::adopt( pbStringCreateFromFormatCstr(
+            "the file is refused: a key in it has a number of more than %i bits", -1, (PB_INT)OPENSSL___MOST_KEY_BITS ) ) );
 }
 
 CRY_PKCS12 *failParsing( PB_STRING **diagnostics, int32_t *code )
@@ -149,7 +162,9 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( PB_BUFFER *buffe
     switch( cry::pkcs12::tryRead( pkcs.get(), passwordText, contents ) )
     {
     case cry::pkcs12::Outcome::refused:
-        return failRefusing( diagnostics, code );
+        return failRefusingRounds( diagnostics, code );
+    case cry::pkcs12::Outcome::refusedKey:
+        return failRefusingKey( diagnostics, code );
     case cry::pkcs12::Outcome::failed:
         return failParsing( diagnostics, code );
     default:

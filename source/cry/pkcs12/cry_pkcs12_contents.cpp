@@ -6,6 +6,7 @@
 #include <openssl/err.h>
 #include <openssl/x509.h>
 #include <openssl_module/internal/openssl_errors.hpp>
+#include <openssl_module/internal/openssl_key_limits.h>
 #include <openssl_module/internal/openssl_module.h>
 
 // PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file
@@ -25,67 +26,16 @@ struct Freer
     void operator()( STACK_OF( PKCS7 ) * safes ) const { sk_PKCS7_pop_free( safes, PKCS7_free ); }
     void operator()( STACK_OF( PKCS12_SAFEBAG ) * bags ) const { sk_PKCS12_SAFEBAG_pop_free( bags, PKCS12_SAFEBAG_free ); }
     void operator()( STACK_OF( X509 ) * certificates ) const { sk_X509_pop_free( certificates, X509_free ); }
-    void operator()( PKCS8_PRIV_KEY_INFO *info ) const { PKCS8_PRIV_KEY_INFO_free( info ); }
-    void operator()( PBEPARAM *parameters ) const { PBEPARAM_free( parameters ); }
-    void operator()( PBE2PARAM *parameters ) const { PBE2PARAM_free( parameters ); }
-    void operator()( PBKDF2PARAM *parameters ) const { PBKDF2PARAM_free( parameters ); }
-    void operator()( SCRYPT_PARAMS *parameters ) const { SCRYPT_PARAMS_free( parameters ); }
 };
 template<class T>
 using Own = std::unique_ptr<T, Freer>;
 
 // ---- the cost of derivations
 
-// A number that is not to be trusted; the most when it has more than 64 bits.
-int64_t valueOf( const ASN1_INTEGER *number )
-{
-    int64_t value = 0;
-    if( number && !ASN1_INTEGER_get_int64( &value, number ) )
-        value = ASN1_STRING_type( number ) == V_ASN1_NEG_INTEGER ? 0 : INT64_MAX;
-    // OpenSSL keeps the lower 32 bits, which may be positive again.
-    return value > 0 ? value : value < INT32_MIN ? INT64_MAX : 0;
-}
-
 int64_t product( int64_t a, int64_t b )
 {
     int64_t result;
     return __builtin_mul_overflow( a, b, &result ) ? INT64_MAX : result;
-}
-
-template<class T>
-Own<T> parametersOf( const X509_ALGOR *algorithm, const ASN1_ITEM *item )
-{
-    return Own<T>( algorithm->parameter ? (T *)ASN1_TYPE_unpack_sequence( item, algorithm->parameter ) : nullptr );
-}
-
-// How many rounds deriving a key for an algorithm takes; 0 for what does not say.
-int64_t roundsOf( const X509_ALGOR *algorithm )
-{
-    if( OBJ_obj2nid( algorithm->algorithm ) != NID_pbes2 )
-    {
-        Own<PBEPARAM> parameters = parametersOf<PBEPARAM>( algorithm, ASN1_ITEM_rptr( PBEPARAM ) );
-        return parameters ? valueOf( parameters->iter ) : 0;
-    }
-    Own<PBE2PARAM> parameters = parametersOf<PBE2PARAM>( algorithm, ASN1_ITEM_rptr( PBE2PARAM ) );
-    if( !parameters )
-        return 0;
-    switch( OBJ_obj2nid( parameters->keyfunc->algorithm ) )
-    {
-    case NID_id_pbkdf2: {
-        Own<PBKDF2PARAM> function = parametersOf<PBKDF2PARAM>( parameters->keyfunc, ASN1_ITEM_rptr( PBKDF2PARAM ) );
-        return function ? valueOf( function->iter ) : 0;
-    }
-    case NID_id_scrypt: {
-        // Two rounds for each block (RFC 7914, 5 and 6).
-        Own<SCRYPT_PARAMS> function = parametersOf<SCRYPT_PARAMS>( parameters->keyfunc, ASN1_ITEM_rptr( SCRYPT_PARAMS ) );
-        if( !function )
-            return 0;
-        int64_t blocks = product( valueOf( function->blockSize ), valueOf( function->parallelizationParameter ) );
-        return product( 2, product( valueOf( function->costParameter ), blocks ) );
-    }
-    default:
-        return 0;
-    }
 }
 
 class Budget
@@ -98,7 +48,7 @@ public:
         if( __builtin_add_overflow( rounds, product( count, times ), &rounds ) )
             rounds = INT64_MAX;
     }
-    void add( const X509_ALGOR *algorithm ) { add( roundsOf( algorithm ) ); }
+    void add( const X509_ALGOR *algorithm ) { add( openssl___DerivationRounds( algorithm ) ); }
 
     // The keys that are in bags.
     void addBags( const STACK_OF( PKCS12_SAFEBAG ) * bags )
@@ -115,14 +65,21 @@ public:
                 X509_SIG_get0( sig, &algorithm, nullptr );
                 add( algorithm );
             }
+            else if( PKCS12_SAFEBAG_get_nid( bag ) == NID_keyBag )
+                addKey( PKCS12_SAFEBAG_get0_p8inf( bag ) );
         }
     }
 
-    bool exceeded() const { return tooMany || rounds > cry::pkcs12::mostRounds; }
+    // A key that was decrypted.
+    void addKey( const PKCS8_PRIV_KEY_INFO *info ) { tooLarge = tooLarge || ( info && !openssl___PrivateKeyIsBounded( info ) ); }
+
+    bool hasTooLargeKey() const { return tooLarge; }
+    bool exceeded() const { return tooLarge || tooMany || rounds > cry::pkcs12::mostRounds; }
 
 private:
-    int64_t rounds  = 0;
-    bool    tooMany = false; // in one derivation
+    int64_t rounds   = 0;
+    bool    tooMany  = false; // in one derivation
+    bool    tooLarge = false;
 };
 
 bool isEncrypted( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7_encrypted; }
@@ -232,7 +189,7 @@ Ptr<X509> inOrdinaryContext( Ptr<X509> x509 )
 
 Ptr<EVP_PKEY> inOrdinaryContext( Ptr<EVP_PKEY> key )
 {
-    Own<PKCS8_PRIV_KEY_INFO> info( key ? EVP_PKEY2PKCS8( key.get() ) : nullptr );
+    Ptr<PKCS8_PRIV_KEY_INFO> info( key ? EVP_PKEY2PKCS8( key.get() ) : nullptr );
     Ptr<EVP_PKEY>            again = info ? keyOf( info.get() ) : nullptr;
     return again ? std::move( again ) : std::move( key );
 }
@@ -256,7 +213,7 @@ struct Walk
             const ASN1_INTEGER *rounds;
             PKCS12_get0_mac( nullptr, nullptr, nullptr, &rounds, pkcs );
             // Without a password it is checked twice.
-            budget.add( rounds ? valueOf( rounds ) : 1, password && *password ? 1 : 2 );
+            budget.add( rounds ? openssl___RoundsOf( rounds ) : 1, password && *password ? 1 : 2 );
         }
         for( int index = 0; index < sk_PKCS7_num( safes ); index++ )
         {
@@ -304,8 +261,10 @@ struct Walk
         case NID_pkcs8ShroudedKeyBag:
             if( !key )
             {
-                Own<PKCS8_PRIV_KEY_INFO> info( PKCS12_decrypt_skey_ex( bag, password, -1, library, nullptr ) );
+                Ptr<PKCS8_PRIV_KEY_INFO> info( PKCS12_decrypt_skey_ex( bag, password, -1, library, nullptr ) );
                 if( info )
+                    budget.addKey( info.get() );
+                if( info && !budget.exceeded() )
                     key = keyOf( info.get() );
             }
             return (bool)key;
@@ -384,12 +343,14 @@ bool belongs( X509 *certificate, EVP_PKEY *key )
     return key && X509_check_private_key( certificate, key ) == 1;
 }
 
-// OpenSSL has no reason for this, so it gets one, under a library number that nobody else in the
-// process has.
-void raiseTooManyRounds()
+// OpenSSL has no reasons for these, so they get some, under a library number that nobody else in
+// the process has. Those below 100 are OpenSSL's, for any library.
+constexpr int tooManyRounds = 100, tooLargeKey = 101;
+
+void raise( int reason )
 {
-    constexpr int          reason  = 100; // those below are OpenSSL's, for any library
-    static ERR_STRING_DATA texts[] = { { 0, "cry" }, { ERR_PACK( 0, 0, reason ), "too many rounds of key derivation" }, { 0, nullptr } };
+    static ERR_STRING_DATA texts[] = { { 0, "cry" }, { ERR_PACK( 0, 0, tooManyRounds ), "too many rounds of key derivation" },
+        { ERR_PACK( 0, 0, tooLargeKey ), "a key with numbers that are too large" }, { 0, nullptr } };
     static const int       library = [] {
         int number     = ERR_get_next_error_library();
         texts[0].error = ERR_PACK( number, 0, 0 );
@@ -430,8 +391,8 @@ cry::pkcs12::Outcome cry::pkcs12::tryRead( PKCS12 *pkcs, const char *password, C
     }
     if( walk.budget.exceeded() )
     {
-        raiseTooManyRounds();
-        return Outcome::refused;
+        raise( walk.budget.hasTooLargeKey() ? tooLargeKey : tooManyRounds );
+        return walk.budget.hasTooLargeKey() ? Outcome::refusedKey : Outcome::refused;
     }
     if( !read )
         return readWithOpenssl( pkcs, password, contents ) ? Outcome::read : Outcome::failed;

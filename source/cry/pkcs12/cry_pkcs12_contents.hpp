@@ -20,8 +20,9 @@ struct Contents
 enum class Outcome
 {
     read,
-    failed,  // why stands in OpenSSL's queue
-    refused, // too many rounds; the queue's last error says so
+    failed,     // why stands in OpenSSL's queue
+    refused,    // too many rounds; the queue's last error says so
+    refusedKey, // a DSA or DH key with numbers that are too large; the same
 };
 
 // The most rounds of key derivation for one key, and for all of a file.

@@ -8,6 +8,8 @@
 #include <cry/cry_pkey_public.h>
 #include <cry/internal/cry_pkey_info.h>
 #include <openssl/pem.h>
+#include <openssl_module/internal/openssl_errors.hpp>
+#include <openssl_module/internal/openssl_key_limits.h>
 #include <openssl_module/internal/openssl_module.h>
 
 struct CRY_PKEY_PRIVATE : PB_OBJ
@@ -37,7 +39,30 @@ struct PrivateTraits
         EVP_PKEY  *pkey = nullptr;
         if( cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) )
             pkey = openssl___TryParsePrivateKeyFast( pbBufferBytes( data ), pbBufferLength( data ) );
-        return { pkey ? pkey : cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey ), {} };
+        if( !pkey && isBounded( pem ) )
+            pkey = cry::ossl::readThroughText( pem, PEM_read_bio_PrivateKey );
+        return { pkey, {} };
+    }
+
+    // A text must not keep the process busy for long.
+    static bool isBounded( CRY_PEM *pem )
+    {
+        openssl::ErrorMark   detour;
+        PB_BUFFER           *data   = cry::pem::data( pem );
+        long                 length = (long)pbBufferLength( data );
+        const unsigned char *at     = pbBufferBytes( data );
+        if( cry::pem::hasLabel( pem, PEM_STRING_PKCS8 ) )
+        {
+            cry::ossl::Ptr<X509_SIG> sig( d2i_X509_SIG( nullptr, &at, length ) );
+            const X509_ALGOR        *algorithm = nullptr;
+            if( sig )
+                X509_SIG_get0( sig.get(), &algorithm, nullptr );
+            return !algorithm || openssl___DerivationIsBounded( algorithm );
+        }
+        if( !cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) )
+            return true;
+        cry::ossl::Ptr<PKCS8_PRIV_KEY_INFO> info( d2i_PKCS8_PRIV_KEY_INFO( nullptr, &at, length ) );
+        return !info || openssl___PrivateKeyIsBounded( info.get() );
     }
 
     static pb::Ref<CRY_PEM> tryWrite( EVP_PKEY *pkey )

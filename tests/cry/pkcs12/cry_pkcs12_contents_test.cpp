@@ -663,3 +663,30 @@ TEST( CryPkcs12Contents, BagsAreNestedAsDeepAsOpensslAllows )
     EXPECT_EQ( read.size(), 2u );
     expectNotRefused( "far too deep", deep( 2000 ), {} );
 }
+
+TEST( CryPkcs12Contents, FilesWithATooLargeKeyAreRefused )
+{
+    constexpr char       said[] = "the file is refused: a key in it has a number of more than 16384 bits";
+    const Chain         &c      = p256();
+    std::string          der    = discreteKey( dsaOid, 4000000 );
+    const unsigned char *at     = (const unsigned char *)der.data();
+    auto                 sealed = [&] {
+        at                        = (const unsigned char *)der.data();
+        PKCS8_PRIV_KEY_INFO *info = d2i_PKCS8_PRIV_KEY_INFO( nullptr, &at, (long)der.size() );
+        X509_SIG            *sig  = PKCS8_set0_pbe_ex( secret.c_str(), -1, info, quick(), nullptr, nullptr );
+        PKCS8_PRIV_KEY_INFO_free( info );
+        return PKCS12_SAFEBAG_create0_pkcs8( sig );
+    };
+    for( const std::string &file : { plainFile( { keyBagOf( der ), certBag( c.leaf ) } ), plainFile( { sealed(), certBag( c.leaf ) } ),
+             fileOf( { encryptedSafe( { keyBagOf( der ), certBag( c.leaf ) }, quick(), secret ) }, macOf( secret ) ) } )
+    {
+        Read   read;
+        double seconds = secondsOf( [&] { read = readByFamily( file, secret ); } );
+        EXPECT_FALSE( read.read );
+        EXPECT_EQ( read.said, said );
+        EXPECT_STREQ( ERR_lib_error_string( (unsigned long)read.code ), "cry" );
+        EXPECT_STREQ( ERR_reason_error_string( (unsigned long)read.code ), "a key with numbers that are too large" );
+        EXPECT_LT( seconds, 2 );
+    }
+    takeErrors();
+}

@@ -238,6 +238,29 @@ inline std::string integerDer( const std::string &decimal )
 inline std::string sequence( const std::string &content ) { return tlv( 0x30, content ); }
 inline std::string octets( const std::string &content ) { return tlv( 0x04, content ); }
 
+// A positive number of so many bits.
+inline std::string numberOf( size_t bits )
+{
+    std::string bytes( ( bits + 7 ) / 8, '\x55' );
+    bytes[0] = (char)( 1 << ( bits - 1 ) % 8 );
+    return tlv( 0x02, ( bits % 8 ? "" : std::string( 1, '\0' ) ) + bytes );
+}
+
+inline constexpr char dsaOid[] = "1.2.840.10040.4.1", dhOid[] = "1.2.840.113549.1.3.1", dhxOid[] = "1.2.840.10046.2.1";
+
+// PKCS#8.
+inline std::string privateKeyInfo( const char *oid, const std::string &parameters, const std::string &key )
+{
+    return sequence( integerDer( "0" ) + sequence( oidDer( oid ) + parameters ) + octets( key ) );
+}
+
+// A DSA or DH key with a prime of so many bits, which is none.
+inline std::string discreteKey( const char *oid, size_t bits )
+{
+    std::string three = integerDer( "3" );
+    return privateKeyInfo( oid, sequence( numberOf( bits ) + ( oid == dhOid ? "" : three ) + three ), integerDer( "5" ) );
+}
+
 // ---- algorithms
 
 inline X509_ALGOR *algorithmFromDer( const std::string &der )

@@ -1,5 +1,6 @@
 // Only what differs from other types with a canonical PEM: the rest is in pem_object_test.cpp.
 #include "cry/common/pem_object_suite.hpp"
+#include "cry/pkcs12/files.hpp"
 #include "support/files.hpp"
 #include "support/json.hpp"
 #include "support/key_decoding.hpp"
@@ -176,4 +177,37 @@ TEST( CryPkeyPrivate, TellsWhatKindOfKeyItIs )
             EXPECT_EQ( cryPkeyInfoBits( pb::adopt( cryPkeyPrivateInfo( priv.get() ) ).get() ), each.bits );
         }
     }
+}
+
+// ---- texts that would keep a thread busy
+
+namespace
+{
+
+// An encrypted key as a block; it says how it was encrypted, and was not.
+Block unreadableKey( X509_ALGOR *algorithm )
+{
+    unsigned char *bytes  = nullptr;
+    int            length = i2d_X509_ALGOR( algorithm, &bytes );
+    std::string    der( (const char *)bytes, (size_t)length );
+    OPENSSL_free( bytes );
+    X509_ALGOR_free( algorithm );
+    return { "ENCRYPTED PRIVATE KEY", sequence( der + octets( "sixteen letters." ) ) };
+}
+
+}
+
+TEST( CryPkeyPrivate, TooCostlyEncryptionIsNotTried )
+{
+    // Each of these would take minutes at least, so the test shows it by its time.
+    for( X509_ALGOR *algorithm : { sayingRounds( "2147483647" ), sayingPbkdf2Rounds( "2147483647" ), sayingScrypt( "16384", "8", "1000000" ) } )
+        EXPECT_FALSE( fromText( pemText( "ENCRYPTED PRIVATE KEY", unreadableKey( algorithm ).body ) ) );
+    takeErrors();
+}
+
+TEST( CryPkeyPrivate, KeysWhosePublicHalfTakesTooLongAreNotRead )
+{
+    for( const char *oid : { dsaOid, dhOid, dhxOid } )
+        EXPECT_FALSE( fromText( pemText( "PRIVATE KEY", discreteKey( oid, 4000000 ) ) ) ) << oid;
+    takeErrors();
 }
