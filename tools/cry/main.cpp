@@ -1,8 +1,11 @@
 #include "arguments.hpp"
+#include "memory.hpp"
 #include "output/error.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
 
+#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <pb/runtime.hpp>
@@ -53,13 +56,30 @@ void occupyStandardStreams()
     }
 }
 
+// What is printed may be secret, so that the buffer is overwritten, too.
+struct OutputBuffer
+{
+    char bytes[BUFSIZ];
+
+    OutputBuffer() { std::setvbuf( stdout, bytes, isatty( STDOUT_FILENO ) ? _IOLBF : _IOFBF, sizeof bytes ); }
+    ~OutputBuffer()
+    {
+        std::fflush( stdout );
+        std::setvbuf( stdout, nullptr, _IONBF, 0 );
+        explicit_bzero( bytes, sizeof bytes );
+    }
+};
+
 }
 
 int main( int argc, char **argv )
 {
     occupyStandardStreams();
+    tool::keepMemorySecret();
+    OutputBuffer buffer;
     try
     {
+        tool::cleanseMemory();
         int exit = run( argc, argv );
         tool::flushOutput();
         return exit;

@@ -51,17 +51,12 @@ int make( Options &options )
     CRY_HASH_ALGORITHM algorithm = tool::algorithmOf( options.algorithm );
     tool::checkStandardInput( { options.key, options.file } );
     options.output.check();
-    tool::Key          key = tool::readPrivateKey( options.key, options.password );
-    tool::SigningCheck signingCheck( algorithm );
-    signingCheck.check( key ); // most errors show before the file is read
+    tool::Key key = tool::readPrivateKey( options.key, options.password );
+    tool::checkCanSign( key, algorithm );
     pb::Ref<CRY_SIGN_SIGNER> signer = pb::adopt( crySignSignerTryCreate( algorithm, key.privateKey.get() ) );
     if( !signer )
         throw tool::algorithmMissing();
-    tool::forEachPiece( options.file, [&]( const PB_BYTE *bytes, PB_INT count ) {
-        signingCheck.update( bytes, count );
-        crySignSignerUpdateBytes( signer.get(), bytes, count );
-    } );
-    signingCheck.check( key );
+    tool::forEachPiece( options.file, [&signer]( const PB_BYTE *bytes, PB_INT count ) { crySignSignerUpdateBytes( signer.get(), bytes, count ); } );
     pb::Ref<PB_BUFFER> signature = pb::adopt( crySignSignerFinal( signer.get() ) );
     print( options, "signature", signature.get(),
         { { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },

@@ -58,11 +58,13 @@ std::string tool::nameOf( const std::string &path ) { return path == "-" ? "stan
 
 pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
 {
-    constexpr PB_INT piece = 65536, most = 64 << 20;
+    constexpr PB_INT piece = 65536;
+    const bool       key   = secrecy == Content::key;
+    const PB_INT     most  = key ? 1 << 20 : 64 << 20;
 
     Stream             stream( path );
     pb::Ref<PB_BUFFER> content = pb::adopt( pbBufferCreate() );
-    if( secrecy == Content::secret )
+    if( secrecy != Content::open )
         pbBufferSetSensitive( content.handle() );
     for( ;; )
     {
@@ -73,7 +75,7 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
         if( count == 0 )
             return content;
         if( length + count > most )
-            throw InputError( path, "is larger than 64 MiB, the limit" );
+            throw InputError( path, key ? "is larger than 1 MiB, the limit for a key" : "is larger than 64 MiB, the limit" );
     }
 }
 

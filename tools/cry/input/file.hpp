@@ -14,13 +14,16 @@ namespace tool
 // How messages call a file; "-" is standard input.
 std::string nameOf( const std::string &path );
 
-// The whole content of a file or of standard input; a secret one is marked sensitive. Throws
-// InputError if it cannot be read, or is larger than any file of certificates.
 enum class Content
 {
     open,
     secret,
+    key, // secret, too
 };
+
+// The whole content of a file or of standard input; a secret one is marked sensitive. Throws
+// InputError if it cannot be read, or is larger than any file of certificates (64 MiB) or, for a
+// key, than any file of a key (1 MiB).
 pb::Ref<PB_BUFFER> readWhole( const std::string &path, Content content = Content::open );
 
 // Calls take( bytes, count ) for the pieces of a file or of standard input, however large it is,

@@ -15,6 +15,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
+#include <openssl_module/internal/openssl_key_limits.h>
 
 namespace
 {
@@ -39,8 +40,10 @@ pb::Ref<CRY_PKEY_PUBLIC> keyIn( CRY_X509_CERTIFICATE *certificate, std::string &
 {
     ERR_clear_error();
     pb::Ref<CRY_PKEY_PUBLIC> key;
-    if( X509_get0_pubkey( cry___X509CertificatePeekOpensslX509( certificate ) ) )
+    if( cryX509CertificateHasPublicKey( certificate ) )
         key = pb::adopt( cryX509CertificatePublicKey( certificate ) );
+    else
+        X509_get0_pubkey( cry___X509CertificatePeekOpensslX509( certificate ) ); // for the reason
     if( !key )
         problem = "the certificate's key cannot be read" + tool::opensslReasonInBrackets();
     return key;
@@ -50,7 +53,7 @@ class Reader
 {
 public:
     Reader( const std::string &file, tool::PasswordOptions &passwordOptions ) :
-        path( file ), password( passwordOptions ), content( tool::readWhole( file, tool::Content::secret ) )
+        path( file ), password( passwordOptions ), content( tool::readWhole( file, tool::Content::key ) )
     {
         if( !pbBufferLength( content.get() ) )
             throw tool::InputError( path, "is empty" );
@@ -60,7 +63,7 @@ public:
     {
         tool::Key key;
         if( !findPrivate( key ) && !findDerPrivate( key ) )
-            throw tool::InputError( path, "holds no private key" + whatElse() );
+            throw tool::InputError( path, refusal.empty() ? "holds no private key" + whatElse() : refusal );
         return finished( key );
     }
 
@@ -68,7 +71,7 @@ public:
     {
         tool::Key key;
         if( !findPrivate( key ) && !findPublic( key ) && !findDerPrivate( key ) && !findDerPublic( key ) )
-            throw tool::InputError( path, "holds no key and no certificate" + whatElse() );
+            throw tool::InputError( path, refusal.empty() ? "holds no key and no certificate" + whatElse() : refusal );
         return finished( key );
     }
 
@@ -101,20 +104,58 @@ private:
             key.form += ", protected by a password";
         else if( !block.pem )
             fail( block.problemLine, block.problem );
-        if( block.headers || block.label == "ENCRYPTED PRIVATE KEY" )
-        {
-            pb::Ref<PB_BUFFER> text = tool::tidied( pbBufferBytes( content.get() ) + block.offset, block.length );
-            key.privateKey          = tool::unprotected(
-                pbBufferBytes( text.get() ), pbBufferLength( text.get() ), password, path, PEM_read_bio_PrivateKey, problem );
-        }
+        if( block.headers )
+            takeUnprotected(
+                tool::decryptOldPem( pbBufferBytes( content.get() ) + block.offset, block.length, password, path ), key.privateKey, problem );
+        else if( block.label == "ENCRYPTED PRIVATE KEY" )
+            readEncrypted( pb::adopt( cryPemData( block.pem.get() ) ).get(), key.privateKey, problem );
         else
-        {
-            ERR_clear_error();
-            key.privateKey = pb::adopt( cryPkeyPrivateTryCreateFromPem( block.pem.get() ) );
-            problem        = key.privateKey ? "" : "the private key does not parse" + tool::opensslReasonInBrackets();
-        }
+            readPlain( block.pem.get(), key.privateKey, problem );
         if( !key.privateKey )
             fail( block.line, problem );
+    }
+
+    static void readPlain( CRY_PEM *pem, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
+    {
+        checkNumbers( pb::adopt( cryPemData( pem ) ).get(), problem );
+        if( !problem.empty() )
+            return;
+        ERR_clear_error();
+        key = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem ) );
+        if( !key )
+            problem = "the private key does not parse" + tool::opensslReasonInBrackets();
+    }
+
+    void readEncrypted( PB_BUFFER *der, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
+    {
+        ERR_clear_error();
+        const unsigned char                                  *at = pbBufferBytes( der );
+        std::unique_ptr<X509_SIG, decltype( &X509_SIG_free )> sig( d2i_X509_SIG( nullptr, &at, (long)pbBufferLength( der ) ), X509_SIG_free );
+        if( sig )
+            takeUnprotected( tool::decryptPkcs8( sig.get(), password, path ), key, problem );
+        else
+            problem = "the private key does not parse" + tool::opensslReasonInBrackets();
+    }
+
+    static void takeUnprotected( const tool::Unprotected &unprotected, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
+    {
+        problem = unprotected.problem;
+        if( !unprotected.der )
+            return;
+        pb::Ref<PB_STRING> label = pb::adopt( pbStringCreateFromCstr( unprotected.label.data(), (PB_INT)unprotected.label.size() ) );
+        pb::Ref<CRY_PEM>   pem   = pb::adopt( cryPemCreate() );
+        cryPemSetLabel( pem.handle(), label.get() );
+        cryPemSetData( pem.handle(), unprotected.der.get() );
+        readPlain( pem.get(), key, problem );
+        if( !key && !problem.starts_with( "the key has" ) )
+            problem = "the password is wrong, or the key is damaged: " + problem;
+    }
+
+    // Larger numbers would keep the tool busy for minutes, and OpenSSL does not verify with them.
+    static void checkNumbers( PB_BUFFER *der, std::string &problem )
+    {
+        if( !openssl___NumbersAreBounded( pbBufferBytes( der ), pbBufferLength( der ) ) )
+            problem = "the key has a number of more than 16,384 bits, the limit, or is nested too deeply";
     }
 
     bool findPublic( tool::Key &key )
@@ -159,15 +200,19 @@ private:
         const unsigned char                                  *bytes = pbBufferBytes( content.get() ), *at = bytes;
         PB_INT                                                length = pbBufferLength( content.get() );
         std::unique_ptr<X509_SIG, decltype( &X509_SIG_free )> protectedKey( d2i_X509_SIG( nullptr, &at, (long)length ), X509_SIG_free );
+        std::string                                           problem;
         if( protectedKey && at == bytes + length )
         {
-            std::string problem;
-            key.form       = "PKCS#8 in DER, protected by a password";
-            key.privateKey = tool::unprotected( bytes, length, password, path, d2i_PKCS8PrivateKey_bio, problem );
+            key.form = "PKCS#8 in DER, protected by a password";
+            takeUnprotected( tool::decryptPkcs8( protectedKey.get(), password, path ), key.privateKey, problem );
             if( !key.privateKey )
                 throw tool::InputError( path, problem );
             return true;
         }
+        // It may still be a certificate.
+        checkNumbers( content.get(), refusal );
+        if( !refusal.empty() )
+            return false;
         at = bytes;
         if( EVP_PKEY *pkey = d2i_AutoPrivateKey( nullptr, &at, (long)length ) )
             key.privateKey = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( pkey ) );
@@ -211,7 +256,13 @@ private:
     {
         key.file = path;
         if( !key.privateKey )
+        {
+            std::string problem;
+            checkNumbers( pb::adopt( cryPemData( pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) ).get() ) ).get(), problem );
+            if( !problem.empty() )
+                throw tool::InputError( path, problem );
             return key;
+        }
         tool::warnIfOthersCanRead( path, "the private key" );
         ERR_clear_error();
         key.publicKey = pb::adopt( cryPkeyPrivatePublicKey( key.privateKey.get() ) );
@@ -224,6 +275,7 @@ private:
     tool::PasswordOptions &password;
     pb::Ref<PB_BUFFER>     content;
     bool                   anyBlock = false;
+    std::string            refusal; // why DER was not tried as a private key
     tool::OtherLabels      others;
 };
 

@@ -3,14 +3,24 @@
 #include "output/error.hpp"
 #include "output/openssl_reason.hpp"
 
-#include <cry/internal/cry_pkey_private.h>
 #include <cstring>
 #include <memory>
 #include <openssl/bio.h>
 #include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/pkcs12.h>
+#include <openssl/proverr.h>
+#include <openssl/x509.h>
+#include <openssl_module/internal/openssl_key_limits.h>
 
 namespace
 {
+
+template<auto free>
+struct Freer
+{
+    void operator()( auto *object ) const { free( object ); }
+};
 
 // Asks for the password if OpenSSL wants one. Exceptions must not pass through OpenSSL, so an error
 // is kept and thrown afterwards.
@@ -18,15 +28,11 @@ struct Asked
 {
     tool::PasswordOptions            &options;
     const std::string                &path;
-    bool                              asked = false;
     std::unique_ptr<tool::InputError> problem;
 
     static int callback( char *to, int room, int, void *self )
     {
         Asked &asked = *(Asked *)self;
-        asked.asked  = true;
-        if( asked.problem ) // OpenSSL asks each of its decoders
-            return -1;
         try
         {
             pb::Ref<PB_BUFFER> password = asked.options.get( asked.path );
@@ -44,9 +50,8 @@ struct Asked
     }
 };
 
-}
-
-pb::Ref<PB_BUFFER> tool::tidied( const PB_BYTE *bytes, PB_INT length )
+// The text of a block as OpenSSL wants it: without blanks around its lines, which end with LF.
+pb::Ref<PB_BUFFER> tidied( const PB_BYTE *bytes, PB_INT length )
 {
     pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
     pbBufferSetSensitive( text.handle() );
@@ -66,22 +71,67 @@ pb::Ref<PB_BUFFER> tool::tidied( const PB_BYTE *bytes, PB_INT length )
     return text;
 }
 
-pb::Ref<CRY_PKEY_PRIVATE> tool::unprotected( const PB_BYTE *bytes, PB_INT length, PasswordOptions &password, const std::string &path,
-    EVP_PKEY *( *read )(BIO *, EVP_PKEY **, pem_password_cb *, void *), std::string &problem )
+// DER that OpenSSL allocated, which is freed.
+pb::Ref<PB_BUFFER> secretBuffer( unsigned char *der, long length )
 {
-    Asked                                       asked{ password, path, false, nullptr };
-    std::unique_ptr<BIO, decltype( &BIO_free )> bio( BIO_new_mem_buf( bytes, (int)length ), BIO_free );
+    pb::Ref<PB_BUFFER> buffer = pb::adopt( pbBufferCreate() );
+    pbBufferSetSensitive( buffer.handle() );
+    pbBufferAppendBytes( buffer.handle(), der, length );
+    OPENSSL_clear_free( der, (size_t)length );
+    return buffer;
+}
+
+// Why the decryption failed, by the first error of OpenSSL. Those that do not come from the
+// password are not blamed on it.
+std::string decryptionProblem()
+{
+    unsigned long error   = ERR_peek_error();
+    int           library = ERR_GET_LIB( error ), reason = ERR_GET_REASON( error );
+    bool          scrypt  = library == ERR_LIB_EVP && ( reason == EVP_R_MEMORY_LIMIT_EXCEEDED || reason == EVP_R_ILLEGAL_SCRYPT_PARAMETERS );
+    bool          unknown = library == ERR_LIB_EVP &&
+        ( reason == EVP_R_UNSUPPORTED_ALGORITHM || reason == EVP_R_UNKNOWN_PBE_ALGORITHM || reason == ERR_R_UNSUPPORTED );
+    std::string text = tool::opensslReasonInBrackets();
+    if( scrypt )
+        return "the key is encrypted with scrypt, with more memory than OpenSSL gives it or with numbers that it refuses" + text;
+    if( unknown )
+        return "the key is encrypted in a way that OpenSSL does not know" + text;
+    return "the password is wrong, or the key is damaged" + text;
+}
+
+}
+
+tool::Unprotected tool::decryptPkcs8( const X509_SIG *sig, PasswordOptions &password, const std::string &path )
+{
+    const X509_ALGOR *algorithm;
+    X509_SIG_get0( sig, &algorithm, nullptr );
+    if( !openssl___DerivationIsBounded( algorithm ) )
+        return { {}, "", "the key's encryption asks for more work than is done for a password: 10,000,000 rounds, or 1 GiB of scrypt" };
+    pb::Ref<PB_BUFFER> given = password.get( path );
     ERR_clear_error();
-    EVP_PKEY *pkey = read( bio.get(), nullptr, Asked::callback, &asked );
+    std::unique_ptr<PKCS8_PRIV_KEY_INFO, Freer<PKCS8_PRIV_KEY_INFO_free>> info(
+        PKCS8_decrypt( sig, (const char *)pbBufferBytes( given.get() ), (int)pbBufferLength( given.get() ) ) );
+    unsigned char *der    = nullptr;
+    int            length = info ? i2d_PKCS8_PRIV_KEY_INFO( info.get(), &der ) : 0;
+    if( length <= 0 )
+        return { {}, "", decryptionProblem() };
+    return { secretBuffer( der, length ), PEM_STRING_PKCS8INF, "" };
+}
+
+tool::Unprotected tool::decryptOldPem( const PB_BYTE *text, PB_INT length, PasswordOptions &password, const std::string &path )
+{
+    pb::Ref<PB_BUFFER>                    tidy = tidied( text, length );
+    std::unique_ptr<BIO, Freer<BIO_free>> bio( BIO_new_mem_buf( pbBufferBytes( tidy.get() ), (int)pbBufferLength( tidy.get() ) ) );
+    Asked                                 asked{ password, path, nullptr };
+    unsigned char                        *der       = nullptr;
+    char                                 *name      = nullptr;
+    long                                  derLength = 0;
+    ERR_clear_error();
+    int read = PEM_bytes_read_bio( &der, &derLength, &name, PEM_STRING_EVP_PKEY, bio.get(), Asked::callback, &asked );
     if( asked.problem )
         throw *asked.problem;
-    if( pkey )
-    {
-        pb::Ref<CRY_PKEY_PRIVATE> key = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( pkey ) );
-        if( key )
-            return key;
-    }
-    std::string reason = opensslReasonInBrackets();
-    problem            = asked.asked ? "the password is wrong, or the key is damaged" + reason : "the private key does not parse" + reason;
-    return {};
+    if( read != 1 )
+        return { {}, "", decryptionProblem() };
+    Unprotected result{ secretBuffer( der, derLength ), name, "" };
+    OPENSSL_free( name );
+    return result;
 }

@@ -1,23 +1,30 @@
-// Private keys behind a password, which OpenSSL decodes.
+// Private keys behind a password.
 #pragma once
 
 #include "input/password.hpp"
 
-#include <cry/cry_pkey_private.h>
+#include <openssl/x509.h>
+#include <pb/pb_buffer.h>
+#include <pb/ref.hpp>
 
-#include <openssl/pem.h>
 #include <string>
 
 namespace tool
 {
 
-// The text of a block as OpenSSL wants it: without blanks around its lines, which end with LF.
-pb::Ref<PB_BUFFER> tidied( const PB_BYTE *bytes, PB_INT length );
+// What is behind a password: DER, which is sensitive, and the label that its PEM would have. No DER
+// if it cannot be had; then `problem` says why.
+struct Unprotected
+{
+    pb::Ref<PB_BUFFER> der;
+    std::string        label, problem;
+};
 
-// The key that OpenSSL's function `read` makes of these bytes of a file; the function may ask for
-// the password. If there is none, `problem` says why. Throws InputError if there is no password to
-// be had.
-pb::Ref<CRY_PKEY_PRIVATE> unprotected( const PB_BYTE *bytes, PB_INT length, PasswordOptions &password, const std::string &path,
-    EVP_PKEY *( *read )(BIO *, EVP_PKEY **, pem_password_cb *, void *), std::string &problem );
+// The content of encrypted PKCS#8 (RFC 5958, 3), decrypted with the password for the file. Throws
+// InputError if there is no password to be had.
+Unprotected decryptPkcs8( const X509_SIG *sig, PasswordOptions &password, const std::string &path );
+
+// The same for a block of PEM whose header lines say how it is encrypted (RFC 1421).
+Unprotected decryptOldPem( const PB_BYTE *text, PB_INT length, PasswordOptions &password, const std::string &path );
 
 }

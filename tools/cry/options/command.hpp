@@ -1,6 +1,8 @@
 // The options of a command, and its function.
 #pragma once
 
+#include "libcrypto.hpp"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
@@ -47,7 +49,10 @@ Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), co
     auto options = std::make_shared<Options>();
     command.add_flag( "--json", options->json, "print the result as JSON" );
     command.footer( footer );
-    command.callback( [options, &exit, run] { exit = run( *options ); } );
+    command.callback( [options, &exit, run] {
+        requireAlgorithms();
+        exit = run( *options );
+    } );
     return *options;
 }
 

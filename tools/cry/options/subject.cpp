@@ -51,5 +51,5 @@ tool::Subject::Subject( SubjectOptions &options )
         checkCommonName( commonName.get(), "--common-name", "" );
     }
     key = readPrivateKey( options.key, options.password );
-    SigningCheck( CRY_HASH_ALGORITHM_SHA2_256 ).check( key );
+    checkCanSign( key, CRY_HASH_ALGORITHM_SHA2_256 );
 }
