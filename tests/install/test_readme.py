@@ -51,7 +51,7 @@ class Readme(unittest.TestCase):
         self.broken("│  issuer       CN=Example ec intermediate", "│  issuer       CN=Example ec root", "'./run verify --no-system")
 
     def test_finds_a_command_that_fails(self):
-        self.broken("--out release.sig release.tar", "--out release.sig release.zip", "'cry signature make")
+        self.broken("--out release.sig release.txt", "--out release.sig release.tar", "'cry signature make")
 
     def test_finds_a_session_that_is_gone(self):
         self.broken("$ cry signature check", "cry signature check", "no command begins with 'cry signature check '")
