@@ -5,8 +5,14 @@
 #   source/NAME/exports.txt         every name that it exports, and no other
 #   include/NAME (or HEADERS)       its public headers, installed
 #
+# Names like bn, in and tr are common. So the libraries and the headers are installed in folders of
+# their own, which no compiler and no loader searches by itself.
+#
 # Makes NAME_objects (the object library that white-box tests and fuzzers link) and NAME (the shared
 # library that everything else links).
+
+set( CRY_INSTALL_LIBDIR ${CMAKE_INSTALL_LIBDIR}/cry )
+set( CRY_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/cry-libraries )
 
 string( TIMESTAMP PRODUCT_BUILD_TIME "UTC %Y-%m-%d %H:%M:%S (%A)" UTC )
 
@@ -100,7 +106,9 @@ function( cry_library NAME )
     if( NOT CRY_SANITIZE AND NOT CRY_FUZZ )
         target_link_options( ${NAME} PRIVATE -Wl,--no-undefined )
     endif()
-    target_include_directories( ${NAME} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> )
+    target_include_directories( ${NAME} INTERFACE $<INSTALL_INTERFACE:${CRY_INSTALL_INCLUDEDIR}> )
+    # The .hpp headers need it. In programs of C alone this asks for nothing.
+    target_compile_features( ${NAME} INTERFACE cxx_std_20 )
     foreach( dependency ${LIB_DEPENDS} )
         target_link_libraries( ${NAME} PUBLIC ${dependency} )
         target_link_libraries( ${NAME}_objects PUBLIC libraries_options )

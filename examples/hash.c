@@ -3,6 +3,7 @@
 #include <pb/pb.h>
 
 #include <stdio.h>
+#include <string.h>
 
 /* Starts the module and all that it depends on. */
 static int start( void )
@@ -30,13 +31,12 @@ int main( int argc, char **argv )
     if( !start() )
         return 1;
 
-    PB_STRING  *text   = pbStringCreateFromCstr( argv[1], -1 );
-    PB_INT      length = 0;
-    const char *utf8   = pbStringPeekUtf8( text, &length );
-    PB_BUFFER  *data   = pbBufferCreateFromBytes( utf8, length );
-    PB_BUFFER  *digest = cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, data );
-    int         result = 1;
-    if( digest )
+    PB_BUFFER *data   = pbBufferCreateFromBytes( argv[1], (PB_INT)strlen( argv[1] ) );
+    PB_BUFFER *digest = cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, data );
+    int        result = 1;
+    if( !digest )
+        fprintf( stderr, "hash: there is no SHA-256 here\n" );
+    else
     {
         PB_STRING *digits = pbBufferToString( digest );
         printf( "%s\n", pbStringPeekUtf8( digits, NULL ) );
@@ -45,7 +45,6 @@ int main( int argc, char **argv )
         result = 0;
     }
     pbBufferRelease( data );
-    pbStringRelease( text );
     pbRuntimeStop();
     return result;
 }

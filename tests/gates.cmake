@@ -30,6 +30,8 @@ gate( gate_self_test ${python} ${architecture}/test_gates.py )
 # What is instrumented is not what is installed.
 if( NOT CRY_SANITIZE AND NOT CRY_COVERAGE )
     gate( gate_install ${CMAKE_CURRENT_SOURCE_DIR}/install/install_test.sh ${CMAKE_BINARY_DIR} )
+    gate( gate_readme ${python} ${CMAKE_CURRENT_SOURCE_DIR}/install/readme_test.py ${CMAKE_BINARY_DIR} )
+    gate( gate_readme_self_test ${python} ${CMAKE_CURRENT_SOURCE_DIR}/install/test_readme.py ${CMAKE_BINARY_DIR} )
     # The types come from full debug information, which Release builds do not have.
     if( CMAKE_BUILD_TYPE STREQUAL Debug AND CMAKE_CXX_COMPILER_ID STREQUAL GNU )
         gate( gate_abi ${CMAKE_CURRENT_SOURCE_DIR}/abi/check_abi.sh $<TARGET_FILE:cry> )

@@ -17,7 +17,7 @@
 #else
 #define PB_BEGIN_DECLS
 #define PB_END_DECLS
-#define PB_NORETURN _Noreturn
+#define PB_NORETURN __attribute__( ( noreturn ) )
 #define PB_DEFAULT_NULL
 #endif
 

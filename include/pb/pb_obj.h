@@ -60,7 +60,7 @@ struct PB_MODULE
 #ifdef __cplusplus
 static_assert( sizeof( PB_OBJ ) == 16 && sizeof( PB_SORT_SLOTS ) == 6 * sizeof( void * ), "binary interface" );
 static_assert( sizeof( PB_SORT ) == 16 + 8 * sizeof( void * ) && sizeof( PB_MODULE ) == 16 + 5 * sizeof( void * ), "binary interface" );
-#else
+#elif __STDC_VERSION__ >= 201112L
 _Static_assert( sizeof( PB_OBJ ) == 16 && sizeof( PB_SORT_SLOTS ) == 6 * sizeof( void * ), "binary interface" );
 _Static_assert( sizeof( PB_SORT ) == 16 + 8 * sizeof( void * ) && sizeof( PB_MODULE ) == 16 + 5 * sizeof( void * ), "binary interface" );
 #endif
