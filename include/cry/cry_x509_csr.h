@@ -32,8 +32,8 @@ PB_EXPORT PB_BOOL cryX509CsrHasPublicKey( CRY_X509_CSR *csr );
 PB_EXPORT PB_BOOL cryX509CsrCheckPrivateKey( CRY_X509_CSR *csr, CRY_PKEY_PRIVATE *privateKey );
 /* cryX509CsrStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CsrStore( CRY_X509_CSR *csr );
-/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null if there is
-   none. Null aborts ("store"). */
+/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null if the store holds
+   no request. A null store aborts ("store"). */
 PB_EXPORT CRY_X509_CSR *cryX509CsrTryRestore( PB_STORE *store );
 
 /* cryX509CsrSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
