@@ -24,7 +24,7 @@ static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
 // A thread may have made another one its default.
 static bool isInProcessesContext() { return OSSL_LIB_CTX_set0_default( nullptr ) == OSSL_LIB_CTX_get0_global_default(); }
 
-CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )
+CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     int                          nid       = cry___PkeyEcNamedCurveToOpensslNid( curve );

@@ -16,7 +16,7 @@ static constexpr auto hashFields = pb::fields<&CRY_HASH::final, &CRY_HASH::mdCtx
 
 PB_SORT_DEFINE( cry, Hash, CRY_HASH, PB_FREE_FIELDS( CRY_HASH, hash, hashFields ) )
 
-CRY_HASH *cryHashTryCreate( PB_INT alg )
+CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     CRY_HASH *hash = pb::create<CRY_HASH>();
@@ -113,7 +113,7 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     return true;
 }
 
-PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data )
+PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     if( !cry::digestOf( alg ) )

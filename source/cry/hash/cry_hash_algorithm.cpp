@@ -64,27 +64,27 @@ void cry___HashAlgorithmStartup()
 
 void cry___HashAlgorithmShutdown() { cry::stopModuleGlobal( cry___HashAlgorithmEnum ); }
 
-PB_STRING *cryHashAlgorithmToString( PB_INT alg )
+PB_STRING *cryHashAlgorithmToString( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return pbEnumGenerate( cry___HashAlgorithmEnum, alg );
 }
 
-PB_INT cryHashAlgorithmFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___HashAlgorithmEnum, pbs ); }
+CRY_HASH_ALGORITHM cryHashAlgorithmFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___HashAlgorithmEnum, pbs ); }
 
-PB_INT cryHashAlgorithmBlockSizeBits( PB_INT alg )
+PB_INT cryHashAlgorithmBlockSizeBits( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].blockSizeBits;
 }
 
-PB_INT cryHashAlgorithmDigestSizeBits( PB_INT alg )
+PB_INT cryHashAlgorithmDigestSizeBits( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].digestSizeBits;
 }
 
-const char *cry___HashAlgorithmOpensslDigestName( PB_INT alg )
+const char *cry___HashAlgorithmOpensslDigestName( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].opensslName;

@@ -45,7 +45,7 @@ static EVP_MAC_CTX *tryCreateContext( PB_INT alg, PB_BUFFER *key )
     return context.release();
 }
 
-CRY_MAC *cryMacTryCreateHmac( PB_INT alg, PB_BUFFER *key )
+CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( key );
@@ -156,7 +156,7 @@ bool tryComputeFast( PB_INT, PB_BUFFER *, PB_BUFFER *, PB_BYTE *, size_t ) { ret
 
 }
 
-PB_BUFFER *cryMacTryComputeHmac( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data )
+PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( key );

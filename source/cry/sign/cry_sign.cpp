@@ -12,7 +12,7 @@
 #include <pb/pb_mem.h>
 
 // Asks in the same two ways as crySignSignerFinal.
-PB_BOOL crySignCanSign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
+PB_BOOL crySignCanSign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );
@@ -30,7 +30,7 @@ PB_BOOL crySignCanSign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
         EVP_SignFinal( mdCtx.get(), signature.data(), &signatureLength, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) );
 }
 
-PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
+PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );
@@ -61,7 +61,7 @@ static PB_BOOL verifyWithVerifier( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BU
     return crySignVerifierFinal( vfy.get() );
 }
 
-PB_BOOL crySignVerify( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
+PB_BOOL crySignVerify( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( publicKey );

@@ -21,7 +21,7 @@ static PB_INT widthOf( PB_INT ecNamedCurve )
     }
 }
 
-PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, PB_INT ecNamedCurve )
+PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve )
 {
     PB_CHECK( input );
     PB_INT width = widthOf( ecNamedCurve );
@@ -39,7 +39,7 @@ PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, PB_INT ecNamedCurve )
     return result.take();
 }
 
-PB_BUFFER *crySignConvertRawToDer( PB_BUFFER *input, PB_INT ecNamedCurve )
+PB_BUFFER *crySignConvertRawToDer( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve )
 {
     PB_CHECK( input );
     PB_INT width = widthOf( ecNamedCurve );

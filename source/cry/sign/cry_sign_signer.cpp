@@ -20,7 +20,7 @@ static constexpr auto signerFields =
 
 PB_SORT_DEFINE( cry, SignSigner, CRY_SIGN_SIGNER, PB_FREE_FIELDS( CRY_SIGN_SIGNER, sig, signerFields ) )
 
-CRY_SIGN_SIGNER *crySignSignerTryCreate( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
+CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );

@@ -20,7 +20,7 @@ static constexpr auto verifierFields = pb::fields<&CRY_SIGN_VERIFIER::alg, &CRY_
 
 PB_SORT_DEFINE( cry, SignVerifier, CRY_SIGN_VERIFIER, PB_FREE_FIELDS( CRY_SIGN_VERIFIER, vfy, verifierFields ) )
 
-CRY_SIGN_VERIFIER *crySignVerifierTryCreate( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature )
+CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( publicKey );

@@ -171,7 +171,7 @@ CRY_UUID *cryUuidTryCreateFromStringWcstr( const wchar_t *text, PB_INT length )
     return cryUuidTryCreateFromString( pb::adopt( pbStringCreateFromWcstr( text, length ) ).get() );
 }
 
-PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, PB_INT flags )
+PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, CRY_UUID_STRING_FLAGS flags )
 {
     PB_CHECK( uuid );
     const char *digits    = flags & CRY_UUID_STRING_FLAG_UPPERCASE ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -196,7 +196,7 @@ PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, PB_INT flags )
     return pbStringCreateFromCstr( first, last - first );
 }
 
-PB_INT cryUuidVariant( CRY_UUID *uuid )
+CRY_UUID_VARIANT cryUuidVariant( CRY_UUID *uuid )
 {
     PB_CHECK( uuid );
     PB_BYTE byte = uuid->uuid[8];
@@ -207,7 +207,7 @@ PB_INT cryUuidVariant( CRY_UUID *uuid )
     return byte < 0xE0 ? CRY_UUID_VARIANT_RESERVED_FOR_MICROSOFT : CRY_UUID_VARIANT_RESERVED_FOR_FUTURE;
 }
 
-PB_INT cryUuidVersion( CRY_UUID *uuid )
+CRY_UUID_VERSION cryUuidVersion( CRY_UUID *uuid )
 {
     PB_CHECK( uuid );
     // The digit is not turned into the enumeration's counting from 0; that is intended.

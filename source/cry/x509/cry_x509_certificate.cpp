@@ -85,7 +85,7 @@ CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( 
 
 PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cryPemStore( cert->pem ); }
 
-PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg )
+PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( cert );
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
