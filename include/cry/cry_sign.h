@@ -37,7 +37,8 @@ PB_EXPORT PB_BOOL crySignCanSign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *priv
    "data"), a key that cannot sign (see crySignCanSign). */
 PB_EXPORT PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data );
 /* crySignVerify: whether `signature` is a valid signature of `data` for the key; false if this
-   libcrypto does not have the digest. Null aborts ("publicKey", "signature", "data"). */
+   libcrypto does not have the digest. Null aborts ("publicKey", "signature", "data"), and so does a
+   signature that is too long for crySignVerifierFinal. */
 PB_EXPORT PB_BOOL crySignVerify( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data );
 
 PB_END_DECLS

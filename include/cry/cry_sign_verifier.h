@@ -37,7 +37,8 @@ PB_EXPORT void crySignVerifierUpdateTrailing( CRY_SIGN_VERIFIER *vfy, PB_BUFFER 
 
 /* crySignVerifierFinal: whether the signature is valid for the key and all bytes that were taken;
    false also if the signature's buffer holds something that is not a signature. A second call
-   aborts ("!vfy->final"). */
+   aborts ("!vfy->final"), and so does a signature of more than 4294967295 bytes
+   ("PB_INT_TO_UNSIGNED_INT_CONV_OK( pbBufferLength( vfy->signature ) )"). */
 PB_EXPORT PB_BOOL crySignVerifierFinal( CRY_SIGN_VERIFIER *vfy );
 
 /* crySignVerifierSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

@@ -37,7 +37,8 @@ CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *ke
 
     const EVP_CIPHER *cipher = cipherOf( pbBufferBitLength( key ) );
     aes->intCipherCtx        = EVP_CIPHER_CTX_new();
-    // Without padding, or a decrypting context would hold each block back until the next one.
+    // Padding is off. With padding, a decrypting context would keep each block back until the next
+    // one.
     if( aes->intCipherCtx && cipher &&
         EVP_CipherInit_ex2( aes->intCipherCtx, cipher, pbBufferBytes( key ), nullptr, op == CRY_AES_OPERATION_ENCRYPT, nullptr ) == 1 &&
         EVP_CIPHER_CTX_set_padding( aes->intCipherCtx, 0 ) == 1 )

@@ -19,7 +19,7 @@ struct Algorithm
     PB_INT      digestSizeBits;
 };
 
-// In the order of the values. The block sizes of SHA-3 are its rates, 1600 minus twice the digest
+// In the order of the values. The block size of SHA-3 is its rate: 1600 minus twice the digest
 // size.
 constexpr Algorithm algorithms[] = {
     { "MD5", 512, 128 },
@@ -95,7 +95,8 @@ const EVP_MD *cry::digestOf( PB_INT alg )
     const EVP_MD *known = digests[alg].load( std::memory_order_acquire );
     if( !known )
     {
-        // A host may load the provider that has it after the start.
+        // The lookup is repeated, since the host may load a provider with this digest after the
+        // start.
         known = openssl___Digest( algorithms[alg].opensslName );
         digests[alg].store( known, std::memory_order_release );
     }

@@ -20,8 +20,8 @@ static constexpr auto macFields = pb::fields<&CRY_MAC::final, &CRY_MAC::macCtx>;
 
 PB_SORT_DEFINE( cry, Mac, CRY_MAC, PB_FREE_FIELDS( CRY_MAC, mac, macFields ) )
 
-// The context that knows the digest of an algorithm and has no key. Copying it saves the look-up of
-// the digest, which is most of the work of making one.
+// A context with the digest of an algorithm and without a key. A copy of it needs no look-up of the
+// digest, which is most of the work of making a context.
 static const EVP_MAC_CTX *preparedOf( PB_INT alg )
 {
     static constinit std::atomic<const EVP_MAC_CTX *> prepared[CRY_HASH_ALGORITHM_SHA3_512 + 1];
@@ -135,9 +135,9 @@ bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, 
 #ifndef OPENSSL_NO_DEPRECATED_3_0
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-// The older interface of the same HMAC does without the copies and the layer that EVP_MAC puts
-// around it, which cost more than a short message. Its context is cleansed when it is freed. False
-// where EVP_MAC has to decide.
+// The older interface of the same HMAC needs no copies and not the layer of EVP_MAC, which take
+// longer than a short message itself. Its context is cleansed when it is freed. False if EVP_MAC
+// has to decide.
 bool tryComputeFast( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
 {
     const EVP_MD *md = cry::digestOf( alg );

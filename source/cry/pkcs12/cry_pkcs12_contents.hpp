@@ -1,4 +1,4 @@
-// What is in a PKCS#12 file, read as PKCS12_parse reads it.
+// The contents of a PKCS#12 file, read as PKCS12_parse reads them.
 #pragma once
 
 #include "common/cry_ossl.hpp"
@@ -20,7 +20,7 @@ struct Contents
 enum class Outcome
 {
     read,
-    failed,  // why stands in OpenSSL's queue
+    failed,  // OpenSSL's queue has the reason
     refused, // too many rounds; the queue's last error says so
 };
 

@@ -78,7 +78,7 @@ PB_STRING *cry___PkeyEcNamedCurveToOpensslSn( CRY_PKEY_EC_NAMED_CURVE curve )
     return pbStringFrom( pbDictIntKey( cry___PkeyEcNamedCurveSnByValue, curve ) );
 }
 
-// The curve that a reverse lookup found, -1 for none.
+// The curve that a reverse lookup found; -1 if it found no curve.
 static PB_INT curveIn( PB_OBJ *found )
 {
     pb::Ref<PB_BOXED_INT> held = pb::adopt( pbBoxedIntFrom( found ) );

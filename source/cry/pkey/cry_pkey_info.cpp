@@ -38,7 +38,7 @@ CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
     int bits            = EVP_PKEY_get_bits( pkey );
     if( bits > 0 )
         info->bits = bits;
-    // That a key has no group is not an error.
+    // It is not an error if a key has no group.
     char               group[64];
     size_t             length;
     openssl::ErrorMark detour;

@@ -43,7 +43,7 @@ PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey,
     if( cry::pkey::trySign( privateKey, alg, digest, signature, &length ) )
         return pbBufferCreateFromBytesUse( signature, (PB_INT)length );
     pbMemFree( signature );
-    // The signer says what is wrong.
+    // The signer decides: it signs, gives a reason or aborts.
     pb::Ref<CRY_SIGN_SIGNER> sig = pb::adopt( crySignSignerTryCreate( alg, privateKey ) );
     if( !sig )
         return nullptr;
@@ -51,7 +51,7 @@ PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey,
     return crySignSignerFinal( sig.get() );
 }
 
-// For a signature that is too long: the verifier says so.
+// For a signature that is too long: the verifier has the check that aborts.
 static PB_BOOL verifyWithVerifier( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
 {
     pb::Ref<CRY_SIGN_VERIFIER> vfy = pb::adopt( crySignVerifierTryCreate( alg, publicKey, signature ) );

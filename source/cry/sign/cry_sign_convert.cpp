@@ -5,7 +5,7 @@
 #include <openssl/ec.h>
 #include <pb/ref.hpp>
 
-// How many bytes each number has; 0 for a curve that is not supported.
+// The number of bytes of r and of s; 0 for a curve that is not supported.
 static PB_INT widthOf( PB_INT ecNamedCurve )
 {
     switch( ecNamedCurve )

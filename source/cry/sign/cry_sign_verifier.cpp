@@ -36,7 +36,7 @@ CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PU
         crySignVerifierRelease( vfy );
         return nullptr;
     }
-    // Unlike a signer's, a start that fails is no null here; that is intended.
+    // If the start fails, a signer is null, but a verifier aborts; that is intended.
     PB_CHECK( EVP_VerifyInit_ex( vfy->mdCtx, md, NULL ) );
     return vfy;
 }

@@ -40,7 +40,7 @@ struct CertificateTraits
             openssl::ErrorMark detour;
             x509 = openssl___TryParseCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
         }
-        // The verdict on everything else, and its reasons in the error queue, are OpenSSL's.
+        // For all other data OpenSSL decides and leaves its reasons in the error queue.
         if( !x509 )
             x509 = cry::ossl::readThroughText( pem, PEM_read_bio_X509 );
         return cry::ossl::withCanonical( x509, i2d_X509, pem, PEM_STRING_X509 );
