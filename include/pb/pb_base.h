@@ -33,7 +33,7 @@ typedef uint8_t  PB_BYTE; /* eight bits */
 #define PB_INT_MAX INT64_MAX
 #define PB_INT_MIN INT64_MIN
 
-/* PB_TRUE, PB_FALSE: what functions return as PB_BOOL. */
+/* PB_TRUE, PB_FALSE: the values of PB_BOOL that functions return. */
 #define PB_TRUE ( (PB_BOOL)1 )
 #define PB_FALSE ( (PB_BOOL)0 )
 
@@ -59,7 +59,7 @@ PB_NORETURN PB_EXPORT void pb___Abort( const char *context, const char *file, PB
 PB_END_DECLS
 
 /* Contract checks, which every build keeps. They stringify their argument at their first macro
-   level, so NULL and the like stay as written. */
+   level, so NULL and other macros stay as they are written. */
 #define PB_CHECK( ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, __FILE__, __LINE__, #__VA_ARGS__ ) )
 #define PB_CHECK_CONTEXT( context, ... ) \
     ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
@@ -69,7 +69,7 @@ PB_END_DECLS
             : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) \
                                                   : (void)0 )
 
-/* Arithmetic and conversion checks, named as the contract texts have them. */
+/* Arithmetic and conversion checks, with the names that the contract texts use. */
 static inline PB_BOOL pb___IntAddOk( PB_INT a, PB_INT b )
 {
     PB_INT sum;
