@@ -9,10 +9,10 @@ PB_OBJECT_TYPE( PB_STORE );
 
 PB_BEGIN_DECLS
 
-/* A store has keys or is an array. Keys are unique and keep the order in which they were first set.
-   An entry is a string, an integer, a boolean, null or another store. If an entry is read as
-   another type, the result is null or false; nothing is converted. In functions whose name ends in
-   Cstr the key is UTF-8 text, and `length` -1 means zero-terminated. */
+/* A store is keyed (its entries have keys) or an array. Keys are unique and keep the order in which
+   they were first set. An entry is a string, an integer, a boolean, null or another store. If an
+   entry is read as another type, the result is null or false; nothing is converted. In functions
+   whose name ends in Cstr the key is UTF-8 text, and `length` -1 means zero-terminated. */
 
 /* pbStoreCreate: an empty keyed store. */
 PB_EXPORT PB_STORE *pbStoreCreate( void );

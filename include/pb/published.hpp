@@ -9,7 +9,7 @@ namespace pb
 {
 
 // Published<T *>: a field that is empty at first. The first caller who asks for the value makes it,
-// without a lock; after that all callers have the same value. Every thread may use it at any time.
+// without a lock; after that all callers have the same value. Any thread may ask for the value.
 template<class Pointer>
 class Published;
 
@@ -22,7 +22,7 @@ public:
 
     // The value; `make()` gives a new one if there is none. If several threads make a value at the
     // same time, the first that is ready publishes its value, and the others release theirs. So all
-    // these values must be equal. Null if make() gives null; then nothing is published.
+    // these values must be equally good. Null if make() gives null; then nothing is published.
     template<class Make>
     T *getOrMake( Make make )
     {

@@ -168,7 +168,7 @@ struct Freer
     ~Freer() { idn2_free( text ); }
 };
 
-// The ASCII form of a label, by libidn2. If there is none, `problem` says why.
+// The ASCII form of a label, by libidn2. If there is none, `problem` gives the reason.
 pb::StdString<> idnaToAscii( std::string_view label, const char *&problem )
 {
     pb::StdString<> text( label );
@@ -196,7 +196,8 @@ constexpr unsigned bits( Classes... classes )
 constexpr unsigned rightToLeft = bits( UC_BIDI_R, UC_BIDI_AL, UC_BIDI_AN );
 constexpr unsigned neutral     = bits( UC_BIDI_EN, UC_BIDI_ES, UC_BIDI_CS, UC_BIDI_ET, UC_BIDI_ON, UC_BIDI_BN, UC_BIDI_NSM );
 
-// The classes of the first character, of the last one before trailing marks (NSM), and of all.
+// The classes of the first character, of the last character before trailing marks (NSM), and of all
+// characters.
 struct BidiClasses
 {
     unsigned first = 0, last = 0, all = 0;
