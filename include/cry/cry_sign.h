@@ -2,7 +2,7 @@
 
    Example:
 
-       // Whether a key can sign some data so that its public half confirms it.
+       // Whether a key can sign some data and its public key accepts the signature.
        PB_BOOL signs( CRY_PKEY_PRIVATE *key, PB_BUFFER *data )
        {
            PB_BOOL          good      = PB_FALSE;

@@ -25,11 +25,11 @@ PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem
 PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the
    certificate; null if OpenSSL cannot write it. A certificate whose key OpenSSL cannot decode
-   aborts ("pkey"); cryX509CertificateHasPublicKey tells it before. */
+   aborts ("pkey"); cryX509CertificateHasPublicKey checks this. */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateHasPublicKey: whether OpenSSL can decode the subject's public key, so that
-   cryX509CertificatePublicKey does not abort. Ask before that call for each certificate that comes
-   from outside. Null aborts ("cert"). */
+   cryX509CertificatePublicKey does not abort. Call it first for each certificate that comes from
+   outside. Null aborts ("cert"). */
 PB_EXPORT PB_BOOL cryX509CertificateHasPublicKey( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key;
    null aborts ("cert", "privateKey"). */

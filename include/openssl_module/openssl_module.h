@@ -16,7 +16,7 @@ PB_EXPORT PB_STRING *opensslVersion( void );
    start and is used. If not, everything is parsed in the default context. */
 PB_EXPORT PB_BOOL opensslKeyDecodingContextUsed( void );
 /* opensslKeyDecodingContextState: the same as a text for people, a new string. If the context is
-   not used, the text says why. */
+   not used, the text gives the reason. */
 PB_EXPORT PB_STRING *opensslKeyDecodingContextState( void );
 
 PB_END_DECLS

@@ -1,11 +1,11 @@
-/* The types, the linkage and the contract checks that every library of the family uses. */
+/* The types, the linkage and the contract checks that all these libraries use. */
 #ifndef PB_PB_BASE_H
 #define PB_PB_BASE_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-/* PB_BEGIN_DECLS and PB_END_DECLS stand around the declarations of C functions. PB_NORETURN: the
+/* PB_BEGIN_DECLS and PB_END_DECLS enclose the declarations of C functions. PB_NORETURN: the
    function does not return. PB_DEFAULT_NULL: null is the default in C++. */
 #ifdef __cplusplus
 #define PB_BEGIN_DECLS \
@@ -37,9 +37,9 @@ typedef uint8_t  PB_BYTE; /* eight bits */
 #define PB_TRUE ( (PB_BOOL)1 )
 #define PB_FALSE ( (PB_BOOL)0 )
 
-/* PB_OBJECT_TYPE: declares an opaque object type of the family. In C++ it also tells pb::Ref and
-   pb::fields that a pointer to the type points to a reference-counted object; with a pointer to
-   anything else they do not compile. */
+/* PB_OBJECT_TYPE: declares an opaque object type of these libraries. In C++, pb::Ref and pb::fields
+   accept a pointer to the type as a pointer to a reference-counted object. With a pointer to any
+   other type they do not compile. */
 #ifdef __cplusplus
 #define PB_OBJECT_TYPE( TYPE ) \
     typedef struct TYPE TYPE;  \

@@ -19,9 +19,9 @@ PB_EXPORT PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength 
 PB_EXPORT PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content );
 
 /* pb___PathFileWrite: the same, with the permissions of the file (as for chmod; the umask does not
-   matter), and with `replace`, which says whether a file that is there may be replaced. If the path
-   leads to something else than a file, for example to a pipe or a terminal, the content is written
-   into that. Returns 0 or a number of <errno.h>, EEXIST if the file may not be replaced. */
+   matter), and with `replace`: whether an existing file may be replaced. If the path leads to
+   something else than a file, for example to a pipe or a terminal, the content is written into
+   that. Returns 0 or a number of <errno.h>, EEXIST if the file may not be replaced. */
 PB_EXPORT int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode, PB_BOOL replace );
 
 PB_END_DECLS

@@ -156,7 +156,7 @@ pb::StdVector<std::string_view> cut( std::string_view name )
         index += stop ? stop : 1;
     }
     labels.push_back( name.substr( begin ) );
-    // One full stop may stand at the end.
+    // One full stop may be at the end.
     if( labels.size() > 1 && labels.back().empty() )
         labels.pop_back();
     return labels;
@@ -217,7 +217,7 @@ struct BidiClasses
     }
 };
 
-// The condition of the Bidi rule (RFC 5893, 2) that a label breaks; null if it breaks none.
+// The condition of the Bidi rule (RFC 5893, 2) that a label breaks; null if it breaks no condition.
 const char *bidiProblem( std::string_view label )
 {
     BidiClasses classes( label );

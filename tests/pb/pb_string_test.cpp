@@ -447,7 +447,7 @@ TEST( PbString, FoldsCaseFully )
     EXPECT_EQ( folded( "\xCE\x90" ), "\xCE\xB9\xCC\x88\xCC\x81" );                 // two bytes become six
 }
 
-// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, where that
+// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, if that
 // file is installed.
 TEST( PbString, FoldsAsTheUnicodeCharacterDatabaseSays )
 {

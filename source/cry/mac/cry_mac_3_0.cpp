@@ -135,9 +135,9 @@ bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, 
 #ifndef OPENSSL_NO_DEPRECATED_3_0
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-// The older interface of the same HMAC needs no copies and not the layer of EVP_MAC, which take
-// longer than a short message itself. Its context is cleansed when it is freed. False if EVP_MAC
-// has to decide.
+// The older interface of the same HMAC needs neither the copies nor the layer of EVP_MAC. These
+// take longer than the HMAC of a short message. Its context is cleansed when it is freed. False if
+// EVP_MAC has to decide.
 bool tryComputeFast( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
 {
     const EVP_MD *md = cry::digestOf( alg );

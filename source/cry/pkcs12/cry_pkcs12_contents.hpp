@@ -13,7 +13,7 @@ namespace cry::pkcs12
 struct Contents
 {
     ossl::Ptr<EVP_PKEY>            key;         // null if there is none
-    ossl::Ptr<X509>                certificate; // the first one that the key belongs to; null if there is none
+    ossl::Ptr<X509>                certificate; // the first one to which the key belongs; null if there is none
     pb::StdVector<ossl::Ptr<X509>> others;      // in the order of the file
 };
 

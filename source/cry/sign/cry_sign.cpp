@@ -11,7 +11,7 @@
 #include <pb/containers.hpp>
 #include <pb/pb_mem.h>
 
-// Asks in the same two ways as crySignSignerFinal.
+// Tries to sign in the same two ways as crySignSignerFinal.
 PB_BOOL crySignCanSign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
