@@ -1,6 +1,6 @@
-# The programs that use the libraries as a host does, and the gates: what must hold for the exported
-# names, the headers, the layers, the form of the code, an installation and the binary interface. A
-# gate that cannot run here ends with 77 and counts as skipped.
+# The programs that use the libraries as a host does, and the gates: checks of the exported names,
+# the headers, the layers, the form of the code, an installation and the binary interface. A gate
+# that cannot run on this machine ends with 77 and counts as skipped.
 
 find_package( Python3 REQUIRED COMPONENTS Interpreter )
 
@@ -27,7 +27,7 @@ gate( gate_lines ${python} ${architecture}/check_lines.py )
 gate( gate_format ${architecture}/check_format.sh )
 gate( gate_self_test ${python} ${architecture}/test_gates.py )
 
-# What is instrumented is not what is installed.
+# Instrumented builds are not installed.
 if( NOT CRY_SANITIZE AND NOT CRY_COVERAGE )
     gate( gate_install ${CMAKE_CURRENT_SOURCE_DIR}/install/install_test.sh ${CMAKE_BINARY_DIR} )
     gate( gate_readme ${python} ${CMAKE_CURRENT_SOURCE_DIR}/install/readme_test.py ${CMAKE_BINARY_DIR} )

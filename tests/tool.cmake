@@ -1,4 +1,4 @@
-# The command line tool, from outside: each file tool/test_NAME.py is the test tool_NAME.
+# Tests of the command line tool as a program: each file tool/test_NAME.py is the test tool_NAME.
 
 find_package( Python3 REQUIRED COMPONENTS Interpreter )
 

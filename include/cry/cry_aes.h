@@ -11,9 +11,10 @@ PB_OBJECT_TYPE( CRY_AES );
 
 PB_BEGIN_DECLS
 
-/* cryAesValidateKeyLength: whether a key may have so many bits: 128, 192 and 256. */
+/* cryAesValidateKeyLength: whether an AES key can have this number of bits; true for 128, 192 and
+   256. */
 PB_EXPORT PB_BOOL cryAesValidateKeyLength( PB_INT bits );
-/* cryAesValidateKey: the same of a buffer's length; null aborts ("key"). */
+/* cryAesValidateKey: the same for the length of a buffer; null aborts ("key"). */
 PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
 
 /* cryAesTryCreate: a new object, or null if OpenSSL cannot provide the cipher. It holds the
@@ -21,14 +22,15 @@ PB_EXPORT PB_BOOL cryAesValidateKey( PB_BUFFER *key );
    it is freed. Aborts unless "CRY_AES_MODE_OK( mode )", "CRY_AES_OPERATION_OK( op )" and
    "cryAesValidateKey( key )". */
 PB_EXPORT CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *key );
-/* cryAesMode, cryAesOperation: what the object was created with; null aborts ("aes"). */
+/* cryAesMode, cryAesOperation: the mode and the operation that the object was created with; null
+   aborts ("aes"). */
 PB_EXPORT CRY_AES_MODE      cryAesMode( CRY_AES *aes );
 PB_EXPORT CRY_AES_OPERATION cryAesOperation( CRY_AES *aes );
 /* cryAesKey: the buffer that the object was created with, a new reference. */
 PB_EXPORT PB_BUFFER *cryAesKey( CRY_AES *aes );
-/* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. Nothing is
-   chained from block to block. Aborts on null ("aes", "dest", "source") and when both are the same
-   ("dest != source"). */
+/* cryAesProcessBlock: transforms the 16 bytes at `source` into 16 bytes at `dest`. The result does
+   not depend on the blocks before. Aborts on null ("aes", "dest", "source") and if both pointers
+   are the same ("dest != source"). */
 PB_EXPORT void cryAesProcessBlock( CRY_AES *aes, PB_BYTE *dest, const PB_BYTE *source );
 
 /* cryAesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

@@ -12,8 +12,8 @@ typedef PB_INT CRY_AES_MODE;
 
 PB_BEGIN_DECLS
 
-/* cryAesModeToString: the name of a value, as "CRY_AES_MODE_ECB", a new string; another value
-   aborts ("CRY_AES_MODE_OK( mode )"). */
+/* cryAesModeToString: the name of a value, for example "CRY_AES_MODE_ECB", a new string; another
+   value aborts ("CRY_AES_MODE_OK( mode )"). */
 PB_EXPORT PB_STRING *cryAesModeToString( CRY_AES_MODE mode );
 /* cryAesModeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null
    aborts ("pbs"). */

@@ -1,4 +1,4 @@
-/* CRY_AES_OPERATION: what an AES object does. */
+/* CRY_AES_OPERATION: the direction of an AES object. */
 #ifndef CRY_CRY_AES_OPERATION_H
 #define CRY_CRY_AES_OPERATION_H
 
@@ -13,8 +13,8 @@ typedef PB_INT CRY_AES_OPERATION;
 
 PB_BEGIN_DECLS
 
-/* cryAesOperationToString: the name of a value, as "CRY_AES_OPERATION_ENCRYPT", a new string;
-   another value aborts ("CRY_AES_OPERATION_OK( op )"). */
+/* cryAesOperationToString: the name of a value, for example "CRY_AES_OPERATION_ENCRYPT", a new
+   string; another value aborts ("CRY_AES_OPERATION_OK( op )"). */
 PB_EXPORT PB_STRING *cryAesOperationToString( CRY_AES_OPERATION op );
 /* cryAesOperationFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */

@@ -6,8 +6,8 @@
 
 PB_BEGIN_DECLS
 
-/* cryTryGenerateCsr: a request (RFC 2986) for a key, signed with SHA-256, with subject and subject
-   alternative name as cryTryGenerateCertificate makes them. Null in the same cases. A null key
+/* cryTryGenerateCsr: a request (RFC 2986) for a key, signed with SHA-256, with the same subject and
+   subject alternative name that cryTryGenerateCertificate makes. Null in the same cases. A null key
    aborts ("privateKey"). */
 PB_EXPORT CRY_X509_CSR *cryTryGenerateCsr( CRY_PKEY_PRIVATE *privateKey, PB_STRING *domainName, PB_STRING *commonName );
 

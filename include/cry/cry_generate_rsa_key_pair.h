@@ -7,9 +7,9 @@
 PB_BEGIN_DECLS
 
 /* cryTryGenerateRsaKeyPair: a new RSA key (RFC 8017) with a modulus of `bits` bits and OpenSSL's
-   public exponent (65537); null if OpenSSL fails. Takes its time: a tenth of a second with 2048
-   bits, minutes with 16384. Fewer than 1024 bits abort ("bits >= 1024"), more than 16384, too
-   ("bits <= 16384"). */
+   public exponent (65537); null if OpenSSL fails. It can take long: about a tenth of a second with
+   2048 bits, minutes with 16384. Aborts on fewer than 1024 bits ("bits >= 1024") and on more than
+   16384 ("bits <= 16384"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryTryGenerateRsaKeyPair( PB_INT bits );
 
 PB_END_DECLS

@@ -23,7 +23,7 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_HASH: one digest in the making; takes updates until cryHashFinal, which yields the one
+/* CRY_HASH: the computation of one digest. It takes updates until cryHashFinal, which gives the
    digest. Only one thread at a time may use a CRY_HASH. */
 PB_OBJECT_TYPE( CRY_HASH );
 
@@ -38,8 +38,8 @@ PB_EXPORT PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data 
    invalid algorithm aborts. */
 PB_EXPORT CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg );
 
-/* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and when
-   the range does not lie in the buffer. They hash straight from the buffer's memory. */
+/* The updates abort after cryHashFinal ("!hash->final"), on null objects ("hash", "data") and if
+   the range does not lie in the buffer. They read the buffer's memory without a copy. */
 
 /* cryHashUpdate: hashes the whole buffer. */
 PB_EXPORT void cryHashUpdate( CRY_HASH *hash, PB_BUFFER *data );
@@ -50,7 +50,7 @@ PB_EXPORT void cryHashUpdateByte( CRY_HASH *hash, PB_BYTE byte );
 PB_EXPORT void cryHashUpdateBytes( CRY_HASH *hash, const PB_BYTE *data, PB_INT byteCount );
 /* cryHashUpdateInner: hashes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void cryHashUpdateInner( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
-/* cryHashUpdateOuter: hashes every byte but those of the range. */
+/* cryHashUpdateOuter: hashes all bytes except those of the range. */
 PB_EXPORT void cryHashUpdateOuter( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
 /* cryHashUpdateLeading: hashes the first `byteCount` bytes. */
 PB_EXPORT void cryHashUpdateLeading( CRY_HASH *hash, PB_BUFFER *data, PB_INT byteCount );

@@ -21,14 +21,14 @@ typedef PB_INT CRY_HASH_ALGORITHM;
 
 PB_BEGIN_DECLS
 
-/* cryHashAlgorithmToString: the name of a value, as "CRY_HASH_ALGORITHM_SHA2_256", a new string;
-   another value aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
+/* cryHashAlgorithmToString: the name of a value, for example "CRY_HASH_ALGORITHM_SHA2_256", a new
+   string; another value aborts ("CRY_HASH_ALGORITHM_OK( alg )"). */
 PB_EXPORT PB_STRING *cryHashAlgorithmToString( CRY_HASH_ALGORITHM alg );
 /* cryHashAlgorithmFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */
 PB_EXPORT CRY_HASH_ALGORITHM cryHashAlgorithmFromString( PB_STRING *pbs );
-/* cryHashAlgorithmBlockSizeBits: the block size of an algorithm in bits; of SHA-3 its rate. An
-   invalid value aborts as above. */
+/* cryHashAlgorithmBlockSizeBits: the block size of an algorithm in bits; for SHA-3, this is the
+   rate. An invalid value aborts as above. */
 PB_EXPORT PB_INT cryHashAlgorithmBlockSizeBits( CRY_HASH_ALGORITHM alg );
 /* cryHashAlgorithmDigestSizeBits: the size of an algorithm's digest in bits. An invalid value
    aborts as above. */

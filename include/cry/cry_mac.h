@@ -6,22 +6,22 @@
 #include <pb/pb_buffer.h>
 #include <pb/pb_obj.h>
 
-/* CRY_MAC: one MAC in the making; takes updates until cryMacFinal, which yields the one value.
+/* CRY_MAC: the computation of one MAC. It takes updates until cryMacFinal, which gives the MAC.
    Only one thread at a time may use a CRY_MAC. */
 PB_OBJECT_TYPE( CRY_MAC );
 
 PB_BEGIN_DECLS
 
-/* cryMacTryComputeHmac: the HMAC of a whole buffer, a new buffer of the digest's size; null when
-   this libcrypto cannot provide it. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg
-   )"), then on null ("key", "data"). */
+/* cryMacTryComputeHmac: the HMAC of a whole buffer, a new buffer of the digest's size; null if this
+   libcrypto cannot provide it. Aborts on an invalid algorithm ("CRY_HASH_ALGORITHM_OK( alg )"),
+   then on null ("key", "data"). */
 PB_EXPORT PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data );
 
 /* cryMacTryCreateHmac: a new MAC object with a key of any length; null if this libcrypto cannot
    provide it. */
 PB_EXPORT CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key );
 
-/* The updates abort after cryMacFinal ("!mac->final"), on null objects ("mac", "data") and when the
+/* The updates abort after cryMacFinal ("!mac->final"), on null objects ("mac", "data") and if the
    range does not lie in the buffer. */
 
 /* cryMacUpdate: takes the whole buffer. */
@@ -32,7 +32,7 @@ PB_EXPORT void cryMacUpdateByte( CRY_MAC *mac, PB_BYTE byte );
 PB_EXPORT void cryMacUpdateBytes( CRY_MAC *mac, const PB_BYTE *data, PB_INT byteCount );
 /* cryMacUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void cryMacUpdateInner( CRY_MAC *mac, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
-/* cryMacUpdateOuter: takes every byte but those of the range. */
+/* cryMacUpdateOuter: takes all bytes except those of the range. */
 PB_EXPORT void cryMacUpdateOuter( CRY_MAC *mac, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
 /* cryMacUpdateLeading: takes the first `byteCount` bytes. */
 PB_EXPORT void cryMacUpdateLeading( CRY_MAC *mac, PB_BUFFER *data, PB_INT byteCount );

@@ -9,8 +9,8 @@
 #include <pb/pb_vector.h>
 
 /* CRY_PEM: one block: a label and the bytes between its BEGIN and END lines. A block whose label
-   ends in PRIVATE KEY is sensitive, and so is all that is made from it. Many threads may read a
-   CRY_PEM, and each may edit it through a reference of its own. */
+   ends in PRIVATE KEY is sensitive, and so is everything that is made from it. Many threads may
+   read a CRY_PEM, and each may edit it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_PEM );
 
 PB_BEGIN_DECLS
@@ -37,32 +37,34 @@ PB_EXPORT PB_BUFFER *cryPemEncode( CRY_PEM *pem );
 /* cryPemEncodeToStringVector: the lines of the text without their ends, a new vector of strings. */
 PB_EXPORT PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem );
 
-/* The decoders take lines ended in any usual way, pass over empty lines and lines that begin with
-   "#", and trim blanks at both ends of a line. Everything else must be a block: BEGIN and END lines
-   with the same label, strict base 64 between them. They give null for anything that is not. */
+/* The decoders accept LF, CR LF, CR and NEL as the end of a line. They skip empty lines and lines
+   that begin with "#", and drop white space at both ends of a line. All other lines must belong to
+   a block: BEGIN and END lines with the same label, and strict base 64 between them. If they do
+   not, the result is null. */
 
-/* cryPemTryDecode: the one block of a text; null if there is none, more than one, or anything
-   else beside it. */
+/* cryPemTryDecode: the one block of a text; null if the text has no block, more than one, or other
+   lines. */
 PB_EXPORT CRY_PEM *cryPemTryDecode( PB_BUFFER *buf );
-/* cryPemTryDecodeFromStringVector: the same from a vector of lines, which must hold only strings
+/* cryPemTryDecodeFromStringVector: the same for a vector of lines, which must hold only strings
    ("pbVectorContainsOnly( *vec, pbStringSort() )"). */
 PB_EXPORT CRY_PEM *cryPemTryDecodeFromStringVector( PB_VECTOR *vec );
 
 /* cryPemStore: a new array store of the lines of the text. */
 PB_EXPORT PB_STORE *cryPemStore( CRY_PEM *pem );
 /* cryPemTryRestore: the one block of the lines in an array store; entries that are not strings are
-   skipped. Null if there is not a valid one. Null aborts ("store"). */
+   skipped. The result is null if the lines are not exactly one valid block. A null store aborts
+   ("store"). */
 PB_EXPORT CRY_PEM *cryPemTryRestore( PB_STORE *store );
 
 /* cryPemVectorEncode: the texts of all blocks of a vector, one after the other, in one new buffer.
    The vector must hold only PEM objects ("pbVectorContainsOnly( pv, cryPemSort() )"). */
 PB_EXPORT PB_BUFFER *cryPemVectorEncode( PB_VECTOR *pv );
-/* cryPemVectorEncodeToStringVector: the same as a new vector of lines. */
+/* cryPemVectorEncodeToStringVector: the same as lines, in a new vector of strings. */
 PB_EXPORT PB_VECTOR *cryPemVectorEncodeToStringVector( PB_VECTOR *pv );
 /* cryPemVectorTryDecode: every block of a text, a new vector of PEM objects, empty for an empty
    text; null if anything in it is not a block. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecode( PB_BUFFER *buf );
-/* cryPemVectorTryDecodeFromStringVector: the same from a vector of lines. */
+/* cryPemVectorTryDecodeFromStringVector: the same for a vector of lines. */
 PB_EXPORT PB_VECTOR *cryPemVectorTryDecodeFromStringVector( PB_VECTOR *vec );
 
 /* cryPemSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

@@ -28,29 +28,31 @@ PB_OBJECT_TYPE( CRY_PKCS12 );
 
 PB_BEGIN_DECLS
 
-/* cryPkcs12TryCreate: from its parts; null certificates are an empty collection. Null if the key
-   does not belong to the certificate. A null certificate or key aborts ("cert", "key"). */
+/* cryPkcs12TryCreate: an object of these parts; null `certificates` mean an empty collection. Null
+   if the key does not belong to the certificate. A null certificate or key aborts ("cert",
+   "key"). */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATES *certificates );
-/* cryPkcs12TryCreateFromBuffer: reads the DER of a PKCS#12 file, old algorithms (RC2, 3DES with
-   SHA-1) too where OpenSSL's legacy provider is installed. The certificate is the first one that
-   the key belongs to; the other ones come in the reverse order of the file. A null password is not
-   an empty one, though OpenSSL tries both in either case. Null if it does not parse, when key or
-   certificate is missing, when the password holds U+0000, and when one key needs more than
-   10,000,000 rounds of derivation, or all together more than 30,000,000; nothing is derived then.
-   Null, too, if a DSA or DH key in it has a number of more than 16,384 bits. Certificates keep the
-   names and key ids that the file gives them (X509_alias_get0, X509_keyid_get0). Null aborts
-   ("buffer"). Takes as long as the file's iteration counts say: a millisecond for usual ones, many
-   seconds for the most that is allowed. */
+/* cryPkcs12TryCreateFromBuffer: reads the DER of a PKCS#12 file. Old algorithms (RC2, 3DES with
+   SHA-1) can be read if OpenSSL's legacy provider is installed. The certificate is the first one
+   that the key belongs to; the other certificates are in the reverse order of the file. A null
+   password is not the same as an empty one, but OpenSSL tries both for each of them. The result is
+   null if the file does not parse, if the key or the certificate is missing, if the password holds
+   U+0000, or if one key derivation needs more than 10,000,000 rounds or all together need more than
+   30,000,000. A derivation that would exceed a limit is not begun. It is also null if a DSA or DH
+   key in the file has a number of more than 16,384 bits. Certificates keep the names and key ids
+   that the file gives them (X509_alias_get0, X509_keyid_get0). A null buffer aborts ("buffer"). The
+   time depends on the file's iteration counts: a millisecond for usual counts, many seconds for the
+   highest that are allowed. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password );
 /* cryPkcs12TryCreateFromBufferWithDiagnostics: the same, and on failure `*diagnostics` becomes a
-   new string that says why, for an administrator; what it held is released. `diagnostics` may be
-   null, `*diagnostics` must be null or a string. Only the result tells success: a text is stored on
-   success too, when there are other certificates. */
+   new string with the reason, for an administrator. The string that it held before is released.
+   `diagnostics` may be null; `*diagnostics` must be null or a string. Only the result shows if the
+   call succeeded, since a text is also stored on success if there are other certificates. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnostics( PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics );
 /* cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode: the same, and `*code` becomes OpenSSL's error
-   code when PKCS12_parse fails (a wrong password, for example), else 0. A file with too many rounds
-   or too large a key has a code of the module's own, with a text (ERR_reason_error_string). `code`
-   may be null. */
+   code if PKCS12_parse fails (for example, because of a wrong password), else 0. For a file with
+   too many rounds or with a key that is too large, it is a code of this module, which has a text
+   (ERR_reason_error_string). `code` may be null. */
 PB_EXPORT CRY_PKCS12 *cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode(
     PB_BUFFER *buffer, PB_STRING *password, PB_STRING **diagnostics, int32_t *code );
 
@@ -64,8 +66,8 @@ PB_EXPORT CRY_X509_CERTIFICATES *cryPkcs12Certificates( CRY_PKCS12 *pkcs12 );
    "certificates". */
 PB_EXPORT PB_STORE *cryPkcs12Store( CRY_PKCS12 *pkcs12 );
 /* cryPkcs12TryEncode: the DER of a PKCS#12 file, a new, sensitive buffer, with the encryption that
-   OpenSSL chooses; null if OpenSSL cannot make it, and when the password holds U+0000. Without a
-   password anybody can read the file. */
+   OpenSSL chooses; null if OpenSSL cannot make it or if the password holds U+0000. Anybody can read
+   a file without a password. */
 PB_EXPORT PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password );
 
 /* cryPkcs12Sort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

@@ -4,8 +4,7 @@
 
 #include <pb/pb_obj.h>
 
-/* -1 stands for no known curve where a function may fail to tell; it is never valid as an
-
+/* A function that can give -1 says so; -1 means an unknown curve. It is never valid as an
    argument. */
 typedef PB_INT CRY_PKEY_EC_NAMED_CURVE;
 
@@ -96,14 +95,15 @@ typedef PB_INT CRY_PKEY_EC_NAMED_CURVE;
 
 PB_BEGIN_DECLS
 
-/* cryPkeyEcNamedCurveToString: the name of a value, as "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", a new
-   string; another value aborts ("CRY_PKEY_EC_NAMED_CURVE_OK( curve )"). */
+/* cryPkeyEcNamedCurveToString: the name of a value, for example
+   "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", a new string; another value aborts
+   ("CRY_PKEY_EC_NAMED_CURVE_OK( curve )"). */
 PB_EXPORT PB_STRING *cryPkeyEcNamedCurveToString( CRY_PKEY_EC_NAMED_CURVE curve );
 /* cryPkeyEcNamedCurveFromString: the value of a name, which must match exactly; -1 for an unknown
    one. Null aborts ("pbs"). */
 PB_EXPORT CRY_PKEY_EC_NAMED_CURVE cryPkeyEcNamedCurveFromString( PB_STRING *pbs );
-/* cryPkeyEcNamedCurveDisplayName: a description for people, a new reference; several curves share
-   one. Another value aborts as above. */
+/* cryPkeyEcNamedCurveDisplayName: a description for people, a new reference; some curves have the
+   same description. Another value aborts as above. */
 PB_EXPORT PB_STRING *cryPkeyEcNamedCurveDisplayName( CRY_PKEY_EC_NAMED_CURVE curve );
 
 PB_END_DECLS

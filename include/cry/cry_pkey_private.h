@@ -14,23 +14,23 @@ PB_OBJECT_TYPE( CRY_PKEY_PRIVATE );
 PB_BEGIN_DECLS
 
 /* cryPkeyPrivateTryCreateFromPem: the key in a PEM object of any form that OpenSSL reads (PKCS#8,
-   traditional, SEC1); null if it is not one or is protected by a pass phrase. So that no text keeps
-   a thread busy for long, it is also null for encrypted PKCS#8 with more than 10,000,000 rounds of
-   derivation or more than 1 GiB of scrypt (RFC 7914; 128 * N * r * p), and for a DSA or DH key with
-   a number of more than 16,384 bits. Null aborts ("pem"). */
+   traditional, SEC1); null if it holds no private key, or one that is protected by a pass phrase. So
+   that no text keeps a thread busy for long, it is also null for encrypted PKCS#8 with more than
+   10,000,000 rounds of derivation or more than 1 GiB of scrypt (RFC 7914; 128 * N * r * p), and for
+   a DSA or DH key with a number of more than 16,384 bits. A null PEM object aborts ("pem"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem );
-/* cryPkeyPrivatePem: the canonical PEM, a new reference, whatever form the key was read from; null
-   aborts ("priv"). */
+/* cryPkeyPrivatePem: the canonical PEM, a new reference, also if the key was read from another
+   form; null aborts ("priv"). */
 PB_EXPORT CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv );
-/* cryPkeyPrivateInfo: what kind of key it is, a new object. */
+/* cryPkeyPrivateInfo: the kind of the key, a new object. */
 PB_EXPORT CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv );
-/* cryPkeyPrivatePublicKey: the public half, a new object that shares nothing with the private key;
-   null if OpenSSL cannot write it. */
+/* cryPkeyPrivatePublicKey: the public key of the pair, a new object that shares nothing with the
+   private key; null if OpenSSL cannot write it. */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv );
 /* cryPkeyPrivateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv );
-/* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null if there is
-   none. Null aborts ("store"). */
+/* cryPkeyPrivateTryRestore: the key in a store of a PEM (cryPemTryRestore); null if the store holds
+   no private key. A null store aborts ("store"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryRestore( PB_STORE *store );
 
 /* cryPkeyPrivateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

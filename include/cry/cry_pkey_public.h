@@ -12,17 +12,17 @@ PB_OBJECT_TYPE( CRY_PKEY_PUBLIC );
 
 PB_BEGIN_DECLS
 
-/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null if it is
-   none (a certificate, for example). Null aborts ("pem"). */
+/* cryPkeyPublicTryCreateFromPem: the key in a PEM object with SubjectPublicKeyInfo; null if it
+   holds something else (for example, a certificate). A null PEM object aborts ("pem"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryCreateFromPem( CRY_PEM *pem );
 /* cryPkeyPublicPem: the canonical PEM, a new reference; null aborts ("pub"). */
 PB_EXPORT CRY_PEM *cryPkeyPublicPem( CRY_PKEY_PUBLIC *pub );
-/* cryPkeyPublicInfo: what kind of key it is, a new object. */
+/* cryPkeyPublicInfo: the kind of the key, a new object. */
 PB_EXPORT CRY_PKEY_INFO *cryPkeyPublicInfo( CRY_PKEY_PUBLIC *pub );
 /* cryPkeyPublicStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub );
-/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null if there is none.
-   Null aborts ("store"). */
+/* cryPkeyPublicTryRestore: the key in a store of a PEM (cryPemTryRestore); null if the store holds
+   no public key. A null store aborts ("store"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cryPkeyPublicTryRestore( PB_STORE *store );
 
 /* cryPkeyPublicSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

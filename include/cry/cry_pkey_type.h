@@ -4,8 +4,7 @@
 
 #include <pb/pb_obj.h>
 
-/* -1 stands for no known type where a function may fail to tell; it is never valid as an
-
+/* A function that can give -1 says so; -1 means an unknown type. It is never valid as an
    argument. */
 typedef PB_INT CRY_PKEY_TYPE;
 
@@ -16,8 +15,8 @@ typedef PB_INT CRY_PKEY_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryPkeyTypeToString: the name of a value, as "CRY_PKEY_TYPE_RSA", a new string; another value
-   aborts ("CRY_PKEY_TYPE_OK( type )"). */
+/* cryPkeyTypeToString: the name of a value, for example "CRY_PKEY_TYPE_RSA", a new string; another
+   value aborts ("CRY_PKEY_TYPE_OK( type )"). */
 PB_EXPORT PB_STRING *cryPkeyTypeToString( CRY_PKEY_TYPE type );
 /* cryPkeyTypeFromString: the value of a name, which must match exactly; -1 for an unknown one. Null
    aborts ("pbs"). */

@@ -6,16 +6,16 @@
 
 PB_BEGIN_DECLS
 
-/* cryRandomBytes: fills `byteCount` bytes at `bytes` from OpenSSL's generator; should that fail,
-   from the operating system's. Aborts on a null pointer with a count ("bytes || !byteCount") and on
-   a negative count ("byteCount >= 0"). */
+/* cryRandomBytes: fills `byteCount` bytes at `bytes` from OpenSSL's generator; if that fails, the
+   rest comes from the operating system. Aborts on a null pointer with a count ("bytes ||
+   !byteCount") and on a negative count ("byteCount >= 0"). */
 PB_EXPORT void cryRandomBytes( PB_BYTE *bytes, PB_INT byteCount );
 /* cryRandom: appends `byteCount` such bytes to the caller's buffer. Aborts on null ("buffer",
    "*buffer || !byteCount") and on a negative count ("byteCount >= 0"). */
 PB_EXPORT void cryRandom( PB_BUFFER **buffer, PB_INT byteCount );
-/* cryTryRandomData: a new buffer of `bytes` random bytes of OpenSSL's generator alone. When one
-   call of it fails: null if `strict`, else the failure is ignored and the content is not to be
-   relied on. Aborts unless "bytes > 0". */
+/* cryTryRandomData: a new buffer of `bytes` random bytes, only from OpenSSL's generator. If a call
+   of the generator fails and `strict` is true, the result is null. If `strict` is false, the
+   failure is ignored, and the caller must not rely on the bytes. Aborts unless "bytes > 0". */
 PB_EXPORT PB_BUFFER *cryTryRandomData( PB_INT bytes, PB_BOOL strict );
 
 PB_END_DECLS

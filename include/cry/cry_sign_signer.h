@@ -7,8 +7,8 @@
 #include <cry/cry_pkey_private.h>
 #include <pb/pb_buffer.h>
 
-/* CRY_SIGN_SIGNER: one signature in the making; takes updates until crySignSignerFinal,
-   which yields the one signature. Only one thread at a time may use a CRY_SIGN_SIGNER. */
+/* CRY_SIGN_SIGNER: the making of one signature. It takes updates until crySignSignerFinal, which
+   gives the signature. Only one thread at a time may use a CRY_SIGN_SIGNER. */
 PB_OBJECT_TYPE( CRY_SIGN_SIGNER );
 
 PB_BEGIN_DECLS
@@ -19,7 +19,7 @@ PB_BEGIN_DECLS
 PB_EXPORT CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey );
 
 /* The updates abort after crySignSignerFinal ("!sig->final"), on null objects ("sig", "data") and
-   when the range does not lie in the buffer. */
+   if the range does not lie in the buffer. */
 
 /* crySignSignerUpdate: takes the whole buffer. */
 PB_EXPORT void crySignSignerUpdate( CRY_SIGN_SIGNER *sig, PB_BUFFER *data );
@@ -28,18 +28,18 @@ PB_EXPORT void crySignSignerUpdate( CRY_SIGN_SIGNER *sig, PB_BUFFER *data );
 PB_EXPORT void crySignSignerUpdateBytes( CRY_SIGN_SIGNER *sig, const PB_BYTE *data, PB_INT byteCount );
 /* crySignSignerUpdateInner: takes the bytes from `byteOffset` up to `byteOffset + byteCount`. */
 PB_EXPORT void crySignSignerUpdateInner( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
-/* crySignSignerUpdateOuter: takes every byte but those of the range. */
+/* crySignSignerUpdateOuter: takes all bytes except those of the range. */
 PB_EXPORT void crySignSignerUpdateOuter( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteOffset, PB_INT byteCount );
 /* crySignSignerUpdateLeading: takes the first `byteCount` bytes. */
 PB_EXPORT void crySignSignerUpdateLeading( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteCount );
 /* crySignSignerUpdateTrailing: takes the last `byteCount` bytes. */
 PB_EXPORT void crySignSignerUpdateTrailing( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT byteCount );
 
-/* crySignSignerFinal: the signature of all that was taken, a new buffer. A second call aborts
-   ("!sig->final"), and so does a key that OpenSSL's EVP_SignFinal cannot sign with: one for other
-   things (X25519) or other ways of signing (Ed25519), an RSA key too small for the digest, a key on
-   one of the Oakley curves ("EVP_SignFinal( sig->mdCtx, signature, &signatureLength, pkey )").
-   crySignCanSign tells such keys before. */
+/* crySignSignerFinal: the signature of all bytes that were taken, a new buffer. A second call
+   aborts ("!sig->final"). A key with which OpenSSL's EVP_SignFinal cannot sign also aborts: a key
+   that is not for signatures (X25519) or is for another kind of them (Ed25519), an RSA key that is
+   too small for the digest, a key on one of the Oakley curves ("EVP_SignFinal( sig->mdCtx,
+   signature, &signatureLength, pkey )"). crySignCanSign recognises such keys. */
 PB_EXPORT PB_BUFFER *crySignSignerFinal( CRY_SIGN_SIGNER *sig );
 
 /* crySignSignerSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

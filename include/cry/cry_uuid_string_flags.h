@@ -17,10 +17,10 @@ PB_BEGIN_DECLS
 /* cryUuidStringFlagsNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_UUID_STRING_FLAGS cryUuidStringFlagsNormalize( CRY_UUID_STRING_FLAGS flags );
 /* cryUuidStringFlagsToString: the names of the flags that are set, in the order above, joined by
-   `|`; empty for none. Undefined bits are dropped. A new string. */
+   `|`; empty if no flag is set. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryUuidStringFlagsToString( CRY_UUID_STRING_FLAGS flags );
-/* cryUuidStringFlagsFromString: the flags that a text names: split at `|`, trimmed, unknown names
-   skipped. Null aborts ("pbs"). */
+/* cryUuidStringFlagsFromString: the flags that a text names. The names are separated by `|`; white
+   space around a name is dropped, and unknown names are skipped. A null text aborts ("pbs"). */
 PB_EXPORT CRY_UUID_STRING_FLAGS cryUuidStringFlagsFromString( PB_STRING *pbs );
 
 PB_END_DECLS

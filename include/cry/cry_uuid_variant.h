@@ -15,8 +15,8 @@ typedef PB_INT CRY_UUID_VARIANT;
 
 PB_BEGIN_DECLS
 
-/* cryUuidVariantToString: the name of a value, as "CRY_UUID_VARIANT_RESERVED_FOR_NCS", a new
-   string; another value aborts ("CRY_UUID_VARIANT_OK( var )"). */
+/* cryUuidVariantToString: the name of a value, for example "CRY_UUID_VARIANT_RESERVED_FOR_NCS", a
+   new string; another value aborts ("CRY_UUID_VARIANT_OK( var )"). */
 PB_EXPORT PB_STRING *cryUuidVariantToString( CRY_UUID_VARIANT var );
 /* cryUuidVariantFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */

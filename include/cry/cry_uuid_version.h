@@ -16,8 +16,8 @@ typedef PB_INT CRY_UUID_VERSION;
 
 PB_BEGIN_DECLS
 
-/* cryUuidVersionToString: the name of a value, as "CRY_UUID_VERSION_TIME_BASED", a new string;
-   another value aborts ("CRY_UUID_VERSION_OK( ver )"). */
+/* cryUuidVersionToString: the name of a value, for example "CRY_UUID_VERSION_TIME_BASED", a new
+   string; another value aborts ("CRY_UUID_VERSION_OK( ver )"). */
 PB_EXPORT PB_STRING *cryUuidVersionToString( CRY_UUID_VERSION ver );
 /* cryUuidVersionFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */

@@ -1,4 +1,4 @@
-/* CRY_VAULT_ITEM_TYPE: what an item of the vault holds. */
+/* CRY_VAULT_ITEM_TYPE: kinds of items in the vault. */
 #ifndef CRY_CRY_VAULT_ITEM_TYPE_H
 #define CRY_CRY_VAULT_ITEM_TYPE_H
 
@@ -12,8 +12,8 @@ typedef PB_INT CRY_VAULT_ITEM_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryVaultItemTypeToString: the name of a value, as "CRY_VAULT_ITEM_TYPE_IDENTITY", a new string;
-   another value aborts ("CRY_VAULT_ITEM_TYPE_OK( type )"). */
+/* cryVaultItemTypeToString: the name of a value, for example "CRY_VAULT_ITEM_TYPE_IDENTITY", a new
+   string; another value aborts ("CRY_VAULT_ITEM_TYPE_OK( type )"). */
 PB_EXPORT PB_STRING *cryVaultItemTypeToString( CRY_VAULT_ITEM_TYPE type );
 /* cryVaultItemTypeFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */

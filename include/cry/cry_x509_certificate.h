@@ -13,9 +13,9 @@ PB_OBJECT_TYPE( CRY_X509_CERTIFICATE );
 
 PB_BEGIN_DECLS
 
-/* cryX509CertificateTryCreateFromDer: the certificate at the front of some DER; bytes behind it are
-   dropped. Null if it does not parse or the buffer is longer than 2147483647 bytes. Null aborts
-   ("buf"). */
+/* cryX509CertificateTryCreateFromDer: the certificate, in DER, at the beginning of a buffer; bytes
+   after it are dropped. Null if it does not parse or the buffer is longer than 2147483647 bytes.
+   Null aborts ("buf"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf );
 /* cryX509CertificateTryCreateFromPem: the certificate in a PEM object with the label CERTIFICATE or
    X509 CERTIFICATE; null if it is not one. Null aborts ("pem"). */
@@ -25,28 +25,28 @@ PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromPem( CRY_PEM *pem
 PB_EXPORT CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificatePublicKey: the subject's public key, a new object that shares nothing with the
    certificate; null if OpenSSL cannot write it. A certificate whose key OpenSSL cannot decode
-   aborts ("pkey"); cryX509CertificateHasPublicKey tells it before. */
+   aborts ("pkey"); cryX509CertificateHasPublicKey checks this. */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateHasPublicKey: whether OpenSSL can decode the subject's public key, so that
-   cryX509CertificatePublicKey does not abort. Ask before that call for each certificate that comes
-   from outside. Null aborts ("cert"). */
+   cryX509CertificatePublicKey does not abort. Call it first for each certificate that comes from
+   outside. Null aborts ("cert"). */
 PB_EXPORT PB_BOOL cryX509CertificateHasPublicKey( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateCheckPrivateKey: whether a private key belongs to the certificate's public key;
    null aborts ("cert", "privateKey"). */
 PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey );
-/* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null when
-   this libcrypto does not have the algorithm. An invalid algorithm aborts ("CRY_HASH_ALGORITHM_OK(
-   alg )"). */
+/* cryX509CertificateTryFingerprint: the digest of the certificate's DER, a new buffer; null if this
+   libcrypto does not have the algorithm. An invalid algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg
+   )"). */
 PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
-/* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null when
-   there is none. Null aborts ("store"). */
+/* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null if the
+   store holds no certificate. A null store aborts ("store"). */
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateTryRestore( PB_STORE *store );
 
 /* cryX509CertificateSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard
-   functions (docs/conventions.md). Compare orders by the canonical PEM, so certificates are equal
-   exactly when their DER is. */
+   functions (docs/conventions.md). Compare orders by the canonical PEM, so two certificates are
+   equal if and only if their DER is equal. */
 PB_EXPORT const PB_SORT        *cryX509CertificateSort( void );
 PB_EXPORT PB_OBJ               *cryX509CertificateObj( CRY_X509_CERTIFICATE *obj );
 PB_EXPORT CRY_X509_CERTIFICATE *cryX509CertificateFrom( PB_OBJ *obj );

@@ -20,15 +20,15 @@
 
 #include <cry/cry_x509_certificate.h>
 
-/* CRY_X509_CERTIFICATES: certificates in order; one may be in it several times. Edits copy a shared
-   collection first. Many threads may read a CRY_X509_CERTIFICATES, and each may edit it through a
-   reference of its own. */
+/* CRY_X509_CERTIFICATES: certificates in order; the same certificate may occur several times. Edits
+   copy a shared collection first. Many threads may read a CRY_X509_CERTIFICATES, and each may edit
+   it through a reference of its own. */
 PB_OBJECT_TYPE( CRY_X509_CERTIFICATES );
 
 PB_BEGIN_DECLS
 
-/* Null collections abort ("certs", "*certs"), null certificates too ("certificate"), and so does an
-   index that is not in the collection. */
+/* The functions abort on null collections ("certs", "*certs"), on null certificates ("certificate")
+   and on an index that is not in the collection. */
 
 /* cryX509CertificatesCreate: an empty collection. */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesCreate( void );
@@ -73,11 +73,12 @@ PB_EXPORT void cryX509CertificatesPrepend( CRY_X509_CERTIFICATES **certs, CRY_X5
 /* cryX509CertificatesStore: a new array store of the certificates' stores. */
 PB_EXPORT PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs );
 /* cryX509CertificatesRestore: the certificates of an array store; entries that do not restore are
-   skipped, so it is never null. Null aborts ("store"). */
+   skipped, so the result is never null. A null store aborts ("store"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store );
 
 /* cryX509CertificatesSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard
-   functions (docs/conventions.md). Compare goes certificate by certificate, then by length. */
+   functions (docs/conventions.md). Compare compares the certificates one by one, then the
+   lengths. */
 PB_EXPORT const PB_SORT         *cryX509CertificatesSort( void );
 PB_EXPORT PB_OBJ                *cryX509CertificatesObj( CRY_X509_CERTIFICATES *obj );
 PB_EXPORT CRY_X509_CERTIFICATES *cryX509CertificatesFrom( PB_OBJ *obj );

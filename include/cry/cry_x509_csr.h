@@ -21,19 +21,18 @@ PB_EXPORT CRY_X509_CSR *cryX509CsrTryCreateFromPem( CRY_PEM *pem );
 PB_EXPORT CRY_PEM *cryX509CsrPem( CRY_X509_CSR *csr );
 /* cryX509CsrPublicKey: the public key that is to be certified, a new object that shares nothing
    with the request; null if OpenSSL cannot write it. A request whose key OpenSSL cannot decode
-   aborts ("pkey"); cryX509CsrHasPublicKey tells it before. */
+   aborts ("pkey"); cryX509CsrHasPublicKey checks this. */
 PB_EXPORT CRY_PKEY_PUBLIC *cryX509CsrPublicKey( CRY_X509_CSR *csr );
 /* cryX509CsrHasPublicKey: whether OpenSSL can decode the public key, so that cryX509CsrPublicKey
-   does not abort. Ask before that call for each request that comes from outside. Null aborts
-   ("csr"). */
+   does not abort. Call it first for each request that comes from outside. Null aborts ("csr"). */
 PB_EXPORT PB_BOOL cryX509CsrHasPublicKey( CRY_X509_CSR *csr );
 /* cryX509CsrCheckPrivateKey: whether a private key belongs to the request's public key; null aborts
    ("csr", "privateKey"). */
 PB_EXPORT PB_BOOL cryX509CsrCheckPrivateKey( CRY_X509_CSR *csr, CRY_PKEY_PRIVATE *privateKey );
 /* cryX509CsrStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CsrStore( CRY_X509_CSR *csr );
-/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null if there is
-   none. Null aborts ("store"). */
+/* cryX509CsrTryRestore: the request in a store of a PEM (cryPemTryRestore); null if the store holds
+   no request. A null store aborts ("store"). */
 PB_EXPORT CRY_X509_CSR *cryX509CsrTryRestore( PB_STORE *store );
 
 /* cryX509CsrSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

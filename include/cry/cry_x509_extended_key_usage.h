@@ -22,10 +22,11 @@ PB_BEGIN_DECLS
 /* cryX509ExtendedKeyUsageNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_EXTENDED_KEY_USAGE cryX509ExtendedKeyUsageNormalize( CRY_X509_EXTENDED_KEY_USAGE flags );
 /* cryX509ExtendedKeyUsageToString: the names of the flags that are set, in the order above, joined
-   by `|`; empty for none. Undefined bits are dropped. A new string. */
+   by `|`; empty if no flag is set. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509ExtendedKeyUsageToString( CRY_X509_EXTENDED_KEY_USAGE flags );
-/* cryX509ExtendedKeyUsageFromString: the flags that a text names: split at `|`, trimmed, unknown
-   names skipped. Null aborts ("pbs"). */
+/* cryX509ExtendedKeyUsageFromString: the flags that a text names. The names are separated by `|`;
+   white space around a name is dropped, and unknown names are skipped. A null text aborts
+   ("pbs"). */
 PB_EXPORT CRY_X509_EXTENDED_KEY_USAGE cryX509ExtendedKeyUsageFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -22,10 +22,10 @@ PB_BEGIN_DECLS
 /* cryX509KeyUsageNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageNormalize( CRY_X509_KEY_USAGE flags );
 /* cryX509KeyUsageToString: the names of the flags that are set, in the order above, joined by `|`;
-   empty for none. Undefined bits are dropped. A new string. */
+   empty if no flag is set. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509KeyUsageToString( CRY_X509_KEY_USAGE flags );
-/* cryX509KeyUsageFromString: the flags that a text names: split at `|`, trimmed, unknown names
-   skipped. Null aborts ("pbs"). */
+/* cryX509KeyUsageFromString: the flags that a text names. The names are separated by `|`; white
+   space around a name is dropped, and unknown names are skipped. A null text aborts ("pbs"). */
 PB_EXPORT CRY_X509_KEY_USAGE cryX509KeyUsageFromString( PB_STRING *pbs );
 
 PB_END_DECLS

@@ -20,10 +20,11 @@ PB_BEGIN_DECLS
 /* cryX509NetscapeCertTypeNormalize: the flags without undefined bits. */
 PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeNormalize( CRY_X509_NETSCAPE_CERT_TYPE flags );
 /* cryX509NetscapeCertTypeToString: the names of the flags that are set, in the order above, joined
-   by `|`; empty for none. Undefined bits are dropped. A new string. */
+   by `|`; empty if no flag is set. Undefined bits are dropped. A new string. */
 PB_EXPORT PB_STRING *cryX509NetscapeCertTypeToString( CRY_X509_NETSCAPE_CERT_TYPE flags );
-/* cryX509NetscapeCertTypeFromString: the flags that a text names: split at `|`, trimmed, unknown
-   names skipped. Null aborts ("pbs"). */
+/* cryX509NetscapeCertTypeFromString: the flags that a text names. The names are separated by `|`;
+   white space around a name is dropped, and unknown names are skipped. A null text aborts
+   ("pbs"). */
 PB_EXPORT CRY_X509_NETSCAPE_CERT_TYPE cryX509NetscapeCertTypeFromString( PB_STRING *pbs );
 
 PB_END_DECLS

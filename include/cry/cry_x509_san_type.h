@@ -13,8 +13,8 @@ typedef PB_INT CRY_X509_SAN_TYPE;
 
 PB_BEGIN_DECLS
 
-/* cryX509SanTypeToString: the name of a value, as "CRY_X509_SAN_TYPE_DNS_NAME", a new string;
-   another value aborts ("CRY_X509_SAN_TYPE_OK( type )"). */
+/* cryX509SanTypeToString: the name of a value, for example "CRY_X509_SAN_TYPE_DNS_NAME", a new
+   string; another value aborts ("CRY_X509_SAN_TYPE_OK( type )"). */
 PB_EXPORT PB_STRING *cryX509SanTypeToString( CRY_X509_SAN_TYPE type );
 /* cryX509SanTypeFromString: the value of a name, which must match exactly; -1 for an unknown one.
    Null aborts ("pbs"). */

@@ -1,4 +1,4 @@
-/* CRY_X509_STACK_TRUST_MODE: where a stack takes its trusted certificates from. */
+/* CRY_X509_STACK_TRUST_MODE: the source of a stack's trusted certificates. */
 #ifndef CRY_CRY_X509_STACK_TRUST_MODE_H
 #define CRY_CRY_X509_STACK_TRUST_MODE_H
 
@@ -14,8 +14,9 @@ typedef PB_INT CRY_X509_STACK_TRUST_MODE;
 
 PB_BEGIN_DECLS
 
-/* cryX509StackTrustModeToString: the name of a value, as "CRY_X509_STACK_TRUST_MODE_FIXED", a new
-   string; another value aborts ("CRY_X509_STACK_TRUST_MODE_OK( mode )"). */
+/* cryX509StackTrustModeToString: the name of a value, for example
+   "CRY_X509_STACK_TRUST_MODE_FIXED", a new string; another value aborts
+   ("CRY_X509_STACK_TRUST_MODE_OK( mode )"). */
 PB_EXPORT PB_STRING *cryX509StackTrustModeToString( CRY_X509_STACK_TRUST_MODE mode );
 /* cryX509StackTrustModeFromString: the value of a name, which must match exactly; -1 for an unknown
    one. Null aborts ("pbs"). */

@@ -1,5 +1,5 @@
-// The containers of the standard library with the memory of the family: if there is no memory, the
-// process ends as it does for an object, and nothing throws. C++ only.
+// The containers of the standard library with memory of these libraries. If there is no memory, the
+// process ends, as it does for an object; nothing throws. C++ only.
 #pragma once
 
 #include <pb/pb_mem.h>
@@ -19,16 +19,16 @@
 namespace pb
 {
 
-// ObjectMemory: memory that goes back before its object does, from the allocator of
-// pbMemSetAllocator.
+// ObjectMemory: memory from the allocator of pbMemSetAllocator. It is given back before its object
+// is.
 struct ObjectMemory
 {
     static void *take( PB_INT count, size_t size ) { return pbMemReallocN( nullptr, count, size ); }
     static void  give( void *memory ) { pbMemFree( memory ); }
 };
 
-// ProcessMemory: memory that may be held while pbMemSetAllocator replaces the allocator, for what
-// the process keeps.
+// ProcessMemory: memory that may be held while pbMemSetAllocator replaces the allocator; for
+// objects that live as long as the process.
 struct ProcessMemory
 {
     static void *take( PB_INT count, size_t size )
@@ -88,8 +88,8 @@ StdString<Memory> decimal( PB_INT number )
     return StdString<Memory>( digits, std::to_chars( digits, digits + sizeof digits, number ).ptr );
 }
 
-// make, destroy: new and delete with this memory. What is made with ProcessMemory is never
-// destroyed.
+// make, destroy: new and delete with this memory. An object that is made with ProcessMemory is
+// never destroyed.
 template<class T, class Memory = ObjectMemory, class... Arguments>
 T *make( Arguments &&...arguments )
 {

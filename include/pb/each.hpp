@@ -7,7 +7,7 @@
 namespace pb
 {
 
-// peekAt: lends the object at an index, as its type. The vector holds only such objects.
+// peekAt: lends the object at an index, as its type. The vector must hold only such objects.
 template<Object T>
 inline T *peekAt( PB_VECTOR *vec, PB_INT index )
 {
@@ -15,7 +15,8 @@ inline T *peekAt( PB_VECTOR *vec, PB_INT index )
 }
 
 // each<T>( vector ): the objects of a vector, lent one after another, for a range-based for. The
-// vector holds only objects of type T, and is not edited meanwhile; null is an empty one.
+// vector must hold only objects of type T, and must not be edited during the loop. Null counts as
+// an empty vector.
 template<Object T>
 class Each
 {

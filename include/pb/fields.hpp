@@ -1,4 +1,4 @@
-// The list of a type's fields: what its objects release, copy and compare. C++ only.
+// The list of a type's fields, which its objects release, copy and compare. C++ only.
 #pragma once
 
 #include <pb/pb_obj.h>
@@ -13,7 +13,7 @@
 namespace pb
 {
 
-// The value that a released pointer is left with, so that a later use traps.
+// The value that a pointer has after its release, so that a later use traps.
 inline void *poison() { return reinterpret_cast<void *>( ~uintptr_t{ 0 } ); }
 
 template<class T>
@@ -22,16 +22,17 @@ inline bool isPoison( T *pointer )
     return pointer == static_cast<void *>( poison() );
 }
 
-// The store is volatile, or the optimiser would drop it before the memory goes back.
+// The store is volatile. Without that, the optimiser would remove it before the memory is given
+// back.
 template<class T>
 inline void setPoison( T *&pointer )
 {
     *const_cast<T *volatile *>( &pointer ) = static_cast<T *>( poison() );
 }
 
-// Field: what a field of type T does on release, copy and compare. The primary template is
-// undefined, so a type must be known here (or where OpenSSL's types are made known) before it can
-// stand in a list of fields. A type that cannot be copied or compared leaves that function out.
+// Field: the functions that release, copy and compare a field of type T. The primary template is
+// undefined, so a list of fields can hold only types that have a specialisation, here or in the
+// header for OpenSSL's types. A type that cannot be copied or compared does not have that function.
 template<class T>
 struct Field;
 
@@ -52,8 +53,8 @@ struct Field<PB_BOOL> : PlainField<PB_BOOL>
 {
 };
 
-// A field that its own destructor ends, such as a mutex, and that each object has for itself: a
-// copy begins with a new one.
+// A field that has a destructor, for example a mutex, and that objects do not share: a copy begins
+// with a new one.
 template<class T>
 struct OwnField
 {
@@ -78,7 +79,8 @@ std::type_identity<T> memberType( T Struct::* );
 template<class Struct, class T>
 Struct memberOwner( T Struct::* );
 
-// What fieldsChecked knows of a struct: how many initialisers it takes, and where its members are.
+// Two facts about a struct, for fieldsChecked: how many initialisers it takes, and where its
+// members are.
 
 struct AnyInitialiser
 {
@@ -148,7 +150,7 @@ struct Fields
             !takesInitialisers<Struct>( std::make_index_sequence<totalInitialisers + 1>{} );
     }
 
-    // Whether it names each once, in the order of their declaration.
+    // Whether the list names each member once, in the order of their declaration.
     static consteval bool isInOrder() { return areAscending<First, Rest...>(); }
 
     // Releases and poisons in order.
@@ -165,7 +167,7 @@ struct Fields
         ( Field<Type<Rest>>::copy( to->*Rest, from->*Rest ), ... );
     }
 
-    // Null first; the first field that differs decides.
+    // Null comes first. The first field that differs decides.
     static PB_INT compare( const Struct *objA, const Struct *objB )
     {
         PB_INT order = Field<Type<First>>::compare( objA->*First, objB->*First );
@@ -187,7 +189,7 @@ consteval Fields<Members...> fieldsChecked()
 template<auto... Members>
 inline constexpr auto fields = fieldsChecked<Members...>();
 
-// someFields: for a type that compares or copies less than all of its fields.
+// someFields: for a type that does not compare or copy all of its fields.
 template<auto First, auto... Rest>
 inline constexpr auto someFields = Fields<First, Rest...>{};
 

@@ -41,7 +41,7 @@
 namespace pb
 {
 
-// Hooks of a module that has nothing to do at a point.
+// Hooks for a module that has nothing to do.
 inline PB_BOOL startNothing() { return PB_TRUE; }
 inline void    doNothing() {}
 

@@ -1,11 +1,11 @@
-/* The types, the linkage and the contract checks that every library of the family uses. */
+/* The types, the linkage and the contract checks that all these libraries use. */
 #ifndef PB_PB_BASE_H
 #define PB_PB_BASE_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-/* PB_BEGIN_DECLS and PB_END_DECLS stand around the declarations of C functions. PB_NORETURN: the
+/* PB_BEGIN_DECLS and PB_END_DECLS enclose the declarations of C functions. PB_NORETURN: the
    function does not return. PB_DEFAULT_NULL: null is the default in C++. */
 #ifdef __cplusplus
 #define PB_BEGIN_DECLS \
@@ -33,13 +33,13 @@ typedef uint8_t  PB_BYTE; /* eight bits */
 #define PB_INT_MAX INT64_MAX
 #define PB_INT_MIN INT64_MIN
 
-/* PB_TRUE, PB_FALSE: what functions return as PB_BOOL. */
+/* PB_TRUE, PB_FALSE: the values of PB_BOOL that functions return. */
 #define PB_TRUE ( (PB_BOOL)1 )
 #define PB_FALSE ( (PB_BOOL)0 )
 
-/* PB_OBJECT_TYPE: declares an opaque object type of the family. In C++ it also tells pb::Ref and
-   pb::fields that a pointer to the type points to a reference-counted object; with a pointer to
-   anything else they do not compile. */
+/* PB_OBJECT_TYPE: declares an opaque object type of these libraries. In C++, pb::Ref and pb::fields
+   accept a pointer to the type as a pointer to a reference-counted object. With a pointer to any
+   other type they do not compile. */
 #ifdef __cplusplus
 #define PB_OBJECT_TYPE( TYPE ) \
     typedef struct TYPE TYPE;  \
@@ -59,7 +59,7 @@ PB_NORETURN PB_EXPORT void pb___Abort( const char *context, const char *file, PB
 PB_END_DECLS
 
 /* Contract checks, which every build keeps. They stringify their argument at their first macro
-   level, so NULL and the like stay as written. */
+   level, so NULL and other macros stay as they are written. */
 #define PB_CHECK( ... ) ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, __FILE__, __LINE__, #__VA_ARGS__ ) )
 #define PB_CHECK_CONTEXT( context, ... ) \
     ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( context, __FILE__, __LINE__, #__VA_ARGS__ ) )
@@ -69,7 +69,7 @@ PB_END_DECLS
             : __builtin_expect( !*( handle ), 0 ) ? pb___Abort( NULL, __FILE__, __LINE__, "*" #handle ) \
                                                   : (void)0 )
 
-/* Arithmetic and conversion checks, named as the contract texts have them. */
+/* Arithmetic and conversion checks, with the names that the contract texts use. */
 static inline PB_BOOL pb___IntAddOk( PB_INT a, PB_INT b )
 {
     PB_INT sum;

@@ -5,7 +5,7 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_BUFFER );
-/* A PB_BUFFER may be read by many threads; edit it only while one thread holds it. */
+/* Many threads may read a PB_BUFFER; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
@@ -26,9 +26,9 @@ PB_EXPORT PB_BUFFER *pbBufferCreateFromInner( PB_BUFFER *source, PB_INT byteOffs
 
 /* pbBufferLength: number of bytes; null aborts ("buf"). */
 PB_EXPORT PB_INT pbBufferLength( PB_BUFFER *buf );
-/* pbBufferBitLength: number of bits, eight a byte. */
+/* pbBufferBitLength: number of bits, eight for each byte. */
 PB_EXPORT PB_INT pbBufferBitLength( PB_BUFFER *buf );
-/* pbBufferSpace: how many bytes can still be appended before the length is too large. */
+/* pbBufferSpace: the number of bytes that can still be appended before the length is too large. */
 PB_EXPORT PB_INT pbBufferSpace( PB_BUFFER *buf );
 /* pbBufferBytes: lends the bytes. They are valid while the caller holds the buffer and until it is
    edited. Never null. */
@@ -52,12 +52,12 @@ PB_EXPORT void pbBufferAppendInner( PB_BUFFER **buf, PB_BUFFER *other, PB_INT by
 PB_EXPORT void pbBufferDelInner( PB_BUFFER **buf, PB_INT byteOffset, PB_INT byteCount );
 /* pbBufferClear: removes all bytes; the sensitive mark stays. */
 PB_EXPORT void pbBufferClear( PB_BUFFER **buf );
-/* pb___BufferExtend: appends `byteCount` bytes and returns their address. The caller writes them
-   before anything else is done with the buffer. */
+/* pb___BufferExtend: appends `byteCount` bytes and returns their address. The caller must write
+   them before any other use of the buffer. */
 PB_EXPORT PB_BYTE *pb___BufferExtend( PB_BUFFER **buf, PB_INT byteCount );
 
 /* pb___BufferCreateLength: a new buffer of `byteCount` bytes, and their address in `bytes`. The
-   caller writes them before anything else is done with the buffer. */
+   caller must write them before any other use of the buffer. */
 PB_EXPORT PB_BUFFER *pb___BufferCreateLength( PB_INT byteCount, PB_BYTE **bytes );
 
 /* pbBufferSetSensitive: marks the content as secret. It is then overwritten when it is freed or
@@ -67,9 +67,9 @@ PB_EXPORT void pbBufferSetSensitive( PB_BUFFER **buf );
 PB_EXPORT PB_BOOL pbBufferSensitive( PB_BUFFER *buf );
 
 /* pbBufferSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). Compare orders by bytes; a buffer comes before every longer one that
-   begins with it. ToString gives lower-case hexadecimal digits, but only the length of a sensitive
-   buffer. */
+   (docs/conventions.md). Compare orders by bytes; a buffer comes before every longer buffer that
+   begins with the same bytes. ToString gives lower-case hexadecimal digits; for a sensitive buffer
+   it gives only the length. */
 PB_EXPORT const PB_SORT *pbBufferSort( void );
 PB_EXPORT PB_OBJ        *pbBufferObj( PB_BUFFER *obj );
 PB_EXPORT PB_BUFFER     *pbBufferFrom( PB_OBJ *obj );

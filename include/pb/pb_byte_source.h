@@ -5,12 +5,12 @@
 #include <pb/pb_buffer.h>
 
 PB_OBJECT_TYPE( PB_BYTE_SOURCE );
-/* A PB_BYTE_SOURCE belongs to one thread at a time, for reading too. */
+/* Only one thread at a time may use a PB_BYTE_SOURCE, also for reading. */
 
 PB_BEGIN_DECLS
 
-/* PB_BYTE_SOURCE_READ: puts up to `max` bytes at `to` and returns how many; 0 is the end and -1 an
-   error. */
+/* PB_BYTE_SOURCE_READ: puts up to `max` bytes at `to` and returns their number; 0 means the end and
+   -1 an error. */
 typedef PB_INT ( *PB_BYTE_SOURCE_READ )( void *closure, PB_BYTE *to, PB_INT max );
 
 /* pbBufferByteSourceCreate: reads the bytes of a buffer and holds the buffer; null aborts ("buf").
@@ -20,12 +20,12 @@ PB_EXPORT PB_BYTE_SOURCE *pbBufferByteSourceCreate( PB_BUFFER *buf );
    null) is called with `closure`. */
 PB_EXPORT PB_BYTE_SOURCE *pbCallbackByteSourceCreate( PB_BYTE_SOURCE_READ read, void ( *release )( void *closure ), void *closure );
 
-/* pbByteSourceRead: appends up to `max` bytes to a buffer and returns how many; 0 at the end and
-   after an error. It blocks if the callback blocks. */
+/* pbByteSourceRead: appends up to `max` bytes to a buffer and returns their number; 0 at the end
+   and after an error. It blocks if the callback blocks. */
 PB_EXPORT PB_INT pbByteSourceRead( PB_BYTE_SOURCE *source, PB_BUFFER **buf, PB_INT max );
-/* pbByteSourceEnd: whether a read has met the end. */
+/* pbByteSourceEnd: whether a read has reached the end. */
 PB_EXPORT PB_BOOL pbByteSourceEnd( PB_BYTE_SOURCE *source );
-/* pbByteSourceError: whether a read has failed; no more bytes come after that. */
+/* pbByteSourceError: whether a read has failed; after that the source gives no more bytes. */
 PB_EXPORT PB_BOOL pbByteSourceError( PB_BYTE_SOURCE *source );
 
 /* pbByteSourceSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

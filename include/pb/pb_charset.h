@@ -1,4 +1,4 @@
-/* Charsets: bytes to text. */
+/* Charsets: conversion of bytes to text. */
 #ifndef PB_PB_CHARSET_H
 #define PB_PB_CHARSET_H
 
@@ -6,7 +6,7 @@
 #include <pb/pb_string.h>
 
 PB_OBJECT_TYPE( PB_CHAR_SOURCE );
-/* A PB_CHAR_SOURCE belongs to one thread at a time, for reading too. */
+/* Only one thread at a time may use a PB_CHAR_SOURCE, also for reading. */
 
 /* The codes of the charsets. */
 #define PB_CHARSET_LATIN1 ( (PB_INT)0 ) /* ISO 8859-1: every byte is a character, so it never fails */
@@ -26,10 +26,10 @@ PB_EXPORT PB_STRING *pbCharsetTryConvertBufferToStringWithFlags( PB_BUFFER *buf,
 /* pbCharsetCreateCharSource: the characters of a byte source. */
 PB_EXPORT PB_CHAR_SOURCE *pbCharsetCreateCharSource( PB_BYTE_SOURCE *source, PB_INT charset, PB_INT flags );
 
-/* pbCharSourceRead: appends up to `max` characters to a string and returns how many; 0 at the end
-   and after an error. */
+/* pbCharSourceRead: appends up to `max` characters to a string and returns their number; 0 at the
+   end and after an error. */
 PB_EXPORT PB_INT pbCharSourceRead( PB_CHAR_SOURCE *source, PB_STRING **str, PB_INT max );
-/* pbCharSourceEnd: whether a read has met the end. */
+/* pbCharSourceEnd: whether a read has reached the end. */
 PB_EXPORT PB_BOOL pbCharSourceEnd( PB_CHAR_SOURCE *source );
 /* pbCharSourceError: whether the bytes could not be read or were malformed. */
 PB_EXPORT PB_BOOL pbCharSourceError( PB_CHAR_SOURCE *source );

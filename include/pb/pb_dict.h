@@ -6,13 +6,13 @@
 #include <pb/pb_vector.h>
 
 PB_OBJECT_TYPE( PB_DICT );
-/* A PB_DICT may be read by many threads; edit it only while one thread holds it. */
+/* Many threads may read a PB_DICT; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
 /* Keys are ordered by pbObjCompare and must not change while they are in use. Values are never
-   null. Functions that read take null for a dictionary, which then has no keys. The functions of
-   one operation differ only in the form of the key. */
+   null. Functions that read accept a null dictionary, which counts as one without keys. The
+   functions of one operation differ only in the form of the key. */
 
 /* pbDictCreate: an empty dictionary. */
 PB_EXPORT PB_DICT *pbDictCreate( void );
@@ -29,8 +29,8 @@ PB_EXPORT PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key );
 PB_EXPORT PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key );
 PB_EXPORT PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key );
 PB_EXPORT PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key );
-/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey: put a value under a key, in place of the
-   one that was there. */
+/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey: put a value under a key; it replaces the
+   value that was there. */
 PB_EXPORT void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value );
 PB_EXPORT void pbDictSetIntKey( PB_DICT **dict, PB_INT key, PB_OBJ *value );
 PB_EXPORT void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value );
@@ -39,7 +39,7 @@ PB_EXPORT void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value
 PB_EXPORT void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key );
 PB_EXPORT void pbDictDelIntKey( PB_DICT **dict, PB_INT key );
 PB_EXPORT void pbDictDelStringKey( PB_DICT **dict, PB_STRING *key );
-/* pbDictInclude: puts every key of another dictionary, with its value, into this one, in place of
+/* pbDictInclude: puts every key of another dictionary, with its value, into this one; it replaces
    the value that was there. `other` may be null. */
 PB_EXPORT void pbDictInclude( PB_DICT **dict, PB_DICT *other );
 /* pbDictClear: removes all keys. */
@@ -51,8 +51,8 @@ PB_EXPORT PB_VECTOR *pbDictKeysVector( PB_DICT *dict );
 PB_EXPORT PB_VECTOR *pbDictValuesVector( PB_DICT *dict );
 
 /* pbDictSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). Compare goes pair by pair in key order, key before value, then by length.
-   It needs no stack for dictionaries in one another. */
+   (docs/conventions.md). Compare compares the pairs one by one in key order, key before value, then
+   the lengths. Its stack does not grow with the depth of nested dictionaries. */
 PB_EXPORT const PB_SORT *pbDictSort( void );
 PB_EXPORT PB_OBJ        *pbDictObj( PB_DICT *obj );
 PB_EXPORT PB_DICT       *pbDictFrom( PB_OBJ *obj );

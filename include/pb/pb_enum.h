@@ -5,7 +5,7 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_ENUM );
-/* A PB_ENUM may be read by many threads; edit it only while one thread holds it. */
+/* Many threads may read a PB_ENUM; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
@@ -13,8 +13,8 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_ENUM *pbEnumCreate( void );
 /* pbEnumCreateFrom: a copy; null aborts ("source"). */
 PB_EXPORT PB_ENUM *pbEnumCreateFrom( PB_ENUM *source );
-/* pbEnumSetEnumerantCstr: gives a value a name, in place of the name or the value that was there;
-   `length` -1 means zero-terminated. */
+/* pbEnumSetEnumerantCstr: gives a value a name; the value loses its old name, and the name its old
+   value; `length` -1 means zero-terminated. */
 PB_EXPORT void pbEnumSetEnumerantCstr( PB_ENUM **enumeration, const char *name, PB_INT length, PB_INT value );
 /* pbEnumGenerate: the name of a value, a new reference; a value without a name aborts ("name"). */
 PB_EXPORT PB_STRING *pbEnumGenerate( PB_ENUM *enumeration, PB_INT value );

@@ -6,13 +6,13 @@
 #include <pb/pb_vector.h>
 
 PB_OBJECT_TYPE( PB_LINE_SOURCE );
-/* A PB_LINE_SOURCE belongs to one thread at a time, for reading too. */
+/* Only one thread at a time may use a PB_LINE_SOURCE, also for reading. */
 
 PB_BEGIN_DECLS
 
 /* pbNlfLineSourceCreate: lines that end with LF, CR LF, CR or NEL (U+0085), or with the text.
-   `limit` is the expected largest number of characters of a line; a longer line comes whole too. A
-   `limit` below 1 aborts. */
+   `limit` is the expected largest number of characters in a line; a longer line is given in one
+   piece too. A `limit` below 1 aborts. */
 PB_EXPORT PB_LINE_SOURCE *pbNlfLineSourceCreate( PB_CHAR_SOURCE *characters, PB_INT limit );
 /* pbLineSourceTryReadLine: the next line without its end, a new string. Null at the end of the text
    and after an error. */

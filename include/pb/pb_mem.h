@@ -1,4 +1,5 @@
-/* Memory of the family's objects. Any thread may call these functions, except pbMemSetAllocator. */
+/* Memory for the objects of these libraries. Any thread may call these functions, except
+   pbMemSetAllocator. */
 #ifndef PB_PB_MEM_H
 #define PB_PB_MEM_H
 
@@ -6,8 +7,8 @@
 
 PB_BEGIN_DECLS
 
-/* PB_MEM_ALLOCATOR: the functions that the family takes its memory from. They work like malloc,
-   realloc and free, on any thread. */
+/* PB_MEM_ALLOCATOR: the functions from which these libraries take their memory. They must work like
+   malloc, realloc and free, on any thread. */
 typedef struct PB_MEM_ALLOCATOR
 {
     void *( *alloc )( size_t size );                 /* as malloc */
@@ -16,8 +17,8 @@ typedef struct PB_MEM_ALLOCATOR
 } PB_MEM_ALLOCATOR;
 
 /* pbMemSetAllocator: replaces the allocator of the whole process; null restores malloc, realloc and
-   free. Call it while the runtime is stopped and no object exists, since memory goes back to the
-   allocator that is set at that time. */
+   free. Call it while the runtime is stopped and no object exists, since memory is always given
+   back to the allocator that is set at that moment. */
 PB_EXPORT void pbMemSetAllocator( const PB_MEM_ALLOCATOR *allocator );
 
 /* pbMemAlloc: `size` bytes, not zeroed. Never null: if there is no memory, it aborts ("memory"). A
@@ -27,9 +28,9 @@ PB_EXPORT void *pbMemAlloc( size_t size );
 /* pbMemAllocZeroed: the same, zeroed. */
 PB_EXPORT void *pbMemAllocZeroed( size_t size );
 
-/* pbMemReallocN: `memory` (may be null), grown or shrunk to `count` elements of `size` bytes. It
-   aborts if the product is too large or there is no memory. It is not for sensitive content; use
-   pbMemReallocSensitive for that. */
+/* pbMemReallocN: changes the size of `memory` (may be null) to `count` elements of `size` bytes. It
+   aborts if the product is too large or there is no memory. For sensitive content use
+   pbMemReallocSensitive. */
 PB_EXPORT void *pbMemReallocN( void *memory, PB_INT count, size_t size );
 
 /* pbMemReallocSensitive: moves `oldSize` bytes into new memory of `newSize` bytes, and overwrites
@@ -40,10 +41,10 @@ PB_EXPORT void *pbMemReallocSensitive( void *memory, size_t oldSize, size_t newS
 PB_EXPORT void pbMemFree( void *memory );
 
 /* pbMemFreeSensitive: overwrites `size` bytes with zeros and gives the memory back; null is allowed
-   and does nothing. The compiler cannot leave the overwriting out. */
+   and does nothing. The compiler cannot remove the overwriting. */
 PB_EXPORT void pbMemFreeSensitive( void *memory, size_t size );
 
-/* pbMemCleanse: overwrites `size` bytes with zeros. The compiler cannot leave this out. */
+/* pbMemCleanse: overwrites `size` bytes with zeros. The compiler cannot remove this. */
 PB_EXPORT void pbMemCleanse( void *memory, size_t size );
 
 PB_END_DECLS

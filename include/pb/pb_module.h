@@ -4,8 +4,8 @@
 
 #include <pb/pb_obj.h>
 
-/* PB_MODULE_RECORD: identifies a module and the build of the product that it belongs to. Nobody
-   changes it, so any thread may read it. All strings are zero-terminated. */
+/* PB_MODULE_RECORD: identifies a module and the build of the product that it belongs to. It never
+   changes, so any thread may read it. All strings are zero-terminated. */
 struct PB_MODULE_RECORD
 {
     PB_INT      formatVersion;       /* PB_MODULE_RECORD_FORMAT_VERSION */
@@ -15,8 +15,8 @@ struct PB_MODULE_RECORD
     PB_INT      productVersionMinor; /* second part */
     PB_INT      productVersionBuild; /* third part */
     const char *buildTime;           /* as "UTC 2026-07-21 13:01:14 (Tuesday)" */
-    const char *vendorName;          /* who makes the product */
-    const char *copyright;           /* the line that says so */
+    const char *vendorName;          /* the maker of the product */
+    const char *copyright;           /* the copyright line */
     const char *moduleName;          /* as "cry" */
     const char *moduleDescription;   /* one line for people */
     const char *moduleVersion;       /* as "0.2" */

@@ -24,9 +24,8 @@ struct PB_OBJ
 /* PB_OBJ_STATIC_REF_COUNT: the reference count of a static object. */
 #define PB_OBJ_STATIC_REF_COUNT ( (int64_t)-1 )
 
-/* PB_SORT_SLOTS: what a sort can do; a slot that is null has the base library's default
-
-   behaviour. */
+/* PB_SORT_SLOTS: the functions of a sort. For a slot that is null, the base library has a
+   default. */
 struct PB_SORT_SLOTS
 {
     void ( *free )( PB_OBJ *obj ) PB_DEFAULT_NULL;                     /* releases the fields, before the memory is returned */
@@ -43,15 +42,15 @@ struct PB_SORT
     PB_OBJ           header; /* a sort is an object, too */
     const PB_MODULE *module; /* the library that has the type */
     const char      *name;   /* the type's name, as "CRY_PEM" */
-    PB_SORT_SLOTS    slots;  /* how its objects are treated */
+    PB_SORT_SLOTS    slots;  /* the functions for its objects */
 };
 
-/* PB_MODULE: what the runtime drives a library through. */
+/* PB_MODULE: the functions by which the runtime starts and stops a library. */
 struct PB_MODULE
 {
     PB_OBJ                  header; /* a module is an object, too */
     const PB_MODULE_RECORD *record; /* its name, version and product */
-    PB_BOOL ( *startup )( void );   /* false when the library cannot start */
+    PB_BOOL ( *startup )( void );   /* false if the library cannot start */
     void ( *halt )( void );         /* asks the library's workers to end */
     void ( *fourth )( void );       /* called after the workers have ended, before any shut-down */
     void ( *shutdown )( void );     /* releases what the library keeps */
@@ -67,14 +66,15 @@ _Static_assert( sizeof( PB_SORT ) == 16 + 8 * sizeof( void * ) && sizeof( PB_MOD
 
 PB_BEGIN_DECLS
 
-/* pb___ObjCreate: new object of `size` bytes (header included), zeroed behind its header, with a
-   reference count of 1. No constructor runs. Aborts when memory is exhausted. */
+/* pb___ObjCreate: a new object of `size` bytes (header included) with a reference count of 1. All
+   bytes after the header are zero. No constructor runs. Aborts if there is no memory. */
 PB_EXPORT PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort );
 
-/* pb___ObjFree: runs the sort's free slot and returns the memory. Called after the last reference
-   went; not for static objects. Free slots run one after another: an object whose last reference
-   goes inside a free slot, or while the thread holds a monitor or a region, waits until the slot
-   has returned or the lock is left. An object that is being freed reads as static. */
+/* pb___ObjFree: runs the sort's free slot and returns the memory. It is called after the last
+   reference was released, and never for static objects. Free slots run one after another. If the
+   last reference of an object is released inside a free slot, or while the thread holds a monitor
+   or a region, the object is freed after the slot has returned or the lock is unlocked. While an
+   object is being freed, its reference count is that of a static object. */
 PB_EXPORT void pb___ObjFree( PB_OBJ *obj );
 
 /* pbObjSort: the sort of an object; null aborts ("obj"). */
@@ -83,27 +83,28 @@ PB_EXPORT const PB_SORT *pbObjSort( const PB_OBJ *obj );
 /* pbObjRetain: adds one reference and returns `obj`; null aborts ("obj"). */
 PB_EXPORT PB_OBJ *pbObjRetain( PB_OBJ *obj );
 
-/* pbObjRelease: drops one reference, the last one frees the object; null aborts ("obj"). */
+/* pbObjRelease: gives one reference back, and frees the object if it was the last one; null aborts
+   ("obj"). */
 PB_EXPORT void pbObjRelease( PB_OBJ *obj );
 
 /* pbObjIsShared: whether somebody else holds a reference too; static objects always count as
    shared. Null aborts ("obj"). */
 PB_EXPORT PB_BOOL pbObjIsShared( const PB_OBJ *obj );
 
-/* pbObjCompare: total order of any two objects. Two nulls are equal, null comes first; objects of
-   different sorts are ordered by sort name, objects of one sort by its compare slot, without one by
-   address (so an object equals only itself). */
+/* pbObjCompare: total order of any two objects. Two nulls are equal, and null comes before every
+   object. Objects of different sorts are ordered by the names of the sorts. Objects of one sort are
+   ordered by its compare slot, or by address if it has none (then an object equals only itself). */
 PB_EXPORT PB_INT pbObjCompare( PB_OBJ *objA, PB_OBJ *objB );
 
-/* pbObjEquals: true exactly when pbObjCompare gives zero. */
+/* pbObjEquals: true if and only if pbObjCompare gives zero. */
 PB_EXPORT PB_BOOL pbObjEquals( PB_OBJ *objA, PB_OBJ *objB );
 
-/* pbObjToString: the text form of an object, a new string; without a toString slot NAME(0x...) with
-   the address. Null aborts ("obj"). */
+/* pbObjToString: the text form of an object, a new string. If the sort has no toString slot, it is
+   NAME(0x...) with the address. Null aborts ("obj"). */
 PB_EXPORT PB_STRING *pbObjToString( PB_OBJ *obj );
 
-/* pbObjLiveCount: how many objects of the family exist in this process, static ones left out. A
-   diagnostic: exact while no thread creates or frees any. */
+/* pbObjLiveCount: the number of objects that exist in this process, without static objects. It is
+   for diagnostics: it is exact only while no thread creates or frees objects. */
 PB_EXPORT PB_INT pbObjLiveCount( void );
 
 /* pbSortName: the name of a sort, static text; null aborts ("sort"). */

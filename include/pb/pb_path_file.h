@@ -13,15 +13,15 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength );
 
 /* pbPathFileWriteBuffer: makes a file with this content that only its owner can read, or replaces
-   the file that is there. False if that fails; then everything is as it was. The file appears whole
-   or not at all, even if the process is killed or the disk is full, and it is on the disk when the
-   function returns. Blocks until then. */
+   the file that is there. False if that fails; then nothing has changed. The file has either its
+   complete new content or no new content, even if the process is killed or the disk is full. When
+   the function returns, the content is on the disk. Blocks until then. */
 PB_EXPORT PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content );
 
 /* pb___PathFileWrite: the same, with the permissions of the file (as for chmod; the umask does not
-   matter), and with `replace`, which says whether a file that is there may be replaced. If the path
-   leads to a pipe, a terminal or the like, the content is written into that. Returns 0 or a number
-   of <errno.h>, EEXIST if the file may not be replaced. */
+   matter), and with `replace`: whether an existing file may be replaced. If the path leads to
+   something else than a file, for example to a pipe or a terminal, the content is written into
+   that. Returns 0 or a number of <errno.h>, EEXIST if the file may not be replaced. */
 PB_EXPORT int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode, PB_BOOL replace );
 
 PB_END_DECLS

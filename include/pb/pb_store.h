@@ -5,14 +5,14 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_STORE );
-/* A PB_STORE may be read by many threads; edit it only while one thread holds it. */
+/* Many threads may read a PB_STORE; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
-/* A store is keyed or an array. Keys are unique and keep the order in which they were first set. An
-   entry is a string, an integer, a boolean, null or another store. If an entry is read as another
-   type, the result is null or false; nothing is converted. In functions whose name ends in Cstr the
-   key is UTF-8 text, and `length` -1 means zero-terminated. */
+/* A store is keyed (its entries have keys) or an array. Keys are unique and keep the order in which
+   they were first set. An entry is a string, an integer, a boolean, null or another store. If an
+   entry is read as another type, the result is null or false; nothing is converted. In functions
+   whose name ends in Cstr the key is UTF-8 text, and `length` -1 means zero-terminated. */
 
 /* pbStoreCreate: an empty keyed store. */
 PB_EXPORT PB_STORE *pbStoreCreate( void );
@@ -28,20 +28,20 @@ PB_EXPORT PB_INT pbStoreLength( PB_STORE *store );
 PB_EXPORT PB_STRING *pbStoreKeyAt( PB_STORE *store, PB_INT index );
 
 /* pbStoreValueAt, pbStoreStoreAt: the string or the store at an index, a new reference; null if the
-   entry is something else. An index outside the store aborts. */
+   entry has another type. An index outside the store aborts. */
 PB_EXPORT PB_STRING *pbStoreValueAt( PB_STORE *store, PB_INT index );
 PB_EXPORT PB_STORE  *pbStoreStoreAt( PB_STORE *store, PB_INT index );
 /* pbStoreIntValueAt, pbStoreBoolValueAt: put the integer or boolean at an index into `value`; false
-   if the entry is something else. */
+   if the entry has another type. */
 PB_EXPORT PB_BOOL pbStoreIntValueAt( PB_STORE *store, PB_INT index, PB_INT *value );
 PB_EXPORT PB_BOOL pbStoreBoolValueAt( PB_STORE *store, PB_INT index, PB_BOOL *value );
 /* pbStoreIsNullAt: whether the entry at an index is null. */
 PB_EXPORT PB_BOOL pbStoreIsNullAt( PB_STORE *store, PB_INT index );
 
-/* pbStoreIndexCstr: the index of a key; -1 if there is no such key, and in an array store. */
+/* pbStoreIndexCstr: the index of a key; -1 if there is no such key or the store is an array. */
 PB_EXPORT PB_INT pbStoreIndexCstr( PB_STORE *store, const char *key, PB_INT length );
 /* pbStoreValueCstr, pbStoreStoreCstr: the string or the store under a key, a new reference; null if
-   there is none. */
+   there is no such entry. */
 PB_EXPORT PB_STRING *pbStoreValueCstr( PB_STORE *store, const char *key, PB_INT length );
 PB_EXPORT PB_STORE  *pbStoreStoreCstr( PB_STORE *store, const char *key, PB_INT length );
 /* pbStoreIntValueCstr, pbStoreBoolValueCstr: the same for integers and booleans, into `value`. */
@@ -58,8 +58,8 @@ PB_EXPORT void pbStoreAppendBoolValue( PB_STORE **store, PB_BOOL value );
 PB_EXPORT void pbStoreAppendValueNull( PB_STORE **store );
 
 /* pbStoreSetValueCstr, pbStoreSetStoreCstr, pbStoreSetIntValueCstr, pbStoreSetBoolValueCstr,
-   pbStoreSetValueNullCstr: set the entry under a key of a keyed store. A new key comes last, a
-   known one keeps its place. An array store aborts ("!pbStoreIsArray( *store )"). */
+   pbStoreSetValueNullCstr: set the entry under a key of a keyed store. A new key comes last; a key
+   that exists keeps its place. An array store aborts ("!pbStoreIsArray( *store )"). */
 PB_EXPORT void pbStoreSetValueCstr( PB_STORE **store, const char *key, PB_INT length, PB_STRING *value );
 PB_EXPORT void pbStoreSetStoreCstr( PB_STORE **store, const char *key, PB_INT length, PB_STORE *value );
 PB_EXPORT void pbStoreSetIntValueCstr( PB_STORE **store, const char *key, PB_INT length, PB_INT value );
@@ -70,8 +70,8 @@ PB_EXPORT void pbStoreSetValueNullCstr( PB_STORE **store, const char *key, PB_IN
 PB_EXPORT void pbStoreDelCstr( PB_STORE **store, const char *key, PB_INT length );
 
 /* pbStoreSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). Compare is by content and order: kind of store, then entry by entry (key,
-   type, value), then length. It needs no stack for stores in one another. */
+   (docs/conventions.md). Compare compares the kinds of the stores, then the entries one by one
+   (key, type, value), then the lengths. Its stack does not grow with the depth of nested stores. */
 PB_EXPORT const PB_SORT *pbStoreSort( void );
 PB_EXPORT PB_OBJ        *pbStoreObj( PB_STORE *obj );
 PB_EXPORT PB_STORE      *pbStoreFrom( PB_OBJ *obj );

@@ -1,5 +1,5 @@
-/* Unicode text, stored as valid UTF-8 and counted in code points; U+0000 is a character like any
-   other. A PB_STRING may be read by many threads; edit it only while one thread holds it. */
+/* Unicode text, stored as valid UTF-8 and counted in code points; U+0000 is an ordinary character.
+   Many threads may read a PB_STRING; edit it only while one thread holds it. */
 #ifndef PB_PB_STRING_H
 #define PB_PB_STRING_H
 
@@ -30,9 +30,9 @@ PB_EXPORT PB_STRING *pbStringCreateFromWcstr( const wchar_t *text, PB_INT length
 /* pbStringCreateFromFormatCstr: formatted text. %s takes a string object, %o any object and writes
    its ToString, %~o does the same and consumes the reference, %lc takes zero-terminated UTF-8 (null
    aborts), %#lc does the same and writes nothing for null, %i takes a PB_INT, and %% is a percent
-   sign. Between % and the letter may stand `0` (fill with zeros), `-` (align left), a width, and
-   `!b` for a base from 2 to 36 (digits above 9 in lower case), as in %08!16i. Null objects and
-   unknown conversions abort. */
+   sign. Between % and the letter there may be `0` (fill with zeros), `-` (align left), a width, and
+   `!b` for a base from 2 to 36 (digits above 9 in lower case), for example %08!16i. Null objects
+   and unknown conversions abort. */
 PB_EXPORT PB_STRING *pbStringCreateFromFormatCstr( const char *format, PB_INT length, ... );
 /* pbStringCreateFromFormatCstrArgs: the same with a va_list. */
 PB_EXPORT PB_STRING *pbStringCreateFromFormatCstrArgs( const char *format, PB_INT length, va_list args );
@@ -85,14 +85,14 @@ PB_EXPORT PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator );
 /* pbStringToCaseFold: Unicode full case folding, no normalization (Unicode 3.13). */
 PB_EXPORT PB_STRING *pbStringToCaseFold( PB_STRING *str );
 
-/* pbStringConvertToUtf8: the UTF-8 bytes as a new buffer, with the sensitive mark of the string, as
-   for the next two. */
+/* pbStringConvertToUtf8: the UTF-8 bytes as a new buffer, with the sensitive mark of the string.
+   The next two functions also keep the mark. */
 PB_EXPORT PB_BUFFER *pbStringConvertToUtf8( PB_STRING *str );
 /* pbStringConvertToAscii: one byte for each character; a question mark for a character that is not
    ASCII. */
 PB_EXPORT PB_BUFFER *pbStringConvertToAscii( PB_STRING *str );
 /* pbStringConvertToLatin1: ISO 8859-1, one byte for each character; a question mark for a character
-   that it does not have. */
+   that is not in ISO 8859-1. */
 PB_EXPORT PB_BUFFER *pbStringConvertToLatin1( PB_STRING *str );
 
 /* pbStringSetSensitive: marks the content as secret. It is then overwritten when it is freed or

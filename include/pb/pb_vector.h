@@ -5,7 +5,7 @@
 #include <pb/pb_obj.h>
 
 PB_OBJECT_TYPE( PB_VECTOR );
-/* A PB_VECTOR may be read by many threads; edit it only while one thread holds it. */
+/* Many threads may read a PB_VECTOR; edit it only while one thread holds it. */
 
 PB_BEGIN_DECLS
 
@@ -20,8 +20,8 @@ PB_EXPORT PB_VECTOR *pbVectorCreateFrom( PB_VECTOR *source );
 PB_EXPORT PB_INT pbVectorLength( PB_VECTOR *vector );
 /* pbVectorObjAt: the object at an index, a new reference. */
 PB_EXPORT PB_OBJ *pbVectorObjAt( PB_VECTOR *vector, PB_INT index );
-/* pb___VectorPeekObjAt: the same, lent: valid while the caller holds the vector and does not edit
-   it. */
+/* pb___VectorPeekObjAt: the same, but lent: the object is valid while the caller holds the vector
+   and does not edit it. */
 PB_EXPORT PB_OBJ *pb___VectorPeekObjAt( PB_VECTOR *vector, PB_INT index );
 /* pbVectorContainsOnly: whether every object is of this sort; true for an empty vector, false for
    null. A null `sort` aborts. */
@@ -35,7 +35,8 @@ PB_EXPORT void pbVectorPrependObj( PB_VECTOR **vector, PB_OBJ *obj );
 PB_EXPORT void pbVectorInsertObj( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj );
 /* pbVectorSetObjAt: replaces the object at an index. */
 PB_EXPORT void pbVectorSetObjAt( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj );
-/* pbVectorDelObjAt: removes the object at an index; the first one in constant time. */
+/* pbVectorDelObjAt: removes the object at an index; for the first object this takes constant
+   time. */
 PB_EXPORT void pbVectorDelObjAt( PB_VECTOR **vector, PB_INT index );
 /* pbVectorTakeFirst: removes the first object in constant time and gives its reference to the
    caller; an empty vector aborts. */
@@ -47,8 +48,8 @@ PB_EXPORT void pbVectorInsert( PB_VECTOR **vector, PB_INT index, PB_VECTOR *othe
 PB_EXPORT void pbVectorClear( PB_VECTOR **vector );
 
 /* pbVectorSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). Compare goes object by object with pbObjCompare, then by length. It needs
-   no stack for vectors in one another. */
+   (docs/conventions.md). Compare compares the objects one by one with pbObjCompare, then the
+   lengths. Its stack does not grow with the depth of nested vectors. */
 PB_EXPORT const PB_SORT *pbVectorSort( void );
 PB_EXPORT PB_OBJ        *pbVectorObj( PB_VECTOR *obj );
 PB_EXPORT PB_VECTOR     *pbVectorFrom( PB_OBJ *obj );

@@ -1,4 +1,4 @@
-// A value that a shared object makes when it is first asked for. C++ only.
+// A value that a shared object makes at the first request. C++ only.
 #pragma once
 
 #include <pb/fields.hpp>
@@ -9,7 +9,7 @@ namespace pb
 {
 
 // Published<T *>: a field that is empty at first. The first caller who asks for the value makes it,
-// without a lock; all callers then have the same one. For any thread.
+// without a lock; after that all callers have the same value. Any thread may ask for the value.
 template<class Pointer>
 class Published;
 
@@ -20,9 +20,9 @@ public:
     // The value, or null as long as nobody made it.
     T *get() const { return value.load( std::memory_order_acquire ); }
 
-    // The value; `make()` gives a new one if there is none. If several threads make one at once,
-    // the first that is done publishes its own and the others drop theirs, so all must be equally
-    // good. Null if make() gives null; then nothing is published.
+    // The value; `make()` gives a new one if there is none. If several threads make a value at the
+    // same time, the first that is ready publishes its value, and the others release theirs. So all
+    // these values must be equally good. Null if make() gives null; then nothing is published.
     template<class Make>
     T *getOrMake( Make make )
     {
@@ -38,7 +38,7 @@ public:
         return made;
     }
 
-    // Empties the field of an object that nobody else holds, as before an edit.
+    // Empties the field, for example before an edit. Nobody else may hold the object.
     void clear()
     {
         T *old = value.exchange( nullptr, std::memory_order_acq_rel );
@@ -57,7 +57,7 @@ private:
     std::atomic<T *> value;
 };
 
-// A copy begins empty: it may be edited, and then its value is another one.
+// A copy begins empty: after an edit, its value can be another one.
 template<class T>
 struct Field<Published<T *>>
 {

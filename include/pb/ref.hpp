@@ -1,4 +1,4 @@
-// pb::Ref, the C++ holder of one reference to an object of the family. C++ only.
+// pb::Ref, the C++ holder of one reference to an object of these libraries. C++ only.
 #pragma once
 
 #include <pb/pb_obj.h>
@@ -20,7 +20,7 @@ inline PB_OBJ *asObj( T *obj )
     return reinterpret_cast<PB_OBJ *>( obj );
 }
 
-// Reference counting on typed pointers; null is nothing.
+// Reference counting on typed pointers; nothing happens for null.
 template<Object T>
 inline T *shareOrNull( T *obj )
 {
@@ -43,8 +43,8 @@ inline void releaseOrNull( T *obj )
         pb___ObjFree( asObj( obj ) );
 }
 
-// Ref: made by adopt( new reference ) or share( borrowed ), never from a raw pointer. get() lends,
-// take() hands the reference out.
+// Ref: made by adopt( new reference ) or share( borrowed ), never from a raw pointer. get() lends
+// the object, take() gives the reference to the caller.
 template<Object T>
 class Ref
 {
@@ -67,7 +67,7 @@ public:
     explicit operator bool() const { return object != nullptr; }
     PB_OBJ *obj() const { return asObj( object ); }
 
-    // What adopt calls.
+    // For adopt.
     static Ref of( T *newReference )
     {
         Ref ref;

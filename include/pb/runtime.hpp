@@ -10,7 +10,7 @@ namespace pb
 {
 
 // Starts the runtime with these modules, and stops it when the object ends. If it cannot be
-// started, started() is false and pbRuntimeStartError says why.
+// started, started() is false and pbRuntimeStartError gives the reason.
 class Runtime
 {
 public:

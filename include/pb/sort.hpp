@@ -12,7 +12,8 @@
 namespace pb
 {
 
-// Site: where a check stands that code shared by several types makes for an exported function.
+// Site: the file and the line that a check reports. Code that several types share checks for an
+// exported function, with that function's site.
 struct Site
 {
     const char *file;
@@ -92,8 +93,8 @@ inline bool isShared( const T *obj )
     return __atomic_load_n( &reinterpret_cast<const PB_OBJ *>( obj )->refCount, __ATOMIC_ACQUIRE ) != 1;
 }
 
-// makeWritable: the one place where copy-on-write happens. Afterwards the caller's pointer is an
-// object that nobody else holds.
+// makeWritable: the one place where copy-on-write happens. After it, the caller's pointer points to
+// an object that nobody else holds.
 template<Object T>
 inline T *makeWritable( T **handle, T *( *createFrom )(T *))
 {
@@ -124,11 +125,11 @@ inline void clear( T *&field )
 
 }
 
-// The sorts of sorts and of modules themselves, for the headers of static ones.
+// The sorts of the sorts and of the modules themselves, for the headers of static objects.
 extern "C" PB_EXPORT const PB_SORT pb___sort_PB_SORT;
 extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
 
-// A check that shared code makes for an exported function, whose file and line it takes.
+// A check in shared code, which reports the file and the line of the exported function.
 #define PB_CHECK_AT( site, ... ) \
     ( __builtin_expect( !!( __VA_ARGS__ ), 1 ) ? (void)0 : pb___Abort( NULL, ( site ).file, ( site ).line, #__VA_ARGS__ ) )
 
@@ -138,8 +139,8 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
     }
 
 // The slots of a type that frees and compares by lists of fields. `name` is the object's name in
-// the texts of the checks, as in "cert", "certA", "certB". `order` may be a list of less than all
-// fields.
+// the texts of the checks, for example "cert", "certA", "certB". `order` may be a list that does
+// not have all fields.
 #define PB_FREE_FIELDS( STRUCT, name, list ) \
     .free = pb::slot<+[]( STRUCT *name ) {   \
         PB_CHECK( name );                    \
@@ -152,13 +153,14 @@ extern "C" PB_EXPORT const PB_SORT pb___sort_PB_MODULE;
         return order.compare( name##A, name##B );                 \
     }>
 
-// PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, slots... ): a sort with both of them.
+// PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, slots... ): a sort with these two
+// slots.
 #define PB_SORT_OF_FIELDS( prefix, Type, STRUCT, name, list, order, ... ) \
     PB_SORT_DEFINE( prefix, Type, STRUCT, PB_FREE_FIELDS( STRUCT, name, list ), PB_COMPARE_FIELDS( STRUCT, name, order ) __VA_OPT__(, ) __VA_ARGS__ )
 
 // PB_SORT_DEFINE( prefix, Type, STRUCT, slots... ): the sort `prefix___sort_STRUCT` and the eight
-// standard functions `prefixType...`, whose prototypes stand in the type's header. Everything else
-// of the struct stays in the file that uses this. clang-format off
+// standard functions `prefixType...`, whose prototypes are in the type's header. Only the file that
+// uses this macro knows the struct. clang-format off
 #define PB_SORT_DEFINE( prefix, Type, STRUCT, ... )                                                                                                 \
     extern "C" PB_EXPORT const PB_MODULE prefix##___module;                                                                                         \
     extern "C" PB_EXPORT const PB_SORT   prefix##___sort_##STRUCT;                                                                                  \

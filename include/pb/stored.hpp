@@ -1,5 +1,5 @@
-// Reading and writing the stores of objects: what is absent is not written, what does not read
-// leaves the field as it is. C++ only.
+// Reading and writing the stores of objects: a value that is absent is not written, and an entry
+// that cannot be read leaves the field as it is. C++ only.
 #pragma once
 
 #include <pb/each.hpp>
@@ -11,11 +11,11 @@
 namespace pb
 {
 
-// StoreWriter: a keyed store in the making. Keys come in the order of the calls.
+// StoreWriter: writes a keyed store. The keys have the order of the calls.
 class StoreWriter
 {
 public:
-    // The value is given as null if it is absent.
+    // A null value is absent.
     StoreWriter &value( const char *key, PB_STRING *text )
     {
         if( text )
@@ -64,8 +64,8 @@ private:
     Ref<PB_STORE> store = adopt( pbStoreCreate() );
 };
 
-// StoreReader: the fields of an object, read from a store. A key that is not there, is of another
-// kind, or that tryFromText or tryFromStore refuses, leaves the field alone.
+// StoreReader: the fields of an object, read from a store. The field does not change if the key is
+// absent, if the entry has another type, or if tryFromText or tryFromStore refuses it.
 class StoreReader
 {
 public:
@@ -143,7 +143,7 @@ inline PB_STORE *storeOfEach( PB_VECTOR *vec, PB_STORE *( *toStore )(T *))
 }
 
 // restoreEach: a vector of the objects that tryRestore gives for the sub-stores of a store, in
-// order; other entries, and those that it refuses, are skipped.
+// order; entries of other types and entries that tryRestore refuses are skipped.
 template<Object T>
 inline PB_VECTOR *restoreEach( PB_STORE *store, T *( *tryRestore )(PB_STORE *))
 {

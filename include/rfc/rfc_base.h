@@ -31,7 +31,7 @@ PB_EXPORT PB_INT rfc___BaseEncodedLength( PB_INT byteCount, PB_INT kind );
 PB_EXPORT void rfc___BaseEncodeBytes( const PB_BYTE *bytes, PB_INT byteCount, PB_INT kind, char *text );
 /* rfc___BaseTryDecodeBytes: writes the data of `length` characters to `bytes`, which has room for
    `length` bytes, and returns their number. Returns -1 if the text does not decode. `text` and
-   `bytes` may begin at the same place. */
+   `bytes` may begin at the same address. */
 PB_EXPORT PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, PB_BYTE *bytes );
 
 PB_END_DECLS

@@ -8,7 +8,7 @@ PB_OBJECT_TYPE( RFC_BASE_OPTIONS );
 
 /* Flags. */
 #define RFC_BASE_FLAG_NO_PADDING ( (PB_INT)1 )    /* leave out the equals signs at the end */
-#define RFC_BASE_FLAG_END_LAST_LINE ( (PB_INT)2 ) /* a line end after the last line too */
+#define RFC_BASE_FLAG_END_LAST_LINE ( (PB_INT)2 ) /* also a line end after the last line */
 #define RFC_BASE_FLAGS_MASK ( (PB_INT)3 )
 
 /* Line ends. */
@@ -36,7 +36,8 @@ PB_EXPORT PB_INT rfcBaseOptionsOutputLineLength( RFC_BASE_OPTIONS *options );
 PB_EXPORT void rfcBaseOptionsSetOutputLineLength( RFC_BASE_OPTIONS **options, PB_INT lineLength );
 /* rfcBaseOptionsOutputNlf: the line end. */
 PB_EXPORT PB_INT rfcBaseOptionsOutputNlf( RFC_BASE_OPTIONS *options );
-/* rfcBaseOptionsSetOutputNlf: sets the line end; unknown ones abort ("RFC_BASE_NLF_OK( nlf )"). */
+/* rfcBaseOptionsSetOutputNlf: sets the line end; an unknown value aborts ("RFC_BASE_NLF_OK( nlf
+   )"). */
 PB_EXPORT void rfcBaseOptionsSetOutputNlf( RFC_BASE_OPTIONS **options, PB_INT nlf );
 
 /* rfcBaseOptionsSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions

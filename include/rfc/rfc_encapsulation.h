@@ -12,7 +12,7 @@ typedef struct RFC_ENCAPSULATION
     PB_INT  length;   /* up to its last line, without that line's end */
     PB_INT  line;     /* the line of BEGIN */
     PB_INT  endLine;  /* the END line, or the last line before another BEGIN or the end */
-    PB_BOOL complete; /* an END line was found before another BEGIN and the end of the text */
+    PB_BOOL complete; /* true if an END line was found before another BEGIN or the end of the text */
 } RFC_ENCAPSULATION;
 
 PB_BEGIN_DECLS

@@ -44,7 +44,7 @@ BN_INT *bnIntTryCreateFromDecimalString( PB_STRING *text )
     const char *cstr = pbStringTryPeekCstr( text );
     if( !cstr )
         return nullptr;
-    // OpenSSL stops at the first other character, so the whole text is checked first.
+    // OpenSSL stops at the first character that is not a digit, so the whole text is checked first.
     const char *digits = cstr + ( *cstr == '-' );
     size_t      count  = 0;
     while( digits[count] >= '0' && digits[count] <= '9' )

@@ -156,7 +156,7 @@ pb::StdVector<std::string_view> cut( std::string_view name )
         index += stop ? stop : 1;
     }
     labels.push_back( name.substr( begin ) );
-    // One full stop may stand at the end.
+    // One full stop may be at the end.
     if( labels.size() > 1 && labels.back().empty() )
         labels.pop_back();
     return labels;
@@ -168,7 +168,7 @@ struct Freer
     ~Freer() { idn2_free( text ); }
 };
 
-// The ASCII form of a label, by libidn2. If there is none, `problem` says why.
+// The ASCII form of a label, by libidn2. If there is none, `problem` gives the reason.
 pb::StdString<> idnaToAscii( std::string_view label, const char *&problem )
 {
     pb::StdString<> text( label );
@@ -196,7 +196,8 @@ constexpr unsigned bits( Classes... classes )
 constexpr unsigned rightToLeft = bits( UC_BIDI_R, UC_BIDI_AL, UC_BIDI_AN );
 constexpr unsigned neutral     = bits( UC_BIDI_EN, UC_BIDI_ES, UC_BIDI_CS, UC_BIDI_ET, UC_BIDI_ON, UC_BIDI_BN, UC_BIDI_NSM );
 
-// The classes of the first character, of the last one before trailing marks (NSM), and of all.
+// The classes of the first character, of the last character before trailing marks (NSM), and of all
+// characters.
 struct BidiClasses
 {
     unsigned first = 0, last = 0, all = 0;
@@ -216,7 +217,7 @@ struct BidiClasses
     }
 };
 
-// The condition of the Bidi rule (RFC 5893, 2) that a label breaks; null if it breaks none.
+// The condition of the Bidi rule (RFC 5893, 2) that a label breaks; null if it breaks no condition.
 const char *bidiProblem( std::string_view label )
 {
     BidiClasses classes( label );

@@ -57,8 +57,8 @@ inline bool takePositive( Bytes &rest )
 }
 
 // Whether an AlgorithmIdentifier is one that the key-decoding context knows: rsaEncryption with a
-// NULL, or id-ecPublicKey with a named curve other than SM2, whose keys carry the same identifier
-// and would silently load as another kind.
+// NULL, or id-ecPublicKey with a named curve other than SM2, whose keys have the same identifier
+// and would load as another kind of key without an error.
 inline bool isFastPathAlgorithm( Bytes algorithm )
 {
     static constexpr PB_BYTE rsaEncryption[] = { 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01 };

@@ -12,10 +12,10 @@
 #include <strings.h>
 
 // OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the
-// library context. In a context whose only provider offers a handful of them that walk is short.
-// The provider implements nothing: it hands out chosen entries of the default provider's own
-// tables, which is loaded into a context of its own, so that the process's default context does not
-// change.
+// library context. If the only provider of a context offers few of them, this walk is short. The
+// provider here implements nothing. It gives out some entries of the tables of the default
+// provider. That provider is loaded into a context of its own, so that the process's default
+// context does not change.
 namespace openssl
 {
 
@@ -87,7 +87,7 @@ const OSSL_ALGORITHM *query( void *, int operation, int *noCache )
 
 const OSSL_DISPATCH providerFunctions[] = { { OSSL_FUNC_PROVIDER_QUERY_OPERATION, (void ( * )())query }, { 0, nullptr } };
 
-// The entries are called with the context of the provider that they belong to.
+// The entries are called with the context of the provider to which they belong.
 int startProvider( const OSSL_CORE_HANDLE *, const OSSL_DISPATCH *, const OSSL_DISPATCH **functions, void **providerContext )
 {
     *functions       = providerFunctions;

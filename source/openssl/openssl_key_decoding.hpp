@@ -9,9 +9,9 @@
 namespace openssl
 {
 
-// Makes the context, once per process. It is never freed, because an object that was lent out may
-// outlive the module. If OpenSSL lacks a part that it needs, the result is null and `reason` says
-// why.
+// Makes the context, once per process. It is never freed, because an object that was lent may live
+// longer than the module. If OpenSSL does not have a part that it needs, the result is null and
+// `reason` gives the reason.
 OSSL_LIB_CTX *createKeyDecodingContext( const char **reason );
 
 // Whether this is the key-decoding context's provider.

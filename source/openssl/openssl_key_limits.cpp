@@ -70,7 +70,7 @@ Derivation derivationOf( const X509_ALGOR *algorithm )
 constexpr int deepest = 16;
 
 // Elements one after the other. An indefinite length counts as all that follows, one level deeper.
-bool numbersAreBounded( const unsigned char *at, long length, int depth )
+OPENSSL___KEY_PROBLEM problemIn( const unsigned char *at, long length, int depth )
 {
     while( length > 0 )
     {
@@ -78,27 +78,30 @@ bool numbersAreBounded( const unsigned char *at, long length, int depth )
         long                 size;
         int                  tag, kind, form = ASN1_get_object( &content, &size, &tag, &kind, length );
         if( form & 0x80 )
-            return true;
+            break;
         bool constructed = form & V_ASN1_CONSTRUCTED, indefinite = form & 1, universal = kind == V_ASN1_UNIVERSAL;
         long left = length - ( content - at );
         bool text = universal && ( tag == V_ASN1_OCTET_STRING || tag == V_ASN1_BIT_STRING );
         // Nobody writes a key in pieces; a number may lie across them.
         if( text && constructed )
-            return false;
+            return OPENSSL___KEY_PROBLEM_FORM;
         if( universal && tag == V_ASN1_INTEGER && size > OPENSSL___MOST_KEY_BITS / 8 + 1 )
-            return false;
+            return OPENSSL___KEY_PROBLEM_NUMBER;
         if( constructed || text )
         {
-            long skipped = text && tag == V_ASN1_BIT_STRING && size > 0 ? 1 : 0;
-            if( depth == deepest || !numbersAreBounded( content + skipped, ( indefinite ? left : size ) - skipped, depth + 1 ) )
-                return false;
+            if( depth == deepest )
+                return OPENSSL___KEY_PROBLEM_FORM;
+            long                  skipped = text && tag == V_ASN1_BIT_STRING && size > 0 ? 1 : 0;
+            OPENSSL___KEY_PROBLEM problem = problemIn( content + skipped, ( indefinite ? left : size ) - skipped, depth + 1 );
+            if( problem != OPENSSL___KEY_PROBLEM_NONE )
+                return problem;
         }
         if( indefinite )
-            return true;
+            break;
         at     = content + size;
         length = left - size;
     }
-    return true;
+    return OPENSSL___KEY_PROBLEM_NONE;
 }
 
 }
@@ -123,11 +126,11 @@ PB_BOOL openssl___DerivationIsBounded( const X509_ALGOR *algorithm )
                                    : derivation.rounds <= OPENSSL___MOST_DERIVATION_ROUNDS;
 }
 
-PB_BOOL openssl___NumbersAreBounded( const PB_BYTE *der, PB_INT length )
+OPENSSL___KEY_PROBLEM openssl___KeyProblem( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der || !length );
     openssl::ErrorMark detour;
-    return numbersAreBounded( der, (long)length, 0 );
+    return problemIn( der, (long)length, 0 );
 }
 
 PB_BOOL openssl___PrivateKeyIsBounded( const PKCS8_PRIV_KEY_INFO *info )
@@ -142,7 +145,7 @@ PB_BOOL openssl___PrivateKeyIsBounded( const PKCS8_PRIV_KEY_INFO *info )
     openssl::ErrorMark detour;
     unsigned char     *bytes   = nullptr;
     int                length  = i2d_PKCS8_PRIV_KEY_INFO( info, &bytes );
-    bool               bounded = length <= 0 || openssl___NumbersAreBounded( bytes, length );
+    bool               bounded = length <= 0 || openssl___KeyProblem( bytes, length ) == OPENSSL___KEY_PROBLEM_NONE;
     if( length > 0 )
         OPENSSL_clear_free( bytes, (size_t)length );
     return bounded;

@@ -44,15 +44,15 @@ constinit std::atomic<OSSL_LIB_CTX *> keyDecodingInUse{ nullptr };
 
 void startProcess()
 {
-    // OPENSSL_NO_ATEXIT: objects that a host holds when it exits must not outlive libcrypto's
-    // tables.
+    // OPENSSL_NO_ATEXIT: libcrypto's tables must live as long as objects that a host still holds
+    // when it exits.
     OPENSSL_init_crypto( OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_ATEXIT, nullptr );
     Process           &own = process();
     openssl::ErrorMark detour;
     own.keyDecoding = openssl::createKeyDecodingContext( &own.problem );
     if( own.keyDecoding )
         own.problem = openssl::selfCheck( own.keyDecoding );
-    // Its provider is a copy of the default one, which such a policy does not allow.
+    // The context's provider is a copy of the default provider, which such a policy does not allow.
     if( EVP_default_properties_is_fips_enabled( OSSL_LIB_CTX_get0_global_default() ) )
         own.problem = "the default properties ask for a FIPS provider";
     if( !own.problem )

@@ -10,7 +10,8 @@ namespace
 
 constexpr PB_BYTE invalid = 0xFF;
 
-// One kind: a character has `bits` bits, and `group` characters are whole bytes.
+// One kind of encoding: a character has `bits` bits, and a group of `group` characters has a whole
+// number of bytes.
 struct Encoding
 {
     char                     alphabet[65];
@@ -135,8 +136,8 @@ PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, P
             *bytes++ = (PB_BYTE)( held >> bits );
         }
     }
-    // The rest must be the padding of the last group: the leftover characters hold no further byte,
-    // and all leftover bits are zero.
+    // The rest must be the padding of the last group: the leftover characters do not hold a
+    // complete byte, and all leftover bits are zero.
     PB_INT padding = length - used;
     if( padding >= encoding.group || bits >= encoding.bits || ( held & ( ( 1u << bits ) - 1 ) ) )
         return -1;

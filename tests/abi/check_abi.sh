@@ -3,8 +3,8 @@
 #
 #   check_abi.sh LIBRARY [BASELINE]
 #
-# Ends with 77 (skipped) where abidiff is missing or LIBRARY carries no types. After a change that
-# is meant: update.sh.
+# Ends with 77 (skipped) if abidiff is missing or LIBRARY has no types. After a change on purpose,
+# run update.sh.
 set -u
 
 if [ $# -lt 1 ] || [ $# -gt 2 ]; then

@@ -1,7 +1,7 @@
 #!/bin/bash
-# check_abi.sh can fail: it is shown small libraries, each with one thing changed.
+# Shows that check_abi.sh can fail, with small libraries in which one thing is changed.
 #
-# Ends with 77 (skipped) where abidiff or abidw is missing.
+# Ends with 77 (skipped) if abidiff or abidw is missing.
 set -u
 
 here=$(cd "$(dirname "$0")" && pwd)

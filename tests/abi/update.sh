@@ -1,5 +1,5 @@
 #!/bin/bash
-# Makes the baseline of the binary interface anew, after a change that is meant.
+# Makes the baseline of the binary interface again, after a change on purpose.
 #
 #   update.sh LIBRARY
 #

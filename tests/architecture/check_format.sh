@@ -1,9 +1,9 @@
 #!/bin/bash
-# The form of every C and C++ file, tracked or not yet, is what clang-format makes of it.
+# Every C and C++ file, tracked or not yet, has the form that clang-format gives it.
 #
 #   check_format.sh [ROOT]
 #
-# Ends with 77 (skipped) where clang-format-16 is missing or ROOT is no git checkout.
+# Ends with 77 (skipped) if clang-format-16 is missing or ROOT is not a git checkout.
 set -u
 
 root=${1:-$(cd "$(dirname "$0")/../.." && pwd)}

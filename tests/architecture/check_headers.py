@@ -20,7 +20,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 
-# Language: the compilers that must be there, those that are used when they are, and the options.
+# Language: the compilers that must exist, those that are used if they exist, and the options.
 LANGUAGES = {
     "c": (["gcc"], ["clang-16"], ["-x", "c", "-std=c11"]),
     "c++": (["g++"], ["clang++-16"], ["-x", "c++", "-std=c++20"]),
@@ -72,8 +72,8 @@ def check_header(include, header):
                     errors.append(f"{shown}:{number}: the example does not compile as {options[-1][5:]} with {compiler}:\n{result.stderr.rstrip()}")
         if is_public(header):
             result = run(required[0], options + ["-M"], include, header)
-            # What lies below the project's own include folder is no header of OpenSSL, wherever the
-            # checkout is.
+            # A file below the project's own include folder is not a header of OpenSSL, for any
+            # place of the checkout.
             own = str(include) + "/"
             files = [each for each in result.stdout.replace("\\\n", " ").split() if not each.startswith(own) and OPENSSL.search(each)]
             if files:

@@ -60,7 +60,7 @@ def comments_of_python(text):
         if token.type == tokenize.STRING and before in (tokenize.NEWLINE, tokenize.INDENT, tokenize.DEDENT):
             lines.update(range(token.start[0], token.end[0] + 1))
         elif token.type == tokenize.STRING:
-            # What looks like a comment inside another string is not one.
+            # Text inside another string that looks like a comment is not a comment.
             lines.difference_update(range(token.start[0] + 1, token.end[0] + 1))
         if token.type not in (tokenize.NL, tokenize.COMMENT):
             before = token.type

@@ -19,7 +19,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 
-# The folder of a library's headers, where it is not the library's name.
+# The folder of a library's headers, if it is not the library's name.
 FOLDERS = {"openssl": "openssl_module"}
 
 EXPORT = r'__attribute__\s*\(\s*\(\s*visibility\s*\(\s*"default"\s*\)\s*\)\s*\)'

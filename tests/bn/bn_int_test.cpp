@@ -79,10 +79,10 @@ TEST( BnInt, ReadsLeadingZerosAndNegativeZeroAsTheirValue )
 TEST( BnInt, RefusesWhatIsNoDecimalNumber )
 {
     for( std::string_view bad : { "", "-", "--1", "+1", " 1", "1 ", "1-", "1 2", "1,000", "1.0", "1e3", "0x10", "0X", "ff", "1a", "a1", "1\n", "-a",
-             "\xD9\xA1" /* an Arabic one */,
+             "\xD9\xA1" /* an Arabic digit */,
              "\xE2\x88\x92"
              "1" /* a minus sign */,
-             "\xEF\xBC\x91" /* a wide one */ } )
+             "\xEF\xBC\x91" /* a full-width digit */ } )
         EXPECT_FALSE( number( bad ) ) << bad;
     EXPECT_FALSE( number( std::string_view( "1\0", 2 ) ) );
     EXPECT_FALSE( number( std::string_view( "1\0002", 3 ) ) );

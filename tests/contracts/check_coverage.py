@@ -21,7 +21,7 @@ UNREACHABLE = pathlib.Path(__file__).with_name("unreachable.txt")
 CHECKS = ("PB_CHECK", "PB_CHECK_CONTEXT", "PB_CHECK_HANDLE", "PB_CHECK_AT")
 STANDARD = "PB_SORT_DEFINE"
 
-# One check in the source: where it stands, its text, and how it counts.
+# One check in the source: its place, its text, and how it counts.
 Site = collections.namedtuple("Site", "file line text kind")  # kind: plain, anywhere, standard
 Macro = collections.namedtuple("Macro", "parameters body")
 

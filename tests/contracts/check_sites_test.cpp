@@ -10,7 +10,7 @@ using namespace support;
 namespace
 {
 
-// Expects that an abort's place is right, and that another line, text or file would be wrong.
+// Expects that the place of an abort is right, and that another line, text or file is wrong.
 void expectOnlyRightAt( Abort abort, PB_INT wrongLine )
 {
     ASSERT_TRUE( abort.happened );
@@ -37,7 +37,7 @@ TEST( CheckSites, AreTheLinesOfPlainChecks )
 {
     Abort abort = abortOf( [] { cryHashUpdate( nullptr, nullptr ); } );
     EXPECT_EQ( abort.expression, "hash" );
-    // The check of the other parameter stands below it.
+    // The check of the other parameter is below it.
     expectOnlyRightAt( abort, abort.line + 1 );
 }
 

@@ -27,7 +27,7 @@ TEST( CryAesContracts, Create )
     }
     EXPECT_ABORT( file, "key", cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_DECRYPT, nullptr ) );
     EXPECT_ABORT( file, "key", cryAesValidateKey( nullptr ) );
-    // The first broken one is told.
+    // The first broken contract is reported.
     EXPECT_ABORT( file, "CRY_AES_MODE_OK( mode )", cryAesTryCreate( 1, 2, nullptr ) );
     EXPECT_ABORT( file, "CRY_AES_OPERATION_OK( op )", cryAesTryCreate( CRY_AES_MODE_ECB, 2, nullptr ) );
     for( size_t bytes : { 16u, 24u, 32u } )
@@ -57,7 +57,7 @@ TEST( CryAesContracts, ProcessBlock )
     EXPECT_ABORT( file, "dest", cryAesProcessBlock( aes.get(), nullptr, source ) );
     EXPECT_ABORT( file, "source", cryAesProcessBlock( aes.get(), dest, nullptr ) );
     EXPECT_ABORT( file, "dest != source", cryAesProcessBlock( aes.get(), dest, dest ) );
-    // The first broken one is told.
+    // The first broken contract is reported.
     EXPECT_ABORT( file, "aes", cryAesProcessBlock( nullptr, nullptr, nullptr ) );
     EXPECT_ABORT( file, "dest", cryAesProcessBlock( aes.get(), nullptr, nullptr ) );
     EXPECT_EQ( std::string( (const char *)dest, 16 ), std::string( 16, 0 ) );

@@ -21,7 +21,7 @@ TEST( CryMacContracts, Create )
     EXPECT_ABORT( file, "key", cryMacTryCreateHmac( CRY_HASH_ALGORITHM_SHA1, nullptr ) );
     EXPECT_ABORT( file, "key", cryMacTryComputeHmac( CRY_HASH_ALGORITHM_SHA1, nullptr, some.get() ) );
     EXPECT_ABORT( file, "data", cryMacTryComputeHmac( CRY_HASH_ALGORITHM_SHA1, some.get(), nullptr ) );
-    // The first broken one is told.
+    // The first broken contract is reported.
     EXPECT_ABORT( file, "CRY_HASH_ALGORITHM_OK( alg )", cryMacTryComputeHmac( 10, nullptr, nullptr ) );
     EXPECT_ABORT( file, "CRY_HASH_ALGORITHM_OK( alg )", cryMacTryCreateHmac( 10, nullptr ) );
     EXPECT_ABORT( file, "key", cryMacTryComputeHmac( CRY_HASH_ALGORITHM_SHA1, nullptr, nullptr ) );
@@ -68,7 +68,7 @@ TEST( CryMacContracts, Updates )
         EXPECT_ABORT( file, "byteCount >= 0", update( mac.get(), data.get(), -1 ) );
         EXPECT_ABORT( file, "pbBufferLength( data ) >= byteCount", update( mac.get(), data.get(), 4 ) );
     }
-    // Nothing of the refused calls was taken, and ranges that just fit are not refused.
+    // The refused calls took nothing, and ranges that just fit are not refused.
     cryMacUpdateBytes( mac.get(), nullptr, 0 );
     cryMacUpdateInner( mac.get(), data.get(), 3, 0 );
     cryMacUpdateOuter( mac.get(), data.get(), 0, 3 );

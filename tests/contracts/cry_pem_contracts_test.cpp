@@ -15,7 +15,7 @@ static constexpr char labelFile[]  = "source/cry/base/cry_pem_label.cpp";
 namespace
 {
 
-// One that holds something else than strings, and something else than PEM objects.
+// A vector that does not hold only strings, and does not hold only PEM objects.
 pb::Ref<PB_VECTOR> numbers()
 {
     pb::Ref<PB_VECTOR> vector = vec( { "-----BEGIN A-----", "-----END A-----" } );
@@ -23,7 +23,7 @@ pb::Ref<PB_VECTOR> numbers()
     return vector;
 }
 
-// A BIO that claims more than it was asked for.
+// A BIO that reports more bytes than the call asked for.
 int  claimWrite( BIO *, const char *, int count ) { return count + 1; }
 long noControl( BIO *, int, long, void * ) { return 0; }
 
@@ -66,7 +66,7 @@ TEST( CryPemContracts, GettersAndSetters )
     EXPECT_ABORT( file, "data", cryPemSetData( pem.handle(), nullptr ) );
     for( const char *bad : { " ", "A ", "-A", "A  B", "A- B", "\xC3\x84", "A\nB" } )
         EXPECT_ABORT( file, "cryPemLabelOk( label )", cryPemSetLabel( pem.handle(), str( bad ).get() ) );
-    // The place of the pointer is looked at before the value.
+    // The pointer is checked before the value.
     EXPECT_ABORT( file, "*pem", cryPemSetLabel( &none, str( " " ).get() ) );
     EXPECT_ABORT( file, "*pem", cryPemSetData( &none, nullptr ) );
     EXPECT_ABORT( labelFile, "label", cryPemLabelOk( nullptr ) );

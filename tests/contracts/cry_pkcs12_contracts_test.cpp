@@ -41,7 +41,7 @@ TEST( CryPkcs12Contracts, Reading )
     EXPECT_ABORT( file, "buffer", cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( nullptr, password.get(), &said, &code ) );
     EXPECT_EQ( said, nullptr );
     EXPECT_EQ( code, 7 );
-    // An empty buffer and null addresses are no broken contract.
+    // An empty buffer and null addresses do not break a contract.
     pb::Ref<PB_BUFFER> empty = pb::adopt( pbBufferCreate() );
     EXPECT_EQ( cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( empty.get(), nullptr, nullptr, nullptr ), nullptr );
     EXPECT_EQ( cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( buf( "" ).get(), nullptr, nullptr, nullptr ), nullptr );

@@ -19,7 +19,7 @@ extern PB_DICT *cry___PkeyEcNamedCurveValueBySn;
 namespace
 {
 
-// Puts another table in the place of a module global for as long as it lives.
+// Replaces a module global by another table while this object lives.
 class OtherTable
 {
 public:

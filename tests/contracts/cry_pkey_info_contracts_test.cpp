@@ -32,7 +32,7 @@ TEST( CryPkeyInfoContracts, SettersNeedAnObject )
     {
         EXPECT_ABORT( file, "info", set( nullptr, 0 ) );
         EXPECT_ABORT( file, "*info", set( none.handle(), 0 ) );
-        // Before the value is looked at.
+        // The pointers are checked before the value.
         EXPECT_ABORT( file, "info", set( nullptr, -1 ) );
         EXPECT_ABORT( file, "*info", set( none.handle(), -1 ) );
     }
@@ -61,7 +61,7 @@ TEST( CryPkeyInfoContracts, RefusedValuesChangeNothing )
     EXPECT_EQ( cryPkeyInfoBits( info.get() ), 256 );
     EXPECT_EQ( cryPkeyInfoEcNamedCurve( info.get() ), CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 );
 
-    // The outermost values that are good.
+    // The lowest and the highest good values.
     cryPkeyInfoSetType( info.handle(), CRY_PKEY_TYPE_RSA );
     cryPkeyInfoSetBits( info.handle(), PB_INT_MAX );
     cryPkeyInfoSetEcNamedCurve( info.handle(), CRY_PKEY_EC_NAMED_CURVE_SM2 );

@@ -30,7 +30,7 @@ static pb::Ref<PB_BUFFER> signatureOf( const pb::Ref<PB_BUFFER> &data )
     return pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, privateKey().get(), data.get() ) );
 }
 
-// The update functions of one of the two types; `name` is what its checks call the object.
+// The update functions of one of the two types; `name` is the object's name in the checks.
 template<class T>
 struct Updates
 {
@@ -49,8 +49,8 @@ static const Updates<CRY_SIGN_SIGNER>   signerUpdates = { signerFile, "sig", cry
 static const Updates<CRY_SIGN_VERIFIER> verifierUpdates = { verifierFile, "vfy", crySignVerifierUpdate, crySignVerifierUpdateBytes,
     crySignVerifierUpdateInner, crySignVerifierUpdateOuter, crySignVerifierUpdateLeading, crySignVerifierUpdateTrailing };
 
-// What every refused update says. Afterwards the object has taken "abcabc", by the calls at the end
-// that are not refused.
+// The check of every refused update. After it, the object has taken "abcabc" by the calls at the
+// end, which are not refused.
 template<class T>
 static void expectUpdateChecks( const Updates<T> &functions, T *object )
 {
@@ -197,7 +197,7 @@ TEST( CrySignContracts, WholeBuffers )
     EXPECT_ABORT( file, "publicKey", crySignVerify( CRY_HASH_ALGORITHM_SHA1, nullptr, data.get(), data.get() ) );
     EXPECT_ABORT( file, "signature", crySignVerify( CRY_HASH_ALGORITHM_SHA1, pub.get(), nullptr, data.get() ) );
     EXPECT_ABORT( file, "data", crySignVerify( CRY_HASH_ALGORITHM_SHA1, pub.get(), data.get(), nullptr ) );
-    // The first broken one is told.
+    // The first broken contract is reported.
     EXPECT_ABORT( file, ok, crySignTrySign( 10, nullptr, nullptr ) );
     EXPECT_ABORT( file, ok, crySignCanSign( 10, nullptr ) );
     EXPECT_ABORT( file, "privateKey", crySignTrySign( CRY_HASH_ALGORITHM_SHA1, nullptr, nullptr ) );
@@ -208,7 +208,7 @@ TEST( CrySignContracts, WholeBuffers )
 
 TEST( CrySignContracts, SignaturesBeyondFourGigabytesAreRefused )
 {
-    // The memory is never touched, so it is not really taken.
+    // The memory is never touched, so it needs no real memory.
     static constexpr PB_INT length = (PB_INT)1 << 32;
     pb::Ref<PB_BUFFER>      huge   = pb::adopt( pbBufferCreateFromBytesUse( pbMemAlloc( (size_t)length ), length ) );
     pb::Ref<PB_BUFFER>      data   = buf( "abc" );
@@ -257,8 +257,7 @@ TEST( CrySignContracts, KeysThatCannotSign )
         EXPECT_ABORT( signerFile, check, crySignSignerFinal( sig.get() ) );
         EXPECT_ABORT( signerFile, "!sig->final", crySignSignerFinal( sig.get() ) );
     }
-    // The same small key has room for a smaller digest, and a key on SM2's curve that was just made
-    // is an EC key.
+    // The same small key has room for a smaller digest. A new key on SM2's curve is an EC key.
     EXPECT_TRUE( crySignCanSign( CRY_HASH_ALGORITHM_SHA2_256, keys[2].key.get() ) );
     EXPECT_TRUE( pb::adopt( crySignTrySign( CRY_HASH_ALGORITHM_SHA2_256, keys[2].key.get(), data.get() ) ) );
     Private justMade = pb::adopt( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_SM2 ) );
@@ -274,7 +273,7 @@ TEST( CrySignContracts, Conversions )
         EXPECT_ABORT( convertFile, "input", crySignConvertDerToRaw( nullptr, curve ) );
         EXPECT_ABORT( convertFile, "input", crySignConvertRawToDer( nullptr, curve ) );
     }
-    // Curves that are none are data.
+    // A number that is not a curve is bad data, not a broken contract.
     pb::Ref<PB_BUFFER> raw = buf( std::string( 132, 1 ) );
     EXPECT_TRUE( pb::adopt( crySignConvertRawToDer( raw.get(), CRY_PKEY_EC_NAMED_CURVE_SECP521R1 ) ) );
     for( PB_INT curve : { (PB_INT)-1, (PB_INT)82, PB_INT_MIN, PB_INT_MAX } )

@@ -23,7 +23,7 @@ TEST( CryUuidContracts, Creation )
     EXPECT_ABORT( file, "name", cryUuidTryCreateNameBased( ns.get(), nullptr ) );
     EXPECT_ABORT( file, "ns", cryUuidTryCreateNameBasedStringName( nullptr, str( "name" ).get() ) );
     EXPECT_ABORT( file, "name", cryUuidTryCreateNameBasedStringName( ns.get(), nullptr ) );
-    // The first broken one is told.
+    // The first broken contract is reported.
     EXPECT_ABORT( file, "ns", cryUuidTryCreateNameBased( nullptr, nullptr ) );
     EXPECT_ABORT( file, "ns", cryUuidTryCreateNameBasedStringName( nullptr, nullptr ) );
     EXPECT_TRUE( pb::adopt( cryUuidTryCreateNameBased( ns.get(), buf( "" ).get() ) ) );
@@ -35,7 +35,7 @@ TEST( CryUuidContracts, FromBinary )
     EXPECT_ABORT( file, "binary", cryUuidTryCreateFromBinary( nullptr ) );
     for( PB_INT length : { (PB_INT)1, (PB_INT)16, (PB_INT)-1, PB_INT_MIN, PB_INT_MAX } )
         EXPECT_ABORT( file, "binary || !binaryLength", cryUuidTryCreateFromBinaryBytes( nullptr, length ) );
-    // Data of another length is no broken contract.
+    // Data of another length does not break a contract.
     EXPECT_FALSE( pb::adopt( cryUuidTryCreateFromBinaryBytes( nullptr, 0 ) ) );
     EXPECT_FALSE( pb::adopt( cryUuidTryCreateFromBinaryBytes( (const PB_BYTE *)"x", -1 ) ) );
     EXPECT_FALSE( pb::adopt( cryUuidTryCreateFromBinary( buf( "" ).get() ) ) );
@@ -58,7 +58,7 @@ TEST( CryUuidContracts, Reading )
     EXPECT_ABORT( file, "uuid", cryUuidToStringWithFlags( nullptr, 0 ) );
     EXPECT_ABORT( file, "uuid", cryUuidVariant( nullptr ) );
     EXPECT_ABORT( file, "uuid", cryUuidVersion( nullptr ) );
-    // Undefined flags are no broken contract.
+    // Undefined flags do not break a contract.
     pb::Ref<CRY_UUID> nil = pb::adopt( cryUuidCreateNil() );
     EXPECT_EQ( text( pb::adopt( cryUuidToStringWithFlags( nil.get(), 0x20 ) ) ), "00000000-0000-0000-0000-000000000000" );
     EXPECT_EQ( text( pb::adopt( cryUuidToStringWithFlags( nil.get(), PB_INT_MIN ) ) ), "00000000-0000-0000-0000-000000000000" );

@@ -41,7 +41,7 @@ TEST( CryX509CertificateContracts, Keys )
     pb::Ref<CRY_X509_CERTIFICATE> cert = anyCertificate();
     pb::Ref<CRY_PKEY_PRIVATE>     priv = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, 2 ).get() ) );
     EXPECT_CERTIFIED_KEY_CHECKS( certificateFile, X509Certificate, "cert", cert.get(), priv.get() );
-    // One that OpenSSL cannot decode is not given.
+    // A key that OpenSSL cannot decode aborts.
     std::string                   body    = withUnknownKey( der( chainOf( KeyKind::p256 ).leaf ) );
     pb::Ref<CRY_X509_CERTIFICATE> unknown = pb::adopt( cryX509CertificateTryCreateFromDer( buf( body ).get() ) );
     ASSERT_TRUE( unknown );

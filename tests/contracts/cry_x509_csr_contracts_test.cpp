@@ -10,7 +10,7 @@ TEST( CryX509CsrContracts, PemObject )
 {
     Request csr = request( makeRequest( { .key = key( KeyKind::p256 ) } ) );
     EXPECT_PEM_OBJECT_CHECKS( file, X509Csr, CRY_X509_CSR, "csr", OpensslX509Req, "req", csr.get() );
-    // A certificate is none, although it may be of the same key.
+    // A certificate is not a request, although it may have the same key.
     pb::Ref<CRY_X509_CERTIFICATE> cert = certificate( chainOf( KeyKind::p256 ).root );
     EXPECT_ABORT_IN( "stdfunc from", file, "!obj || pbObjSort(obj)==&cry___sort_CRY_X509_CSR", cryX509CsrFrom( cert.obj() ) );
 }
@@ -20,7 +20,7 @@ TEST( CryX509CsrContracts, Keys )
     Request    csr  = request( makeRequest( { .key = key( KeyKind::p256 ) } ) );
     PrivateKey priv = privateKey( key( KeyKind::p256 ) );
     EXPECT_CERTIFIED_KEY_CHECKS( file, X509Csr, "csr", csr.get(), priv.get() );
-    // One that OpenSSL cannot decode is not given.
+    // A key that OpenSSL cannot decode aborts.
     Request unknown = requestFromPem( pem( "CERTIFICATE REQUEST", withUnknownKey( der( csr ) ) ) );
     ASSERT_TRUE( unknown );
     EXPECT_FALSE( cryX509CsrHasPublicKey( unknown.get() ) );

@@ -75,7 +75,7 @@ TEST( PbContainersContracts, VectorEditors )
     EXPECT_ABORT( vectorFile, "vector", pbVectorClear( nullptr ) );
     EXPECT_ABORT( vectorFile, "*vector", pbVectorClear( &none ) );
 
-    // Nothing was edited on the way.
+    // The refused calls edited nothing.
     EXPECT_EQ( texts( vector.get() ), ( std::vector<std::string>{ "a", "b" } ) );
 }
 
@@ -83,7 +83,7 @@ TEST( PbContainersContracts, DictKeys )
 {
     pb::Ref<PB_DICT> dict = pb::adopt( pbDictCreate() );
     EXPECT_ABORT( dictFile, "source", pbDictCreateFrom( nullptr ) );
-    // A dictionary that is not there has no keys, but a key that is not there is a mistake.
+    // A null dictionary has no keys, but a null key breaks the contract.
     for( PB_DICT *each : { dict.get(), (PB_DICT *)nullptr } )
     {
         EXPECT_ABORT( dictFile, "key", pbDictObjKey( each, nullptr ) );
@@ -141,11 +141,11 @@ TEST( PbContainersContracts, ExhaustedMemory )
         pbDictInclude( copy.handle(), dict.get() );
     } ),
         2u + 20u + 2u + 10u );
-    // Only the tree's own memory is left to be had.
+    // Here only the tree and the pair need memory.
     pb::Ref<PB_DICT> dict = pb::adopt( pbDictCreate() );
     EXPECT_EQ( expectAbortWhereverMemoryEnds( [&] { pbDictSetStringKey( dict.handle(), value.get(), value.obj() ); } ), 2u );
 
-    // Vectors in one another are compared with memory that grows with their depth.
+    // To compare nested vectors takes memory that grows with their depth.
     auto nested = [] {
         pb::Ref<PB_OBJ> inner = pb::share( pbStringObj( pbStringCreate() ) );
         for( int level = 0; level < 20; level++ )

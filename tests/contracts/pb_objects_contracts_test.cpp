@@ -52,7 +52,7 @@ TEST( PbObjectsContracts, ExhaustedMemory )
         EXPECT_EQ( abort.expression, "memory" );
         EXPECT_EQ( abort.context, "(null)" );
     }
-    // What could not grow is still there.
+    // The memory that could not grow is still valid.
     pbMemFree( memory );
 }
 
@@ -76,7 +76,7 @@ TEST( PbObjectsContracts, RuntimeOptions )
     EXPECT_EQ( pbVectorLength( pb::adopt( pbRuntimeOptionsModules( options.get() ) ).get() ), 0 );
 }
 
-// A module of the program whose hooks try what only a host may do between them.
+// A module of the program whose hooks try calls that are not allowed in a hook.
 namespace
 {
 

@@ -77,7 +77,7 @@ TEST( PbStoresContracts, ArrayEditors )
     }
     EXPECT_ABORT( file, "value", pbStoreAppendValue( store.handle(), nullptr ) );
     EXPECT_ABORT( file, "value", pbStoreAppendStore( store.handle(), nullptr ) );
-    // The kind of the store is looked at before the value.
+    // The kind of the store is checked before the value.
     EXPECT_ABORT( file, array, pbStoreAppendValue( keyed.handle(), nullptr ) );
     EXPECT_EQ( pbStoreLength( keyed.get() ), 0 );
 }
@@ -120,7 +120,7 @@ TEST( PbStoresContracts, ExhaustedMemory )
             pbStoreAppendIntValue( store.handle(), number );
     } ),
         4u );
-    // A keyed one needs a key and its place for each entry.
+    // A keyed store needs a key and its place for each entry.
     EXPECT_GE( expectAbortWhereverMemoryEnds( [] {
         pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
         for( PB_INT number = 0; number < 40; number++ )

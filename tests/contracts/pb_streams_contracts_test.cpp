@@ -36,7 +36,7 @@ TEST( PbStreamsContracts, ByteSources )
     EXPECT_ABORT( byteFile, "max >= 0", pbByteSourceRead( source.get(), to.handle(), -1 ) );
     EXPECT_ABORT( byteFile, "source", pbByteSourceEnd( nullptr ) );
     EXPECT_ABORT( byteFile, "source", pbByteSourceError( nullptr ) );
-    // Nothing was read on the way.
+    // The refused calls read nothing.
     EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 10 ), 3 );
 }
 

@@ -17,7 +17,7 @@ static constexpr char timeFile[]    = "source/pb/values/pb_time.cpp";
 namespace
 {
 
-// A buffer that says of itself that it is this long; only its length may be looked at.
+// A buffer with this length but without the memory; only its length may be read.
 pb::Ref<PB_BUFFER> claiming( PB_INT length ) { return pb::adopt( pbBufferCreateFromBytesUse( pbMemAlloc( 1 ), length ) ); }
 
 PB_STRING *formatArgs( const char *format, PB_INT length, ... )
@@ -137,7 +137,7 @@ TEST( PbValuesContracts, Formats )
     EXPECT_ABORT( formatFile, "cstr || conversion.alternate", pbStringCreateFromFormatCstr( "%lc", -1, nullptr ) );
     for( const char *format : { "%", "a%", "%d", "%x", "%l", "%ls", "%08", "%-", "%!16", "%S" } )
         EXPECT_ABORT( formatFile, "at < end && *at == '%'", pbStringCreateFromFormatCstr( format, -1, (PB_INT)1 ) );
-    // What stands behind the length is not part of the format.
+    // The text after `length` bytes is not part of the format.
     EXPECT_ABORT( formatFile, "at < end && *at == '%'", pbStringCreateFromFormatCstr( "%i", 1, (PB_INT)1 ) );
     EXPECT_ABORT( formatFile, "at < end && *at == '%'", formatArgs( "%lc", 2, "a" ) );
 }
@@ -258,7 +258,7 @@ TEST( PbValuesContracts, Times )
 {
     static constexpr char fieldsCheck[] = "pbTimeFieldsOk( year, month, day, hour, minute, second, millisecond )";
     pb::Ref<PB_TIME>      time          = pb::adopt( pbTimeCreate( 2026, 7, 21, 13, 1, 14, 250 ) );
-    // Each field one below its least and one above its most.
+    // Each field with one less than its lowest value and one more than its highest value.
     static constexpr PB_INT least[] = { 0, 1, 1, 0, 0, 0, 0 };
     static constexpr PB_INT most[]  = { 9999, 12, 31, 23, 59, 61, 999 };
     for( size_t field = 0; field < 7; field++ )

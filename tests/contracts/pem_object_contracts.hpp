@@ -1,12 +1,12 @@
-// The contracts of every type that is an OpenSSL object together with its canonical PEM.
+// The contracts of every type that holds an OpenSSL object and its canonical PEM.
 #pragma once
 
 #include "support/certificates.hpp"
 #include "support/standard_functions.hpp"
 
-// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): the type's
-// functions call an object `name`, and an OpenSSL object `handle`. UpRef is not among them, since
-// not all types have it.
+// EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object ): `name` and
+// `handle` are the names of the object and of the OpenSSL object in the checks of the type's
+// functions. UpRef is not checked here, since not all types have it.
 #define EXPECT_PEM_OBJECT_CHECKS( file, Type, STRUCT, name, OpensslType, handle, object )        \
     do                                                                                           \
     {                                                                                            \
@@ -21,7 +21,7 @@
     }                                                                                            \
     while( 0 )
 
-// EXPECT_CERTIFIED_KEY_CHECKS: those of a type that holds somebody's public key.
+// EXPECT_CERTIFIED_KEY_CHECKS: the contracts of a type that holds a subject's public key.
 #define EXPECT_CERTIFIED_KEY_CHECKS( file, Type, name, object, privateKey )                \
     do                                                                                     \
     {                                                                                      \

@@ -1,5 +1,5 @@
-// The patterns that every type of the module is made from, on toys: one user of a pattern proves
-// nothing about its texts, so there are two of each.
+// The patterns of which every type of the module is made, used by small test types. A pattern needs
+// two users to show that each reports its own texts, so there are two types for each pattern.
 
 #include <pb/pb.h>
 #include <pb/sort.hpp>
@@ -47,7 +47,7 @@ static PB_STRING *plainToString( TOY_PLAIN *plain )
 
 PB_SORT_DEFINE( toy, Plain, TOY_PLAIN, .toString = pb::slot<plainToString> )
 
-// A list of all kinds of field, with the usual slots, getter and setter.
+// A type with all kinds of fields, and with the usual slots, getter and setter.
 
 struct TOY_FIELDS : PB_OBJ
 {
@@ -59,7 +59,7 @@ struct TOY_FIELDS : PB_OBJ
 
 static constexpr auto toyFields = pb::fields<&TOY_FIELDS::flag, &TOY_FIELDS::name, &TOY_FIELDS::data, &TOY_FIELDS::count>;
 
-// What the released object looked like, since its memory is gone afterwards.
+// A copy of the released object, since its memory is freed after that.
 static TOY_FIELDS afterRelease;
 
 static void freeFields( TOY_FIELDS *toy )
@@ -93,7 +93,7 @@ static void toyFieldsSetName( TOY_FIELDS **toy, PB_STRING *name )
     pb::assign( pb::makeWritable( toy, toyFieldsCreateFrom )->name, name );
 }
 
-// Two of the update family.
+// Two types with update functions.
 
 struct TOY_SUM : PB_OBJ
 {
@@ -132,7 +132,7 @@ static void toyXorUpdateTrailing( TOY_XOR *xored, PB_BUFFER *data, PB_INT byteCo
     cry::updateTrailing( data, byteCount, [xored]( const PB_BYTE *bytes, PB_INT count ) { toyXorUpdateBytes( xored, bytes, count ); } );
 }
 
-// Two of the template of an OpenSSL object with its canonical PEM.
+// Two types made from the template of an OpenSSL object with its canonical PEM.
 
 static inline void freeToyRequest( X509_REQ *request ) { X509_REQ_free( request ); }
 template<>
@@ -208,7 +208,7 @@ struct ToyRequestTraits
 using ToyCertificate = cry::ossl::PemObject<ToyCertificateTraits>;
 using ToyRequest     = cry::ossl::PemObject<ToyRequestTraits>;
 
-// A machine with one slow state, whose handler leaves the lock around its work.
+// A machine with one slow state. Its handler unlocks the lock during its work.
 
 struct TOY_WORKER : PB_OBJ
 {
@@ -233,7 +233,7 @@ static cry::Step handleIdle( TOY_WORKER * ) { return { working, began }; }
 static cry::Step handleWorking( TOY_WORKER *worker )
 {
     worker->lock->unlock();
-    // Somebody else gets the lock while the slow work runs.
+    // Another thread can lock it while the slow work runs.
     bool free = false;
     std::thread( [&] {
         free = worker->lock->try_lock();
@@ -338,7 +338,7 @@ TEST( Prototype, SettersCopyWhatOthersHold )
     TOY_FIELDS *none = nullptr;
     EXPECT_ABORT( here, "toy", toyFieldsSetName( nullptr, mine.get()->name ) );
     EXPECT_ABORT( here, "*toy", toyFieldsSetName( &none, mine.get()->name ) );
-    // Macros in a text stay as they were written.
+    // Macros in a text stay as they are written.
     EXPECT_ABORT( here, "name != NULL && pbStringLength( name ) > (PB_INT)0", toyFieldsSetName( mine.handle(), nullptr ) );
 }
 
@@ -391,11 +391,11 @@ TEST( Prototype, OpensslObjectsAreHeldWithTheirCanonicalPem )
     pb::Ref<TOY_CERTIFICATE> again = pb::adopt( ToyCertificate::tryCreateFromPem( certificate.get()->pem ) );
     ASSERT_TRUE( again );
     EXPECT_TRUE( cryPemEquals( again.get()->pem, certificate.get()->pem ) );
-    // Each reads its own kind only.
+    // Each type reads only its own kind of PEM.
     EXPECT_FALSE( pb::adopt( ToyCertificate::tryCreateFromPem( request.get()->pem ) ) );
     EXPECT_FALSE( pb::adopt( ToyRequest::tryCreateFromPem( certificate.get()->pem ) ) );
-    // A copy is another OpenSSL object, a further reference the same one; a reference that cannot
-    // be had gives null.
+    // A copy has another OpenSSL object; a further reference has the same one. If OpenSSL gives no
+    // reference, the result is null.
     pb::Ref<TOY_CERTIFICATE> copy   = pb::adopt( ToyCertificate::tryCreateCopy( certificate.get()->x509 ) );
     pb::Ref<TOY_CERTIFICATE> shared = pb::adopt( ToyCertificate::tryCreateUpRef( certificate.get()->x509 ) );
     EXPECT_NE( copy.get()->x509, certificate.get()->x509 );

@@ -55,7 +55,7 @@ TEST( RfcContracts, TextThatIsLongerThanACountCanSay )
         EXPECT_ABORT( file, tooLong, rfc___BaseEncodedLength( PB_INT_MAX, kind ) );
     EXPECT_ABORT( file, tooLong, rfc___BaseEncodedLength( PB_INT_MAX / 2 + 1, RFC_BASE_16 ) );
     EXPECT_EQ( rfc___BaseEncodedLength( PB_INT_MAX / 2, RFC_BASE_16 ), PB_INT_MAX - 1 );
-    // Nothing looks at the bytes before the length is known to be too large.
+    // The bytes are not read before the length is checked.
     pb::Ref<PB_BUFFER> data = pb::adopt( pbBufferCreateFromBytesUse( pbMemAlloc( 1 ), PB_INT_MAX ) );
     EXPECT_ABORT( file, tooLong, rfcBaseEncode( data.get(), RFC_BASE_64 ) );
 }
@@ -77,7 +77,7 @@ TEST( RfcContracts, BaseOptions )
     EXPECT_ABORT( optionsFile, "lineLength >= 0", rfcBaseOptionsSetOutputLineLength( options.handle(), -1 ) );
     for( PB_INT nlf : { (PB_INT)-1, (PB_INT)5, PB_INT_MAX } )
         EXPECT_ABORT( optionsFile, "RFC_BASE_NLF_OK( nlf )", rfcBaseOptionsSetOutputNlf( options.handle(), nlf ) );
-    // The place of the pointer is looked at before the value.
+    // The pointer is checked before the value.
     EXPECT_ABORT( optionsFile, "*options", rfcBaseOptionsSetOutputLineLength( &none, -1 ) );
 }
 

@@ -1,4 +1,4 @@
-// The checks that the patterns make of a type's name, on the sketch of an identity.
+// The checks that the patterns make from the names of a type, for the sketch of an identity.
 #include "cry/sketch/sketch_x509_identity.h"
 
 #include <pb/pb.h>

@@ -1,6 +1,5 @@
-// PKCS#12 where OpenSSL fails at what it does with any good data, and where it has no memory to
-// give but little of its secure heap. The functions below stand in the program in place of
-// OpenSSL's own, so no other tests belong here.
+// PKCS#12 if OpenSSL fails at steps that never fail with good data, and if its secure heap is
+// small. The functions below replace OpenSSL's own in this program, so no other tests belong here.
 #include "cry/pkcs12/files.hpp"
 
 #include <dlfcn.h>
@@ -14,13 +13,13 @@ namespace
 
 const std::string secret = "secret";
 
-// One function of OpenSSL's, which can be told to fail at a later call.
+// A function of OpenSSL's that a test can make fail at a later call.
 template<class Result, class... Arguments>
 struct Replaced
 {
     const char *name;
     Result      failure;
-    int         callsUntilFailure = -1; // none
+    int         callsUntilFailure = -1; // no failure
 
     Result operator()( Arguments... arguments )
     {
@@ -87,7 +86,7 @@ pb::Ref<CRY_PKCS12> newPkcs12( size_t others )
 TEST( CryPkcs12Faults, ACertificateThatCannotBeWrittenFails )
 {
     std::string content = file();
-    // Each is written twice: for its length, then for its bytes.
+    // Each certificate is written twice: for its length, then for its bytes.
     for( int calls = 0; calls < 6; calls++ )
     {
         writeCertificate.callsUntilFailure = calls;
@@ -120,7 +119,7 @@ TEST( CryPkcs12Faults, AFileThatOpensslDoesNotMakeIsNull )
 
 TEST( CryPkcs12Faults, WhatPkcs12ParseReadsIsTheSame )
 {
-    // PKCS12_parse is asked where the safes cannot be gone through, and leaves what it reads in
+    // If the safes cannot be unpacked here, PKCS12_parse reads the file, and its objects belong to
     // another context.
     std::string content = file();
     Read        wanted  = readByFamily( content, secret );
@@ -130,7 +129,7 @@ TEST( CryPkcs12Faults, WhatPkcs12ParseReadsIsTheSame )
     EXPECT_EQ( unpack.callsUntilFailure, -1 );
 }
 
-// The last one, since the heap stays.
+// This is the last test, since the secure heap stays.
 TEST( CryPkcs12Faults, FilesThatAreLargerThanTheSecureHeapAreWritten )
 {
     pb::Ref<CRY_PKCS12> pkcs12 = newPkcs12( 400 );

@@ -171,7 +171,7 @@ const PB_MODULE_RECORD inPlaceRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvel
 const PB_MODULE        inPlaceModule = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &inPlaceRecord, pb::startNothing, pb::doNothing, pb::doNothing,
            pb::doNothing };
 
-// Modules of the host that have the name of one that is loaded.
+// Modules of the host with the name of a loaded module.
 const PB_MODULE_RECORD samePlainRecord = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "frame_plain", "Same", "1.5",
     "pb", "" };
 const PB_MODULE        samePlain       = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &samePlainRecord, pb::startNothing, pb::doNothing, pb::doNothing,
@@ -180,8 +180,8 @@ const PB_MODULE        samePlainAgain  = samePlain;
 const PB_MODULE_RECORD sameBaseRecord  = { PB_MODULE_RECORD_FORMAT_VERSION, "orvelletr", "", 4, 14, 19, "", "", "", "pb", "Same", "1.5", "", "" };
 const PB_MODULE sameBase = { PB_OBJ_STATIC( &pb___sort_PB_MODULE ), &sameBaseRecord, pb::startNothing, pb::doNothing, pb::doNothing, pb::doNothing };
 
-// For a child process, since what it loads or registers stays: writes why a start is refused, and
-// ends with 0 if it is.
+// For a child process, since libraries and modules that are loaded or registered stay. Writes the
+// reason why a start is refused, and ends with 0 if it is refused.
 [[noreturn]] void exitRefused( const Names &modules )
 {
     bool started = start( modules );
@@ -445,7 +445,7 @@ TEST_F( Runtime, ObjectsOutliveAStopAndAreUsedAfterTheNextStart )
             cryHashUpdateByte( hash.get(), (PB_BYTE)each );
             EXPECT_EQ( pbByteSourceRead( source.get(), read.handle(), 1 ), 1 );
             pbRuntimeStop();
-            // While it is stopped as well.
+            // Objects can also be used while the runtime is stopped.
             EXPECT_TRUE( pbVectorEquals( all.get(), pb::adopt( pbVectorCreateFrom( all.get() ) ).get() ) );
             ASSERT_TRUE( start( { "cry" } ) ) << startError();
 
@@ -456,7 +456,7 @@ TEST_F( Runtime, ObjectsOutliveAStopAndAreUsedAfterTheNextStart )
             EXPECT_EQ( pbEnumParse( enumeration.get(), str( "name" ).get() ), 7 );
             EXPECT_EQ( text( pb::adopt( pbTimeToString( time.get() ) ) ), "2026-07-21T13:01:14Z" );
             EXPECT_EQ( text( pb::adopt( cryUuidToString( uuid.get() ) ) ), digits );
-            // Parsed again, it is the same key.
+            // The PEM parses again, to the same key.
             EXPECT_TRUE( cryPkeyPrivateEquals( pb::adopt( cryPkeyPrivateTryCreateFromPem( pem.get() ) ).get(), key.get() ) );
             EXPECT_EQ( text( pbStringFrom( pb___VectorPeekObjAt( all.get(), 0 ) ) ), "text" );
         }
@@ -485,7 +485,7 @@ TEST_F( RuntimeDeathTest, NullsAbort )
     EXPECT_DEATH( pbRuntimeRegisterModule( nullptr ), "abort: source/pb/runtime/pb_runtime.cpp:[0-9]+: module\n" );
 }
 
-// Under any name, and whichever module object its function gives.
+// This holds under any name, and for any module object that its function gives.
 TEST_F( RuntimeDeathTest, ASecondCopyOfTheBaseLibraryIsRefused )
 {
     EXPECT_EXIT( ( dlopen( FRAME_SECOND_BASE, RTLD_NOW ), exitRefused( { "frame_plain" } ) ), testing::ExitedWithCode( 0 ),
@@ -512,7 +512,7 @@ TEST_F( RuntimeDeathTest, TwoModulesOfTheHostWithOneNameAreRefused )
         testing::ExitedWithCode( 0 ), "module 'frame_plain' is registered, but there is another one of this name\n" );
 }
 
-// The library of the module that is registered is no other one.
+// The library of the registered module does not count as another module.
 TEST_F( RuntimeDeathTest, AModuleOfALoadedLibraryMayBeRegistered )
 {
     EXPECT_EXIT( ( pbRuntimeRegisterModule( cryModule() ), pbRuntimeRegisterModule( pbModule() ), _exit( !start( { "cry" } ) ) ),

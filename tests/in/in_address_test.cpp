@@ -44,7 +44,7 @@ std::string hexGroup( unsigned group )
     return text;
 }
 
-// The groups with "::" in the place of `count` of them.
+// The groups, of which `count` are replaced by "::".
 std::string compressed( const Groups &groups, size_t first, size_t count )
 {
     std::string before, after;
@@ -127,7 +127,7 @@ TEST( InAddress, ReadsEveryFormOfVersion6 )
     {
         const char *text, *content;
     } cases[] = {
-        // In full.
+        // All groups are written.
         { "ABCD:EF01:2345:6789:ABCD:EF01:2345:6789", "abcdef0123456789abcdef0123456789" },
         { "abcd:ef01:2345:6789:abcd:ef01:2345:6789", "abcdef0123456789abcdef0123456789" },
         { "2001:DB8:0:0:8:800:200C:417A", "20010db80000000000080800200c417a" },

@@ -79,7 +79,7 @@ constexpr char hyphenReason[]   = "begins or ends with a hyphen";
 constexpr char labelReason[]    = "has more than 63 characters in ASCII form";
 constexpr char nameReason[]     = "it has more than 253 characters in ASCII form";
 constexpr char addressReason[]  = "it is an IP address";
-// The rest of the text is libidn2's.
+// The rest of the text comes from libidn2.
 constexpr char idnaReason[] = "label ";
 
 // A plain ASCII name of this length: labels of 63 characters, then one of the rest.
@@ -173,7 +173,7 @@ TEST( InDnsIdna, LabelsOfIdnaHaveAtMost63OctetsInAsciiForm )
     expectNoName( "xn--" + std::string( 56, 'a' ) + "-70f", idnaReason );
     expectName( repeated( "\u00FC", 57 ), "xn--td" + std::string( 57, 'a' ), repeated( "\u00FC", 57 ) ); // 63
     expectNoName( repeated( "\u00FC", 58 ), idnaReason );
-    // The length counts after the mapping.
+    // The length after the mapping counts.
     expectName( repeated( "\uFF41", 63 ), std::string( 63, 'a' ), std::string( 63, 'a' ) );
     expectName( std::string( 63, 'a' ) + "\u00AD", std::string( 63, 'a' ), std::string( 63, 'a' ) );
     expectNoName( repeated( "\uFF41", 64 ), idnaReason );
@@ -227,7 +227,7 @@ TEST( InDnsIdna, RefusesEveryOtherAsciiCharacter )
             if( !taken )
                 expectNoName( name, alphabetReason );
         }
-        // It is refused beside a character that is not ASCII, too.
+        // It is also refused beside a character that is not ASCII.
         if( !taken )
             expectNoName( "a\u00FC" + character + "b", "" );
     }
@@ -252,7 +252,7 @@ TEST( InDnsIdna, RefusesIpAddresses )
     for( const char *name : { "1.2.3.4\u3002", "1\u30022\uFF0E3\uFF614", "\uFF11.2.3.4", "\uFF11\uFF12\uFF17.0.0.1", "\u00B9.\u00B2.\u00B3.\u2074",
              "1.2.3.4\u00AD", "1.2\u00AD.3.4.", "\uFF11.\uFF12.\uFF13.\uFF14." } )
         expectNoName( name, addressReason );
-    // These are not.
+    // These are not addresses.
     for( const char *name :
         { "1.2.3", "1.2.3.4.5", "01.2.3.4", "1.2.3.04", "00.0.0.0", "256.1.1.1", "1.1.1.256", "1.2.3.1000", "1.2.3.a", "a.1.2.3.4", "1.2.3.4.a",
             "1.2.3.0x4", "1.2.3.4_", "*.2.3.4", "1.2.3.99999999999999999999", "0x7f000001", "2130706433", "1.2.3.4.in-addr.arpa" } )
@@ -312,11 +312,11 @@ TEST( InDnsIdna, MapsCharacters )
     expectName( "\u0130", "xn--i-9bb", "i\u0307" );
     expectName( "\u337F", "xn--6oqv20b1zgzxr", "\u682A\u5F0F\u4F1A\u793E" );
     expectName( "\U00010400", "xn--hj8c", "\U00010428" );
-    // To what stands for another label.
+    // Characters that are mapped to a label that stands for another label.
     expectName( "\uFF58\uFF4E\uFF0D\uFF0D\uFF54\uFF44\uFF41", "xn--tda", "\u00FC" );
     expectName( "\uFF58n--tda", "xn--tda", "\u00FC" );
     expectName( "xn--tda\u00AD", "xn--tda", "\u00FC" );
-    // To what may not stand in a name, or not there.
+    // Characters that are mapped to characters that may not be in a name, or not at this place.
     for( const char *name : { "\uFF1B", "\u00A0", "a\u3000b", "\u2100", "a\uFF0Fb", "a\uFF1A", "\uFF08a\uFF09" } )
         expectNoName( name, alphabetReason );
     expectNoName( "\uFF0Da", "" );
@@ -367,7 +367,7 @@ TEST( InDnsIdna, RefusesBadLabelsInAsciiForm )
              "xn--zzzzzz99999", // too large a number
              "xn--tda-",        // a hyphen last
              "xn--t*a",
-             "xn--t_d.com", // no Punycode
+             "xn--t_d.com", // not Punycode
              "xn--7ba",     // a capital letter
              "xn--CAF-pia", // another
              "xn--jm6c",    // a ligature
@@ -464,7 +464,7 @@ TEST( InDnsIdna, RefusesNamesThatBreakTheBidiRule )
     constexpr char ends[]   = "does not end with a letter or digit, in a name with right-to-left characters";
     constexpr char endsR[]  = "has right-to-left characters and does not end with a letter or digit";
     constexpr char mixed[]  = "mixes European and Arabic-Indic digits";
-    // One label with right-to-left characters is enough, on either side, in either form.
+    // One label with right-to-left characters is enough, on each side and in each form.
     for( const char *other : { "\u05D0", "xn--4db", "XN--4DB", "\u0627", "xn--mgb", "\u0627\u0660", "a.\u05D0", "\U0001E922" } )
     {
         std::string name = other;
@@ -619,7 +619,7 @@ static bool plainOk( std::string name )
     return !( labels.size() == 4 && bytes == 4 );
 }
 
-// Whether a label begins with xn--. Other tests are for these.
+// Whether a label begins with xn--. Other tests check such labels.
 static bool isIdnaSomewhere( std::string name )
 {
     std::transform( name.begin(), name.end(), name.begin(), []( char c ) { return c == 'X' ? 'x' : c == 'N' ? 'n' : c; } );

@@ -35,7 +35,7 @@ namespace
 struct Kind
 {
     const char *name;
-    const char *curve;  // null for others
+    const char *curve;  // null for other keys
     bool        fast;   // parsed in the key-decoding context
     int         newest; // version of TLS that can use it
 };
@@ -194,7 +194,7 @@ std::string nameOf( const testing::TestParamInfo<std::tuple<Kind, bool>> &info )
     return std::string( std::get<0>( info.param ).name ) + ( std::get<1>( info.param ) ? "AfterStop" : "" );
 }
 
-// Operations of some kinds only.
+// Operations for some kinds of keys only.
 class HostUseRsa : public HostUse
 {
 };
@@ -621,7 +621,7 @@ TEST_P( HostUse, IsDigestedWithEveryAlgorithm )
         EXPECT_EQ( digestOf( pair->lentLeaf.get(), md ), wanted ) << EVP_MD_get0_name( md );
         worked += wanted != "none";
     }
-    // A few do not work in the default context either.
+    // Some digests do not work in the default context either.
     EXPECT_GT( worked + 5, digests.size() );
 }
 

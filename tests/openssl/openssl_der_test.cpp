@@ -204,7 +204,7 @@ TEST( OpensslDer, KnowsTheAlgorithmsOfTheFastPath )
 {
     EXPECT_TRUE( fastPathAlgorithm( rsa + nullElement ) );
     EXPECT_TRUE( fastPathAlgorithm( ec + p256 ) );
-    // Any named curve but SM2, also if this libcrypto does not know it.
+    // Any named curve except SM2, also if this libcrypto does not know it.
     EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2b8104000a" ) ) ) );
     EXPECT_TRUE( fastPathAlgorithm( ec + element( 0x06, unhex( "2a0304" ) ) ) );
 

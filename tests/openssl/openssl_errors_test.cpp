@@ -15,7 +15,7 @@ void addErrors( std::vector<int> reasons )
         ERR_raise( ERR_LIB_USER, reason );
 }
 
-// The reasons in the queue, the first one first. Takes them out.
+// Removes the reasons from the queue and gives them, the first one first.
 std::vector<int> reasons()
 {
     std::vector<int> list;
@@ -47,7 +47,7 @@ TEST( OpensslErrors, ErrorsFromBeforeStay )
     }
     addErrors( { 5 } );
     EXPECT_EQ( reasons(), ( Reasons{ 1, 2, 5 } ) );
-    // A scope that adds nothing takes nothing.
+    // A scope that adds no error removes no error.
     addErrors( { 1 } );
     {
         ErrorMark mark;
@@ -127,7 +127,7 @@ TEST( OpensslErrors, ScopesThatFollowEachOtherDoNotDisturbEachOther )
         EXPECT_EQ( ERR_GET_REASON( ERR_peek_last_error() ), 2 );
     }
     EXPECT_EQ( reasons(), Reasons{ 1 } );
-    // No mark is left behind to which a later one would go back.
+    // No mark stays to which a later mark would go back.
     addErrors( { 1 } );
     {
         ErrorMark mark;

@@ -17,7 +17,9 @@ using Info      = std::unique_ptr<PKCS8_PRIV_KEY_INFO, decltype( &PKCS8_PRIV_KEY
 Algorithm held( X509_ALGOR *algorithm ) { return { algorithm, X509_ALGOR_free }; }
 int64_t   roundsOf( X509_ALGOR *algorithm ) { return openssl___DerivationRounds( held( algorithm ).get() ); }
 bool      isBounded( X509_ALGOR *algorithm ) { return openssl___DerivationIsBounded( held( algorithm ).get() ); }
-bool      numbersAreBounded( const std::string &der ) { return openssl___NumbersAreBounded( (const PB_BYTE *)der.data(), (PB_INT)der.size() ); }
+int       problemOf( const std::string &der ) { return openssl___KeyProblem( (const PB_BYTE *)der.data(), (PB_INT)der.size() ); }
+
+constexpr int none = OPENSSL___KEY_PROBLEM_NONE, number = OPENSSL___KEY_PROBLEM_NUMBER, form = OPENSSL___KEY_PROBLEM_FORM;
 
 constexpr char rsaOid[] = "1.2.840.113549.1.1.1";
 
@@ -78,38 +80,38 @@ TEST_F( OpensslKeyLimits, DerivationsWithinTheLimitsAreBounded )
 
 TEST_F( OpensslKeyLimits, NumbersCountWhereverTheyAre )
 {
-    EXPECT_TRUE( numbersAreBounded( "" ) );
-    EXPECT_TRUE( numbersAreBounded( "not DER" ) );
+    EXPECT_EQ( problemOf( "" ), none );
+    EXPECT_EQ( problemOf( "not DER" ), none );
     for( size_t bits : { (size_t)1, (size_t)16383, (size_t)16384 } )
-        EXPECT_TRUE( numbersAreBounded( sequence( numberOf( bits ) ) ) ) << bits;
+        EXPECT_EQ( problemOf( sequence( numberOf( bits ) ) ), none ) << bits;
     std::string large = numberOf( 16392 );
     for( const std::string &der : { large, sequence( large ), sequence( integerDer( "1" ) + large ), octets( large ), octets( sequence( large ) ),
              tlv( 0xA0, large ), tlv( 0x03, '\0' + sequence( large ) ), std::string( "\x30\x80", 2 ) + large + std::string( 2, '\0' ),
              std::string( "\x30\x80", 2 ) + std::string( 2, '\0' ) + large } )
-        EXPECT_FALSE( numbersAreBounded( der ) ) << hex( der.substr( 0, 8 ) );
+        EXPECT_EQ( problemOf( der ) ) << hex( der.substr( 0, 8 ), number );
     // A text that is long is no number, nor is a number that is cut off.
-    EXPECT_TRUE( numbersAreBounded( sequence( tlv( 0x0C, std::string( 5000, 'x' ) ) ) ) );
-    EXPECT_TRUE( numbersAreBounded( large.substr( 0, large.size() - 1 ) ) );
+    EXPECT_EQ( problemOf( sequence( tlv( 0x0C, std::string( 5000, 'x' ) ) ) ), none );
+    EXPECT_EQ( problemOf( large.substr( 0, large.size() - 1 ) ), none );
 }
 
-TEST_F( OpensslKeyLimits, OctetsInPiecesAreNotBounded )
+TEST_F( OpensslKeyLimits, OctetsInPiecesAreAProblem )
 {
     std::string half = std::string( 100, 'x' );
-    EXPECT_FALSE( numbersAreBounded( sequence( tlv( 0x24, octets( half ) + octets( half ) ) ) ) );
-    EXPECT_FALSE( numbersAreBounded( sequence( std::string( "\x24\x80", 2 ) + octets( half ) + std::string( 2, '\0' ) ) ) );
+    EXPECT_EQ( problemOf( sequence( tlv( 0x24, octets( half ) + octets( half ) ) ) ), form );
+    EXPECT_EQ( problemOf( sequence( std::string( "\x24\x80", 2 ) + octets( half ) + std::string( 2, '\0' ) ) ), form );
 }
 
-TEST_F( OpensslKeyLimits, DeepNestingIsNotBounded )
+TEST_F( OpensslKeyLimits, DeepNestingIsAProblem )
 {
     std::string der;
     for( int depth = 0; depth < 16; depth++ )
         der = sequence( der );
-    EXPECT_TRUE( numbersAreBounded( der ) );
-    EXPECT_FALSE( numbersAreBounded( sequence( sequence( der ) ) ) );
+    EXPECT_EQ( problemOf( der ), none );
+    EXPECT_EQ( problemOf( sequence( sequence( der ) ) ), form );
     std::string open;
     for( int depth = 0; depth < 1000000; depth++ )
         open += std::string( "\x30\x80", 2 );
-    EXPECT_FALSE( numbersAreBounded( open ) );
+    EXPECT_EQ( problemOf( open ), form );
 }
 
 TEST_F( OpensslKeyLimits, OnlyKeysWhosePublicHalfIsComputedAreLimited )
@@ -130,9 +132,9 @@ TEST_F( OpensslKeyLimits, UsualKeysAreBounded )
     for( KeyKind kind : allKeyKinds )
     {
         std::string body = bodyOf( pkcs8Text( key( kind ).get() ) );
-        EXPECT_TRUE( numbersAreBounded( body ) ) << nameOf( kind );
+        EXPECT_EQ( problemOf( body ), none ) << nameOf( kind );
         EXPECT_TRUE( keyIsBounded( body ) ) << nameOf( kind );
         for( size_t length = 0; length < body.size(); length++ )
-            EXPECT_TRUE( numbersAreBounded( body.substr( 0, length ) ) ) << nameOf( kind ) << " " << length;
+            EXPECT_EQ( problemOf( body.substr( 0, length ) ), none ) << nameOf( kind ) << " " << length;
     }
 }

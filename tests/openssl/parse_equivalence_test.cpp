@@ -700,7 +700,7 @@ uint32_t random( uint32_t &state )
     return state ^= state << 5;
 }
 
-// Flipped bits, shorter inputs, and bytes after the end. Of `step` mutations, one is tried.
+// Flipped bits, shorter inputs, and bytes after the end. One of every `step` mutations is tried.
 std::vector<std::string> byteMutations( const std::string &der, size_t step )
 {
     std::vector<std::string> out;
@@ -718,7 +718,7 @@ std::vector<std::string> byteMutations( const std::string &der, size_t step )
     return out;
 }
 
-// Of so many leaves of the largest collection, one is checked.
+// One of this number of leaves in the largest collection is checked.
 constexpr size_t leafStep = 10;
 
 }
@@ -854,7 +854,7 @@ TEST( ParseEquivalence, AgreesOnEveryLabelWithEveryStructure )
 
     EXPECT_GT( keys.accepted, 100 );
     // Only PRIVATE KEY with an unencrypted PKCS#8 structure takes the fast path: RSA and the named
-    // curves but SM2, without attributes.
+    // curves except SM2, without attributes.
     EXPECT_EQ( keys.fast, 7 );
     EXPECT_GT( certificates.accepted, 50 );
     EXPECT_EQ( certificates.fast, 28 );

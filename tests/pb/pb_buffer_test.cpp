@@ -132,7 +132,8 @@ TEST( PbBuffer, AppendsBytesThatLieInItself )
         if( sensitive )
             pbBufferSetSensitive( buffer.handle() );
         std::string model = content;
-        // It outgrows its memory several times, and in the end it is shared at every append.
+        // It becomes too large for its memory several times, and at the end it is shared at every
+        // append.
         for( int time = 0; time < 12; time++ )
         {
             pb::Ref<PB_BUFFER> other = time < 10 ? pb::Ref<PB_BUFFER>() : buffer;
@@ -207,7 +208,7 @@ TEST( PbBuffer, EditsOfASharedBufferLeaveTheOtherHolderAlone )
         // Each holder has the only reference to its object now.
         EXPECT_FALSE( pbObjIsShared( buffer.obj() ) );
         EXPECT_FALSE( pbObjIsShared( other.obj() ) );
-        // And edits in place from here on.
+        // So edits are made in place now.
         PB_BUFFER *same = buffer.get();
         pbBufferAppendByte( buffer.handle(), 'x' );
         EXPECT_EQ( buffer.get(), same );
@@ -256,7 +257,7 @@ TEST( PbBuffer, TheSensitiveMarkGoesAlongAndStays )
     pbBufferAppendInner( taker.handle(), marked.get(), 0, 1 );
     EXPECT_TRUE( pbBufferSensitive( taker.get() ) );
 
-    // A plain one takes nothing away.
+    // A buffer without the mark does not remove the mark.
     pbBufferAppend( taker.handle(), buf( "plain" ).get() );
     EXPECT_TRUE( pbBufferSensitive( taker.get() ) );
     pbBufferDelInner( taker.handle(), 0, 2 );
@@ -324,7 +325,7 @@ TEST( PbBuffer, RandomEditsGiveWhatAStandardStringGives )
     }
 }
 
-// What a buffer without the mark leaves behind, seen by the watch.
+// The watch finds the content that a buffer without the mark leaves in freed memory.
 TEST_F( PbBufferWatched, APlainBufferIsFreedAsItIs )
 {
     WatchingAllocator::watchFor( { std::string( secret ) } );
@@ -349,7 +350,7 @@ TEST_F( PbBufferWatched, ASensitiveBufferIsCleansedWhenFreed )
 TEST_F( PbBufferWatched, ASensitiveBufferIsCleansedWhenItGrows )
 {
     WatchingAllocator::watchFor( { std::string( secret ) } );
-    // Out of the object, then from one memory of its own to the next.
+    // The content moves out of the object, then from one piece of memory to the next.
     pb::Ref<PB_BUFFER> buffer = secretBuffer();
     for( int time = 0; time < 500; time++ )
         pbBufferAppendBytes( buffer.handle(), ".....", 5 );
@@ -403,7 +404,7 @@ TEST_F( PbBufferWatched, ASensitiveBufferIsCleansedWhereItShrank )
 
         pb::Ref<PB_BUFFER> end = pb::adopt( pbBufferCreateFrom( start.get() ) );
         pbBufferDelInner( end.handle(), 3, length - 3 );
-        // What was cut off must not come along when the rest moves either.
+        // The removed bytes must also not move with the rest.
         pbBufferAppendBytes( end.handle(), std::string( 1000, '.' ).data(), 1000 );
         end = {};
         EXPECT_EQ( leaks(), 0 );
@@ -430,7 +431,7 @@ TEST_F( PbBufferWatched, WhatIsMadeFromASensitiveBufferIsCleansed )
     taker = {};
     EXPECT_EQ( leaks(), 0 );
 
-    // Copy on write.
+    // A shared buffer is copied before the edit.
     pb::Ref<PB_BUFFER> copied = start;
     pbBufferAppendByte( copied.handle(), '!' );
     EXPECT_NE( copied.get(), start.get() );

@@ -10,7 +10,7 @@ namespace
 struct Reads
 {
     std::vector<PB_INT> asked;
-    std::vector<PB_INT> answers; // taken one by one; then the end
+    std::vector<PB_INT> answers; // used one after the other; after the last one comes the end
     int                 released = 0;
 };
 
@@ -37,7 +37,7 @@ TEST( PbByteSource, ReadsABufferInPieces )
     EXPECT_EQ( bytes( to ), ">abc" );
     EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 4 ), 4 );
     EXPECT_EQ( bytes( to ), ">abcdefg" );
-    // The end is known when it was met, not before.
+    // The end is known only after a read has reached it.
     EXPECT_FALSE( pbByteSourceEnd( source.get() ) );
     EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 1 ), 0 );
     EXPECT_TRUE( pbByteSourceEnd( source.get() ) );
@@ -100,7 +100,7 @@ TEST( PbByteSource, TakesPiecesOfACallbackAsTheyCome )
         EXPECT_FALSE( pbByteSourceEnd( source.get() ) );
         EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 10 ), 0 );
         EXPECT_TRUE( pbByteSourceEnd( source.get() ) );
-        // The callback is not asked behind the end.
+        // After the end the callback is not called again.
         EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 10 ), 0 );
         EXPECT_EQ( reads.asked, ( std::vector<PB_INT>{ 10, 3, 10, 10 } ) );
         EXPECT_EQ( bytes( to ), ">abbbcc" );

@@ -29,7 +29,7 @@ std::ostream &operator<<( std::ostream &out, const Outcome &outcome )
     return out << hex( outcome.text ) << ( outcome.end ? " end" : "" ) << ( outcome.error ? " error" : "" );
 }
 
-// Reads to the end, `atOnce` characters a read.
+// Reads to the end, `atOnce` characters in each read.
 Outcome readAll( const pb::Ref<PB_CHAR_SOURCE> &from, PB_INT atOnce )
 {
     pb::Ref<PB_STRING> str   = pb::adopt( pbStringCreate() );
@@ -45,7 +45,7 @@ Outcome readAll( const pb::Ref<PB_CHAR_SOURCE> &from, PB_INT atOnce )
 }
 
 // A reference for UTF-8, after the table of well-formed sequences in the Unicode Standard (3-7):
-// how many bytes at the front form a character, 0 when none do.
+// the number of bytes at the front that form a character, 0 if there is no such character.
 size_t wellFormed( std::string_view bytes )
 {
     auto in = [&]( size_t index, unsigned least, unsigned most ) {
@@ -75,7 +75,7 @@ bool wellFormedText( std::string_view bytes )
     return true;
 }
 
-// Every text of `length` bytes from these, which stand for all classes of bytes in UTF-8.
+// Every text of `length` of these bytes, which represent all classes of bytes in UTF-8.
 template<class Each>
 void forEachText( size_t length, Each each )
 {
@@ -157,7 +157,7 @@ TEST( PbCharset, LenientUtf8WritesReplacementsForWhatIsMalformed )
     EXPECT_EQ( convert( "a\x80z", PB_CHARSET_UTF8, 0 ), "a\xEF\xBF\xBDz" );
     EXPECT_EQ( convert( "\xC3", PB_CHARSET_UTF8, 0 ), "\xEF\xBF\xBD" );
     EXPECT_EQ( convert( "\xC3z", PB_CHARSET_UTF8, 0 ), "\xEF\xBF\xBDz" );
-    // What is good around it stays, whatever it is replaced by.
+    // Good characters before and after it stay.
     forEachText( 3, []( const std::string &each ) {
         std::string got = convert( "\xC3\xA4" + each + "z", PB_CHARSET_UTF8, 0 );
         EXPECT_TRUE( wellFormedText( got ) ) << hex( each );
@@ -242,7 +242,7 @@ TEST( PbCharSource, PassesOnAReadErrorOfTheBytes )
         EXPECT_EQ( readAll( from, 10 ), ( Outcome{ "ab", false, true } ) );
         EXPECT_EQ( readAll( from, 10 ), ( Outcome{ "", false, true } ) );
     }
-    // The error hides that the last character is not finished.
+    // Only the error is reported, not the unfinished last character.
     EXPECT_EQ( readAll( characters( source( "a\xC3", 1, true ), PB_CHARSET_UTF8, 0 ), 10 ), ( Outcome{ "a", false, true } ) );
 }
 

@@ -8,7 +8,7 @@ using namespace support;
 namespace
 {
 
-// More levels than a stack has room for, if each of them took a few calls.
+// More levels than fit on a stack if each level needs a few calls.
 constexpr size_t million = 1000000, many = 300000;
 
 using Object = pb::Ref<PB_OBJ>;
@@ -50,8 +50,8 @@ Object inTurns( PB_OBJ *inner, size_t level )
     return level % 3 == 0 ? inVector( inner, level ) : level % 3 == 1 ? inDictAsValue( inner, level ) : inDictAsKey( inner, level );
 }
 
-// A container in a container and so on. Every level is held, so that the levels can be freed one by
-// one, from the outermost.
+// Nested containers. Every level is held, so that the levels can be freed one by one, from the
+// outermost.
 class Nest
 {
 public:

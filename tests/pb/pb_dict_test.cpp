@@ -212,13 +212,13 @@ TEST( PbDict, EditsOfASharedDictLeaveTheOtherHolderAlone )
         EXPECT_NE( made.get(), other.get() );
         EXPECT_FALSE( pbObjIsShared( made.obj() ) );
         EXPECT_FALSE( pbObjIsShared( other.obj() ) );
-        // And edits in place from here on.
+        // So edits are made in place now.
         PB_DICT *same = made.get();
         pbDictSetIntKey( made.handle(), 1, x.obj() );
         EXPECT_EQ( made.get(), same );
     }
 
-    // By number.
+    // The same with integer keys.
     pb::Ref<PB_DICT> made = pb::adopt( pbDictCreate() );
     pbDictSetIntKey( made.handle(), 1, x.obj() );
     pb::Ref<PB_DICT> other = made;
@@ -264,7 +264,7 @@ TEST( PbDict, ComparesPairByPairThenByLength )
             EXPECT_EQ( order > 0, a > b ) << a << " " << b;
         }
     }
-    // However it was built.
+    // The way in which a dictionary was built does not matter.
     EXPECT_TRUE( pbDictEquals( dict( { { "a", "1" }, { "b", "2" } } ).get(), dict( { { "b", "2" }, { "a", "1" } } ).get() ) );
     pb::Ref<PB_DICT> emptied = dict( { { "a", "1" } } );
     pbDictDelStringKey( emptied.handle(), str( "a" ).get() );
@@ -280,7 +280,7 @@ TEST( PbDict, RandomEditsGiveWhatAStandardMapGives )
     for( int step = 0; step < 5000; step++ )
     {
         std::string key( 1 + random() % 2, (char)( 'a' + random() % 8 ) );
-        // Sometimes somebody else holds it.
+        // In some steps the dictionary is shared.
         pb::Ref<PB_DICT> other = random() % 10 ? pb::Ref<PB_DICT>() : made;
         Pairs            was   = pairs( other.get() );
         if( random() % 3 )
@@ -298,8 +298,8 @@ TEST( PbDict, RandomEditsGiveWhatAStandardMapGives )
     }
 }
 
-// A tree that is kept balanced needs about 20 comparisons for each of a million keys in any order;
-// one that is not needs up to a million.
+// A balanced tree needs about 20 comparisons for each of a million keys, in any order. A tree that
+// is not balanced needs up to a million.
 TEST( PbDict, AMillionKeysInAnyOrderNeedFewComparisons )
 {
     static constexpr PB_INT million = 1000000;

@@ -72,7 +72,7 @@ TEST( PbEnum, AnEditOfASharedOneLeavesTheOtherHolderAlone )
     EXPECT_EQ( parse( other, "CRIMSON" ), -1 );
     EXPECT_EQ( parse( other, "WHITE" ), -1 );
 
-    // A copy shares what it holds until one of the two is edited.
+    // A copy shares its content until one of the two is edited.
     pb::Ref<PB_ENUM> copy = pb::adopt( pbEnumCreateFrom( other.get() ) );
     pbEnumSetEnumerantCstr( other.handle(), "WHITE", -1, 3 );
     EXPECT_EQ( parse( other, "WHITE" ), 3 );

@@ -4,7 +4,7 @@
 
 using namespace support;
 
-// Named out of the order of their values.
+// The names are not in the order of the values.
 static pb::Ref<PB_FLAGSET> rights()
 {
     pb::Ref<PB_FLAGSET> rights = pb::adopt( pbFlagsetCreate() );

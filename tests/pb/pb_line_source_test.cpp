@@ -17,8 +17,8 @@ pb::Ref<PB_LINE_SOURCE> lineSource( const pb::Ref<PB_CHAR_SOURCE> &from, PB_INT 
 
 Lines readAll( const pb::Ref<PB_LINE_SOURCE> &from ) { return texts( pb::adopt( pbLineSourceReadLines( from.get(), PB_INT_MAX ) ).get() ); }
 
-// Checks every way of reading the same text: in pieces of several sizes, with several limits, line
-// by line and all at once.
+// Reads the same text in every way: in pieces of several sizes, with several limits, line by line
+// and in one call.
 void expectLines( const std::string &text, const Lines &lines, PB_INT charset = PB_CHARSET_UTF8 )
 {
     for( PB_INT piece : { 1, 2, 3, 7, 100000 } )
@@ -81,7 +81,7 @@ TEST( PbLineSource, DeliversLinesLongerThanTheLimitWhole )
         longer += more;
         expectLines( longer + "\nnext\n" + longer, { longer, "next", longer } );
     }
-    // Longer than what is read at once, with characters of several bytes.
+    // Lines that are longer than one read, with characters of several bytes.
     std::string wide;
     for( int count = 0; count < 3001; count++ )
         wide += "\xC3\xA4\xE2\x82\xAC";
@@ -170,7 +170,7 @@ TEST( PbLineSource, PassesTheSensitiveMarkOnToEveryLine )
 
 TEST( PbLineSource, SplitsEveryShortTextLikeAPlainScan )
 {
-    // All texts of up to six of these characters, against the simplest way to split them.
+    // All texts of up to six of these characters, compared with a simple way to split them.
     static const std::string letters[] = { "a", "\n", "\r", "\xC2\x85" };
     for( size_t length = 0; length <= 6; length++ )
     {

@@ -106,8 +106,8 @@ TEST_F( PbMemWatched, AllMemoryComesFromTheAllocatorAndGoesBackToIt )
     EXPECT_EQ( WatchingAllocator::blocks.size(), before );
 }
 
-// Shows that the watch sees what is left behind, without which the tests of cleansing would prove
-// nothing.
+// Shows that the watch finds content in freed memory. Without this, the tests of cleansing would
+// prove nothing.
 TEST_F( PbMemWatched, PlainMemoryIsFreedAsItIs )
 {
     WatchingAllocator::watchFor( { secret } );

@@ -1,4 +1,4 @@
-// When free slots run: one after another, never inside another, never under a lock.
+// Free slots run one after another, never inside another slot, never under a lock.
 #include "objects/pb_obj_free.hpp"
 
 #include <pb/pb.h>
@@ -15,7 +15,7 @@ using namespace support;
 
 PB_OBJECT_TYPE( NODE );
 
-// An object that holds another one, and tells what happens to it.
+// An object that holds another one and records when it is freed.
 struct NODE : PB_OBJ
 {
     PB_INT number;
@@ -28,7 +28,7 @@ extern "C" const PB_MODULE           free___module = {};
 static std::string order;
 static int         running      = 0;
 static int         deepest      = 0;
-static bool        comesBack    = false; // the slot takes a reference to its own object, and drops it
+static bool        comesBack    = false; // the slot takes a reference to its own object and releases it
 static bool        breaksInside = false;
 
 static constexpr auto nodeFields = pb::fields<&NODE::number, &NODE::child>;
@@ -122,7 +122,7 @@ TEST_F( PbObjFree, AnAbortLeavesLocksAndSlots )
     pb::enterLock();
     waiting = {};
     EXPECT_ABORT( "tests/pb/pb_obj_free_test.cpp", "running", PB_CHECK( running ) );
-    // Nobody left the lock, but nothing waits for it any more.
+    // The lock was never unlocked, but the objects no longer wait for it.
     breaksInside = false;
     after        = {};
     EXPECT_EQ( order, "1<1>3<3>" );
@@ -135,7 +135,7 @@ TEST_F( PbObjFree, AnAbortLeavesLocksAndSlots )
     order.clear();
     node( 4 );
     EXPECT_EQ( order, "4<4>" );
-    // The object whose slot broke is lost.
+    // The object whose slot aborted is never freed.
     lost->child = nullptr;
     free( lost );
     pb::countLive( -1 );

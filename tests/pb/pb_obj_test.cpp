@@ -10,7 +10,7 @@ using namespace support;
 
 PB_OBJECT_TYPE( BARE );
 
-// A sort without any slot, and one that tells when it frees.
+// A sort without any slot, and a sort that counts the freed objects.
 struct BARE : PB_OBJ
 {
     PB_INT number;
@@ -142,7 +142,7 @@ TEST( PbObj, LiveCountLeavesStaticObjectsOut )
 
 TEST( PbObj, LiveCountIsExactAfterThreadsHandedObjectsOver )
 {
-    static constexpr int threads = 300; // more than have a cell of their own
+    static constexpr int threads = 300; // more threads than there are cells
     static constexpr int each    = 100;
     PB_INT               before  = pbObjLiveCount();
 

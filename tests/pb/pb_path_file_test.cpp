@@ -91,7 +91,7 @@ TEST( PbPathFile, DoesNotWaitForAPipe )
 {
     TemporaryFolder folder;
     ASSERT_EQ( mkfifo( ( folder.path / "pipe" ).c_str(), 0600 ), 0 );
-    // Without a writer an ordinary open would wait for one; the alarm ends a test that hangs.
+    // An ordinary open would wait for a writer. The alarm ends a test that hangs.
     alarm( 20 );
     EXPECT_FALSE( readFile( folder.path / "pipe" ) );
     alarm( 0 );
@@ -128,7 +128,7 @@ TEST( PbPathFile, GivesNothingForAPathWithAZeroCharacter )
     TemporaryFolder folder;
     write( folder.path / "file", "content" );
     std::string path = ( folder.path / "file" ).string();
-    // What C would take for the file's name.
+    // For C functions, the text before U+0000 is the name of the file.
     EXPECT_FALSE( pb::adopt( pbPathFileTryReadBuffer( str( path + std::string( "\0.pem", 5 ) ).get(), 1000 ) ) );
     EXPECT_FALSE( pb::adopt( pbPathFileTryReadBuffer( str( std::string( "\0", 1 ) ).get(), 1000 ) ) );
     EXPECT_EQ( bytes( readFile( path ) ), "content" );
@@ -178,7 +178,7 @@ std::set<std::string> namesIn( const std::filesystem::path &folder )
 
 using Names = std::set<std::string>;
 
-// No file may become longer than this, as on a full disk, while this lives.
+// While this object lives, no file can become longer than this, as on a full disk.
 class SmallDisk
 {
 public:
@@ -363,8 +363,8 @@ TEST( PbPathFile, IsWholeWheneverTheProcessIsKilled )
             continue;
         std::string found = read( folder.path / "file" );
         EXPECT_TRUE( found == contents[0] || found == contents[1] ) << "round " << round << ": " << found.size() << " bytes";
-        // What is not replaced is written without a name first, where the file system can do that,
-        // so nothing else can be left of it.
+        // If the file system can do that, a new file is written without a name first. So no other
+        // file can be left.
         for( const std::string &name : namesIn( folder.path ) )
         {
             if( name == "file" )

@@ -1,4 +1,4 @@
-// A freed object's pointers are all ones, in every type of the base libraries that has any.
+// A freed object's pointers are all ones, in every type of the base libraries that has pointers.
 #include <bn/bn.h>
 #include <pb/pb.h>
 
@@ -10,7 +10,7 @@ using namespace support;
 
 TEST( PbPoison, TextAndBytes )
 {
-    // Content inside of the object, and content that outgrew it.
+    // Content inside the object, and content that is too large for it.
     for( const std::string &content : { std::string( "abc" ), std::string( 10000, 'x' ) } )
     {
         expectPoison( str( content ), "p" );

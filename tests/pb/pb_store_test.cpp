@@ -13,7 +13,7 @@ namespace
 
 using Lines = std::vector<std::string>;
 
-// One entry as text: its key, then what it is.
+// One entry as text: its key, then its value.
 std::string described( PB_STORE *store, PB_INT index );
 
 std::string described( PB_STORE *store )
@@ -34,7 +34,7 @@ std::string described( PB_STORE *store, PB_INT index )
     PB_INT             number  = 0;
     PB_BOOL            boolean = 0;
     std::string        out     = key ? text( key ) + ":" : "";
-    // Exactly one of them reads it.
+    // Exactly one of the getters gives the value.
     int forms = 0;
     if( string )
         out += "'" + text( string ) + "'", forms++;
@@ -225,7 +225,7 @@ TEST( PbStore, EditsOfASharedStoreLeaveTheOtherHolderAlone )
         EXPECT_NE( store.get(), other.get() );
         EXPECT_FALSE( pbObjIsShared( store.obj() ) );
         EXPECT_FALSE( pbObjIsShared( other.obj() ) );
-        // And edits in place from here on.
+        // So edits are made in place now.
         PB_STORE *same = store.get();
         edit( store.handle() );
         EXPECT_EQ( store.get(), same );
@@ -273,7 +273,7 @@ TEST( PbStore, ComparesByContentAndOrder )
     EXPECT_FALSE( pbStoreEquals( sample().get(), nullptr ) );
     EXPECT_FALSE( pbStoreEquals( numbers( { "a", "b" } ).get(), numbers( { "b", "a" } ).get() ) );
 
-    // Every one differs from every other, with a total order among them.
+    // All these stores differ, and there is a total order of them.
     std::vector<pb::Ref<PB_STORE>>           list     = { pb::adopt( pbStoreCreate() ), pb::adopt( pbStoreCreateArray() ), sample(), sampleArray(),
                       numbers( { "a" } ), numbers( { "b" } ), numbers( { "a", "b" } ), numbers( { "b", "a" } ) };
     const std::function<void( PB_STORE ** )> values[] = {
@@ -353,7 +353,8 @@ TEST( PbStore, ManyKeysAreSetAndFoundSoon )
         ASSERT_EQ( pbStoreIndexCstr( store.get(), std::to_string( number * 7919 % many ).c_str(), -1 ), number );
 }
 
-// Against a list of keys, with so many that gaps stay for a while and are closed many times.
+// Compared with a list of keys. There are so many keys that gaps stay for a while and are closed
+// many times.
 TEST( PbStore, ManyRandomDeletionsKeepOrderAndIndexes )
 {
     std::mt19937             random( 2718 );
@@ -361,7 +362,7 @@ TEST( PbStore, ManyRandomDeletionsKeepOrderAndIndexes )
     std::vector<std::string> model;
     for( PB_INT step = 0; step < 20000; step++ )
     {
-        // Grows, then shrinks, in turns.
+        // The store grows and shrinks in turns.
         bool grows = random() % 4 ? step / 2000 % 2 == 0 : random() % 2;
         if( grows || model.empty() )
         {
@@ -389,7 +390,7 @@ TEST( PbStore, ManyRandomDeletionsKeepOrderAndIndexes )
             ASSERT_EQ( text( pb::adopt( pbStoreKeyAt( store.get(), (PB_INT)at ) ) ), model[at] );
             pbStoreSetIntValueCstr( built.handle(), model[at].c_str(), -1, std::stoll( model[at].substr( 3 ) ) );
         }
-        // Neither a comparison nor a copy sees the gaps.
+        // The gaps do not change a comparison or a copy.
         ASSERT_TRUE( pbStoreEquals( built.get(), store.get() ) );
         ASSERT_EQ( described( pb::adopt( pbStoreCreateFrom( store.get() ) ) ), described( store ) );
     }
@@ -403,7 +404,7 @@ TEST( PbStore, AKeyOfTheStoreItselfCanNameWhatIsDeleted )
     EXPECT_EQ( described( store ), "{b:1}" );
 }
 
-// What is measured is only that it ends: if each deletion took as long as there are keys, this
+// The test only checks that it ends. If the time of a deletion grew with the number of keys, this
 // would take many minutes.
 TEST( PbStore, HundredsOfThousandsOfKeysAreDeletedOneByOne )
 {

@@ -38,7 +38,7 @@ Store oneOfEachKind()
     return store;
 }
 
-// The keys of that store but for one kind, and one that it does not have.
+// The keys of that store without the one of a kind, and a key that it does not have.
 std::vector<const char *> keysBut( std::string_view kind )
 {
     std::vector<const char *> keys;
@@ -103,7 +103,7 @@ TEST_F( PbStored, AbsentValuesAreNotWritten )
                                  .sub( "f", (PB_BOXED_INT *)nullptr, toStore )
                                  .take() );
     EXPECT_EQ( keysOf( store ), "" );
-    // An empty text and an empty store are there.
+    // An empty text and an empty store are not absent.
     Store empty = pb::adopt( pb::StoreWriter().value( "a", str( "" ) ).sub( "b", pb::adopt( pbStoreCreate() ) ).take() );
     EXPECT_EQ( keysOf( empty ), "a b " );
 }
@@ -196,7 +196,7 @@ TEST_F( PbStored, RefusedValuesLeaveTheFieldAlone )
         .value( "unknown", value, fromName );
     EXPECT_EQ( pbBoxedIntValue( number.get() ), 1 );
     EXPECT_EQ( value, 5 );
-    // Zero is a value, and no field was there before.
+    // Zero is a value. The other field stays null.
     Boxed none;
     pb::StoreReader( store.get() ).value( "zero", value, fromName ).value( "unknown", *none.handle(), tryFromText );
     EXPECT_EQ( value, 0 );
@@ -232,7 +232,7 @@ TEST_F( PbStored, RestoreEachSkipsOtherEntries )
     ASSERT_EQ( pbVectorLength( vec.get() ), 2 );
     EXPECT_EQ( pbBoxedIntValue( pb::peekAt<PB_BOXED_INT>( vec.get(), 0 ) ), 1 );
     EXPECT_EQ( pbBoxedIntValue( pb::peekAt<PB_BOXED_INT>( vec.get(), 1 ) ), 2 );
-    // A keyed store is read by its values.
+    // The values of a keyed store are read.
     Store keyed = pb::adopt( pb::StoreWriter().sub( "a", boxed( 4 ).get(), toStore ).integer( "b", 1 ).take() );
     EXPECT_EQ( pbVectorLength( pb::adopt( pb::restoreEach( keyed.get(), tryFromStore ) ).get() ), 1 );
     EXPECT_EQ( pbVectorLength( pb::adopt( pb::restoreEach( pb::adopt( pbStoreCreateArray() ).get(), tryFromStore ) ).get() ), 0 );

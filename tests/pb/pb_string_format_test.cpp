@@ -78,7 +78,7 @@ TEST( PbStringFormat, ConsumesTheReferenceWhereToldTo )
     pb::Ref<PB_BOXED_INT> given  = boxed;
     EXPECT_EQ( format( "<%~o>", pbBoxedIntObj( given.take() ) ), "<12>" );
     EXPECT_FALSE( pbObjIsShared( boxed.obj() ) );
-    // The last reference, of a number and of a string, which is its own text form.
+    // The last reference of a number, and of a string, which is its own text form.
     EXPECT_EQ( format( "<%~4o>", pbBoxedIntObj( boxed.take() ) ), "<  12>" );
     EXPECT_EQ( format( "<%~o>", pbStringObj( str( "gone" ).take() ) ), "<gone>" );
     EXPECT_EQ( pbObjLiveCount(), before );
@@ -103,7 +103,7 @@ TEST( PbStringFormat, WritesIntegers )
     EXPECT_EQ( format( "<%5i|%-5i|%05i>", number( -42 ), number( -42 ), number( -42 ) ), "<  -42|-42  |-0042>" );
     EXPECT_EQ( format( "<%2i|%02i>", number( 12345 ), number( -12345 ) ), "<12345|-12345>" );
     EXPECT_EQ( format( "%03i", number( -12 ) ), "-12" );
-    // Left alignment leaves no room for zeros, in either order.
+    // With left alignment there are no zeros, in both orders of the flags.
     EXPECT_EQ( format( "<%-05i|%0-5i>", number( 42 ), number( -42 ) ), "<42   |-42  >" );
 }
 
@@ -162,8 +162,8 @@ TEST( PbStringFormat, AppendsAStringToItself )
     pbStringAppendFormatCstr( string.handle(), "%s", -1, string.get() );
     EXPECT_EQ( text( string ), "abab" );
 
-    // An argument is what it was before the edit, however often it comes and whatever stands before
-    // it.
+    // An argument has the value from before the edit, also if it occurs several times and other
+    // text comes first.
     pbStringAppendFormatCstr( string.handle(), "<%s|%6s|%-6o>", -1, string.get(), string.get(), string.obj() );
     EXPECT_EQ( text( string ), "abab<abab|  abab|abab  >" );
 }

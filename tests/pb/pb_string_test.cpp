@@ -77,7 +77,7 @@ TEST( PbString, TheEmptyStringIsOneObject )
     EXPECT_EQ( text( pb::adopt( pbStringCreateFromWcstr( nullptr, 0 ) ) ), "" );
     EXPECT_EQ( text( pb::adopt( pbStringCreateFromCstr( "", -1 ) ) ), "" );
 
-    // It is nobody's to edit.
+    // Edits never change the empty string itself.
     pb::Ref<PB_STRING> mine = pb::adopt( pbStringCreate() );
     pbStringAppendCstr( mine.handle(), "mine", -1 );
     pb::Ref<PB_STRING> marked = pb::adopt( pbStringCreate() );
@@ -204,7 +204,8 @@ TEST( PbString, RandomBytesGiveValidText )
             byte = (char)( random() % 4 ? 0x80 | random() : random() );
         pb::Ref<PB_STRING> string = str( input );
         pb::Ref<PB_STRING> tried  = pb::adopt( pbStringTryCreateFromCstr( input.data(), (PB_INT)input.size() ) );
-        // What was made is well-formed, and differs from the input exactly when that was not.
+        // The string is well-formed. It differs from the input if and only if the input is
+        // malformed.
         ASSERT_TRUE( pb::adopt( pbStringTryCreateFromCstr( text( string ).data(), (PB_INT)text( string ).size() ) ) ) << hex( input );
         ASSERT_EQ( (bool)tried, text( string ) == input ) << hex( input );
         ASSERT_EQ( (size_t)pbStringLength( string.get() ), characters( string ).size() );
@@ -272,7 +273,7 @@ TEST( PbString, EditsOfASharedStringLeaveTheOtherHolderAlone )
         EXPECT_NE( string.get(), other.get() );
         EXPECT_FALSE( pbObjIsShared( string.obj() ) );
         EXPECT_FALSE( pbObjIsShared( other.obj() ) );
-        // And edits in place from here on.
+        // So edits are made in place now.
         PB_STRING *same = string.get();
         pbStringAppendChar( string.handle(), 'x' );
         EXPECT_EQ( string.get(), same );
@@ -328,7 +329,8 @@ TEST( PbString, ComparesWithCText )
     EXPECT_FALSE( pbStringEndsWithCstr( str( "bc" ).get(), "abc", -1 ) );
 }
 
-// As what is made from the same text; "\xC3" is the first byte of "\u00E9".
+// Malformed text compares like the string that is made from it; "\xC3" is the first byte of
+// "\u00E9".
 TEST( PbString, ComparesWithMalformedTextAsWithWhatItIsReadAs )
 {
     for( const std::string &malformed : { std::string( "\xFF" ), std::string( "a\xC3" ), std::string( "\xA9" ), std::string( "x\xF0\x9F\x98" ) } )
@@ -341,7 +343,7 @@ TEST( PbString, ComparesWithMalformedTextAsWithWhatItIsReadAs )
         EXPECT_TRUE( pbStringEndsWithCstr( str( "more" + text( read ) ).get(), malformed.c_str(), -1 ) );
         EXPECT_FALSE( pbStringEqualsCstr( str( text( read ) + "more" ).get(), malformed.c_str(), -1 ) );
     }
-    // Bytes that are the same, but not the same characters.
+    // The bytes are the same, but not the characters.
     EXPECT_FALSE( pbStringBeginsWithCstr( str( "\xC3\xA9" ).get(), "\xC3", -1 ) );
     EXPECT_FALSE( pbStringEndsWithCstr( str( "\xC3\xA9" ).get(), "\xA9", -1 ) );
 }
@@ -359,7 +361,7 @@ TEST( PbString, AppendsTextThatLiesInItself )
         {
             pb::Ref<PB_STRING> other = time < 6 ? pb::Ref<PB_STRING>() : string;
             size_t             from  = (size_t)time;
-            // In turns with the length and up to the zero byte.
+            // By turns with the length and up to the zero byte.
             pbStringAppendCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ) + from, time % 2 ? -1 : (PB_INT)( model.size() - from ) );
             std::string was = model;
             model += model.substr( from );
@@ -445,7 +447,7 @@ TEST( PbString, FoldsCaseFully )
     EXPECT_EQ( folded( "\xCE\x90" ), "\xCE\xB9\xCC\x88\xCC\x81" );                 // two bytes become six
 }
 
-// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, where that
+// Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, if that
 // file is installed.
 TEST( PbString, FoldsAsTheUnicodeCharacterDatabaseSays )
 {
@@ -539,7 +541,7 @@ TEST( PbString, TheSensitiveMarkGoesAlong )
     EXPECT_FALSE( pbBufferSensitive( pb::adopt( pbStringConvertToUtf8( str( "plain" ).get() ) ).get() ) );
 }
 
-// What a string without the mark leaves behind, seen by the watch.
+// The watch finds the content that a string without the mark leaves in freed memory.
 TEST_F( PbStringWatched, APlainStringIsFreedAsItIs )
 {
     WatchingAllocator::watchFor( { std::string( secret ) } );
@@ -578,7 +580,7 @@ TEST_F( PbStringWatched, ASensitiveStringIsCleansedWhenItIsAppendedToItself )
     pb::Ref<PB_STRING> string = secretString();
     for( int time = 0; time < 8; time++ )
         pbStringAppendCstr( string.handle(), pbStringPeekUtf8( string.get(), nullptr ), -1 );
-    // Malformed text that is compared is read into memory of its own.
+    // To compare malformed text, it is converted into new memory.
     EXPECT_FALSE( pbStringEqualsCstr( string.get(), ( std::string( secret ) + "\xFF" ).c_str(), -1 ) );
     EXPECT_EQ( leaks(), 0 );
     string = {};
@@ -618,7 +620,7 @@ TEST_F( PbStringWatched, WhatIsMadeFromASensitiveStringIsCleansed )
     taker = {};
     EXPECT_EQ( leaks(), 0 ) << "append";
 
-    // Copy on write.
+    // A shared string is copied before the edit.
     pb::Ref<PB_STRING> copied = start;
     pbStringAppendChar( copied.handle(), '!' );
     EXPECT_NE( copied.get(), start.get() );
@@ -627,10 +629,10 @@ TEST_F( PbStringWatched, WhatIsMadeFromASensitiveStringIsCleansed )
     EXPECT_EQ( leaks(), 0 );
 }
 
-// The folding is made by a library with memory of its own, which the watch does not see.
+// A library does the folding, with memory that the watch does not see.
 TEST( PbString, FoldingASensitiveStringLeavesNothingInTheHeap )
 {
-    // Kept masked, so that it stands nowhere in memory but where the strings are.
+    // The secret is masked, so that only the strings hold it in memory.
     constexpr char          mask     = 0x5A;
     static volatile char    masked[] = { 'q' ^ mask, 'x' ^ mask, 'k' ^ mask, 'v' ^ mask, 'w' ^ mask, 'z' ^ mask, 'j' ^ mask, 'f' ^ mask, 'p' ^ mask,
            'b' ^ mask, 'm' ^ mask, 'g' ^ mask };
@@ -662,10 +664,10 @@ TEST( PbString, FoldingASensitiveStringLeavesNothingInTheHeap )
         for( volatile char &character : masked )
             pbStringAppendChar( string.handle(), (PB_CHAR)( character ^ mask ) );
     }
-    // The search finds what is there, unless a tool replaced the heap.
+    // The search finds the strings, unless a tool replaced the heap.
     if( remains() != 20u )
         GTEST_SKIP() << "strings are not in the heap that is searched";
-    // Holes between used memory, where what grows has to move.
+    // Holes between used memory, so that growing content has to move.
     std::vector<std::string> used;
     {
         std::vector<std::string> holes;

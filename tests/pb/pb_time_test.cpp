@@ -61,7 +61,7 @@ TEST( PbTime, KnowsTheRangeOfEveryField )
             EXPECT_FALSE( ok( fields ) ) << "field " << field << " " << value;
         }
     }
-    // Any day up to 31 makes a time, whatever the month.
+    // Every month accepts a day up to 31.
     EXPECT_TRUE( pbTimeFieldsOk( 2026, 2, 31, 0, 0, 0, 0 ) );
 }
 
@@ -137,7 +137,7 @@ TEST( PbTime, LeapSecondsCarryOver )
     EXPECT_EQ( seconds( at( 2016, 12, 31, 23, 59, 60 ) ), midnight );
     EXPECT_EQ( seconds( at( 2016, 12, 31, 23, 59, 61 ) ), midnight + 1 );
     EXPECT_EQ( seconds( at( 2016, 12, 31, 12, 29, 60 ) ), seconds( at( 2016, 12, 31, 12, 30, 0 ) ) );
-    // Beyond the last year too, though no time is there.
+    // Also after the last year, although no time has such a year.
     EXPECT_EQ( seconds( at( 9999, 12, 31, 23, 59, 61 ) ), lastSecond + 2 );
     EXPECT_EQ( written( shifted( at( 2016, 12, 31, 23, 59, 60, 5 ), 0 ) ), "2017-01-01T00:00:00.005Z" );
     EXPECT_FALSE( shifted( at( 9999, 12, 31, 23, 59, 60 ), 0 ) );
@@ -161,7 +161,7 @@ TEST( PbTime, ShiftsByDays )
     EXPECT_EQ( written( shifted( tm, -59 ) ), "2023-12-31T13:01:14.250Z" );
     EXPECT_EQ( written( shifted( tm, 366 ) ), "2025-02-28T13:01:14.250Z" );
     EXPECT_EQ( written( shifted( tm, 146097 ) ), "2424-02-28T13:01:14.250Z" );
-    // The original stays.
+    // The original does not change.
     EXPECT_EQ( written( tm ), "2024-02-28T13:01:14.250Z" );
 }
 

@@ -26,7 +26,7 @@ double secondsSince( std::chrono::steady_clock::time_point start )
 
 constexpr PB_INT million = 1000000;
 
-// Work that grows with the square of a million takes minutes, even without a sanitizer.
+// If the work grew with the square of a million, it would take minutes, even without a sanitizer.
 constexpr double soon = 30;
 
 }
@@ -62,7 +62,7 @@ TEST( PbVector, ReplacesAndRemoves )
     pbVectorDelObjAt( vector.handle(), 0 );
     pbVectorDelObjAt( vector.handle(), 1 );
     EXPECT_EQ( texts( vector.get() ), ( Lines{ "B" } ) );
-    // In place of itself, with the vector's own reference.
+    // An object replaces itself; only the vector holds a reference to it.
     pbVectorSetObjAt( vector.handle(), 0, pb___VectorPeekObjAt( vector.get(), 0 ) );
     EXPECT_EQ( texts( vector.get() ), ( Lines{ "B" } ) );
     pbVectorClear( vector.handle() );
@@ -136,7 +136,7 @@ TEST( PbVector, InsertsItself )
     }
 }
 
-// What a vector holds of itself is what it was before.
+// If a vector is put into itself, it holds its state from before the edit.
 TEST( PbVector, HoldsWhatItWasWhenItIsAddedToItself )
 {
     struct
@@ -225,7 +225,7 @@ TEST( PbVector, EditsOfASharedVectorLeaveTheOtherHolderAlone )
         EXPECT_NE( vector.get(), other.get() );
         EXPECT_FALSE( pbObjIsShared( vector.obj() ) );
         EXPECT_FALSE( pbObjIsShared( other.obj() ) );
-        // And edits in place from here on.
+        // So edits are made in place now.
         PB_VECTOR *same = vector.get();
         pbVectorAppendObj( vector.handle(), x.obj() );
         EXPECT_EQ( vector.get(), same );
@@ -258,7 +258,7 @@ TEST( PbVector, RandomEditsGiveWhatAStandardVectorGives )
         std::string        line   = std::to_string( step );
         pb::Ref<PB_STRING> string = str( line );
         size_t             index  = below( model.size() + 1 );
-        // Sometimes somebody else holds it.
+        // In some steps the vector is shared.
         pb::Ref<PB_VECTOR> other = below( 10 ) ? pb::Ref<PB_VECTOR>() : vector;
         Lines              was   = other ? model : Lines();
         switch( model.size() > 200 ? 3 + below( 3 ) : below( 8 ) )
@@ -353,7 +353,7 @@ TEST( PbVector, AQueueOfManyObjectsMovesOnSoon )
         ASSERT_EQ( pbBoxedIntValue( pbBoxedIntFrom( first.get() ) ), value );
     }
     EXPECT_EQ( pbVectorLength( vector.get() ), million / 4 );
-    // Both ends in turn.
+    // Both ends by turns.
     for( PB_INT value = 0; value < million / 2; value++ )
     {
         pbVectorPrependObj( vector.handle(), boxed( -value ).obj() );

@@ -1,5 +1,5 @@
-// An allocator for the family that looks at every piece of memory when it is given back, for
-// remains of secrets.
+// An allocator for the libraries that searches every piece of memory for secrets when it is given
+// back.
 #pragma once
 
 #include <pb/pb.h>
@@ -20,8 +20,8 @@ namespace support
 class WatchingAllocator
 {
 public:
-    // From now on, memory that is freed with `shortest` successive bytes of one of these in it is
-    // counted.
+    // From now on, freed memory is counted if it holds `shortest` successive bytes of one of these
+    // secrets.
     static void watchFor( std::vector<std::string> list )
     {
         secrets = std::move( list );
@@ -50,7 +50,7 @@ private:
 
     static void *take( size_t size )
     {
-        // Filled, so that what an earlier owner left does not count against the next.
+        // The memory is filled, so that older content is not counted for the next owner.
         void *memory   = std::memset( std::malloc( size ), 0xA5, size );
         blocks[memory] = size;
         return memory;
@@ -86,8 +86,8 @@ public:
     static inline const PB_MEM_ALLOCATOR table = { take, move, give };
 };
 
-// Stops the family for the tests of a suite and sets the allocator, since no object may live across
-// the change.
+// Stops the libraries for the tests of a suite and sets the allocator, since no object may exist
+// during the change.
 class WatchedMemory : public testing::Test
 {
 protected:

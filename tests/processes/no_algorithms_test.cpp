@@ -13,8 +13,8 @@ using namespace support;
 namespace
 {
 
-// Comes before the family's start, since it is registered before main. A provider that was loaded
-// by hand keeps the default one away; this one has encoders only.
+// It is set up before the libraries start, since it is registered before main. If a host loads a
+// provider, OpenSSL does not load the default provider. This provider has only encoders.
 class OnlyBase : public testing::Environment
 {
 public:
@@ -28,7 +28,7 @@ public:
 
 testing::Environment *const onlyBase = testing::AddGlobalTestEnvironment( new OnlyBase );
 
-// A key that comes from a context of its own, which has algorithms. That context is never freed.
+// A key from a context of its own, which has algorithms. That context is never freed.
 pb::Ref<CRY_PKEY_PRIVATE> privateKey()
 {
     static OSSL_LIB_CTX *own  = OSSL_LIB_CTX_new();
@@ -104,7 +104,7 @@ TEST_F( NoAlgorithms, RandomDataComesFromTheSystemOrNotAtAll )
     EXPECT_NE( bytes( appended ), bytes( other ) );
 }
 
-// The last one, since the process has algorithms from here on.
+// This is the last test, since the process has algorithms after it.
 TEST_F( NoAlgorithms, UntilAHostLoadsAProvider )
 {
     pb::Ref<CRY_PKEY_PRIVATE> priv = privateKey();

@@ -133,7 +133,7 @@ Cert support::makeCertificate( const CertificateFields &fields )
     EXPECT_GT( X509_sign_ctx( x509, sign ), 0 );
     EVP_MD_CTX_free( sign );
 
-    // As it comes from the wire, without what was left behind while it was made.
+    // Read again from its DER, without any state from its making.
     return parseDer( der( cert ) );
 }
 

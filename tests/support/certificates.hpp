@@ -1,4 +1,4 @@
-// Keys and certificates made with plain OpenSSL, and what tests ask of OpenSSL about them.
+// Keys and certificates made with plain OpenSSL, and OpenSSL's facts about them.
 #pragma once
 
 #include <cry/cry.h>
@@ -32,30 +32,30 @@ inline constexpr KeyKind allKeyKinds[] = { KeyKind::rsa, KeyKind::rsaPss, KeyKin
 
 std::string nameOf( KeyKind kind );
 
-// The key with this number, made at its first use and kept for the process.
+// The key with this number, made at its first use and kept for the life of the process.
 Pkey key( KeyKind kind, int number = 0 );
 
-// What a certificate is made of. Without an issuer it is self-issued, without an issuer's key it is
-// signed with its own.
+// The parts of a certificate. Without an issuer it is self-issued. Without an issuer's key, its own
+// key signs it.
 struct CertificateFields
 {
-    std::string                                      subject    = {}; // as "C=DE/O=Example/CN=host", in the order of the certificate
+    std::string                                      subject    = {}; // for example "C=DE/O=Example/CN=host", in the order of the certificate
     Pkey                                             subjectKey = {};
     Cert                                             issuer     = {};
     Pkey                                             issuerKey  = {};
     std::string                                      notBefore  = "20200101000000Z";
     std::string                                      notAfter   = "20391231235959Z";
     std::string                                      serial     = "1"; // decimal
-    std::vector<std::pair<std::string, std::string>> extensions = {};  // as in OpenSSL's configuration files
+    std::vector<std::pair<std::string, std::string>> extensions = {};  // the syntax of OpenSSL's configuration files
     int                                              version    = 3;
     std::string                                      digest     = "SHA256";
-    bool                                             pssSigned  = false; // RSA-PSS in place of PKCS#1 v1.5, for an RSA key
+    bool                                             pssSigned  = false; // RSA-PSS instead of PKCS#1 v1.5, for an RSA key
 };
 
 Cert makeCertificate( const CertificateFields &fields );
 
 // Root, intermediate and leaf of one kind of key, valid from 2020 to 2039 (the leaf from 2024 to
-// 2025). The same ones at each call.
+// 2025). Each call gives the same certificates.
 struct Chain
 {
     Cert root;
@@ -72,12 +72,12 @@ std::string        der( X509 *x509 );
 inline std::string der( const Cert &cert ) { return der( cert.get() ); }
 std::string        pemText( const Cert &cert );
 std::string        pemText( std::string_view label, std::string_view body );
-std::string        pkcs8Text( EVP_PKEY *pkey ); // empty when it cannot be written
+std::string        pkcs8Text( EVP_PKEY *pkey ); // empty if it cannot be written
 
-// What d2i_X509 makes of some bytes in the default context, or null.
+// The certificate that d2i_X509 reads from some bytes in the default context, or null.
 Cert parseDer( std::string_view der );
 
-// The family's objects.
+// Objects of the library.
 pb::Ref<CRY_PEM>               pem( std::string_view label, std::string_view body );
 pb::Ref<CRY_X509_CERTIFICATE>  certificate( const Cert &cert );
 pb::Ref<CRY_X509_CERTIFICATES> certificates( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &list );
@@ -87,12 +87,13 @@ std::string                                der( CRY_X509_CERTIFICATE *cert );
 std::vector<std::string>                   ders( CRY_X509_CERTIFICATES *certs );
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> members( CRY_X509_CERTIFICATES *certs );
 
-// OpenSSL's error queue: puts one error there that nobody else raises; takes out all of them.
+// OpenSSL's error queue: raiseError adds an error that no other code raises; takeErrors removes all
+// errors and gives them.
 void                       raiseError();
 extern const unsigned long raisedError;
 std::vector<unsigned long> takeErrors();
 
-// Tells when OpenSSL frees an object, without keeping it alive.
+// Shows if OpenSSL has freed an object, without keeping it alive.
 class FreeWatch
 {
 public:

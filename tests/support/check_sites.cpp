@@ -14,7 +14,7 @@ namespace
 
 bool isWord( char c ) { return std::isalnum( (unsigned char)c ) || c == '_'; }
 
-// As the preprocessor writes it: single blanks, none at the ends.
+// The text as the preprocessor writes it: single blanks, and no blanks at the ends.
 std::string inOneLine( std::string_view text )
 {
     std::string out;
@@ -30,11 +30,11 @@ std::string inOneLine( std::string_view text )
     return out;
 }
 
-// The place behind the literal that begins at `at`; `at` itself when there is none.
+// The place after the literal that begins at `at`; `at` itself if no literal begins there.
 size_t behindLiteral( std::string_view text, size_t at )
 {
     char quote = text[at];
-    // A single quote also parts the digits of a number.
+    // A single quote can also separate the digits of a number.
     if( quote != '"' && ( quote != '\'' || ( at && std::isdigit( (unsigned char)text[at - 1] ) ) ) )
         return at;
     for( size_t end = at + 1; end < text.size() && text[end] != '\n'; end++ )
@@ -78,7 +78,7 @@ struct Call
     size_t                   begin, end;
 };
 
-// Reads the arguments whose parenthesis opens at `at`; false when it is not closed.
+// Reads the arguments whose parenthesis opens at `at`; false if it is not closed.
 bool tryReadArguments( std::string_view text, size_t at, Call &call )
 {
     int    depth = 0;
@@ -124,7 +124,7 @@ std::vector<Call> callsIn( std::string_view text )
         at          = end - 1;
         if( open == text.npos || text[open] != '(' || !tryReadArguments( text, open, call ) )
             continue;
-        // For the compiler, a macro's arguments stand on the line where the macro begins.
+        // For the compiler, a macro's arguments are on the line on which the macro begins.
         bool isMacro = std::none_of( call.name.begin(), call.name.end(), []( char c ) { return std::islower( (unsigned char)c ); } );
         if( call.begin < macroEnd )
             call.begin = macroBegin;
@@ -146,7 +146,7 @@ std::string joined( const std::vector<std::string> &arguments, size_t from )
     return out;
 }
 
-// The texts that a use of a check macro can report; none for anything else.
+// The texts that a use of a check macro can report; empty for other macros and functions.
 std::set<std::string> textsOf( const Call &call )
 {
     if( call.name == "PB_CHECK" )
@@ -164,7 +164,7 @@ struct Macro
     std::string              body;
 };
 
-// A source file: its text without comments and definitions of macros, and those definitions.
+// A source file: its text without comments and definitions of macros, and these definitions.
 struct Source
 {
     std::string                  text;
@@ -231,7 +231,7 @@ std::string expanded( const Macro &macro, const std::vector<std::string> &argume
     return out;
 }
 
-// What all sources say together.
+// The macros and functions of all sources together.
 class Sources
 {
 public:
@@ -241,7 +241,7 @@ public:
         return only;
     }
 
-    // Whether a call makes a check with this text, itself or as a macro.
+    // Whether a call makes a check with this text: it is a check, or a macro with such a check.
     bool makes( const Call &call, const std::string &expression, const std::map<std::string, Macro> &own, int depth = 0 ) const
     {
         if( textsOf( call ).count( expression ) )
@@ -258,11 +258,11 @@ public:
         return false;
     }
 
-    // Whether a function that is called so makes a check with this text for its caller.
+    // Whether the called function makes a check with this text for its caller.
     bool makesForCaller( const Call &call, const std::string &expression ) const { return makesForCaller( call.name, expression, 0 ); }
 
 private:
-    // Such a function may hand its caller's place on to others.
+    // Such a function may pass its caller's place to other functions.
     bool makesForCaller( const std::string &function, const std::string &expression, int depth ) const
     {
         auto taker = familyOf.find( function );
@@ -287,8 +287,8 @@ private:
         }
     }
 
-    // Functions that take their caller's place stand in one header or source file, or in a pair of
-    // them, with the checks that they make there.
+    // The functions that take their caller's place, and the checks that they make for it, are in
+    // one header or source file, or in a header and the source file of the same name.
     void add( const Source &source, const std::string &family )
     {
         macros.insert( source.macros.begin(), source.macros.end() );
@@ -300,7 +300,7 @@ private:
                 texts.insert( joined( call.arguments, 1 ) );
             if( std::find( call.arguments.begin(), call.arguments.end(), "site" ) != call.arguments.end() )
                 others.insert( call.name );
-            // One whose text is made from names.
+            // A check whose text is made from names.
             if( call.name == "snprintf" && call.arguments.size() > 2 && call.arguments[2].starts_with( "\"" ) )
                 texts.insert( contentOf( call.arguments[2] ) );
             if( std::any_of(
@@ -309,7 +309,7 @@ private:
         }
     }
 
-    // What a string literal stands for.
+    // The text of a string literal.
     static std::string contentOf( const std::string &literal )
     {
         std::string out;
@@ -318,7 +318,7 @@ private:
         return out;
     }
 
-    // Whether a text is this one, in which %s stands for anything.
+    // Whether an expression has the form `text`, in which %s stands for any text.
     static bool fits( const std::string &text, const std::string &expression )
     {
         size_t open = text.find( "%s" );
@@ -336,9 +336,9 @@ private:
     }
 
     std::map<std::string, Macro>                 macros;
-    std::map<std::string, std::string>           familyOf;  // its files' name, by function
-    std::map<std::string, std::set<std::string>> checksOf;  // of such files
-    std::map<std::string, std::set<std::string>> handsOnTo; // by files: functions that get the place
+    std::map<std::string, std::string>           familyOf;  // the name of the file without its ending, by function
+    std::map<std::string, std::set<std::string>> checksOf;  // by that name
+    std::map<std::string, std::set<std::string>> handsOnTo; // by that name: the functions that get the place
 };
 
 }

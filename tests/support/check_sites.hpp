@@ -1,4 +1,4 @@
-// Where contract checks stand in the sources.
+// The places of contract checks in the sources.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -8,10 +8,10 @@
 namespace support
 {
 
-// Looks whether a check with this text stands on this line of a file, whose path begins at the root
-// of the repository. It may be written there, or a macro that is used there may hold it, or a
-// function that is called there may make it for its caller (PB_CHECK_AT). An empty text if so, else
-// a text that says what is wrong.
+// Looks for a check with this text on this line of a file, whose path begins at the root of the
+// repository. The check may be written there, or be in a macro that is used there, or be made by a
+// function that is called there, for its caller (PB_CHECK_AT). Gives an empty text if there is such
+// a check, else the reason.
 std::string wrongPlaceOfCheck( const std::string &file, PB_INT line, const std::string &expression );
 
 }

@@ -16,14 +16,14 @@ namespace support
 struct Abort
 {
     bool        happened = false;
-    std::string context; // "(null)" for none
+    std::string context; // "(null)" if there is none
     std::string file;
     PB_INT      line = 0;
     std::string expression;
 };
 
-// A function that outlives the call it is handed to. Each of the many checks makes one of its own,
-// so it costs one small function to compile, which std::function does not.
+// Holds a function without owning it: the function must live longer than the call that gets it.
+// Each of the many checks has such a function. It compiles faster than std::function.
 class Call
 {
 public:
@@ -46,20 +46,20 @@ private:
     void ( *run )( const void *object );
 };
 
-// Calls a function and tells how it aborted. What the skipped frames held is leaked.
+// Calls a function and describes its abort. Objects of the skipped stack frames are leaked.
 Abort abortOf( Call call );
 
-// Fails the test, at this place in it, unless the call aborts in exactly this way.
+// Fails the test, at this file and line, unless the call aborts in exactly this way.
 void expectAbort(
     const char *testFile, int testLine, const char *text, std::string_view context, std::string_view file, std::string_view expression, Call call );
 
 // Each hit is also written to the file that the environment variable CRY_CONTRACT_HITS names, for
-// the gate that counts checks nobody hit.
+// the gate that finds checks without a hit.
 #define EXPECT_ABORT( wantedFile, wantedExpression, ... ) EXPECT_ABORT_IN( "(null)", wantedFile, wantedExpression, __VA_ARGS__ )
 #define EXPECT_ABORT_IN( wantedContext, wantedFile, wantedExpression, ... ) \
     support::expectAbort( __FILE__, __LINE__, #__VA_ARGS__, wantedContext, wantedFile, wantedExpression, [&] { __VA_ARGS__; } )
 
-// Empty if a check with the text of an abort stands at its file and line, else what is wrong.
+// Empty if a check with the text of an abort is at its file and line, else the reason.
 inline std::string wrongPlaceOf( const Abort &abort ) { return wrongPlaceOfCheck( abort.file, abort.line, abort.expression ); }
 
 }

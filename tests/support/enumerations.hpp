@@ -1,4 +1,4 @@
-// Every enumeration and flag set of the module, for the tests that say the same of all of them.
+// Every enumeration and flag set of the module, for the tests that are the same for all of them.
 #pragma once
 
 #include <pb/pb_enum.h>
@@ -13,15 +13,15 @@ namespace support
 struct Enumeration
 {
     const char *name;  // as in cryNameToString
-    const char *file;  // where its checks are
-    const char *check; // the text of the check of a value
+    const char *file;  // the file with its checks
+    const char *check; // the text of the check for a value
     PB_STRING *( *toString )( PB_INT );
     PB_INT ( *fromString )( PB_STRING * );
     PB_ENUM **variable; // the module's global
     void ( *startup )();
     void ( *shutdown )();
     PB_INT                    count; // values count from 0
-    std::vector<const char *> names; // by value; none where they have a test of their own
+    std::vector<const char *> names; // by value; empty if they have a test of their own
 };
 
 struct FlagSet
@@ -42,7 +42,7 @@ struct FlagSet
 const std::vector<Enumeration> &enumerations();
 const std::vector<FlagSet>     &flagSets();
 
-// GoogleTest prints them by these.
+// GoogleTest uses these to print them.
 void PrintTo( const Enumeration &each, std::ostream *out );
 void PrintTo( const FlagSet &each, std::ostream *out );
 

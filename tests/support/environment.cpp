@@ -15,7 +15,8 @@
 namespace
 {
 
-// Runs the family around all tests, with the modules that are linked into the program.
+// Starts the libraries before all tests and stops them after, with the modules that are linked into
+// the program.
 class Family : public testing::Environment
 {
 public:
@@ -33,7 +34,8 @@ public:
     }
 };
 
-// What OpenSSL noted down in one test is not there in the next, whichever tests share a process.
+// Errors in OpenSSL's queue from one test are removed before the next test, for any tests in one
+// process.
 class EmptyErrorQueue : public testing::EmptyTestEventListener
 {
     void OnTestStart( const testing::TestInfo & ) override { ERR_clear_error(); }

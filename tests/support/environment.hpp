@@ -1,4 +1,4 @@
-// The started family that white-box tests run in.
+// The started libraries for white-box tests.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// What a corpus of test vectors says and we do differently on purpose, in a JSON file: case,
-// expected, actual and reason.
+// The cases of a corpus of test vectors in which the library differs on purpose, from a JSON file:
+// case, expected, actual and reason.
 #pragma once
 
 #include <map>
@@ -16,11 +16,10 @@ public:
     // `name` is a file in tests/vectors.
     explicit Exceptions( const std::string &name );
 
-    // Fails the test when the two differ and no exception says so, and when an exception does not
-    // hold any more.
+    // Fails the test if the two differ without an exception, or if an exception is no longer true.
     void check( const std::string &id, const std::string &expected, const std::string &actual );
 
-    // Fails the test for exceptions that begin so and were never met.
+    // Fails the test if an exception with this prefix did not occur.
     void checkMet( const std::string &prefix ) const;
 
 private:

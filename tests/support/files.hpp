@@ -9,12 +9,12 @@
 namespace support
 {
 
-// The whole content of a file; .xz files come unpacked. Fails the test when it cannot be read.
+// The whole content of a file; .xz files are unpacked. Fails the test if it cannot be read.
 std::string read( const std::filesystem::path &path );
 
 void write( const std::filesystem::path &path, std::string_view content );
 
-// A folder of its own for one test, removed with the object.
+// A folder for one test. It is removed with the object.
 class TemporaryFolder
 {
 public:
@@ -23,11 +23,11 @@ public:
     std::filesystem::path path;
 };
 
-// The public vectors beside the checkout (../shared/vectors) or where CRY_VECTORS says; none where
-// they are absent.
+// The folder of the public vectors: the value of CRY_VECTORS, else beside the checkout
+// (../shared/vectors). No value if it does not exist.
 std::optional<std::filesystem::path> vectors();
 
-// The files of an installed Debian package; none when it is not installed.
+// The files of an installed Debian package; empty if it is not installed.
 std::vector<std::filesystem::path> packageFiles( const std::string &package );
 
 // All regular files below a folder, sorted.
@@ -35,7 +35,7 @@ std::vector<std::filesystem::path> filesBelow( const std::filesystem::path &fold
 
 }
 
-// Skips the test visibly where the public vectors are not there.
+// Skips the test, with a message, if the public vectors do not exist.
 #define NEED_VECTORS( folder )                                        \
     std::optional<std::filesystem::path> folder = support::vectors(); \
     if( !folder )                                                     \

@@ -1,4 +1,4 @@
-// JSON for tests. The parser is made of templates, which are compiled once, in json.cpp.
+// JSON for tests. The parser consists of templates. They are compiled once, in json.cpp.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -7,7 +7,7 @@
 namespace support
 {
 
-// The value that a text stands for; throws for what is not JSON.
+// The value of a JSON text; throws if the text is not JSON.
 nlohmann::json parseJson( const std::string &text );
 
 }

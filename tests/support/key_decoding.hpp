@@ -1,4 +1,4 @@
-// The key-decoding context switched on or off for a while.
+// Switches the key-decoding context on or off while an object lives.
 #pragma once
 
 #include <openssl_module/internal/openssl_module.h>

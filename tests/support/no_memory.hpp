@@ -1,4 +1,4 @@
-// Memory that is exhausted, for tests of what then happens.
+// An allocator that runs out of memory, for tests of that case.
 #pragma once
 
 #include <pb/pb_mem.h>
@@ -12,8 +12,8 @@
 namespace support
 {
 
-// From its creation on, this many pieces of memory can still be had. What exists already can still
-// be freed.
+// After its creation, this number of allocations still succeed. Memory from before can still be
+// freed.
 class NoMemory
 {
 public:
@@ -32,9 +32,9 @@ private:
     static inline size_t left;
 };
 
-// Runs a piece of work that makes all its objects itself, with no memory at all, with one piece,
-// with two and so on until it has enough. Each time before, it must end as pbMemAlloc ends it.
-// Returns how many pieces it needs.
+// Runs work that makes all its objects itself: without memory, then with one piece, with two and so
+// on, until it has enough. With too little memory it must abort as pbMemAlloc does. Returns the
+// number of pieces that it needs.
 inline size_t expectAbortWhereverMemoryEnds( const std::function<void()> &work )
 {
     for( size_t pieces = 0;; pieces++ )

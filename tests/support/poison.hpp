@@ -1,4 +1,4 @@
-// What an object leaves behind when it is freed.
+// The content of an object's memory after it was freed.
 #pragma once
 
 #include <pb/pb_obj.h>
@@ -11,8 +11,8 @@
 namespace support
 {
 
-// Frees the fields of an object that nobody else holds and expects of every word behind its header
-// what `layout` says: 'p' for the all-ones pointer, '-' for any other content.
+// Frees the fields of an object that nobody else holds, and checks every word after its header.
+// `layout` has one letter for each word: 'p' for the all-ones pointer, '-' for any other content.
 template<pb::Object T>
 void expectPoison( pb::Ref<T> object, std::string_view layout )
 {
@@ -31,7 +31,7 @@ void expectPoison( pb::Ref<T> object, std::string_view layout )
     for( size_t index = 0; index < layout.size(); index++ )
         found += pb::isPoison( words[index] ) ? 'p' : '-';
     EXPECT_EQ( found, layout ) << name;
-    // The fields are gone; what is left is the memory.
+    // The fields are freed already; only the memory is left to free.
     obj->sort = &withoutSlots;
 }
 

@@ -1,5 +1,5 @@
-// The headers from outside that many tests need, which take longer to compile than the tests. Each
-// test still includes what it uses.
+// The external headers that many tests need. They take longer to compile than the tests. Each test
+// still includes the headers that it uses.
 #pragma once
 
 #include <algorithm>
@@ -20,8 +20,8 @@
 #include <thread>
 #include <vector>
 
-// Clang reads only what a file uses out of a precompiled header, GCC all of it; and few tests need
-// this one.
+// Of a precompiled header, Clang reads only the parts that a file uses, but GCC reads all of it.
+// Few tests need this one.
 #ifdef __clang__
 #include <nlohmann/json.hpp>
 #endif

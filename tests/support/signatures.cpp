@@ -22,7 +22,7 @@ const EVP_MD *digestOf( PB_INT alg ) { return EVP_get_digestbyname( digestNames[
 
 const unsigned char *asBytes( const std::string &text ) { return (const unsigned char *)text.data(); }
 
-// Takes back the errors of its scope.
+// Removes the errors that its scope adds.
 struct NoErrors
 {
     NoErrors() { ERR_set_mark(); }

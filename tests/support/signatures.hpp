@@ -1,4 +1,4 @@
-// Signatures by the family and by plain OpenSSL, which says what is right.
+// Signatures of the library and of plain OpenSSL, whose results are the expected ones.
 #pragma once
 
 #include "support/certificates.hpp"
@@ -15,24 +15,24 @@ namespace support
 using PrivateKey = pb::Ref<CRY_PKEY_PRIVATE>;
 using PublicKey  = pb::Ref<CRY_PKEY_PUBLIC>;
 
-// OpenSSL's names by CRY_HASH_ALGORITHM.
+// OpenSSL's names of the digests, by CRY_HASH_ALGORITHM.
 inline constexpr const char *digestNames[] = { "MD5", "SHA1", "SHA224", "SHA256", "SHA384", "SHA512", "SHA3-224", "SHA3-256", "SHA3-384",
     "SHA3-512" };
 
-// New keys of plain OpenSSL.
+// New keys, made with plain OpenSSL.
 Pkey newEcKey( const char *group );
 Pkey newRsaKey( size_t bits );
 
-// Keys of the family, parsed from what OpenSSL writes, in the key-decoding context or without it;
-// null where that is refused.
+// Keys of the library, parsed from the text that OpenSSL writes, with or without the key-decoding
+// context; null if the text is refused.
 PrivateKey privateKey( const Pkey &pkey, bool fast = true );
 PublicKey  publicKey( const Pkey &pkey, bool fast = true );
 // The same from SubjectPublicKeyInfo.
 PublicKey publicKeyOf( const std::string &der, bool fast = true );
-// The very OpenSSL key.
+// A key that holds the same OpenSSL key.
 PublicKey wrappedPublicKey( const Pkey &pkey );
 
-// One-shot.
+// In one call.
 std::string sign( PB_INT alg, const PrivateKey &priv, const std::string &data );
 bool        verify( PB_INT alg, const PublicKey &pub, const std::string &signature, const std::string &data );
 
@@ -40,8 +40,8 @@ bool        verify( PB_INT alg, const PublicKey &pub, const std::string &signatu
 std::string signPieces( PB_INT alg, const PrivateKey &priv, const std::string &data );
 bool        verifyPieces( PB_INT alg, const PublicKey &pub, const std::string &signature, const std::string &data );
 
-// What EVP_SignFinal gives, empty when it cannot sign, and whether EVP_VerifyFinal takes a
-// signature. Neither leaves errors.
+// The signature of EVP_SignFinal, empty if it cannot sign; and whether EVP_VerifyFinal accepts a
+// signature. Both leave no errors.
 std::string plainSign( PB_INT alg, EVP_PKEY *pkey, const std::string &data );
 bool        plainVerify( PB_INT alg, EVP_PKEY *pkey, const std::string &signature, const std::string &data );
 // The same with EVP_DigestVerify, another way through OpenSSL.
@@ -50,7 +50,7 @@ bool plainDigestVerify( PB_INT alg, EVP_PKEY *pkey, const std::string &signature
 // The DER of r and s, as i2d_ECDSA_SIG writes it.
 std::string ecdsaDer( const std::string &r, const std::string &s );
 
-// Bytes that repeat late.
+// Bytes that repeat only after a long period.
 std::string pattern( size_t length );
 
 }

@@ -1,4 +1,4 @@
-// Byte sources that give their bytes in chosen pieces, for tests of what reads from them.
+// Byte sources that give their bytes in chosen pieces, for tests of readers.
 #pragma once
 
 #include <pb/pb.h>
@@ -10,7 +10,8 @@
 namespace support
 {
 
-// Gives `piece` bytes at a time; at its end either the end or, with `fails`, a read error.
+// Gives `piece` bytes in each read. After the last byte comes the end, or a read error if `fails`
+// is set.
 inline pb::Ref<PB_BYTE_SOURCE> source( std::string bytes, PB_INT piece, bool fails = false )
 {
     struct State

@@ -9,7 +9,7 @@
 namespace support
 {
 
-// A static object of a sort that no library has.
+// A static object of a sort that belongs to no library.
 inline PB_OBJ *foreignObj()
 {
     static const PB_SORT foreignSort = { { PB_OBJ_STATIC_REF_COUNT, nullptr }, nullptr, "FOREIGN", {} };
@@ -17,8 +17,8 @@ inline PB_OBJ *foreignObj()
     return &foreign;
 }
 
-// Every slot that a sort has refuses an object of another sort and a null one, which it calls
-// `name` (`nameA` and `nameB` where there are two).
+// Checks that every slot of a sort refuses an object of another sort and a null object. The checks
+// call the object `name` (`nameA` and `nameB` if there are two).
 inline void expectSlotChecks( const char *file, const char *sortCheck, const PB_SORT *sort, PB_OBJ *obj, const std::string &name )
 {
     const PB_SORT_SLOTS &slots = sort->slots;
@@ -43,8 +43,8 @@ inline void expectSlotChecks( const char *file, const char *sortCheck, const PB_
 
 }
 
-// EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object ): all of it for one type;
-// `object` is one of that type, `name` what its slots call theirs.
+// EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object ): all these checks for one
+// type. `object` is an object of that type, `name` its name in the checks of the slots.
 #define EXPECT_STANDARD_CHECKS( file, prefix, Type, STRUCT, name, object )                                       \
     do                                                                                                           \
     {                                                                                                            \
@@ -58,7 +58,7 @@ inline void expectSlotChecks( const char *file, const char *sortCheck, const PB_
         EXPECT_ABORT_IN( "stdfunc compare b", file, "objB", prefix##Type##Compare( standard, nullptr ) );        \
         EXPECT_ABORT_IN( "stdfunc tostring", file, "obj", prefix##Type##ToString( nullptr ) );                   \
         support::expectSlotChecks( file, sortCheck, prefix##Type##Sort(), prefix##Type##Obj( standard ), name ); \
-        /* What the checks let pass. */                                                                          \
+        /* Calls that the checks accept. */                                                                      \
         EXPECT_STREQ( pbSortName( prefix##Type##Sort() ), #STRUCT );                                             \
         EXPECT_EQ( pbObjSort( prefix##Type##Obj( standard ) ), prefix##Type##Sort() );                           \
         EXPECT_EQ( prefix##Type##From( prefix##Type##Obj( standard ) ), standard );                              \

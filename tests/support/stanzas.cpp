@@ -88,7 +88,7 @@ std::vector<Stanza> support::readStanzas( const std::filesystem::path &path )
             add( "PEM", pem );
             pem.clear();
         }
-        else if( line.empty() || line == "!!" ) // as one old file separates keys from cases
+        else if( line.empty() || line == "!!" ) // one old file separates keys from cases in this way
             finish();
         else if( line[0] == '[' )
         {

@@ -1,5 +1,6 @@
-// Files of test vectors in stanzas: "name = value" lines with empty lines between; "[...]" lines
-// head what follows, "#" begins a comment, and a PEM block is the value of a field PEM.
+// Files of test vectors in stanzas: "name = value" lines with empty lines between; a "[...]" line
+// is the heading of the next stanzas, "#" begins a comment, and a PEM block is the value of a field
+// PEM.
 #pragma once
 
 #include <filesystem>
@@ -15,7 +16,8 @@ std::string lower( std::string text );
 // Bytes from hexadecimal digits of either case; anything else fails the test.
 std::string strictUnhex( const std::string &text );
 
-// Whoever takes a stanza names all of its fields, as often as they come, and then calls end().
+// A reader of a stanza takes each of its fields, as often as the field occurs, and then calls
+// end().
 struct Stanza
 {
     std::string                                      heading = {}; // without the brackets
@@ -23,12 +25,12 @@ struct Stanza
     size_t                                           line    = 0;
 
     bool has( const std::string &name ) const;
-    // The first field of a name; fails the test when there is none.
+    // The first field of a name; fails the test if there is none.
     std::string take( const std::string &name );
     std::string takeBytes( const std::string &name ) { return strictUnhex( take( name ) ); }
     // All fields of a name.
     std::vector<std::string> takeAll( const std::string &name );
-    // Fails the test for fields that nobody took.
+    // Fails the test if a field was not taken.
     void end() const;
 };
 

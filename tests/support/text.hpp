@@ -1,4 +1,4 @@
-// Short ways between the family's values and the standard library's, for tests.
+// Short conversions between values of the libraries and of the standard library, for tests.
 #pragma once
 
 #include <pb/pb.h>

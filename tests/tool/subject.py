@@ -95,7 +95,7 @@ class Names:
             with self.subTest(name):
                 result = self.refused(f"--domain={name}")
                 self.assertInputError(result, "--domain: '", f"' is not a domain name: {reason}")
-        # Another common name does not help.
+        # It is also refused with another common name.
         result = self.refused("--domain=a.b,DNS:evil.example", "--common-name", "x")
         self.assertInputError(result, "--domain: '", f"' is not a domain name: label 2: {character}")
 

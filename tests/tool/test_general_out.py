@@ -174,7 +174,8 @@ class Output(KeysTest):
             self.assertEqual(self.taken(folder), ["link"])
 
     def test_LongNamesStillWork(self):
-        # There is no room for more characters in the name, as one beside it needs.
+        # The name has the greatest length, so a temporary name cannot be made by adding characters
+        # to it.
         for arguments, _ in self.makers()[:3]:
             folder = self.folder()
             path = folder / ("n" * 255)
@@ -409,7 +410,7 @@ class OutputOfIdentities(IdentityTest):
         self.assertEqual((result.text, self.taken(folder)), (text_of("rsa"), ["key"]))
 
     def test_TwoResultsDoNotGoIntoTheSameFile(self):
-        # The certificate would take the place of the key, which then is nowhere.
+        # The certificate would replace the key, and the key would be lost.
         for more in ([], ["--force"]):
             folder, path = self.folder(), self.export()
             (folder / "link").symlink_to("both")
@@ -451,7 +452,7 @@ class OutputOfIdentities(IdentityTest):
             for name, force in (("new", []), ("new", ["--force"]), ("old", ["--force"])):
                 self.assertInputError(run(*arguments, "--out", folder / name, *force, **how(100)), f"{folder / name}: File too large")
             self.assertEqual((self.taken(folder), (folder / "old").read_text()), (["old"], "old"))
-        # Of several outputs each is whole, or the old one.
+        # Each of several outputs is either complete or the old file.
         size = len(openssl("pkcs8", "-topk8", "-nocrypt", "-in", "ec.key"))
         for room in (size - 1, size):
             folder = self.folder()

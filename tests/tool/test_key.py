@@ -409,7 +409,7 @@ class Passwords(KeysTest):
             self.assertIn(b"protected by a password", open_at_terminal(self, path, "key", "info", path))
 
     def test_PromptIsForStandardStreamsThatAreNoTerminalToo(self):
-        # A session with a terminal, and other streams than that.
+        # The session has a terminal, but the standard streams are not the terminal.
         code = "import os,sys,subprocess; sys.exit(subprocess.run(sys.argv[1:], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL).returncode)"
         process, master = pty.fork()
         if process == 0:
@@ -598,7 +598,7 @@ class KeyFiles(KeysTest):
             self.assertIn(result.code, (1, 2))
             self.assertEqual(run("key", "info", "--json", path).code, result.code)
             self.assertIn(run("signature", "make", "--key", path, data).code, (0, 2))
-        # The first is a number like any other, but not that of the public key.
+        # The first changed key has a valid private number, but not the one of the public key.
         path = self.private("bad.der", der[:at] + der[at : at + 31] + bytes([der[at + 31] ^ 1]) + der[at + 32 :])
         self.assertEqual(run("key", "info", path).code, 1)
 
@@ -639,7 +639,7 @@ class KeyFiles(KeysTest):
                 self.assertEqual(answer["holds"], "private key")
                 self.assertEqual(run("key", "public", path).out, public)
                 self.assertGood(self.check(keys / f"{name}.pub", self.sign(path)))
-            # A public key is taken before a certificate, and the first of each.
+            # A public key comes before a certificate, and of each kind the first one is used.
             path = self.private("several", (keys / "P-384.crt").read_bytes() + public + other)
             self.assertEqual(run("key", "public", path).out, public)
             path = self.private("several", certificate + (keys / "P-384.crt").read_bytes())
@@ -709,7 +709,7 @@ class KeyFiles(KeysTest):
             self.assertInputError(run("key", command, "/dev/null"), "/dev/null: is empty")
             self.assertInputError(run("key", command, "-"), "standard input: is empty")
             self.assertInputError(run("key", command), "FILE is required")
-            self.assertInputError(limited(["key", command, "/dev/zero"], 512), "/dev/zero: is larger than 64 MiB")
+            self.assertInputError(limited(["key", command, "/dev/zero"], 512), "/dev/zero: is larger than 1 MiB, the limit for a key")
         path = scratch / "100MB"
         with open(path, "wb") as file:
             file.truncate(100 * 1000 * 1000)
@@ -733,7 +733,7 @@ class KeyFiles(KeysTest):
                     ["signature", "convert", "--curve", "P-256", "--to", "raw"])  # fmt: skip
         for index, name in enumerate(names):
             for command in commands if index == 0 else [commands[0], commands[1 + index % 5]]:
-                # The third and the fifth need the signed data, too.
+                # The third and the fifth command also need the signed data.
                 arguments = [*command, name, *([data] if command[:2] in (["signature", "make"], ["signature", "check"]) else [])]
                 path = folder / os.fsdecode(name)
                 path.unlink(missing_ok=True)

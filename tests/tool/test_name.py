@@ -15,7 +15,7 @@ def setUpModule():
 
 
 class NameCheck(IdentityTest):
-    # Known from others: RFC 3492, UTS #46, IDNA 2008.
+    # Published forms: RFC 3492, UTS #46, IDNA 2008.
     FORMS = [
         ("localhost", "localhost", "localhost"),
         ("www.example.org", "www.example.org", "www.example.org"),
@@ -48,7 +48,7 @@ class NameCheck(IdentityTest):
                 self.assertEqual(answer, {"format": 1, "name": name, "verdict": "good", "ascii": ascii, "unicode": unicode})
 
     def test_FormsAreThoseOfPython(self):
-        # Where the older IDNA and this one agree.
+        # Names for which the older IDNA and this one agree.
         for name in ("münchen.de", "ångström.se", "中国.cn", "한국.kr", "москва.рф", "ελλάδα.gr", "žluťoučký.cz", "ñandú.cl", "xn--mnchen-3ya.de"):
             ascii = name.encode("idna").decode()
             answer = run("name", "check", name, "--json").json()

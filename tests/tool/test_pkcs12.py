@@ -80,7 +80,7 @@ class ReadPkcs12(IdentityTest):
         self.assertReads(path, "--password-file", self.private("empty", ""), extras=["one"])
 
     def test_FilesWithoutMacButWithEncryptionAreReadOrRefused(self):
-        # Some releases of OpenSSL want a MAC where there is a password.
+        # Some releases of OpenSSL need a MAC if there is a password.
         path = self.export("-nomac")
         result = run("pkcs12", "read", path, "--password-file", secret)
         if result.code:
@@ -164,7 +164,7 @@ class ReadPkcs12(IdentityTest):
             number = (2, count.to_bytes(count.bit_length() // 8 + 1, "big", signed=True))
             return joined([(0x30, joined([version, safes, (0x30, joined([digest, salt, number]))]))])
 
-        # OpenSSL keeps the lower 32 bits, so the negative one is a large number, too.
+        # OpenSSL keeps the lower 32 bits, so the negative number becomes a large number too.
         for count in (10000001, 1 << 31, (1 << 32) + 1, (1 << 63) - 1, 1 << 63, 1 << 200, -(1 << 32) - (1 << 31)):
             for password in (True, False):
                 self.refuses(with_rounds(count), "the file is refused: it asks for more than 10000000 rounds of key derivation", more=password)
@@ -187,7 +187,7 @@ class ReadPkcs12(IdentityTest):
 
     def test_FlippedBytesNeverAbort(self):
         source = random.Random(12)
-        # Without encryption, and without a MAC, all of it is looked at.
+        # Without encryption and without a MAC, the whole file is read.
         for how in (["-keypbe", "NONE", "-certpbe", "NONE", "-nomac"], ["-iter", "1"]):
             good = self.export(*how, key="ec", certificate="ec", extras=["one"]).read_bytes()
             seen = set()
@@ -314,7 +314,7 @@ class WritePkcs12(IdentityTest):
         expected = "{}: the private key does not belong to the certificate in {}"
         for key, certificate in (("ec.key", "rsa.crt"), ("rsa.key", "ec.crt"), ("other.key", "ec.crt"), ("rsa.key", "extras.crt")):
             self.refused(expected.format(file(key), file(certificate)), key=key, certificate=certificate)
-        # The first certificate is the one that counts.
+        # Only the first certificate counts.
         self.write("second.crt", text_of("one") + text_of("rsa"))
         self.refused(expected.format(file("rsa.key"), file("second.crt")), certificate="second.crt")
 
@@ -372,7 +372,7 @@ class Passwords(IdentityTest):
         number = str(descriptor)
         os.write(write, PASSWORD.encode() + b"\n")
         self.assertReads(path, "--password-fd", number, pass_fds=[descriptor])
-        # The key's comes first, and nothing behind its line is taken away.
+        # The password of the key comes first. Bytes after the second line stay in the pipe.
         os.write(write, PASSWORD.encode() + b"\nnew one\nrest\n")
         self.assertDone(run(*arguments, "--key-password-fd", number, "--password-fd", number, pass_fds=[descriptor]))
         self.assertPeerReads(made, key="ec", certificate="ec", password="new one")

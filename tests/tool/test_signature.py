@@ -81,7 +81,8 @@ class Signatures(KeysTest):
             self.assertBad(self.check(keys / f"{name}.pub", os.urandom(len(whole) + 1)), hint)
 
     def test_ForgedNumbersAreBad(self):
-        # r or s of nothing, of the order and of more, negative, and in BER that is not DER.
+        # r or s is zero, the order, more than the order, or negative, or the signature is BER that
+        # is not DER.
         order = 0xFFFFFFFF00000000FFFFFFFFFFFFFFFFBCE6FAADA7179E84F3B9CAC2FC632551
 
         for r, s in ((0, 0), (0, 1), (1, 0), (1, 1), (order, order), (order, 1), (1, order), (order + 1, 1), (-1, -1), (1 << 300, 1 << 300)):
@@ -219,7 +220,7 @@ class Signatures(KeysTest):
                 self.assertGood(self.check(path, self.sign(path, digest=digest), digest=digest))
             else:
                 result = run("signature", "make", "--key", path, "--algorithm", digest, data)
-                self.assertInputError(result, f"{path}: OpenSSL cannot sign with this key (RSA, 512 bits) and this digest (")
+                self.assertInputError(result, f"{path}: OpenSSL cannot sign with this key (RSA, 512 bits) and this digest")
                 self.assertBad(self.check(path, bytes(64), digest=digest))
 
     def test_KeysThatCannotSignOneThingAreRefused(self):
@@ -237,7 +238,7 @@ class Signatures(KeysTest):
         self.assertInputError(result, f"{path}: ")
 
     def test_ManyRandomEcSignaturesAreGood(self):
-        # Numbers with leading zero bytes, or a high first bit, come once in a while.
+        # Some signatures have numbers with leading zero bytes or with the first bit set.
         lengths, round = set(), 0
         while round < 20 or not {70, 71, 72} <= lengths and round < 200:
             round += 1

@@ -70,7 +70,7 @@ class Uuid(ToolTest):
             self.assertEqual(text, str(uuid.UUID(text)).upper())
 
     def test_CountsAreDecimal(self):
-        # As those of 'cry random' are.
+        # The counts of 'cry random' are decimal too.
         for count in ("0x10", "010"):
             self.assertInputError(run("uuid", f"--count={count}"), "--count: ")
 

@@ -227,7 +227,7 @@ class CertificateText(VerifyTest):
         self.accepts("mixed.pem", pki.text["leaf"].replace("\n", "\r\n") + pki.text["intermediate"])
         self.accepts("indented.pem", "".join(f"  {line}\t\n" for line in chain.splitlines()))
         self.accepts("no-end.pem", chain.rstrip("\n"))
-        # The mark must not hide the leaf, or the intermediate would be taken for it.
+        # The mark must not hide the leaf. Else the intermediate would be read as the leaf.
         self.accepts("bom.pem", b"\xef\xbb\xbf" + chain.encode())
 
     def test_NulBytesBetweenBlocksAreText(self):
@@ -402,7 +402,7 @@ class Hostile(VerifyTest):
         self.assertEqual(self.verify(path, "--json", trust=[path]).json()["chain"][0]["subject"], "CN=Größe 日本 🙂....., O=Test")
 
     def test_NamesThatHoldNoTextAreRefused(self):
-        # The last is a surrogate without its partner, in a string of two bytes a character.
+        # The last name has half of a surrogate pair, in a string with two bytes for each character.
         for name, tag in ((b"\x9b31m\xff\xe2\x1b[2J", None), (b"\xc0\x9b[2J", None), (b"\xed\xa0\x80", None), (b"\xd8\0\0a", 0x1E)):
             path = self.write("no-text.der", pki.patched(name, tag))
             self.assertInputError(self.verify(path, trust=[path]), f"{path}: is neither PEM text nor a certificate in DER (")

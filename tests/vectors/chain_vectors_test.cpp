@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// The column of a table with tabs, by the case's id.
+// A column of a table whose separator is the tab, by the id of the case.
 std::map<std::string, std::string> column( const fs::path &path, const std::string &name )
 {
     std::istringstream                 lines( support::read( path ) );
@@ -81,7 +81,7 @@ const Parsed &parsed( const std::string &text )
     return at->second;
 }
 
-// "2024-01-01T00:00:00.005+00:00" and the like; the corpora have no other zone.
+// For example "2024-01-01T00:00:00.005+00:00"; the corpora have no other time zone.
 pb::Ref<PB_TIME> timeOf( const nlohmann::json &value )
 {
     std::string text = value.is_null() ? "2024-01-01T00:00:00+00:00" : value.get<std::string>();
@@ -91,8 +91,8 @@ pb::Ref<PB_TIME> timeOf( const nlohmann::json &value )
 
 // The table was made with OpenSSL's default parameters: OpenSSL then looks for trusted certificates
 // first. Our parameters replace them, so OpenSSL follows the untrusted certificates first, as far
-// as they go. In these cases that makes a difference: an expired intermediate hides the trusted
-// root beside it.
+// as possible. In these cases the result differs: OpenSSL uses an expired intermediate and does not
+// find the trusted root.
 const char *const trustedFirstOnly[] = { "pathological::multiple-chains-expired-intermediate" };
 
 bool needsTrustedFirst( const std::string &id )

@@ -190,7 +190,8 @@ TEST( CsrVectors, RequestsOfTheInstalledVectorsAreAsOpensslReadsThem )
 {
     Exceptions                     exceptions( "csr_exceptions.json" );
     std::map<std::string, Request> requests;
-    // The file names say which are good. Some of the others were changed after they were signed.
+    // The file names show which requests are good. Some of the others were changed after they were
+    // signed.
     const std::map<std::string, bool> signatures = { { "invalid_signature", false }, { "rsa_sha1", true }, { "rsa_sha256", true },
         { "san_rsa_sha1", true }, { "dsa_sha1", true }, { "ec_sha256", true }, { "ec_sha256_old_header", true } };
     for( const fs::path &path : packageFiles( "python3-cryptography-vectors" ) )
@@ -224,7 +225,7 @@ TEST( CsrVectors, RequestsOfTheInstalledVectorsAreAsOpensslReadsThem )
         GTEST_SKIP() << "python3-cryptography-vectors is not installed";
     exceptions.checkMet( "requests/" );
     EXPECT_GE( requests.size(), 20u );
-    // The same ones in text and in bytes are equal, also under the old label.
+    // The same request, read from text and from bytes, is equal, also under the old label.
     int pairs = 0;
     for( const auto &[name, csr] : requests )
     {

@@ -1,4 +1,4 @@
-// Published digest vectors, through every way of feeding a message.
+// Published digest vectors. Each message is given in every possible way.
 #include <cry/cry_hash.h>
 
 #include "support/files.hpp"
@@ -125,7 +125,7 @@ int checkMonte( PB_INT alg, const fs::path &path )
     return counts;
 }
 
-// The algorithm that a file name begins with; none if the library does not have it.
+// The algorithm with which a file name begins; no value if the library does not have it.
 std::optional<PB_INT> algorithmOf( const std::string &name )
 {
     static const std::pair<const char *, PB_INT> prefixes[] = { { "SHA3_224", CRY_HASH_ALGORITHM_SHA3_224 },

@@ -1,4 +1,4 @@
-// Published HMAC vectors, through every way of feeding a message.
+// Published HMAC vectors. Each message is given in every possible way.
 #include <cry/cry_mac.h>
 
 #include "support/files.hpp"

@@ -28,8 +28,8 @@ std::string kindOf( CRY_PKCS12 *pkcs12 )
     return EVP_PKEY_get0_type_name( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) );
 }
 
-// The result that the facts lead to, as one text: the reason why a file is not read, or the kind of
-// key, the subject of the certificate and the subjects of the others.
+// The result that follows from the facts, as one text: the reason why a file is not read, or the
+// kind of key, the subject of the certificate and the subjects of the others.
 std::string expectedOf( const Json &facts )
 {
     if( facts["d2i"] == false )

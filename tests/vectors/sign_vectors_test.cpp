@@ -27,7 +27,7 @@ namespace
 {
 
 // The algorithm of a corpus's name: "SHA-256", "SHA3-256", "SHA256", "sha256", "SHA-1"; -1 if the
-// library does not have it. The caller knows these.
+// library does not have it. The caller knows such names.
 PB_INT algorithmOf( std::string name )
 {
     name                      = lower( name );
@@ -72,7 +72,7 @@ struct Keys
     explicit operator bool() const { return (bool)fast; }
 };
 
-// The verdict. Both paths must agree.
+// The result of the verification. Both paths must agree.
 bool accepts( const Keys &keys, PB_INT alg, const std::string &signature, const std::string &message )
 {
     bool verdict = verify( alg, keys.fast, signature, message );
@@ -154,7 +154,7 @@ std::string rsaDer( const Number &n, const Number &e )
     return out;
 }
 
-// The private key that two primes give.
+// The private key of two primes.
 Pkey rsaKey( Number p, Number q, const Number &e )
 {
     if( BN_cmp( p.get(), q.get() ) < 0 )
@@ -851,7 +851,7 @@ private:
         if( ofDigest )
         {
             EXPECT_EQ( pieces.size(), 1u );
-            // All digests have the right length from here on.
+            // All digests have the right length after this.
             if( (PB_INT)pieces[0].size() * 8 != cryHashAlgorithmDigestSizeBits( alg ) )
                 return "digest of another length";
             EXPECT_TRUE( result.empty() || result == "VERIFY_ERROR" ) << result;

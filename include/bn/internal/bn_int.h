@@ -1,4 +1,4 @@
-/* Big integers and OpenSSL's numbers. */
+/* Big integers from and to OpenSSL's numbers. */
 #ifndef BN_INTERNAL_BN_INT_H
 #define BN_INTERNAL_BN_INT_H
 

@@ -6,8 +6,8 @@
 
 PB_BEGIN_DECLS
 
-/* cry___TryGenerateCertificate: what cryTryGenerateCertificate (no usage) and
-   cryTryGenerateCertificateWithExtendedKeyUsage make. */
+/* cry___TryGenerateCertificate: makes the certificates of cryTryGenerateCertificate (both usages
+   false) and of cryTryGenerateCertificateWithExtendedKeyUsage. */
 PB_EXPORT CRY_X509_CERTIFICATE *cry___TryGenerateCertificate(
     CRY_PKEY_PRIVATE *privateKey, PB_STRING *domainName, PB_STRING *commonName, PB_INT days, PB_BOOL clientAuth, PB_BOOL serverAuth );
 

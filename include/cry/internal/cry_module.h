@@ -1,6 +1,6 @@
 /* The module's start-up and shut-down functions, one pair for each thing that the module keeps for
-   the whole process, and OpenSSL's error texts. They are called by the module's own start-up list
-   and nobody else. */
+   the whole process, and OpenSSL's error texts. Only the module's own start-up list calls the
+   start-up and shut-down functions. */
 #ifndef CRY_INTERNAL_CRY_MODULE_H
 #define CRY_INTERNAL_CRY_MODULE_H
 
@@ -14,8 +14,9 @@
 PB_BEGIN_DECLS
 
 /* cry___OpensslErrorString: an OpenSSL error code (as ERR_get_error gives it; the low 32 bits
-   count) as text, a new string: eight hexadecimal digits, the library that raised it, the reason:
-   "0a000086:SSL routines::certificate verify failed". What OpenSSL has no text for stays empty. */
+   count) as text, a new string: eight hexadecimal digits, the library that raised it and the
+   reason, for example "0a000086:SSL routines::certificate verify failed". A part for which OpenSSL
+   has no text is empty. */
 PB_EXPORT PB_STRING *cry___OpensslErrorString( unsigned long code );
 
 /* CRY_STARTUP_FUNCTIONS( Name ): declares cry___NameStartup, which creates a module global, and

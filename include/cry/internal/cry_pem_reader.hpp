@@ -1,5 +1,5 @@
-// The one reader of PEM text (RFC 7468, lax): which lines are a block, and what is wrong with those
-// that are not. C++ only.
+// The one reader of PEM text (RFC 7468, lax): it finds the lines of a block, or the reason why the
+// lines are not a block. C++ only.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -38,7 +38,7 @@ public:
 
     bool sensitive() const { return secret; }
 
-    // Of the line that next() gave last, counted from 1.
+    // The number of the line that next() gave last, counted from 1.
     PB_INT number() const { return lineNumber; }
 
     bool next( std::string_view &line )
@@ -68,8 +68,9 @@ private:
         return line;
     }
 
-    // Where the next one of these characters is; the end of the text if there is none. Each is
-    // looked for again only after it was passed, so the time is linear whatever the lines end with.
+    // The place of the next such character; the end of the text if there is none. The search is
+    // repeated only after the last place was passed. So the time is linear for all kinds of line
+    // ends.
     const char *nextOf( char wanted, const char *&place ) const
     {
         if( !place || place < at )
@@ -118,23 +119,24 @@ enum class Problem
     headers,      // a body line has a colon, as the header lines of old encrypted keys
     character,    // a character that base 64 does not have, or text after the padding
     cutOff,       // the base 64 characters are not a multiple of four
-    padding,      // the padding is too long, or does not fit the last characters
+    padding,      // the padding is too long or does not fit the last characters
     body,         // the body is base 64, so something else is wrong
 };
 
-// Damage: what is wrong with a block, and where.
+// Damage: the reason why the lines are not a block, and its place.
 struct Damage
 {
     Problem          problem = Problem::none;
-    PB_INT           line    = 0; // counted from 1, the first line of the text
-    std::string_view label;       // of BEGIN, if that line is whole
+    PB_INT           line    = 0; // the first line of the text is 1
+    std::string_view label;       // of the BEGIN line, if that line is complete
     std::string_view endLabel;    // for labelsDiffer
     char             character = 0;
 };
 
-// Takes the lines of one block: lines.next( line ) gives the next one, lines.number() its number.
-// sink.label( label ) and sink.line( line, number ) get what is in it; sink.isLabel( text ) says
-// whether a text is the label. Views that the damage holds are those that the lines gave.
+// Takes the lines of one block: lines.next( line ) gives the next line, lines.number() gives its
+// number. sink.label( label ) and sink.line( line, number ) get the label and the lines of the
+// body; sink.isLabel( text ) says whether a text is the label. The views in the damage are views
+// that the lines gave.
 template<class Lines, class Sink>
 Outcome readLines( Lines &lines, Sink &sink, Damage &damage )
 {
@@ -174,7 +176,7 @@ Outcome readLines( Lines &lines, Sink &sink, Damage &damage )
     return fail( Problem::labelsDiffer );
 }
 
-// Looks at the body of a block for the reason why it is not base 64.
+// Finds the reason why the body of a block is not base 64.
 class BodyInspection
 {
 public:
@@ -236,7 +238,7 @@ private:
     Damage           found;
 };
 
-// What is wrong with the text of one block that does not decode. The views are into the text.
+// The damage of a block that does not decode. Its views point into the text.
 inline Damage diagnose( std::string_view block )
 {
     TextLines      lines( block );

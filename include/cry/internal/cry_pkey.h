@@ -19,8 +19,8 @@ PB_EXPORT CRY_PKEY_TYPE cry___PkeyTypeFromOpensslNid( int nid );
 PB_EXPORT int cry___PkeyEcNamedCurveToOpensslNid( CRY_PKEY_EC_NAMED_CURVE curve );
 /* cry___PkeyEcNamedCurveToOpensslSn: OpenSSL's short name of a curve, a new reference. */
 PB_EXPORT PB_STRING *cry___PkeyEcNamedCurveToOpensslSn( CRY_PKEY_EC_NAMED_CURVE curve );
-/* cry___PkeyEcNamedCurveFromOpensslNid: the curve of one of OpenSSL's numbers; -1 if it is not one
-   of the table. */
+/* cry___PkeyEcNamedCurveFromOpensslNid: the curve of one of OpenSSL's numbers; -1 if the table does
+   not have it. */
 PB_EXPORT CRY_PKEY_EC_NAMED_CURVE cry___PkeyEcNamedCurveFromOpensslNid( int nid );
 /* cry___PkeyEcNamedCurveFromOpensslSn: the curve of one of OpenSSL's short names, which must match
    exactly; -1 for an unknown one. Null aborts ("sn"). */

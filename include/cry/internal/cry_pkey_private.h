@@ -1,4 +1,4 @@
-/* Private keys and OpenSSL's. */
+/* Private keys from and to OpenSSL's keys. */
 #ifndef CRY_INTERNAL_CRY_PKEY_PRIVATE_H
 #define CRY_INTERNAL_CRY_PKEY_PRIVATE_H
 
@@ -8,17 +8,18 @@
 
 PB_BEGIN_DECLS
 
-/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse: a private key of an OpenSSL key, whose reference
-   is taken over, also when null is returned because OpenSSL cannot write the key. Null aborts
-   ("pkey"). */
+/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse: a private key of an OpenSSL key. The caller's
+   reference is taken over in every case. Null if OpenSSL cannot write the key. A null argument
+   aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey );
-/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef: the same with a reference of its own; the
-   caller keeps his, also when null is returned. */
+/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef: the same, but the object takes a reference of
+   its own; the caller keeps his reference in every case. */
 PB_EXPORT CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey );
-/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy: the same with a duplicate of the key. */
+/* cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy: the same with a copy of the key; the caller
+   keeps his reference. */
 PB_EXPORT CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey );
-/* cry___PkeyPrivatePeekOpensslEvpPkey: lends the OpenSSL key: to be read only, while the caller
-   holds the object. */
+/* cry___PkeyPrivatePeekOpensslEvpPkey: lends the OpenSSL key. It may only be read, and only while
+   the caller holds the object. */
 PB_EXPORT EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv );
 
 PB_END_DECLS

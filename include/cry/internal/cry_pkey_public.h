@@ -1,4 +1,4 @@
-/* Public keys and OpenSSL's. */
+/* Public keys from and to OpenSSL's keys. */
 #ifndef CRY_INTERNAL_CRY_PKEY_PUBLIC_H
 #define CRY_INTERNAL_CRY_PKEY_PUBLIC_H
 
@@ -8,17 +8,18 @@
 
 PB_BEGIN_DECLS
 
-/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse: a public key of an OpenSSL key, whose reference
-   is taken over, also when null is returned because OpenSSL cannot write the key. Null aborts
-   ("pkey"). */
+/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse: a public key of an OpenSSL key. The caller's
+   reference is taken over in every case. Null if OpenSSL cannot write the key. A null argument
+   aborts ("pkey"). */
 PB_EXPORT CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUse( EVP_PKEY *pkey );
-/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef: the same with a reference of its own; the
-   caller keeps his, also when null is returned. */
+/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef: the same, but the object takes a reference of
+   its own; the caller keeps his reference in every case. */
 PB_EXPORT CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( EVP_PKEY *pkey );
-/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyCopy: the same with a duplicate of the key. */
+/* cry___PkeyPublicTryCreateFromOpensslEvpPkeyCopy: the same with a copy of the key; the caller
+   keeps his reference. */
 PB_EXPORT CRY_PKEY_PUBLIC *cry___PkeyPublicTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey );
-/* cry___PkeyPublicPeekOpensslEvpPkey: lends the OpenSSL key: to be read only, while the caller
-   holds the object. */
+/* cry___PkeyPublicPeekOpensslEvpPkey: lends the OpenSSL key. It may only be read, and only while
+   the caller holds the object. */
 PB_EXPORT EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub );
 
 PB_END_DECLS

@@ -12,7 +12,7 @@ PB_BEGIN_DECLS
    collection; the caller frees it. */
 PB_EXPORT X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES *certs );
 /* cry___X509CertificatesTryCreateFromOpensslStackOfX509: a collection of copies of the certificates
-   in an OpenSSL stack; null if one cannot be copied. Null aborts ("x509s"). */
+   in an OpenSSL stack; null if one cannot be copied. A null stack aborts ("x509s"). */
 PB_EXPORT CRY_X509_CERTIFICATES *cry___X509CertificatesTryCreateFromOpensslStackOfX509( STACK_OF( X509 ) * x509s );
 
 PB_END_DECLS

@@ -1,4 +1,4 @@
-/* Requests and OpenSSL's. */
+/* Requests from and to OpenSSL's requests. */
 #ifndef CRY_INTERNAL_CRY_X509_CSR_H
 #define CRY_INTERNAL_CRY_X509_CSR_H
 
@@ -8,13 +8,15 @@
 
 PB_BEGIN_DECLS
 
-/* cry___X509CsrTryCreateFromOpensslX509ReqUse: a request of an OpenSSL request, whose reference is
-   taken over, also when null is returned because OpenSSL cannot write it. Null aborts ("req"). */
+/* cry___X509CsrTryCreateFromOpensslX509ReqUse: a request of an OpenSSL request. The caller's
+   reference is taken over in every case. Null if OpenSSL cannot write the request. A null argument
+   aborts ("req"). */
 PB_EXPORT CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqUse( X509_REQ *req );
-/* cry___X509CsrTryCreateFromOpensslX509ReqCopy: the same with a duplicate of the request. */
+/* cry___X509CsrTryCreateFromOpensslX509ReqCopy: the same with a copy of the request; the caller
+   keeps his reference. */
 PB_EXPORT CRY_X509_CSR *cry___X509CsrTryCreateFromOpensslX509ReqCopy( X509_REQ *req );
-/* cry___X509CsrPeekOpensslX509Req: lends the OpenSSL request: to be read only, while the caller
-   holds the object. Null aborts ("csr"). */
+/* cry___X509CsrPeekOpensslX509Req: lends the OpenSSL request. It may only be read, and only while
+   the caller holds the object. Null aborts ("csr"). */
 PB_EXPORT X509_REQ *cry___X509CsrPeekOpensslX509Req( CRY_X509_CSR *csr );
 
 PB_END_DECLS

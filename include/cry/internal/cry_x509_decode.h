@@ -1,4 +1,4 @@
-/* OpenSSL's ASN.1 values as values of the family. */
+/* Conversion of OpenSSL's ASN.1 values to objects of these libraries. */
 #ifndef CRY_INTERNAL_CRY_X509_DECODE_H
 #define CRY_INTERNAL_CRY_X509_DECODE_H
 
@@ -11,11 +11,11 @@
 
 PB_BEGIN_DECLS
 
-/* All of them give null for what does not decode, and abort on null. */
+/* All functions give null if the value cannot be decoded, and abort on null. */
 
-/* cry___X509TryDecodeX509Name: a distinguished name in one line, most specific part first, as
-   "CN=host, O=Example, C=DE": short names, RFC 2253 escaping, characters outside ASCII as they are.
-   Aborts on null ("name"). */
+/* cry___X509TryDecodeX509Name: a distinguished name in one line, most specific part first, for
+   example "CN=host, O=Example, C=DE". It has OpenSSL's short names and the escapes of RFC 2253;
+   characters outside ASCII are not escaped. Aborts on null ("name"). */
 PB_EXPORT PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name );
 /* cry___X509TryDecodeAsn1Integer: an integer of any size ("asn1Integer"). */
 PB_EXPORT BN_INT *cry___X509TryDecodeAsn1Integer( const ASN1_INTEGER *asn1Integer );

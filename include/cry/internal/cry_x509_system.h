@@ -6,9 +6,10 @@
 
 PB_BEGIN_DECLS
 
-/* cry___X509SystemPlatformTrustedCertificatesLoad: the platform's trusted roots, read afresh, as a
-   new collection; empty when there are none, never null. What does not parse is left out, what
-   comes twice is kept once. Blocks while files are read. */
+/* cry___X509SystemPlatformTrustedCertificatesLoad: reads the platform's trusted roots from the
+   files at each call. Gives a new collection, which is empty if there are no roots; never null. A
+   certificate that does not parse is left out. A certificate that occurs twice is kept once. May
+   block while it reads files. */
 PB_EXPORT CRY_X509_CERTIFICATES *cry___X509SystemPlatformTrustedCertificatesLoad( void );
 
 PB_END_DECLS

@@ -1,9 +1,9 @@
-/* Where Linux distributions keep the platform's trusted roots. */
+/* The places where Linux distributions keep the platform's trusted roots. */
 #ifndef CRY_INTERNAL_CRY_X509_SYSTEM_PLACES_H
 #define CRY_INTERNAL_CRY_X509_SYSTEM_PLACES_H
 
-/* The first of these that exists is the one. A directory holds one certificate a file, in files
-   named by a hash of the subject, as 1a2b3c4d.0. */
+/* The first of these places that exists is used. In a directory, each file holds one certificate
+   and is named by a hash of the subject, for example 1a2b3c4d.0. */
 static const char *const cry___x509SystemPlaces[] = {
     "/etc/ssl/certs/ca-certificates.crt",                /* Debian, Ubuntu, Arch, Gentoo, Alpine */
     "/etc/pki/tls/certs/ca-bundle.crt",                  /* Fedora, RHEL */
@@ -15,7 +15,7 @@ static const char *const cry___x509SystemPlaces[] = {
     "/etc/pki/tls/certs",
 };
 
-/* No bundle is longer; what is longer is not read. */
+/* The longest file that is read, in bytes. No real bundle is longer. */
 #define CRY___X509_SYSTEM_PLACE_MAX_LENGTH ( (long long)64 << 20 )
 
 #endif

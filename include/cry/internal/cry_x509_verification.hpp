@@ -1,5 +1,5 @@
-// One run of OpenSSL's chain verification, with the parameters that everything here verifies with.
-// C++ only.
+// One run of OpenSSL's chain verification, with the parameters that the module and the tool always
+// use. C++ only.
 #pragma once
 
 #include <pb/pb_time.h>
@@ -22,8 +22,9 @@ public:
     Verification( const Verification & )            = delete;
     Verification &operator=( const Verification & ) = delete;
 
-    // Whether the certificate verifies at a time. Any certificate of the store may end the chain;
-    // `x509Extra`, which may be null, are untrusted. All of it is lent and outlives this object.
+    // Whether the certificate verifies for a time. Each certificate of the store may end the chain.
+    // The certificates of `x509Extra`, which may be null, are untrusted. All arguments are lent and
+    // must outlive this object.
     bool verify( X509_STORE *x509Store, X509 *x509, STACK_OF( X509 ) * x509Extra, PB_TIME *tm )
     {
         if( X509_STORE_CTX_init( x509StoreCtx, x509Store, x509, x509Extra ) != 1 )
@@ -42,14 +43,15 @@ public:
         return X509_verify_cert( x509StoreCtx ) == 1;
     }
 
-    // Why it does not verify: OpenSSL's code, X509_V_ERR_UNSPECIFIED if the verification could not
-    // begin (the time is a day that does not exist, for one); the depth, 0 for the leaf, -1 if it
-    // does not apply; the certificate that the code speaks of, lent, or null.
+    // The reason why a certificate does not verify. code: OpenSSL's code, or X509_V_ERR_UNSPECIFIED
+    // if the verification could not begin (for example, the time is a day that does not exist).
+    // depth: 0 for the leaf, -1 if it does not apply. certificate: the certificate to which the
+    // code belongs, lent, or null.
     int   code() const { return began ? X509_STORE_CTX_get_error( x509StoreCtx ) : X509_V_ERR_UNSPECIFIED; }
     int   depth() const { return began ? X509_STORE_CTX_get_error_depth( x509StoreCtx ) : -1; }
     X509 *certificate() const { return began ? X509_STORE_CTX_get_current_cert( x509StoreCtx ) : nullptr; }
 
-    // The chain of one that verifies, leaf first; lent.
+    // The chain of a certificate that verifies, leaf first, lent.
     STACK_OF( X509 ) * chain() const { return X509_STORE_CTX_get0_chain( x509StoreCtx ); }
 
 private:

@@ -1,5 +1,5 @@
-// OpenSSL's error queue, as every function of the libraries treats it: docs/conventions.md,
-// OpenSSL. C++ only.
+// Guards for OpenSSL's error queue. docs/conventions.md, OpenSSL, has the rules for all functions
+// of the libraries. C++ only.
 #pragma once
 
 #include <pb/containers.hpp>
@@ -9,8 +9,8 @@
 namespace openssl
 {
 
-// ErrorMark: what a scope adds to the thread's error queue is removed at its end. What was there
-// before stays.
+// ErrorMark: at the end of the scope, the errors that the scope added to the thread's queue are
+// removed. Older errors stay.
 class ErrorMark
 {
 public:
@@ -25,16 +25,16 @@ public:
     ErrorMark( const ErrorMark & )            = delete;
     ErrorMark &operator=( const ErrorMark & ) = delete;
 
-    // What was added is a reason that the caller is to see, so it stays.
+    // Keeps the errors that were added: they are a reason for the caller.
     void keep() { kept = true; }
 
 private:
     bool kept = false;
 };
 
-// OlderErrors: the queue is empty in a scope, so that the first error in it is the scope's own. At
-// the end, the older errors stand again in front of those that the scope added and left. Marks that
-// the caller set on older errors are lost.
+// OlderErrors: the queue is empty at the start of the scope, so that the first error in it belongs
+// to the scope. At the end, the older errors are put back, in front of the errors that the scope
+// added and left. Marks that the caller set on older errors are lost.
 class OlderErrors
 {
 public:

@@ -31,13 +31,20 @@ PB_EXPORT int64_t openssl___RoundsOf( const ASN1_INTEGER *rounds );
    above. Leaves no errors in the queue. */
 PB_EXPORT PB_BOOL openssl___DerivationIsBounded( const X509_ALGOR *algorithm );
 
-/* openssl___NumbersAreBounded: whether no INTEGER in the DER of a key has more than
-   OPENSSL___MOST_KEY_BITS bits, and the DER is not nested deeper than any key is. INTEGERs inside
-   of OCTET STRINGs and BIT STRINGs count, too. True for what is not DER, which OpenSSL refuses at
-   once. Leaves no errors in the queue. */
-PB_EXPORT PB_BOOL openssl___NumbersAreBounded( const PB_BYTE *der, PB_INT length );
+/* OPENSSL___KEY_PROBLEM: why the DER of a key should not be decoded. */
+typedef enum
+{
+    OPENSSL___KEY_PROBLEM_NONE,
+    OPENSSL___KEY_PROBLEM_NUMBER, /* an INTEGER has more than OPENSSL___MOST_KEY_BITS bits */
+    OPENSSL___KEY_PROBLEM_FORM    /* it is nested deeper than any key is, or has octets in pieces */
+} OPENSSL___KEY_PROBLEM;
 
-/* openssl___PrivateKeyIsBounded: false for a DSA or DH key whose numbers are not bounded. OpenSSL
+/* openssl___KeyProblem: goes through the DER of a key, which is not encrypted. INTEGERs inside of
+   OCTET STRINGs and BIT STRINGs count, too. There is no problem in bytes that are not DER, since
+   OpenSSL refuses them at once. Leaves no errors in the queue. */
+PB_EXPORT OPENSSL___KEY_PROBLEM openssl___KeyProblem( const PB_BYTE *der, PB_INT length );
+
+/* openssl___PrivateKeyIsBounded: false for a DSA or DH key that has such a problem. OpenSSL
    computes the public half of such a key when it decodes the private one, which takes time by the
    third power of its length. */
 PB_EXPORT PB_BOOL openssl___PrivateKeyIsBounded( const PKCS8_PRIV_KEY_INFO *info );

@@ -25,7 +25,7 @@ static const EVP_CIPHER *cipherOf( PB_INT keyBits )
     return openssl___Cipher( keyBits == 128 ? "AES-128-ECB" : keyBits == 192 ? "AES-192-ECB" : "AES-256-ECB" );
 }
 
-CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key )
+CRY_AES *cryAesTryCreate( CRY_AES_MODE mode, CRY_AES_OPERATION op, PB_BUFFER *key )
 {
     PB_CHECK( CRY_AES_MODE_OK( mode ) );
     PB_CHECK( CRY_AES_OPERATION_OK( op ) );
@@ -37,7 +37,8 @@ CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key )
 
     const EVP_CIPHER *cipher = cipherOf( pbBufferBitLength( key ) );
     aes->intCipherCtx        = EVP_CIPHER_CTX_new();
-    // Without padding, or a decrypting context would hold each block back until the next one.
+    // Padding is off. With padding, a decrypting context would keep each block back until the next
+    // one.
     if( aes->intCipherCtx && cipher &&
         EVP_CipherInit_ex2( aes->intCipherCtx, cipher, pbBufferBytes( key ), nullptr, op == CRY_AES_OPERATION_ENCRYPT, nullptr ) == 1 &&
         EVP_CIPHER_CTX_set_padding( aes->intCipherCtx, 0 ) == 1 )
@@ -46,9 +47,9 @@ CRY_AES *cryAesTryCreate( PB_INT mode, PB_INT op, PB_BUFFER *key )
     return nullptr;
 }
 
-PB_INT cryAesMode( CRY_AES *aes ) { return PB_CHECK( aes ), aes->mode; }
+CRY_AES_MODE cryAesMode( CRY_AES *aes ) { return PB_CHECK( aes ), aes->mode; }
 
-PB_INT cryAesOperation( CRY_AES *aes ) { return PB_CHECK( aes ), aes->operation; }
+CRY_AES_OPERATION cryAesOperation( CRY_AES *aes ) { return PB_CHECK( aes ), aes->operation; }
 
 PB_BUFFER *cryAesKey( CRY_AES *aes ) { return PB_CHECK( aes ), pb::shareOrNull( aes->key ); }
 

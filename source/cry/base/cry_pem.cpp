@@ -39,7 +39,8 @@ static std::string_view labelText( PB_STRING *label )
     return { text, (size_t)length };
 }
 
-// A label that names secret content marks the data, whichever of the two is set last.
+// If the label names secret content, the data gets the mark, no matter which of the two is set
+// last.
 static void markSensitive( CRY_PEM *pem )
 {
     if( cry::pem::isSensitive( labelText( pem->label ) ) && !pbBufferSensitive( pem->data ) )
@@ -167,7 +168,7 @@ PB_BOOL cry___PemTryDecodeFromStringVector( PB_VECTOR **vec, CRY_PEM **pem )
     pb::Ref<PB_VECTOR> lines = cleaned( *vec );
     pbVectorRelease( *vec );
     *vec = lines.take();
-    // A single line is not a block; it stays.
+    // A single line is not a block; it stays in the vector.
     if( pbVectorLength( *vec ) == 1 )
         return PB_FALSE;
     cry::pem::StringLines reader( *vec );
@@ -234,7 +235,8 @@ CRY_PEM *cry___PemTryDecodeFromBio( BIO *bio )
 {
     PB_CHECK( bio );
     pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
-    // It may be a private key. Only its label will tell, so the mark is not handed on.
+    // It may be a private key. Only the label shows if it is one, so the PEM object does not
+    // inherit this mark.
     pbBufferSetSensitive( text.handle() );
     struct Piece
     {

@@ -1,4 +1,4 @@
-// PEM objects for the module's own files.
+// PEM objects, for the module's own files.
 #pragma once
 
 #include <cry/cry_pem.h>
@@ -7,11 +7,11 @@
 namespace cry::pem
 {
 
-// A block with this label, which is known to be one, and these bytes; both references are taken
+// A block with this label, which is known to be valid, and these bytes. Both references are taken
 // over.
 pb::Ref<CRY_PEM> create( pb::Ref<PB_STRING> label, pb::Ref<PB_BUFFER> data );
 
-// Lent, for as long as the caller holds the object.
+// The results are lent: they are valid while the caller holds the object.
 PB_STRING *label( CRY_PEM *pem );
 PB_BUFFER *data( CRY_PEM *pem );
 

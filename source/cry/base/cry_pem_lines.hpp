@@ -1,4 +1,4 @@
-// The block reader that all PEM decoders share, over lines of any origin.
+// The block reader that all PEM decoders share, for lines of a text or of a vector.
 #pragma once
 
 #include "base/cry_pem.hpp"
@@ -17,7 +17,7 @@ namespace cry::pem
 // Whether a label names secret content.
 inline bool isSensitive( std::string_view label ) { return label.ends_with( "PRIVATE KEY" ); }
 
-// A label that many blocks have is one object for the process; others are made.
+// For a usual label, the process has one object. For any other label a new one is made.
 pb::Ref<PB_STRING> labelString( std::string_view label );
 
 inline TextLines textLines( PB_BUFFER *buf, bool sensitive )
@@ -26,8 +26,8 @@ inline TextLines textLines( PB_BUFFER *buf, bool sensitive )
 }
 inline TextLines textLines( PB_BUFFER *buf ) { return textLines( buf, pbBufferSensitive( buf ) ); }
 
-// The check of all readers of lines; the text speaks of the address of a vector, which is what the
-// block reader takes.
+// The check of all functions that read lines. Its text names the address of a vector, because the
+// block reader takes one.
 inline void checkLines( PB_VECTOR **vec, pb::Site site = pb::Site::here() ) { PB_CHECK_AT( site, pbVectorContainsOnly( *vec, pbStringSort() ) ); }
 
 // The same over a vector of strings.
@@ -53,7 +53,7 @@ public:
         return false;
     }
 
-    // How many lines are used up, which is the number of the last one.
+    // The number of lines that were read, which is also the number of the last one.
     PB_INT used() const { return index; }
     PB_INT number() const { return index; }
 
@@ -65,8 +65,8 @@ private:
     pb::Ref<PB_STRING> current;
 };
 
-// The joined lines of a body; small ones need no memory of their own. Cleansed, since it may be a
-// key.
+// The joined lines of a body. A small body needs no allocated memory. The bytes are cleansed, since
+// they may be a key.
 class Body
 {
 public:
@@ -88,7 +88,7 @@ public:
         length += line.size();
     }
 
-    // The bytes that the body is the base 64 text of; none when it is not.
+    // The bytes whose base 64 text the body is; null if it is not base 64.
     pb::Ref<PB_BUFFER> tryDecode( bool sensitive ) const
     {
         size_t padding = length >= 2 && bytes[length - 2] == '=' ? 2 : length >= 1 && bytes[length - 1] == '=';
@@ -99,7 +99,7 @@ public:
         pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( size, &to ) );
         if( sensitive )
             pbBufferSetSensitive( data.handle() );
-        // The last group may write one byte less than it has room for, never more.
+        // The last group may write one byte less than it has room for, but never more.
         if( rfc___BaseTryDecodeBytes( bytes, (PB_INT)length, RFC_BASE_64, to ) != size )
             return {};
         return data;

@@ -7,8 +7,8 @@
 
 static constexpr PB_INT mostAtOnce = 0x7FFFFFFF;
 
-// Fills as much as OpenSSL's generator gives and tells how much that is.
-// It is less than all when a call failed.
+// Fills the bytes from OpenSSL's generator. Gives the number of bytes filled, which is smaller than
+// the count if a call failed.
 static PB_INT fill( PB_BYTE *bytes, PB_INT byteCount )
 {
     for( PB_INT done = 0, piece; done < byteCount; done += piece )
@@ -50,7 +50,7 @@ PB_BUFFER *cryTryRandomData( PB_INT bytes, PB_BOOL strict )
     PB_CHECK( bytes > 0 );
     PB_BYTE           *to;
     pb::Ref<PB_BUFFER> data = pb::adopt( pb___BufferCreateLength( bytes, &to ) );
-    // All at once is the same as one by one, but much faster.
+    // One call for all bytes has the same result as one call for each, but is much faster.
     if( fill( to, bytes ) == bytes )
         return data.take();
     // A generator that has failed once is not asked again.
@@ -59,8 +59,8 @@ PB_BUFFER *cryTryRandomData( PB_INT bytes, PB_BOOL strict )
     PB_BYTE byte = 0;
     for( PB_INT index = 0; index < bytes; index++ )
     {
-        // A failure that is ignored repeats the byte before.
-        // There is no other generator to fall back to here; that is intended.
+        // After a failure that is ignored, the byte before is repeated. This function has no other
+        // generator to use instead; that is intended.
         (void)RAND_bytes( &byte, 1 );
         to[index] = byte;
     }

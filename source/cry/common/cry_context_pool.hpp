@@ -1,6 +1,6 @@
-// OpenSSL objects that cost as much to make as to use, kept between uses. Threads begin at
-// different places, so they seldom meet; a thread that finds its place empty makes one of its own.
-// All of it is zero at the start, so that it can stand in static memory and in objects.
+// Keeps OpenSSL objects between uses, since making one takes as long as using it. Different threads
+// use different places, so they seldom use the same one. A thread whose place is empty makes an
+// object of its own. An empty pool is all zeros, so it can be in static memory and in objects.
 #pragma once
 
 #include "common/cry_ossl.hpp"
@@ -10,14 +10,14 @@
 namespace cry
 {
 
-// A number that is this thread's, from 0 on in the order of the first use.
+// The number of this thread. Threads are numbered from 0, in the order of their first calls.
 unsigned threadNumber();
 
 template<ossl::Freed T, unsigned Places>
 class ContextPool
 {
 public:
-    // One that was kept, or null.
+    // An object that was kept, or null.
     ossl::Ptr<T> acquire() { return ossl::Ptr<T>( own().exchange( nullptr, std::memory_order_acquire ) ); }
 
     void release( ossl::Ptr<T> context ) { ossl::Ptr<T>( own().exchange( context.release(), std::memory_order_acq_rel ) ); }

@@ -1,4 +1,4 @@
-// Enumerations and flag sets: one constexpr table each, from which the macros below make the
+// Enumerations and flag sets: each has one constexpr table. From it the macros below make the
 // functions and the module global.
 #pragma once
 
@@ -62,7 +62,7 @@ void startEnumeration( PB_ENUM *&variable, const Named ( &table )[count] )
         pbEnumSetEnumerantCstr( &variable, each.name, -1, each.value );
 }
 
-// Names one flag; `variableName` makes the text of the check that no name comes twice.
+// Names one flag; `variableName` is for the text of the check that no name occurs twice.
 void addFlag( PB_FLAGSET **flagset, const char *variableName, const Named &flag, pb::Site site );
 
 template<size_t count>

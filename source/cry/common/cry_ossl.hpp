@@ -1,5 +1,5 @@
-// OpenSSL objects: Ptr holds one in a function, Field makes it a field of an object, which frees it
-// and does not share it.
+// OpenSSL objects: Ptr holds one in a function, Field makes it a field of an object. That object
+// frees it and does not share it.
 #pragma once
 
 #include <pb/sort.hpp>
@@ -17,7 +17,7 @@
 namespace cry::ossl
 {
 
-// The one table of how OpenSSL's objects are freed.
+// The function that frees each kind of OpenSSL's objects.
 inline void freeOf( BIO *bio ) { BIO_free( bio ); }
 inline void freeOf( EVP_MD_CTX *ctx ) { EVP_MD_CTX_free( ctx ); }
 inline void freeOf( EVP_MAC_CTX *ctx ) { EVP_MAC_CTX_free( ctx ); }
@@ -35,7 +35,7 @@ inline void freeOf( X509_EXTENSION *extension ) { X509_EXTENSION_free( extension
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }
 inline void freeOf( X509_VERIFY_PARAM *param ) { X509_VERIFY_PARAM_free( param ); }
-// What is in a stack is lent, only the stack itself is freed.
+// The elements of a stack are lent; only the stack itself is freed.
 inline void freeOf( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); }
 inline void freeOf( STACK_OF( X509_EXTENSION ) * stack ) { sk_X509_EXTENSION_free( stack ); }
 

@@ -1,6 +1,6 @@
-// An immutable object that is an OpenSSL object together with its canonical PEM: the text that
-// OpenSSL writes of it, by which it is compared and stored. Each such type has a struct with a
-// field `pem`, and traits:
+// An immutable object that holds an OpenSSL object and its canonical PEM. The canonical PEM is the
+// text that OpenSSL writes for it; comparing and storing use that text. Each such type has a struct
+// with a field `pem`, and traits:
 //
 //   Object, Handle                          the struct and OpenSSL's type
 //   Handle *Object::*const handle           the field of the OpenSSL object
@@ -9,9 +9,9 @@
 //   int upRef( Handle * )                   1 on success
 //   Handle *dup( Handle * )
 //
-// If the canonical text is the DER in base 64 under one label, encodeUnderLabel is tryWrite, and
-// withCanonical is the end of tryRead. No contract is checked here; the exported functions check in
-// their own words.
+// If the canonical text is the DER in base 64 under one label, tryWrite uses encodeUnderLabel, and
+// tryRead ends with withCanonical. No contract is checked here: the exported functions check, with
+// texts of their own.
 #pragma once
 
 #include "base/cry_pem.hpp"
@@ -39,7 +39,7 @@ struct PemObject
     using Object = typename Traits::Object;
     using Handle = typename Traits::Handle;
 
-    // Takes the handle over, also if it fails.
+    // Takes the handle over, also on failure.
     static Object *tryCreateUse( Handle *handle )
     {
         Object *obj = createUse( handle, Traits::tryWrite( handle ) );
@@ -79,7 +79,7 @@ struct PemObject
     static Object *tryCreateUseOrNull( Handle *handle ) { return handle ? tryCreateUse( handle ) : nullptr; }
 };
 
-// A memory BIO whose end is an end, not a reason to try again.
+// A memory BIO that reports the end of its data as the end, not as a reason to try again.
 inline Ptr<BIO> memoryBio( pb::Site site )
 {
     Ptr<BIO> bio( BIO_new( BIO_s_mem() ) );
@@ -88,10 +88,11 @@ inline Ptr<BIO> memoryBio( pb::Site site )
     return bio;
 }
 
-// An empty pass phrase for OpenSSL's PEM readers: a text that another one protects does not load.
+// Gives OpenSSL's PEM readers an empty pass phrase, so a text with another pass phrase does not
+// load.
 inline int noPassPhrase( char *, int, int, void * ) { return 0; }
 
-// What one of OpenSSL's PEM_read_bio functions makes of the text of a PEM object.
+// The object that one of OpenSSL's PEM_read_bio functions reads from the text of a PEM object.
 template<class Handle>
 Handle *readThroughText( CRY_PEM *pem, Handle *( *read )(BIO *, Handle **, pem_password_cb *, void *), pb::Site site = pb::Site::here() )
 {
@@ -99,7 +100,8 @@ Handle *readThroughText( CRY_PEM *pem, Handle *( *read )(BIO *, Handle **, pem_p
     return cry___PemEncodeToBio( pem, bio.get() ) ? read( bio.get(), nullptr, noPassPhrase, nullptr ) : nullptr;
 }
 
-// The PEM object of the text that `write( bio )` writes; a result of exactly 1 is success.
+// The PEM object of the text that `write( bio )` writes; only the result 1 of `write` means
+// success.
 pb::Ref<CRY_PEM> writeThroughText( auto write, pb::Site site = pb::Site::here() )
 {
     Ptr<BIO> bio = memoryBio( site );
@@ -108,7 +110,7 @@ pb::Ref<CRY_PEM> writeThroughText( auto write, pb::Site site = pb::Site::here() 
     return pb::adopt( cry___PemTryDecodeFromBio( bio.get() ) );
 }
 
-// Encode: one of OpenSSL's i2d functions, as i2d_X509.
+// Encode: one of OpenSSL's i2d functions, for example i2d_X509.
 template<class Handle>
 using Encode = int( const Handle *handle, unsigned char **to );
 
@@ -126,8 +128,8 @@ pb::Ref<CRY_PEM> encodeUnderLabel( Encode<Handle> *encode, const Handle *handle,
     return pem::create( pem::labelString( label ), std::move( data ) );
 }
 
-// Whether the data of a PEM object is the DER that OpenSSL writes of a handle: BER is accepted,
-// too, but is written in another way.
+// Whether the data of a PEM object is the DER that OpenSSL writes for a handle. It may be BER,
+// which OpenSSL reads but does not write.
 template<class Handle>
 bool isEncodingOf( Encode<Handle> *encode, const Handle *handle, PB_BUFFER *data )
 {
@@ -138,8 +140,8 @@ bool isEncodingOf( Encode<Handle> *encode, const Handle *handle, PB_BUFFER *data
         std::memcmp( room, pbBufferBytes( data ), (size_t)length ) == 0;
 }
 
-// What one of OpenSSL's PEM_read_bio functions makes of a PEM object whose canonical text is its
-// DER under a label. A text that is canonical already is shared.
+// The handle that was read from a PEM object. The canonical text of this type is the DER under a
+// label. If the PEM object is canonical already, the result shares it.
 template<class Handle>
 Reading<Handle> withCanonical( Handle *handle, Encode<Handle> *encode, CRY_PEM *pem, const char *label )
 {

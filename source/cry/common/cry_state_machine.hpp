@@ -11,7 +11,7 @@
 namespace cry
 {
 
-// Step: what a handler hands back: the state that follows, and a result. A result is a set of bits.
+// Step: the result of a handler: the next state, and result bits.
 struct Step
 {
     PB_INT next;
@@ -42,8 +42,8 @@ struct StateRow
     constexpr bool mayBeFollowedBy( PB_INT state ) const { return followers >> state & 1; }
 };
 
-// Runs from `state` on until a handler keeps it (which is always allowed) or it is terminal. Gives
-// the results of all handlers that ran, joined by OR.
+// Runs from `state` until a handler does not change the state (which is always allowed) or the
+// state is terminal. Gives the result bits of all handlers that ran, joined by OR.
 template<class Object, size_t count>
 PB_INT runStateMachine( const StateRow<Object> ( &states )[count], PB_INT &state, Object *obj, pb::Site site = pb::Site::here() )
 {

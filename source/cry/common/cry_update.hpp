@@ -1,6 +1,7 @@
-// The update family: what hash, MAC, signer and verifier share of feeding ranges of a buffer.
-// `feed( bytes, count )` is the type's own UpdateBytes, which checks the object and whose texts
-// name it; the checks here name no type and stand at the exported function's place.
+// The update functions that feed ranges of a buffer; hash, MAC, signer and verifier share them.
+// `feed( bytes, count )` is the type's own UpdateBytes, which checks the object; the texts of its
+// checks name the type. The checks here name no type, and they report the file and line of the
+// exported function.
 #pragma once
 
 #include <pb/pb_buffer.h>
@@ -51,7 +52,7 @@ void updateTrailing( PB_BUFFER *data, PB_INT byteCount, auto feed, pb::Site site
     feed( pbBufferBytes( data ) + pbBufferLength( data ) - byteCount, byteCount );
 }
 
-// The most that is handed to OpenSSL at once.
+// The most bytes in one call of OpenSSL.
 inline constexpr PB_INT updatePiece = 0x100000;
 
 }

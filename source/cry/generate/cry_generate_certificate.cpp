@@ -6,7 +6,7 @@
 
 #include "generate/cry_generate_names.hpp"
 
-// From yesterday, so that clocks that go slow take it, to some days from now.
+// Valid from yesterday, so that a machine whose clock is slow accepts the certificate.
 static bool trySetValidity( X509 *x509, PB_INT days )
 {
     pb::Ref<PB_TIME> now  = pb::adopt( pbTimeNow() );
@@ -39,7 +39,7 @@ CRY_X509_CERTIFICATE *cry___TryGenerateCertificate(
     cry::ossl::Ptr<X509> x509( X509_new() );
     if( !x509 || !trySetValidity( x509.get(), days ) )
         return nullptr;
-    // The serial number is always 1; such certificates are told apart by subject and key.
+    // The serial number is always 1; the subject and the key distinguish these certificates.
     if( X509_set_version( x509.get(), X509_VERSION_3 ) != 1 || ASN1_INTEGER_set( X509_get_serialNumber( x509.get() ), 1 ) != 1 ||
         X509_set_pubkey( x509.get(), pkey ) != 1 )
         return nullptr;

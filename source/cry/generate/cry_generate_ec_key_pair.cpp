@@ -8,8 +8,8 @@
 
 #include <openssl/objects.h>
 
-// A generator knows its curve; making one costs as much as a key.
-// All that are kept here belong to the process's own default context.
+// A generator belongs to one curve, and making it takes as long as making a key. All generators
+// that are kept here belong to the process's own default context.
 static constinit cry::ContextPool<EVP_PKEY_CTX, 4> generators[CRY_PKEY_EC_NAMED_CURVE_SM2 + 1];
 
 static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
@@ -20,11 +20,11 @@ static cry::ossl::Ptr<EVP_PKEY_CTX> tryMakeGenerator( const char *curveName )
     return generator;
 }
 
-// Whether this thread's default context is the process's own.
-// A thread may have made another one its default.
+// Whether this thread's default context is the process's own. A thread can have another default
+// context.
 static bool isInProcessesContext() { return OSSL_LIB_CTX_set0_default( nullptr ) == OSSL_LIB_CTX_get0_global_default(); }
 
-CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( PB_INT curve )
+CRY_PKEY_PRIVATE *cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     int                          nid       = cry___PkeyEcNamedCurveToOpensslNid( curve );

@@ -16,7 +16,7 @@ static constexpr auto hashFields = pb::fields<&CRY_HASH::final, &CRY_HASH::mdCtx
 
 PB_SORT_DEFINE( cry, Hash, CRY_HASH, PB_FREE_FIELDS( CRY_HASH, hash, hashFields ) )
 
-CRY_HASH *cryHashTryCreate( PB_INT alg )
+CRY_HASH *cryHashTryCreate( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     CRY_HASH *hash = pb::create<CRY_HASH>();
@@ -86,7 +86,8 @@ PB_BUFFER *cryHashFinal( CRY_HASH *hash )
 
 PB_BOOL cry___HashIsFinal( CRY_HASH *hash ) { return PB_CHECK( hash ), hash->final; }
 
-// Contexts that one-shot digests use again, kept for the life of the process like the algorithms.
+// Contexts that cryHashTryCompute uses again. They are kept for the life of the process, as the
+// algorithms are.
 static constinit cry::ContextPool<EVP_MD_CTX, 16> contextPools[CRY_HASH_ALGORITHM_SHA3_512 + 1];
 
 bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BYTE *digest )
@@ -94,7 +95,7 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     const EVP_MD *md = digestOf( alg );
     if( !md )
         return false;
-    // A context keeps what it was fed until it is used again, so secrets do not go through one that
+    // A context keeps its input until it is used again, so secrets do not go through a context that
     // is kept.
     bool kept = true;
     for( PB_BUFFER *part : parts )
@@ -113,7 +114,7 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     return true;
 }
 
-PB_BUFFER *cryHashTryCompute( PB_INT alg, PB_BUFFER *data )
+PB_BUFFER *cryHashTryCompute( CRY_HASH_ALGORITHM alg, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     if( !cry::digestOf( alg ) )

@@ -1,4 +1,4 @@
-// Digests for the module's own files.
+// Digests, for the module's own files.
 #pragma once
 
 #include <pb/pb_buffer.h>
@@ -8,8 +8,8 @@
 namespace cry
 {
 
-// The digest of buffers one after the other, under a valid algorithm, written to `digest`, which
-// has room for it; false when this libcrypto cannot provide it.
+// Writes the digest of the buffers, one after the other, to `digest`, which must have room for it.
+// The algorithm must be valid. False if this libcrypto cannot provide it.
 bool tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BYTE *digest );
 
 }

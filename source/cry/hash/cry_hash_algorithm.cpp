@@ -19,7 +19,7 @@ struct Algorithm
     PB_INT      digestSizeBits;
 };
 
-// In the order of the values. The block sizes of SHA-3 are its rates, 1600 minus twice the digest
+// In the order of the values. The block size of SHA-3 is its rate: 1600 minus twice the digest
 // size.
 constexpr Algorithm algorithms[] = {
     { "MD5", 512, 128 },
@@ -64,27 +64,27 @@ void cry___HashAlgorithmStartup()
 
 void cry___HashAlgorithmShutdown() { cry::stopModuleGlobal( cry___HashAlgorithmEnum ); }
 
-PB_STRING *cryHashAlgorithmToString( PB_INT alg )
+PB_STRING *cryHashAlgorithmToString( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return pbEnumGenerate( cry___HashAlgorithmEnum, alg );
 }
 
-PB_INT cryHashAlgorithmFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___HashAlgorithmEnum, pbs ); }
+CRY_HASH_ALGORITHM cryHashAlgorithmFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___HashAlgorithmEnum, pbs ); }
 
-PB_INT cryHashAlgorithmBlockSizeBits( PB_INT alg )
+PB_INT cryHashAlgorithmBlockSizeBits( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].blockSizeBits;
 }
 
-PB_INT cryHashAlgorithmDigestSizeBits( PB_INT alg )
+PB_INT cryHashAlgorithmDigestSizeBits( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].digestSizeBits;
 }
 
-const char *cry___HashAlgorithmOpensslDigestName( PB_INT alg )
+const char *cry___HashAlgorithmOpensslDigestName( CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     return algorithms[alg].opensslName;
@@ -95,7 +95,8 @@ const EVP_MD *cry::digestOf( PB_INT alg )
     const EVP_MD *known = digests[alg].load( std::memory_order_acquire );
     if( !known )
     {
-        // A host may load the provider that has it after the start.
+        // The lookup is repeated, since the host may load a provider with this digest after the
+        // start.
         known = openssl___Digest( algorithms[alg].opensslName );
         digests[alg].store( known, std::memory_order_release );
     }

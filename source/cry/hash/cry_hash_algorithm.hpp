@@ -1,4 +1,4 @@
-// What the module's own files need to know of a digest.
+// Fetched digests, for the module's own files.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -8,7 +8,7 @@
 namespace cry
 {
 
-// The fetched digest of a valid algorithm; null while this libcrypto does not have it.
+// The fetched digest of a valid algorithm; null as long as this libcrypto does not have it.
 const EVP_MD *digestOf( PB_INT alg );
 
 }

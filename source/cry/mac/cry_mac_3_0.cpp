@@ -20,8 +20,8 @@ static constexpr auto macFields = pb::fields<&CRY_MAC::final, &CRY_MAC::macCtx>;
 
 PB_SORT_DEFINE( cry, Mac, CRY_MAC, PB_FREE_FIELDS( CRY_MAC, mac, macFields ) )
 
-// The context that knows the digest of an algorithm and has no key. Copying it saves the look-up of
-// the digest, which is most of the work of making one.
+// A context with the digest of an algorithm and without a key. A copy of it needs no look-up of the
+// digest, which is most of the work of making a context.
 static const EVP_MAC_CTX *preparedOf( PB_INT alg )
 {
     static constinit std::atomic<const EVP_MAC_CTX *> prepared[CRY_HASH_ALGORITHM_SHA3_512 + 1];
@@ -45,7 +45,7 @@ static EVP_MAC_CTX *tryCreateContext( PB_INT alg, PB_BUFFER *key )
     return context.release();
 }
 
-CRY_MAC *cryMacTryCreateHmac( PB_INT alg, PB_BUFFER *key )
+CRY_MAC *cryMacTryCreateHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( key );
@@ -135,9 +135,9 @@ bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, 
 #ifndef OPENSSL_NO_DEPRECATED_3_0
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-// The older interface of the same HMAC does without the copies and the layer that EVP_MAC puts
-// around it, which cost more than a short message. Its context is cleansed when it is freed. False
-// where EVP_MAC has to decide.
+// The older interface of the same HMAC needs neither the copies nor the layer of EVP_MAC. These
+// take longer than the HMAC of a short message. Its context is cleansed when it is freed. False if
+// EVP_MAC has to decide.
 bool tryComputeFast( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, size_t outsize )
 {
     const EVP_MD *md = cry::digestOf( alg );
@@ -156,7 +156,7 @@ bool tryComputeFast( PB_INT, PB_BUFFER *, PB_BUFFER *, PB_BYTE *, size_t ) { ret
 
 }
 
-PB_BUFFER *cryMacTryComputeHmac( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data )
+PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( key );

@@ -12,7 +12,7 @@ struct ModuleGlobal
     void ( *shutdown )();
 };
 
-// In the order of start-up; shut-down walks it backwards.
+// In the order of start-up; shut-down uses the reverse order.
 std::span<const ModuleGlobal> moduleGlobals();
 
 }

@@ -40,8 +40,8 @@ CRY_PKCS12 *cryPkcs12TryCreate( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *ke
 namespace
 {
 
-// Zero-terminated, as OpenSSL takes it. False where U+0000 is in it: OpenSSL would take the text in
-// front of that for all of it.
+// Gives the zero-terminated text for OpenSSL. False if the password holds U+0000, since OpenSSL
+// would use only the text before it.
 bool tryPassword( PB_STRING *password, const char **text )
 {
     *text = password ? pbStringTryPeekCstr( password ) : nullptr;
@@ -93,20 +93,21 @@ CRY_PKCS12 *failParsing( PB_STRING **diagnostics, int32_t *code )
     return fail( diagnostics, pbStringPeekUtf8( whole.get(), nullptr ) );
 }
 
-// A file in a context where old algorithms are, too, which the process's own need not know.
+// Decodes the file in a context that also has the old algorithms. The process's own context may not
+// have them.
 cry::ossl::Ptr<PKCS12> decode( BIO *bio )
 {
     PKCS12 *pkcs = PKCS12_init_ex( NID_pkcs7_data, openssl___LegacyContext(), nullptr );
     if( pkcs && !d2i_PKCS12_bio( bio, &pkcs ) )
     {
-        // Some failures free it, and set it to null.
+        // Some failures free the object and set the pointer to null.
         PKCS12_free( pkcs );
         pkcs = nullptr;
     }
     return cry::ossl::Ptr<PKCS12>( pkcs );
 }
 
-// From what was in the file.
+// Makes the object from the contents of the file.
 CRY_PKCS12 *build( cry::pkcs12::Contents &contents, PB_STRING **diagnostics )
 {
     if( !contents.key )
@@ -128,8 +129,8 @@ CRY_PKCS12 *build( cry::pkcs12::Contents &contents, PB_STRING **diagnostics )
             return fail( diagnostics, "cry___X509CertificateTryCreateFromOpensslX509Use() failed" );
         cryX509CertificatesAppendCertificate( certificates.handle(), other.get() );
     }
-    // That the list is empty in the end is told as if it were a failure; that is intended, and the
-    // object is returned all the same.
+    // At the end of the list a text is stored as if it were a failure, but the object is returned.
+    // That is intended.
     if( listed )
         say( diagnostics, "sk_X509_pop() failed" );
     CRY_PKCS12 *pkcs12   = pb::create<CRY_PKCS12>();
@@ -182,7 +183,7 @@ CRY_PKCS12 *cryPkcs12TryCreateFromBuffer( PB_BUFFER *buffer, PB_STRING *password
     return cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( buffer, password, nullptr, nullptr );
 }
 
-// ---- its parts
+// ---- the parts of an object
 
 CRY_PKEY_PRIVATE *cryPkcs12PrivateKey( CRY_PKCS12 *pkcs12 ) { return PB_CHECK( pkcs12 ), pb::shareOrNull( pkcs12->privateKey ); }
 
@@ -232,8 +233,8 @@ PB_BUFFER *cryPkcs12TryEncode( CRY_PKCS12 *pkcs12, PB_STRING *password )
                   cry___X509CertificatePeekOpensslX509( pkcs12->certificate ), certs.get(), 0, 0, 0, 0, 0 ) );
     if( !made )
         return nullptr;
-    // Not one of OpenSSL's secure heap, which may be there and small; a memory BIO is cleansed in
-    // any case.
+    // This BIO does not use OpenSSL's secure heap, which a host may have made small. A memory BIO
+    // is cleansed in every case.
     cry::ossl::Ptr<BIO> held( BIO_new( BIO_s_mem() ) );
     BIO                *bioRead = held.get();
     PB_CHECK( bioRead );

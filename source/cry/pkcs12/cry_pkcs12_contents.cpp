@@ -9,11 +9,11 @@
 #include <openssl_module/internal/openssl_key_limits.h>
 #include <openssl_module/internal/openssl_module.h>
 
-// PKCS12_parse decodes keys and certificates in the slow way and derives keys as often as the file
-// says. So the file is gone through here, with the same functions for all that is cryptography:
-// what the derivations will cost is added up before each of them, and keys and certificates take
-// the fast paths. Wherever this walk meets anything that is not as it should be, PKCS12_parse
-// itself decides, and says why.
+// PKCS12_parse decodes keys and certificates in the slow way, and it runs each key derivation with
+// the number of rounds in the file. So this code reads the file itself, with the same functions for
+// all cryptography. It adds up the cost of the derivations before it runs them, and it decodes keys
+// and certificates in the fast way. If it finds anything unexpected, PKCS12_parse decides and gives
+// the reason.
 
 namespace
 {
@@ -41,7 +41,7 @@ int64_t product( int64_t a, int64_t b )
 class Budget
 {
 public:
-    // One derivation, which may be made several times.
+    // Adds one derivation, which may run several times.
     void add( int64_t count, int times = 1 )
     {
         tooMany = tooMany || count > cry::pkcs12::mostRoundsAtOnce;
@@ -50,7 +50,7 @@ public:
     }
     void add( const X509_ALGOR *algorithm ) { add( openssl___DerivationRounds( algorithm ) ); }
 
-    // The keys that are in bags.
+    // Adds the derivations of the keys in bags.
     void addBags( const STACK_OF( PKCS12_SAFEBAG ) * bags )
     {
         for( int index = 0; index < sk_PKCS12_SAFEBAG_num( bags ); index++ )
@@ -87,7 +87,8 @@ bool isData( const PKCS7 *safe ) { return OBJ_obj2nid( safe->type ) == NID_pkcs7
 
 // ---- certificates and keys
 
-// The element of this tag at the front of some DER; a negative length if there is none.
+// A piece of DER. inner() gives the content of its first element if that has the tag `wanted`; else
+// the length is negative.
 struct Der
 {
     const unsigned char *at;
@@ -102,7 +103,7 @@ struct Der
             return { nullptr, -1 };
         return { content, size };
     }
-    // What stands behind it.
+    // The bytes after the first element.
     Der next() const
     {
         const unsigned char *content = at;
@@ -127,13 +128,13 @@ Ptr<X509> certificateOf( const PKCS12_SAFEBAG *bag )
     return x509;
 }
 
-// The key id and the name that a bag gives to what is in it; null for what it does not give.
+// The key id and the name that a bag gives to its content; null if it does not give one.
 struct Labels
 {
     const ASN1_OCTET_STRING *keyId = nullptr;
     const ASN1_BMPSTRING    *name  = nullptr;
 
-    // False where one of them has another type, at which PKCS12_parse fails.
+    // False if one of them has another type; PKCS12_parse fails then.
     bool read( const PKCS12_SAFEBAG *bag )
     {
         const ASN1_TYPE *bagKeyId = PKCS12_SAFEBAG_get0_attr( bag, NID_localKeyID ), *bagName = PKCS12_SAFEBAG_get0_attr( bag, NID_friendlyName );
@@ -144,7 +145,7 @@ struct Labels
         return true;
     }
 
-    // As PKCS12_parse does it: a name that is not text is left out.
+    // A name that is not text is left out, as PKCS12_parse does.
     bool giveTo( X509 *x509 ) const
     {
         if( keyId && !X509_keyid_set1( x509, ASN1_STRING_get0_data( keyId ), ASN1_STRING_length( keyId ) ) )
@@ -157,7 +158,7 @@ struct Labels
     }
 };
 
-// The DER does not hold them.
+// Key id and name are not part of the DER, so they are copied.
 bool copyLabels( X509 *from, X509 *to )
 {
     int                  keyIdLength = 0, nameLength = 0;
@@ -165,7 +166,7 @@ bool copyLabels( X509 *from, X509 *to )
     return ( !keyId || X509_keyid_set1( to, keyId, keyIdLength ) ) && ( !name || X509_alias_set1( to, name, nameLength ) );
 }
 
-// The key in an unprotected PrivateKeyInfo, in one of the contexts that keys are parsed in.
+// The key of an unprotected PrivateKeyInfo, in one of the contexts in which keys are parsed.
 Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
 {
     unsigned char *bytes  = nullptr;
@@ -176,8 +177,8 @@ Ptr<EVP_PKEY> keyOf( const PKCS8_PRIV_KEY_INFO *info )
     return key ? std::move( key ) : Ptr<EVP_PKEY>( EVP_PKCS82PKEY( info ) );
 }
 
-// PKCS12_parse leaves what it read in the context of old algorithms; these put it into the ordinary
-// ones.
+// The objects that PKCS12_parse read belong to the context of old algorithms. These functions make
+// the same objects in the ordinary contexts.
 Ptr<X509> inOrdinaryContext( Ptr<X509> x509 )
 {
     unsigned char *bytes  = nullptr;
@@ -205,14 +206,14 @@ struct Walk
     Ptr<EVP_PKEY>            key{};
     pb::StdVector<Ptr<X509>> certificates{};
 
-    // What can be known without the password.
+    // Adds the costs that can be known without the password.
     void addPlainCosts( const STACK_OF( PKCS7 ) * safes )
     {
         if( PKCS12_mac_present( pkcs ) )
         {
             const ASN1_INTEGER *rounds;
             PKCS12_get0_mac( nullptr, nullptr, nullptr, &rounds, pkcs );
-            // Without a password it is checked twice.
+            // Without a password the MAC is checked twice.
             budget.add( rounds ? openssl___RoundsOf( rounds ) : 1, password && *password ? 1 : 2 );
         }
         for( int index = 0; index < sk_PKCS7_num( safes ); index++ )
@@ -229,7 +230,7 @@ struct Walk
     {
         if( !PKCS12_mac_present( pkcs ) )
         {
-            // With a password PKCS12_parse may want a MAC.
+            // With a password, PKCS12_parse may need a MAC.
             if( password && *password )
                 return false;
             password = nullptr;
@@ -248,7 +249,7 @@ struct Walk
 
     bool readBag( const PKCS12_SAFEBAG *bag )
     {
-        // Of every bag, though only certificates take them over.
+        // Only certificates use the labels, but the labels of every bag must be valid.
         Labels labels;
         if( !labels.read( bag ) )
             return false;
@@ -300,7 +301,8 @@ struct Walk
         return bags && !budget.exceeded() && readBags( bags.get() );
     }
 
-    // The keys in the encrypted safes from this one on, which PKCS12_parse may come to.
+    // Adds the costs of the keys in the encrypted safes from this index on, since PKCS12_parse may
+    // read them.
     void addHiddenCosts( const STACK_OF( PKCS7 ) * safes, int index )
     {
         for( ; index < sk_PKCS7_num( safes ) && !budget.exceeded(); index++ )
@@ -311,7 +313,7 @@ struct Walk
         }
     }
 
-    // False where PKCS12_parse has to decide, or the budget is exceeded.
+    // False if PKCS12_parse has to decide or the budget is exceeded.
     bool read()
     {
         Own<STACK_OF( PKCS7 )> safes( PKCS12_unpack_authsafes( pkcs ) );
@@ -320,7 +322,7 @@ struct Walk
             return false;
         if( !checkMac() )
         {
-            // Where there is no MAC, some versions of PKCS12_parse go on.
+            // Without a MAC, some versions of PKCS12_parse go on.
             if( !PKCS12_mac_present( pkcs ) )
                 addHiddenCosts( safes.get(), 0 );
             return false;
@@ -343,8 +345,8 @@ bool belongs( X509 *certificate, EVP_PKEY *key )
     return key && X509_check_private_key( certificate, key ) == 1;
 }
 
-// OpenSSL has no reasons for these, so they get some, under a library number that nobody else in
-// the process has. Those below 100 are OpenSSL's, for any library.
+// OpenSSL has no reason codes for these, so this adds them, under a library number that nobody else
+// in the process uses. OpenSSL uses the codes below 100 for all libraries.
 constexpr int tooManyRounds = 100, tooLargeKey = 101;
 
 void raise( int reason )
@@ -365,7 +367,8 @@ bool readWithOpenssl( PKCS12 *pkcs, const char *password, Contents &contents )
     EVP_PKEY *key            = nullptr;
     X509     *certificate    = nullptr;
     STACK_OF( X509 ) *others = nullptr;
-    // It decrypts keys in the thread's default context, whatever context the file was decoded in.
+    // PKCS12_parse decrypts keys in the thread's default context, even if the file was decoded in
+    // another one.
     OSSL_LIB_CTX *before = OSSL_LIB_CTX_set0_default( openssl___LegacyContext() );
     bool          parsed = PKCS12_parse( pkcs, password, &key, &certificate, &others ) == 1;
     OSSL_LIB_CTX_set0_default( before );

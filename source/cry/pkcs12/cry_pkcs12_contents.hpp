@@ -1,4 +1,4 @@
-// What is in a PKCS#12 file, read as PKCS12_parse reads it.
+// The contents of a PKCS#12 file, read as PKCS12_parse reads them.
 #pragma once
 
 #include "common/cry_ossl.hpp"
@@ -13,14 +13,14 @@ namespace cry::pkcs12
 struct Contents
 {
     ossl::Ptr<EVP_PKEY>            key;         // null if there is none
-    ossl::Ptr<X509>                certificate; // the first one that the key belongs to; null if there is none
+    ossl::Ptr<X509>                certificate; // the first one to which the key belongs; null if there is none
     pb::StdVector<ossl::Ptr<X509>> others;      // in the order of the file
 };
 
 enum class Outcome
 {
     read,
-    failed,     // why stands in OpenSSL's queue
+    failed,     // OpenSSL's queue has the reason
     refused,    // too many rounds; the queue's last error says so
     refusedKey, // a DSA or DH key with numbers that are too large; the same
 };

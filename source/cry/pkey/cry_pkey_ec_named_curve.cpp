@@ -47,21 +47,21 @@ void cry___PkeyEcNamedCurveShutdown()
     cry::stopModuleGlobal( cry___PkeyEcNamedCurveValueBySn );
 }
 
-PB_STRING *cryPkeyEcNamedCurveToString( PB_INT curve )
+PB_STRING *cryPkeyEcNamedCurveToString( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     return pbEnumGenerate( cry___PkeyEcNamedCurveEnum, curve );
 }
 
-PB_INT cryPkeyEcNamedCurveFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___PkeyEcNamedCurveEnum, pbs ); }
+CRY_PKEY_EC_NAMED_CURVE cryPkeyEcNamedCurveFromString( PB_STRING *pbs ) { return PB_CHECK( pbs ), pbEnumParse( cry___PkeyEcNamedCurveEnum, pbs ); }
 
-PB_STRING *cryPkeyEcNamedCurveDisplayName( PB_INT curve )
+PB_STRING *cryPkeyEcNamedCurveDisplayName( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     return pbStringFrom( pbDictIntKey( cry___PkeyEcNamedCurveDisplayNameByValue, curve ) );
 }
 
-int cry___PkeyEcNamedCurveToOpensslNid( PB_INT curve )
+int cry___PkeyEcNamedCurveToOpensslNid( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     pb::Ref<PB_BOXED_INT> found = pb::adopt( pbBoxedIntFrom( pbDictIntKey( cry___PkeyEcNamedCurveNidByValue, curve ) ) );
@@ -72,13 +72,13 @@ int cry___PkeyEcNamedCurveToOpensslNid( PB_INT curve )
     return (int)pbBoxedIntValue( bi );
 }
 
-PB_STRING *cry___PkeyEcNamedCurveToOpensslSn( PB_INT curve )
+PB_STRING *cry___PkeyEcNamedCurveToOpensslSn( CRY_PKEY_EC_NAMED_CURVE curve )
 {
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( curve ) );
     return pbStringFrom( pbDictIntKey( cry___PkeyEcNamedCurveSnByValue, curve ) );
 }
 
-// The curve that a reverse lookup found, -1 for none.
+// The curve that a reverse lookup found; -1 if it found no curve.
 static PB_INT curveIn( PB_OBJ *found )
 {
     pb::Ref<PB_BOXED_INT> held = pb::adopt( pbBoxedIntFrom( found ) );
@@ -89,9 +89,9 @@ static PB_INT curveIn( PB_OBJ *found )
     return pbBoxedIntValue( bi );
 }
 
-PB_INT cry___PkeyEcNamedCurveFromOpensslNid( int nid ) { return curveIn( pbDictIntKey( cry___PkeyEcNamedCurveValueByNid, nid ) ); }
+CRY_PKEY_EC_NAMED_CURVE cry___PkeyEcNamedCurveFromOpensslNid( int nid ) { return curveIn( pbDictIntKey( cry___PkeyEcNamedCurveValueByNid, nid ) ); }
 
-PB_INT cry___PkeyEcNamedCurveFromOpensslSn( PB_STRING *sn )
+CRY_PKEY_EC_NAMED_CURVE cry___PkeyEcNamedCurveFromOpensslSn( PB_STRING *sn )
 {
     return PB_CHECK( sn ), curveIn( pbDictStringKey( cry___PkeyEcNamedCurveValueBySn, sn ) );
 }

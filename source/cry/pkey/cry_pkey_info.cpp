@@ -38,7 +38,7 @@ CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
     int bits            = EVP_PKEY_get_bits( pkey );
     if( bits > 0 )
         info->bits = bits;
-    // That a key has no group is not an error.
+    // It is not an error if a key has no group.
     char               group[64];
     size_t             length;
     openssl::ErrorMark detour;
@@ -47,11 +47,11 @@ CRY_PKEY_INFO *cry___PkeyInfoCreateFromOpensslEvpPkey( EVP_PKEY *pkey )
     return info;
 }
 
-PB_INT cryPkeyInfoType( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->type; }
+CRY_PKEY_TYPE cryPkeyInfoType( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->type; }
 
 PB_BOOL cryPkeyInfoHasType( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->type != notSet; }
 
-void cryPkeyInfoSetType( CRY_PKEY_INFO **info, PB_INT type )
+void cryPkeyInfoSetType( CRY_PKEY_INFO **info, CRY_PKEY_TYPE type )
 {
     PB_CHECK_HANDLE( info );
     PB_CHECK( CRY_PKEY_TYPE_OK( type ) );
@@ -81,11 +81,11 @@ void cryPkeyInfoDelBits( CRY_PKEY_INFO **info )
     writable( info )->bits = notSet;
 }
 
-PB_INT cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->ecNamedCurve; }
+CRY_PKEY_EC_NAMED_CURVE cryPkeyInfoEcNamedCurve( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->ecNamedCurve; }
 
 PB_BOOL cryPkeyInfoHasEcNamedCurve( CRY_PKEY_INFO *info ) { return PB_CHECK( info ), info->ecNamedCurve != notSet; }
 
-void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, PB_INT ecNamedCurve )
+void cryPkeyInfoSetEcNamedCurve( CRY_PKEY_INFO **info, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve )
 {
     PB_CHECK_HANDLE( info );
     PB_CHECK( CRY_PKEY_EC_NAMED_CURVE_OK( ecNamedCurve ) );

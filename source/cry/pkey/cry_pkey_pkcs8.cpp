@@ -19,7 +19,7 @@ namespace
 constexpr PB_BYTE tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagOid = 0x06, tagSequence = 0x30, tagPublicKey = 0xA1;
 constexpr PB_BYTE ecPublicKey[] = { tagOid, 7, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01 };
 
-// Writes DER from its end to its front, so that each element knows its length when its header is
+// Writes DER from its end to its front, so the length of each element is known when its header is
 // written.
 class Backwards
 {
@@ -31,7 +31,8 @@ public:
     void raw( const void *bytes, size_t count ) { std::memcpy( at -= count, bytes, count ); }
     void byte( PB_BYTE value ) { *--at = value; }
 
-    // Closes the element whose content is all that was written since the size was `before`.
+    // Writes the header of an element. Its content is everything that was written since the size
+    // was `before`.
     void close( PB_BYTE tag, size_t before )
     {
         size_t length = size() - before, more = length;
@@ -48,7 +49,7 @@ private:
     PB_BYTE *end, *at;
 };
 
-// No curve's order or coordinate is longer than 571 bits.
+// The orders and coordinates of all curves have at most 571 bits.
 constexpr size_t mostOrder = 72, mostPoint = 1 + 2 * mostOrder;
 
 struct Parts

@@ -1,5 +1,5 @@
-// PKCS#8 (RFC 5958) of keys that were just generated, written without OpenSSL's encoders, whose
-// search for one takes several times as long as making the key.
+// Writes the PKCS#8 (RFC 5958) of new keys without OpenSSL's encoders: the search for an encoder
+// takes several times as long as making the key.
 #pragma once
 
 #include <cry/cry_pem.h>
@@ -10,8 +10,8 @@
 namespace cry::pkey
 {
 
-// The text that OpenSSL would write of a new key on a named curve: RFC 5915 with the public key,
-// uncompressed, in PKCS#8. Null if OpenSSL has to write it, with no errors left.
+// The text that OpenSSL would write for a new key on a named curve: RFC 5915 with the uncompressed
+// public key, in PKCS#8. Null if OpenSSL has to write it; no errors are left then.
 pb::Ref<CRY_PEM> tryWriteNewEcKey( EVP_PKEY *pkey, int curveNid );
 
 }

@@ -100,7 +100,7 @@ CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( p
 CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv )
 {
     PB_CHECK( priv );
-    // Through the text, so that nothing of the private key is shared.
+    // The copy goes through the text, so that it shares nothing with the private key.
     pb::Ref<CRY_PEM> pem = cry::ossl::writeThroughText( [priv]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, priv->pkey ); } );
     return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
 }

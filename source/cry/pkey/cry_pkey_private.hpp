@@ -1,4 +1,4 @@
-// Private keys for the module's own files.
+// Private keys, for the module's own files.
 #pragma once
 
 #include <cry/cry_pkey_private.h>
@@ -12,11 +12,11 @@ namespace cry::pkey
 // A key whose canonical text is known; the reference to the OpenSSL key is taken over.
 CRY_PKEY_PRIVATE *createPrivateUse( EVP_PKEY *pkey, pb::Ref<CRY_PEM> canonical );
 
-// How long a signature can be.
+// The most bytes that a signature can have.
 size_t signatureRoom( CRY_PKEY_PRIVATE *priv );
 
-// Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False
-// when OpenSSL cannot; its errors are taken back.
+// Signs a digest. The algorithm must be valid. `signatureLength` is the room before the call and
+// the length after it. False if OpenSSL cannot sign; its errors are taken back.
 bool trySign( CRY_PKEY_PRIVATE *priv, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength );
 
 }

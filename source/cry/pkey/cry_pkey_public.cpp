@@ -46,8 +46,8 @@ struct PublicTraits
     static EVP_PKEY *dup( EVP_PKEY *pkey ) { return EVP_PKEY_dup( pkey ); }
 
 private:
-    // Most texts are canonical: that is seen in the DER, without writing the key. A key that cannot
-    // be written is left to the ordinary way, which gives OpenSSL's reasons.
+    // Most texts are canonical. The DER shows this, so the key need not be written. If a key cannot
+    // be written, the ordinary way is used, which leaves OpenSSL's reasons.
     static cry::ossl::Reading<EVP_PKEY> tryReadFast( CRY_PEM *pem )
     {
         if( !cry::pem::hasLabel( pem, PEM_STRING_PUBLIC ) )
@@ -88,7 +88,7 @@ PB_STORE *cryPkeyPublicStore( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), c
 
 EVP_PKEY *cry___PkeyPublicPeekOpensslEvpPkey( CRY_PKEY_PUBLIC *pub ) { return PB_CHECK( pub ), pub->pkey; }
 
-// Null if it is not the DER that OpenSSL writes of the key.
+// Null if it is not the DER that OpenSSL writes for the key.
 static pb::Ref<CRY_PEM> encodeIfCanonical( X509_PUBKEY *spki )
 {
     pb::Ref<CRY_PEM> pem  = cry::ossl::encodeUnderLabel<X509_PUBKEY>( i2d_X509_PUBKEY, spki, PEM_STRING_PUBLIC );

@@ -1,4 +1,4 @@
-// Public keys for the module's own files.
+// Public keys, for the module's own files.
 #pragma once
 
 #include <cry/cry_pkey_public.h>
@@ -8,11 +8,11 @@
 namespace cry::pkey
 {
 
-// A public key that shares nothing with what holds it. `spki` is where it was decoded from, whose
-// own bytes are its text where OpenSSL would write the same.
+// A public key that shares nothing with the object from which it comes. `spki` is the structure
+// from which it was decoded; its bytes become the text if OpenSSL would write the same.
 CRY_PKEY_PUBLIC *tryCopyPublic( EVP_PKEY *pkey, X509_PUBKEY *spki );
 
-// Whether a signature is that of a digest under a valid algorithm.
+// Whether a signature of a digest is valid. The algorithm must be valid.
 bool verify( CRY_PKEY_PUBLIC *pub, PB_INT alg, const PB_BYTE *digest, PB_BUFFER *signature );
 
 }

@@ -21,7 +21,7 @@ cry::ossl::Ptr<EVP_PKEY_CTX> cry::pkey::SignatureContexts::tryPrepare( EVP_PKEY 
     const EVP_MD *md = digestOf( alg );
     if( !md )
         return nullptr;
-    // One that was kept for another digest is not worth keeping.
+    // A context for another digest is not used and not kept.
     ossl::Ptr<EVP_PKEY_CTX> context = contexts.acquire();
     if( context && EVP_PKEY_CTX_get_app_data( context.get() ) == md )
         return context;

@@ -1,5 +1,5 @@
-// Signing and verifying digests with one key. What OpenSSL prepares for a key and a digest is kept
-// with the key and used again.
+// Signing and verifying digests with one key. The contexts that OpenSSL prepares for a key and a
+// digest are kept with the key and used again.
 #pragma once
 
 #include "common/cry_context_pool.hpp"
@@ -7,15 +7,15 @@
 namespace cry::pkey
 {
 
-// A field of a key object; zeroed memory is an empty one. For any thread.
+// A field of a key object. All zeros is the empty state. Every thread may use it at any time.
 class SignatureContexts
 {
 public:
-    // Signs a digest under a valid algorithm; `signatureLength` is the room, then the length. False
-    // when OpenSSL cannot; its errors are taken back.
+    // Signs a digest. The algorithm must be valid. `signatureLength` is the room before the call
+    // and the length after it. False if OpenSSL cannot sign; its errors are taken back.
     bool trySign( EVP_PKEY *pkey, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength );
 
-    // Whether a signature is that of a digest.
+    // Whether a signature of a digest is valid.
     bool verify( EVP_PKEY *pkey, PB_INT alg, const PB_BYTE *digest, const PB_BYTE *signature, size_t signatureLength );
 
     void clear() { contexts.clear(); }

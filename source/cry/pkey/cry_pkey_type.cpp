@@ -15,13 +15,13 @@ CRY_ENUM_DEFINE( PkeyType, CRY_PKEY_TYPE_OK, type, names )
 
 static constexpr int nids[] = { NID_rsaEncryption, NID_X9_62_id_ecPublicKey };
 
-int cry___PkeyTypeToOpensslNid( PB_INT type )
+int cry___PkeyTypeToOpensslNid( CRY_PKEY_TYPE type )
 {
     PB_CHECK( CRY_PKEY_TYPE_OK( type ) );
     return nids[type];
 }
 
-PB_INT cry___PkeyTypeFromOpensslNid( int nid )
+CRY_PKEY_TYPE cry___PkeyTypeFromOpensslNid( int nid )
 {
     switch( nid )
     {

@@ -11,8 +11,8 @@
 #include <pb/containers.hpp>
 #include <pb/pb_mem.h>
 
-// Asks in the same two ways as crySignSignerFinal.
-PB_BOOL crySignCanSign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
+// Tries to sign in the same two ways as crySignSignerFinal.
+PB_BOOL crySignCanSign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );
@@ -30,7 +30,7 @@ PB_BOOL crySignCanSign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
         EVP_SignFinal( mdCtx.get(), signature.data(), &signatureLength, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) );
 }
 
-PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
+PB_BUFFER *crySignTrySign( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );
@@ -43,7 +43,7 @@ PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *
     if( cry::pkey::trySign( privateKey, alg, digest, signature, &length ) )
         return pbBufferCreateFromBytesUse( signature, (PB_INT)length );
     pbMemFree( signature );
-    // The signer says what is wrong.
+    // The signer decides: it signs, gives a reason or aborts.
     pb::Ref<CRY_SIGN_SIGNER> sig = pb::adopt( crySignSignerTryCreate( alg, privateKey ) );
     if( !sig )
         return nullptr;
@@ -51,7 +51,7 @@ PB_BUFFER *crySignTrySign( PB_INT alg, CRY_PKEY_PRIVATE *privateKey, PB_BUFFER *
     return crySignSignerFinal( sig.get() );
 }
 
-// For a signature that is too long: the verifier says so.
+// For a signature that is too long: the verifier has the check that aborts.
 static PB_BOOL verifyWithVerifier( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
 {
     pb::Ref<CRY_SIGN_VERIFIER> vfy = pb::adopt( crySignVerifierTryCreate( alg, publicKey, signature ) );
@@ -61,7 +61,7 @@ static PB_BOOL verifyWithVerifier( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BU
     return crySignVerifierFinal( vfy.get() );
 }
 
-PB_BOOL crySignVerify( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
+PB_BOOL crySignVerify( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature, PB_BUFFER *data )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( publicKey );

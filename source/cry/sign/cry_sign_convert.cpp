@@ -5,7 +5,7 @@
 #include <openssl/ec.h>
 #include <pb/ref.hpp>
 
-// How many bytes each number has; 0 for a curve that is not supported.
+// The number of bytes of r and of s; 0 for a curve that is not supported.
 static PB_INT widthOf( PB_INT ecNamedCurve )
 {
     switch( ecNamedCurve )
@@ -21,7 +21,7 @@ static PB_INT widthOf( PB_INT ecNamedCurve )
     }
 }
 
-PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, PB_INT ecNamedCurve )
+PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve )
 {
     PB_CHECK( input );
     PB_INT width = widthOf( ecNamedCurve );
@@ -39,7 +39,7 @@ PB_BUFFER *crySignConvertDerToRaw( PB_BUFFER *input, PB_INT ecNamedCurve )
     return result.take();
 }
 
-PB_BUFFER *crySignConvertRawToDer( PB_BUFFER *input, PB_INT ecNamedCurve )
+PB_BUFFER *crySignConvertRawToDer( PB_BUFFER *input, CRY_PKEY_EC_NAMED_CURVE ecNamedCurve )
 {
     PB_CHECK( input );
     PB_INT width = widthOf( ecNamedCurve );

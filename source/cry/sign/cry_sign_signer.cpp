@@ -20,7 +20,7 @@ static constexpr auto signerFields =
 
 PB_SORT_DEFINE( cry, SignSigner, CRY_SIGN_SIGNER, PB_FREE_FIELDS( CRY_SIGN_SIGNER, sig, signerFields ) )
 
-CRY_SIGN_SIGNER *crySignSignerTryCreate( PB_INT alg, CRY_PKEY_PRIVATE *privateKey )
+CRY_SIGN_SIGNER *crySignSignerTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( privateKey );
@@ -81,7 +81,8 @@ void crySignSignerUpdateTrailing( CRY_SIGN_SIGNER *sig, PB_BUFFER *data, PB_INT 
     cry::updateTrailing( data, byteCount, feeding( sig ) );
 }
 
-// The digest so far; the context can still be finished.
+// The digest of all bytes so far. The context itself is not finished, so EVP_SignFinal can still
+// use it.
 static bool tryPeekDigest( const EVP_MD_CTX *mdCtx, PB_BYTE *digest )
 {
     cry::ossl::Ptr<EVP_MD_CTX> copy( EVP_MD_CTX_new() );
@@ -98,7 +99,7 @@ PB_BUFFER *crySignSignerFinal( CRY_SIGN_SIGNER *sig )
     size_t   length    = cry::pkey::signatureRoom( sig->privateKey );
     PB_BYTE *signature = (PB_BYTE *)pbMemAlloc( length );
     PB_BYTE  digest[EVP_MAX_MD_SIZE];
-    // What cannot be signed with what is kept at the key, OpenSSL's own call decides.
+    // If the contexts that are kept with the key cannot sign, OpenSSL's own call decides.
     if( !tryPeekDigest( sig->mdCtx, digest ) || !cry::pkey::trySign( sig->privateKey, sig->alg, digest, signature, &length ) )
     {
         unsigned int signatureLength = 0;

@@ -20,7 +20,7 @@ static constexpr auto verifierFields = pb::fields<&CRY_SIGN_VERIFIER::alg, &CRY_
 
 PB_SORT_DEFINE( cry, SignVerifier, CRY_SIGN_VERIFIER, PB_FREE_FIELDS( CRY_SIGN_VERIFIER, vfy, verifierFields ) )
 
-CRY_SIGN_VERIFIER *crySignVerifierTryCreate( PB_INT alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature )
+CRY_SIGN_VERIFIER *crySignVerifierTryCreate( CRY_HASH_ALGORITHM alg, CRY_PKEY_PUBLIC *publicKey, PB_BUFFER *signature )
 {
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     PB_CHECK( publicKey );
@@ -36,7 +36,7 @@ CRY_SIGN_VERIFIER *crySignVerifierTryCreate( PB_INT alg, CRY_PKEY_PUBLIC *public
         crySignVerifierRelease( vfy );
         return nullptr;
     }
-    // Unlike a signer's, a start that fails is no null here; that is intended.
+    // If the start fails, a signer is null, but a verifier aborts; that is intended.
     PB_CHECK( EVP_VerifyInit_ex( vfy->mdCtx, md, NULL ) );
     return vfy;
 }

@@ -23,7 +23,7 @@ static PB_STRING *uuidToString( CRY_UUID *uuid ) { return cryUuidToStringWithFla
 
 PB_SORT_DEFINE( cry, Uuid, CRY_UUID, .compare = pb::slot<compareUuid>, .toString = pb::slot<uuidToString> )
 
-// Of the digits that RFC 4122 has for the version.
+// The version digits of RFC 4122.
 static constexpr PB_BYTE randomVersion = 4, nameVersion = 5;
 
 static void setVersion( CRY_UUID *uuid, PB_BYTE version )
@@ -92,10 +92,11 @@ namespace
 
 constexpr size_t textLength = 36;
 
-// The bytes that a separator stands behind, in the text.
+// Whether the text has a separator after this byte.
 constexpr bool separatorAfter( size_t byte ) { return byte == 3 || byte == 5 || byte == 7 || byte == 9; }
 
-// The wrappings, innermost first as they are written.
+// The characters that can be around the text, in the order in which they are written: innermost
+// first.
 constexpr struct
 {
     PB_INT flag;
@@ -118,7 +119,7 @@ bool isWrapped( std::string_view text )
     return false;
 }
 
-// -1 for what is not a digit.
+// -1 if the character is not a digit.
 constexpr int digitValue( char c )
 {
     if( c >= '0' && c <= '9' )
@@ -171,7 +172,7 @@ CRY_UUID *cryUuidTryCreateFromStringWcstr( const wchar_t *text, PB_INT length )
     return cryUuidTryCreateFromString( pb::adopt( pbStringCreateFromWcstr( text, length ) ).get() );
 }
 
-PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, PB_INT flags )
+PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, CRY_UUID_STRING_FLAGS flags )
 {
     PB_CHECK( uuid );
     const char *digits    = flags & CRY_UUID_STRING_FLAG_UPPERCASE ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -196,7 +197,7 @@ PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, PB_INT flags )
     return pbStringCreateFromCstr( first, last - first );
 }
 
-PB_INT cryUuidVariant( CRY_UUID *uuid )
+CRY_UUID_VARIANT cryUuidVariant( CRY_UUID *uuid )
 {
     PB_CHECK( uuid );
     PB_BYTE byte = uuid->uuid[8];
@@ -207,10 +208,10 @@ PB_INT cryUuidVariant( CRY_UUID *uuid )
     return byte < 0xE0 ? CRY_UUID_VARIANT_RESERVED_FOR_MICROSOFT : CRY_UUID_VARIANT_RESERVED_FOR_FUTURE;
 }
 
-PB_INT cryUuidVersion( CRY_UUID *uuid )
+CRY_UUID_VERSION cryUuidVersion( CRY_UUID *uuid )
 {
     PB_CHECK( uuid );
-    // The digit is not turned into the enumeration's counting from 0; that is intended.
+    // The digit is not converted to the enumeration, which counts from 0; that is intended.
     PB_INT digit = uuid->uuid[6] >> 4;
     return CRY_UUID_VERSION_OK( digit ) ? digit : -1;
 }

@@ -40,7 +40,7 @@ struct CertificateTraits
             openssl::ErrorMark detour;
             x509 = openssl___TryParseCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
         }
-        // The verdict on everything else, and its reasons in the error queue, are OpenSSL's.
+        // For all other data OpenSSL decides and leaves its reasons in the error queue.
         if( !x509 )
             x509 = cry::ossl::readThroughText( pem, PEM_read_bio_X509 );
         return cry::ossl::withCanonical( x509, i2d_X509, pem, PEM_STRING_X509 );
@@ -85,7 +85,7 @@ CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( 
 
 PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cryPemStore( cert->pem ); }
 
-PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, PB_INT alg )
+PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg )
 {
     PB_CHECK( cert );
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );

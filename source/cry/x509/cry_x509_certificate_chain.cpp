@@ -16,8 +16,9 @@ struct Given
     CRY_X509_CERTIFICATES *extra;
     CRY_X509_CERTIFICATES *trusted;
 
-    // The object whose OpenSSL certificate this is, or a new one; null if that cannot be made.
-    // OpenSSL hands out the very pointers that it was given.
+    // The caller's object that holds this OpenSSL certificate, else a new object; null if it cannot
+    // be made. OpenSSL gives back the same pointers that it was given, so comparing pointers is
+    // enough.
     pb::Ref<CRY_X509_CERTIFICATE> objectOf( X509 *x509 ) const
     {
         if( cry___X509CertificatePeekOpensslX509( leaf ) == x509 )

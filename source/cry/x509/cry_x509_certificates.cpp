@@ -134,7 +134,7 @@ void cryX509CertificatesInsert( CRY_X509_CERTIFICATES **certs, PB_INT index, CRY
 {
     PB_CHECK_HANDLE( certs );
     PB_CHECK( other );
-    // The other one may be the same object.
+    // The other collection may be the same object.
     pb::Ref<PB_VECTOR> vec = pb::share( other->certificates );
     pbVectorInsert( writable( certs ), index, vec.get() );
 }
@@ -164,8 +164,8 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
     return certs;
 }
 
-// Adds certificates as X509_STORE_add_cert does, each once and in order, but that function sorts
-// the whole store for every one of them.
+// Adds certificates as X509_STORE_add_cert does: each once, and in order. That function is slower,
+// since it sorts the whole store for each certificate.
 static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
 {
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );

@@ -1,4 +1,4 @@
-// What the module's own files need of collections.
+// Collections of certificates, for the module's own files.
 #pragma once
 
 #include <cry/cry_x509_certificates.h>
@@ -9,14 +9,14 @@
 namespace cry::x509
 {
 
-// The OpenSSL store of the collection, made at the first use and kept: lent, for verifications
-// only, while the caller holds the collection.
+// The OpenSSL store of the collection, which is made at the first use and kept. It is lent while
+// the caller holds the collection, and only for verifications.
 X509_STORE *cachedStore( CRY_X509_CERTIFICATES *certs );
 
 // Lent.
 PB_VECTOR *peekVector( CRY_X509_CERTIFICATES *certs );
 
-// The certificates one after another, lent; null is an empty collection.
+// The certificates one after another, lent; null counts as an empty collection.
 inline pb::Each<CRY_X509_CERTIFICATE> each( CRY_X509_CERTIFICATES *certs )
 {
     return pb::each<CRY_X509_CERTIFICATE>( certs ? peekVector( certs ) : nullptr );

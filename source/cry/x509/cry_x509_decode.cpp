@@ -7,8 +7,8 @@
 #include <openssl/crypto.h>
 #include <string_view>
 
-// RFC 2253 in escaping and order, but with a blank after the comma; OpenSSL's one-line form would
-// put blanks around the equals sign and not reverse the order.
+// Escapes and order are those of RFC 2253, but a blank follows each comma. OpenSSL's one-line form
+// would put blanks around the equals sign and would not reverse the order.
 static constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT |
     ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
 static_assert( nameFlags == 0x12031B );
@@ -46,7 +46,8 @@ namespace
 
 bool isDigit( char c ) { return c >= '0' && c <= '9'; }
 
-// Takes a number of exactly `digits` digits off the front; -1 if there is none.
+// Removes a number of exactly `digits` digits from the front and gives it; -1 if there is no such
+// number.
 PB_INT takeNumber( std::string_view &text, size_t digits )
 {
     PB_INT number = 0;
@@ -60,8 +61,8 @@ PB_INT takeNumber( std::string_view &text, size_t digits )
     return number;
 }
 
-// Takes a fraction off the front, which must run up to the last character; a number beyond 64 bits
-// is none.
+// Removes a fraction from the front. It must reach to the last character. A number that does not
+// fit into 64 bits is not accepted.
 bool takeFraction( std::string_view &text )
 {
     text.remove_prefix( 1 );

@@ -18,12 +18,12 @@
 namespace
 {
 
-// The roots read so far, each once.
+// The roots that were read so far, each once.
 class Roots
 {
 public:
-    // Takes every block of a file that is a certificate; what stands between blocks, and blocks
-    // that do not parse, are passed over.
+    // Adds every certificate of a file. Text between blocks and blocks that do not parse are
+    // skipped.
     void addFile( const pb::StdString<> &path )
     {
         pb::Ref<PB_STRING> name = pb::adopt( pbStringCreateFromCstr( path.c_str(), -1 ) );
@@ -35,7 +35,7 @@ public:
             addBlock( pb::adopt( pbBufferCreateFromInner( text.get(), block.offset, block.length ) ) );
     }
 
-    // Takes the files of a directory that are named by a hash, in the order of their names.
+    // Adds the files of a directory that are named by a hash, in the order of their names.
     void addDirectory( const pb::StdString<> &path )
     {
         pb::StdVector<pb::StdString<>> names;

@@ -8,7 +8,7 @@
 namespace cry::x509
 {
 
-// The roots in the first of these files and directories that exists.
+// The roots of the first of these places (files and directories) that exists.
 CRY_X509_CERTIFICATES *loadFirstPlace( std::span<const char *const> places );
 
 }

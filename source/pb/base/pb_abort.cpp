@@ -16,7 +16,7 @@ void pb___AbortSetFlush( void ( *flush )( void ) ) { currentFlush.store( flush )
 
 void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression )
 {
-    // A handler may leave by longjmp: it leaves the locks and the free slot of this thread, too.
+    // A handler may leave by longjmp. Then this thread is no longer in its locks and its free slot.
     pb::threadState.heldLocks = 0;
     pb::threadState.frees     = false;
     if( PB_ABORT_HANDLER handler = currentHandler.load() )
@@ -31,7 +31,7 @@ void pb___Abort( const char *context, const char *file, PB_INT line, const char 
         size_t size = (size_t)length < sizeof text ? (size_t)length : sizeof text - 1;
         if( write( STDERR_FILENO, text, size ) < 0 )
         {
-            // There is nobody left to tell.
+            // A failed write cannot be reported.
         }
     }
 

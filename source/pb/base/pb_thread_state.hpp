@@ -1,4 +1,4 @@
-// What the base library knows of the current thread.
+// The state that the base library keeps for the current thread.
 #pragma once
 
 #include <pb/pb_base.h>
@@ -14,10 +14,10 @@ struct ThreadState
     PB_OBJ  *lastAside;
     unsigned heldLocks;    // monitors and regions of the libraries that this thread holds
     bool     frees;        // a free slot of this thread runs
-    unsigned liveCellPlus; // the thread's cell of the live count, plus one; 0: not asked for yet
+    unsigned liveCellPlus; // the thread's cell of the live count, plus one; 0: it has no cell yet
 };
 
-// One access to it costs one load: the library needs a few bytes of static thread memory.
+// One access takes one load. For that, the library needs a few bytes of static thread memory.
 inline constinit thread_local ThreadState threadState __attribute__( ( tls_model( "initial-exec" ) ) ) = {};
 
 }

@@ -33,7 +33,7 @@ struct Frame
 
 PB_INT pb::compareContainers( PB_OBJ *objA, PB_OBJ *objB )
 {
-    // Most comparisons have no containers around the innermost two, and take no memory.
+    // In most comparisons the containers are not nested, and no memory is needed.
     Frame                inner{ objA, objB, nextOf( objA->sort ) };
     pb::StdVector<Frame> around;
     for( ;; )

@@ -1,5 +1,5 @@
-// The comparison of vectors, dictionaries and stores. It is a loop, so that containers in one
-// another need no stack, however deep they are.
+// The comparison of vectors, dictionaries and stores. It is a loop, so its stack does not grow with
+// the depth of nested containers.
 #pragma once
 
 #include <pb/pb_obj.h>

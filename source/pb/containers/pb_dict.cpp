@@ -78,7 +78,7 @@ static Map &writableMap( PB_DICT **dict )
 }
 
 // Puts a value under a key. The references are taken first: if a dictionary is put into itself, it
-// is shared then, and the value is the dictionary as it was.
+// counts as shared, and the value is the dictionary before the edit.
 static void set( PB_DICT **dict, pb::Ref<PB_OBJ> key, pb::Ref<PB_OBJ> value )
 {
     writableMap( dict ).insert_or_assign( std::move( key ), std::move( value ) );

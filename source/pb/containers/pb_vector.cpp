@@ -60,8 +60,9 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
     bool atFront = index == 0 && vector->length > 0;
     if( atFront || vector->first + wanted > vector->capacity )
     {
-        // Up to half of the room may be unused in front before the objects move, so both ends grow
-        // and shrink in constant time on average.
+        // If the objects need more than half of the room, the new room is twice as large as they
+        // need; else it has the same size. So both ends grow and shrink in constant time on
+        // average.
         PB_INT   capacity = wanted > vector->capacity / 2 ? wanted * 2 : vector->capacity;
         PB_INT   first    = atFront ? ( capacity - wanted ) / 2 : 0;
         PB_OBJ **memory   = (PB_OBJ **)pbMemReallocN( nullptr, capacity, sizeof *vector->memory );
@@ -79,7 +80,7 @@ static PB_OBJ **openGap( PB_VECTOR *vector, PB_INT index, PB_INT count )
 }
 
 // Puts an object before the one at `index`. Its reference is taken first: if a vector is put into
-// itself, it is shared then, and the object is the vector as it was.
+// itself, it counts as shared, and the object is the vector before the edit.
 static void place( PB_VECTOR **vector, PB_INT index, PB_OBJ *obj )
 {
     pb::Ref<PB_OBJ> held                     = pb::share( obj );

@@ -30,7 +30,7 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
     PB_CHECK( path );
     PB_CHECK( maxLength >= 0 );
     const char *name = pbStringTryPeekCstr( path );
-    // With O_NONBLOCK, a pipe in the place of a file does not block.
+    // With O_NONBLOCK, the open does not block if the path leads to a pipe.
     File        file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
     struct stat status;
     if( file.descriptor < 0 || fstat( file.descriptor, &status ) != 0 || !S_ISREG( status.st_mode ) || status.st_size > maxLength )
@@ -93,7 +93,7 @@ pb::StdString<> folderOf( const pb::StdString<> &path )
     return slash == path.npos ? "." : slash == 0 ? "/" : path.substr( 0, slash );
 }
 
-// A name in a folder that no other file has in practice. It does not depend on the length of the
+// A name in a directory that in practice no other file has. It does not depend on the length of the
 // target's name.
 pb::StdString<> neighbourIn( const pb::StdString<> &folder )
 {
@@ -150,7 +150,7 @@ int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target,
         int problem = nameFile( file, target );
         return problem == 0 || problem == EEXIST ? problem : -1;
     }
-    // linkat cannot replace a file, so the new file has a name of its own for a moment.
+    // linkat cannot replace a file, so the new file gets a name of its own first.
     pb::StdString<> neighbour = neighbourIn( folder );
     return nameFile( file, neighbour ) ? -1 : finish( neighbour, target, true );
 }
@@ -184,7 +184,7 @@ int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int 
     return 0;
 }
 
-// The path that symbolic links lead to, whether a file is there or not.
+// The path to which symbolic links lead, also if it has no file.
 pb::StdString<> endOfLinks( pb::StdString<> path )
 {
     for( int links = 0; links < 40; links++ )

@@ -18,9 +18,9 @@ PB_OBJ *pb___ObjCreate( size_t size, const PB_SORT *sort )
     return obj;
 }
 
-// While an object waits to be freed, and while its free slot runs, its count is negative: it reads
-// as static, so whoever retains and releases it once more changes nothing. The other bits are the
-// address of the next one that waits.
+// While an object waits to be freed, and while its free slot runs, its count is negative, like that
+// of a static object. So retaining and releasing it once more changes nothing. The other bits are
+// the address of the next object that waits.
 static constexpr uint64_t asideMark = uint64_t{ 1 } << 63;
 
 static void putAside( PB_OBJ *obj )

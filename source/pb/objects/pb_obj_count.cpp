@@ -5,14 +5,13 @@
 namespace
 {
 
-// One bit for each cell that a thread owns. The shared one is never given.
+// One bit for each cell that a thread owns. The shared cell is never given to one thread.
 constinit std::atomic<uint64_t> owned[pb::liveCells / 64] = { 0, 0, 0, uint64_t{ 1 } << 63 };
 
 pthread_key_t key;
 bool          hasKey = false;
 
-// The next owner goes on counting from what the cell holds, so it must see this thread's last
-// count.
+// The next owner continues from the count in the cell, so it must see this thread's last count.
 void giveBack( void *cellPlus )
 {
     unsigned cell                = (unsigned)(uintptr_t)cellPlus - 1;
@@ -20,7 +19,7 @@ void giveBack( void *cellPlus )
     owned[cell / 64].fetch_and( ~( uint64_t{ 1 } << cell % 64 ), std::memory_order_release );
 }
 
-// The library is never unloaded, so the function stays where it is.
+// The library is never unloaded, so the address of the function stays valid.
 void makeKey() { hasKey = pthread_key_create( &key, giveBack ) == 0; }
 
 unsigned findCell()
@@ -45,7 +44,7 @@ unsigned pb::takeLiveCell()
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once( &once, makeKey );
     unsigned cell = hasKey ? findCell() : sharedCell;
-    // pthread_setspecific may need memory; without it the thread's end would not be seen.
+    // pthread_setspecific may need memory. If it fails, the end of the thread would not be noticed.
     if( cell != sharedCell && pthread_setspecific( key, (void *)(uintptr_t)( cell + 1 ) ) != 0 )
     {
         owned[cell / 64].fetch_and( ~( uint64_t{ 1 } << cell % 64 ), std::memory_order_release );

@@ -1,4 +1,4 @@
-// When free slots may run: one after another, and never while the thread holds a lock.
+// Free slots run one after another, and never while the thread holds a lock.
 #pragma once
 
 #include "base/pb_thread_state.hpp"
@@ -6,11 +6,11 @@
 namespace pb
 {
 
-// Frees what this thread put aside, if it may now.
+// Frees the objects that this thread put aside, if it may free now.
 void freeAside();
 
-// Every monitor and region of the libraries says when this thread has it, and, after it is
-// unlocked, when no longer. The outermost unlock frees what was put aside.
+// Every monitor and region of the libraries reports when this thread has locked it and when this
+// thread has unlocked it. The outermost unlock frees the objects that were put aside.
 inline void enterLock() { threadState.heldLocks++; }
 
 inline void leaveLock()

@@ -120,8 +120,8 @@ struct Copy
 
 using Copies = pb::StdVector<Copy, pb::ProcessMemory>;
 
-// All files in the process that define the function of one module, under any name. Two of them
-// would each have sorts of their own.
+// All files in the process that define the function of one module, under any name. Each of two such
+// files would have its own sorts.
 Copies copiesOf( const Text &module )
 {
     // Files are opened after the walk, which holds a lock of the loader.
@@ -199,7 +199,7 @@ struct Plan
         if( !handle )
         {
             handle = dlopen( library.c_str(), RTLD_NOW | RTLD_NODELETE );
-            // If a library lies beside this one and does not load, that is the better reason.
+            // If a library is beside this one but does not load, its error is the better reason.
             if( !handle && reason.find( "cannot open shared object file: No such file" ) != Text::npos )
             {
                 const char *why = dlerror();

@@ -25,7 +25,7 @@ enum class Kind : PB_INT
 
 struct Entry
 {
-    pb::Ref<PB_STRING> key; // none in an array store
+    pb::Ref<PB_STRING> key; // null in an array store
     Kind               kind   = Kind::null;
     PB_INT             number = 0;
     pb::Ref<PB_OBJ>    object;
@@ -38,10 +38,9 @@ std::string_view viewOf( PB_STRING *str )
     return { text, (size_t)length };
 }
 
-// The entries in order, and the slot of each key. It takes long to close the gap of a deleted entry
-// if there are many entries behind it, so gaps stay until there are more of them than entries.
-// While there are gaps, a Fenwick tree over the slots gives the index of a slot and the slot of an
-// index.
+// The entries in order, and the slot of each key. Closing the gap of a deleted entry takes long if
+// many entries are behind it. So gaps stay until there are more gaps than entries. While there are
+// gaps, a Fenwick tree over the slots gives the index of a slot and the slot of an index.
 class Content
 {
 public:
@@ -232,7 +231,7 @@ static Entry entryOf( PB_STORE *value ) { return { {}, Kind::store, 0, pb::share
 // A key as it is stored: valid UTF-8.
 struct Key
 {
-    pb::Ref<PB_STRING> str; // made only where the text is malformed
+    pb::Ref<PB_STRING> str; // made only if the text is malformed
     std::string_view   text;
 };
 

@@ -5,7 +5,7 @@ struct PB_BYTE_SOURCE : PB_OBJ
 {
     PB_BUFFER          *buffer; // the bytes of a buffer source, else null
     PB_INT              offset;
-    PB_BYTE_SOURCE_READ read; // the callbacks of the other kind
+    PB_BYTE_SOURCE_READ read; // the callbacks of a callback source
     void ( *releaseClosure )( void *closure );
     void   *closure;
     PB_BOOL end;

@@ -6,8 +6,8 @@
 struct PB_CHAR_SOURCE : PB_OBJ
 {
     PB_BYTE_SOURCE *bytes;
-    PB_BUFFER      *pending; // bytes read and not yet turned into characters
-    PB_INT          used;    // how many of them are used up
+    PB_BUFFER      *pending; // bytes that were read but not yet converted
+    PB_INT          used;    // how many of them were converted
     PB_INT          charset;
     PB_INT          flags;
     PB_BOOL         end;
@@ -60,8 +60,8 @@ PB_CHAR_SOURCE *pbCharsetCreateCharSource( PB_BYTE_SOURCE *source, PB_INT charse
     return characters;
 }
 
-// The number of bytes that the next whole characters have, at most `max` characters. At the end of
-// the input an unfinished character counts too: it is malformed.
+// The number of bytes of the next complete characters, at most `max` characters. At the end of the
+// input an unfinished character counts too: it is malformed.
 static PB_INT wholeCharacters( PB_CHAR_SOURCE *source, PB_INT max )
 {
     const PB_BYTE *bytes = pbBufferBytes( source->pending ) + source->used;
@@ -73,8 +73,8 @@ static PB_INT wholeCharacters( PB_CHAR_SOURCE *source, PB_INT max )
     {
         ucs4_t character;
         int    length = u8_mbtoucr( &character, bytes + used, (size_t)( left - used ) );
-        // Only when all bytes that a malformed character may have are there is it known how many of
-        // them become one U+FFFD.
+        // A malformed character has to be read to its greatest possible length. Before that, it is
+        // not known how many of its bytes become one U+FFFD.
         if( length < 0 && left - used < 4 && !pbByteSourceEnd( source->bytes ) )
             break;
         used += length > 0 ? length : u8_mbtouc( &character, bytes + used, (size_t)( left - used ) );

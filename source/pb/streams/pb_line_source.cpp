@@ -6,8 +6,8 @@
 struct PB_LINE_SOURCE : PB_OBJ
 {
     PB_CHAR_SOURCE *characters;
-    PB_STRING      *pending; // text read and not yet delivered
-    PB_INT          used;    // how many bytes of it are delivered
+    PB_STRING      *pending; // text that was read
+    PB_INT          used;    // how many bytes of it were given out as lines
     PB_INT          limit;
 };
 

@@ -114,7 +114,7 @@ PB_BYTE pbBufferByteAt( PB_BUFFER *buf, PB_INT byteIndex )
 
 static void appendRange( PB_BUFFER **buf, PB_BUFFER *other, PB_INT byteOffset, PB_INT byteCount )
 {
-    // Both may be the same object, which must then live on while it is replaced or grows.
+    // Both may be the same object. This reference keeps it alive while it is replaced or grows.
     pb::Ref<PB_BUFFER> held   = pb::share( other );
     PB_BUFFER         *target = writable( buf );
     target->content.sensitive |= other->content.sensitive;

@@ -1,5 +1,5 @@
-// The storage that buffers and strings share. The bytes start inside the object and move to memory
-// of their own when the object is too small for them.
+// The storage that buffers and strings share. The bytes start inside the object and move to other
+// memory if the object is too small for them.
 #pragma once
 
 #include <pb/pb_mem.h>
@@ -14,11 +14,11 @@ struct Bytes
     PB_BYTE *bytes;
     PB_INT   length;
     PB_INT   capacity;
-    PB_BOOL  owned; // the memory is not the object's own
+    PB_BOOL  owned; // the memory is not inside the object
     PB_BOOL  sensitive;
 
-    // How much of the wanted room lies inside the object. New objects are zeroed, which would cost
-    // too much for a large content.
+    // How much of the wanted room is inside the object. A large content is not put there, since new
+    // objects are zeroed, which would take too long.
     static PB_INT insideOf( PB_INT room ) { return room <= 4096 ? room : 0; }
 
     // `inside` is the memory that was allocated behind the object.
@@ -84,7 +84,7 @@ struct Bytes
         length = newLength;
     }
 
-    // Bytes that were removed from the content may still lie behind it.
+    // Bytes that were removed from the content may still be behind it.
     void setSensitive()
     {
         sensitive = PB_TRUE;

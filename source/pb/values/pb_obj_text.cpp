@@ -1,4 +1,4 @@
-// The text form of any object, which is a value above the object model.
+// The text form of any object. It is not in pb_obj.cpp, since strings are above the object model.
 #include <pb/pb_obj.h>
 #include <pb/pb_string.h>
 

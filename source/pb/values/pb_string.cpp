@@ -9,7 +9,7 @@
 
 struct PB_STRING : PB_OBJ
 {
-    pb::Bytes content; // valid UTF-8; one zero byte stands behind it, which is not counted
+    pb::Bytes content; // valid UTF-8; one zero byte follows, which is not counted
     PB_INT    characters;
 };
 
@@ -250,7 +250,7 @@ PB_STRING *pbStringCreateFromInner( PB_STRING *source, PB_INT offset, PB_INT cou
 namespace
 {
 
-// The text that a string is compared with, as a string would hold it.
+// The text with which a string is compared, in the form that a string would hold.
 struct Comparand
 {
     pb::Ref<PB_STRING> str; // made only if the text is malformed
@@ -347,7 +347,7 @@ PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
     // No character folds to more than three times its bytes. If the room is enough, the library
-    // takes no memory of its own, which it would not overwrite.
+    // allocates no memory, which it would free without overwriting it.
     size_t   room   = (size_t)str->content.length * 3 + 16;
     uint8_t *memory = (uint8_t *)pbMemAlloc( room );
     size_t   length = room;

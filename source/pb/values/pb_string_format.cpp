@@ -44,7 +44,7 @@ void appendInt( PB_STRING **str, PB_INT value, const Conversion &conversion )
     char  digits[72];
     char *begin  = digits;
     auto  result = std::to_chars( digits, digits + sizeof digits, value, conversion.base );
-    // Padding zeros stand between the sign and the digits.
+    // Padding zeros are between the sign and the digits.
     if( conversion.zeros && !conversion.left && value < 0 )
         pbStringAppendCstr( str, begin++, 1 );
     PB_INT padding = conversion.width - ( result.ptr - digits );

@@ -1,5 +1,5 @@
-// Contracts of memory: in this process libcrypto takes its memory from an allocator that fails when
-// a test says so.
+// Contracts for memory. In this process, libcrypto takes its memory from an allocator that fails if
+// a test asks for it.
 #include <bn/bn_int.h>
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
@@ -21,7 +21,7 @@ using namespace support;
 namespace
 {
 
-// Of this thread: how many allocations succeed before the one that fails; below zero all succeed.
+// For this thread: the number of allocations that succeed before one fails; below zero all succeed.
 thread_local int allocationsLeft = -1;
 
 bool fails()
@@ -43,7 +43,8 @@ void *move( void *memory, size_t size, const char *file, int line )
     return nullptr;
 }
 
-// Comes before all else, since it is registered before main. libcrypto has allocated nothing yet.
+// It is set up before all others, since it is registered before main. libcrypto has not allocated
+// memory before.
 class Allocator : public testing::Environment
 {
 public:
@@ -52,7 +53,7 @@ public:
 
 testing::Environment *const allocator = testing::AddGlobalTestEnvironment( new Allocator );
 
-// How many allocations a call makes.
+// The number of allocations that a call makes.
 int allocationsOf( const std::function<void()> &call )
 {
     allocationsLeft = INT_MAX;
@@ -60,8 +61,8 @@ int allocationsOf( const std::function<void()> &call )
     return INT_MAX - std::exchange( allocationsLeft, -1 );
 }
 
-// Makes one allocation of a call fail, at each call another one of those from `begin` to before
-// `end`. Gives the aborts.
+// Repeats a call. In each repetition another allocation fails: number `begin`, then the next, up to
+// the one before `end`. Gives the aborts.
 std::vector<Abort> abortsOf( const std::function<void()> &call, int begin, int end )
 {
     std::vector<Abort> aborts;
@@ -69,7 +70,7 @@ std::vector<Abort> abortsOf( const std::function<void()> &call, int begin, int e
     {
         allocationsLeft = each;
         Abort abort     = abortOf( call );
-        // Fewer allocations are made than before where something is kept.
+        // A call can make fewer allocations than the call before, if something was kept.
         bool failed     = allocationsLeft < 0;
         allocationsLeft = -1;
         ERR_clear_error();
@@ -85,7 +86,7 @@ std::vector<Abort> abortsOf( const std::function<void()> &call, int begin, int e
 
 std::vector<Abort> abortsOf( const std::function<void()> &call ) { return abortsOf( call, 0, allocationsOf( call ) ); }
 
-// The texts of those aborts that are of this file, in the order of their first occurrence.
+// The texts of the aborts in this file, in the order of their first occurrence.
 std::vector<std::string> textsIn( const std::string &file, const std::vector<Abort> &aborts )
 {
     std::vector<std::string> texts;
@@ -97,7 +98,7 @@ std::vector<std::string> textsIn( const std::string &file, const std::vector<Abo
     return texts;
 }
 
-// The same of all aborts; there are no other ones.
+// The same, but all aborts must be in this file.
 std::vector<std::string> abortsIn( const std::string &file, const std::vector<Abort> &aborts )
 {
     for( const Abort &abort : aborts )
@@ -121,7 +122,7 @@ TEST( Exhaustion, Digests )
 {
     static constexpr char file[] = "source/cry/hash/cry_hash.cpp";
     EXPECT_EQ( abortsIn( file, [] { pb::adopt( cryHashTryCreate( sha256 ) ); } ), Texts{ "hash->mdCtx" } );
-    // Sensitive data has a context of its own.
+    // For sensitive data, a new context is made.
     pb::Ref<PB_BUFFER> secret = buf( "abc" );
     pbBufferSetSensitive( secret.handle() );
     EXPECT_EQ( abortsIn( file, [&] { pb::adopt( cryHashTryCompute( sha256, secret.get() ) ); } ), Texts{ "mdCtx" } );
@@ -140,7 +141,7 @@ TEST( Exhaustion, SignersAndVerifiers )
 
 TEST( Exhaustion, MacsAndCiphersAreNull )
 {
-    // Nothing aborts here: no memory is a null.
+    // These calls do not abort: without memory they give null.
     pb::Ref<PB_BUFFER> key = buf( std::string( 16, 'k' ) );
     EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryCreateHmac( sha256, key.get() ) ); } ).empty() );
     EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryComputeHmac( sha256, key.get(), key.get() ) ); } ).empty() );
@@ -168,13 +169,13 @@ TEST( Exhaustion, Chains )
     pb::Ref<CRY_X509_CERTIFICATES> extra = certificates( { intermediate } ), trusted = certificates( { root } );
     pb::Ref<PB_TIME>               when = support::time( leafTime );
     auto verify = [&] { return pb::adopt( cry___X509CertificateChainTryVerifyCertificate( leaf.get(), extra.get(), trusted.get(), when.get() ) ); };
-    // With the collection's store already made.
+    // The collection's store was made before.
     ASSERT_TRUE( verify() );
     EXPECT_EQ(
         abortsIn( chainFile, verify ), ( Texts{ "x509Extra", "sk_X509_push( x509Extra.get(), extra ) > 0", "x509StoreCtx", "x509VerifyParam" } ) );
     ASSERT_TRUE( verify() );
 
-    // A new collection each time, so its store is made.
+    // Each call has a new collection, so its store is made.
     auto made = [&] {
         trusted = certificates( { root } );
         verify();
@@ -192,10 +193,11 @@ TEST( Exhaustion, Pkcs12 )
     pb::Ref<CRY_PKCS12>            pkcs12 = pb::adopt( cryPkcs12TryCreate( leaf.get(), privateKey( 2 ).get(), others.get() ) );
     ASSERT_TRUE( pkcs12 );
     pb::Ref<PB_STRING> password = str( "secret" );
-    // The derivation of keys is slow, so only the first and the last allocations are tried:
-    // the file is written to a BIO at the end and read into one at the beginning.
+    // The derivation of keys is slow, so only the first and the last allocations are tried. A
+    // written file goes to a BIO at the end of the call; a file to be read goes to a BIO at its
+    // beginning.
     auto encode = [&] { pb::adopt( cryPkcs12TryEncode( pkcs12.get(), password.get() ) ); };
-    // The first call also makes what OpenSSL keeps.
+    // The first call also makes the objects that OpenSSL keeps.
     encode();
     int count = allocationsOf( encode );
     ASSERT_GT( count, 100 );

@@ -89,12 +89,12 @@ TEST( CryAes, TellsWhatItWasCreatedWith )
         pb::Ref<CRY_AES> aes = pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_DECRYPT, mine.get() ) );
         EXPECT_EQ( cryAesMode( aes.get() ), CRY_AES_MODE_ECB );
         EXPECT_EQ( cryAesOperation( aes.get() ), CRY_AES_OPERATION_DECRYPT );
-        // The caller's own buffer, not a copy, and as the caller marked it.
+        // The key is the caller's own buffer, not a copy, with the mark that the caller set.
         pb::Ref<PB_BUFFER> kept = pb::adopt( cryAesKey( aes.get() ) );
         EXPECT_EQ( kept.get(), mine.get() );
         EXPECT_EQ( bytes( kept ), key );
         EXPECT_EQ( pbBufferSensitive( kept.get() ), sensitive );
-        // What the caller makes of it later stays the caller's.
+        // A later edit by the caller does not change the object's key.
         pbBufferAppendBytes( mine.handle(), (const PB_BYTE *)"x", 1 );
         EXPECT_EQ( bytes( pb::adopt( cryAesKey( aes.get() ) ) ), key );
     }

@@ -34,7 +34,7 @@ TEST( CryOpensslError, LooksAtTheLowThirtyTwoBitsOnly )
 
 TEST( CryOpensslError, LeavesEmptyWhatOpensslHasNoTextFor )
 {
-    // Library 63 is nobody's.
+    // No library has the number 63.
     unsigned long code = ERR_PACK( 63, 0, 999 );
     ASSERT_EQ( ERR_lib_error_string( code ), nullptr );
     ASSERT_EQ( ERR_reason_error_string( code ), nullptr );

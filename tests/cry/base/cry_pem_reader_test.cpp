@@ -19,7 +19,7 @@ namespace
 
 pb::Ref<CRY_PEM> decoded( std::string_view text ) { return pb::adopt( cryPemTryDecode( buf( text ).get() ) ); }
 
-// Keeps what readLines gives.
+// Keeps the text that readLines gives.
 struct Parts
 {
     std::string labelText, body;
@@ -29,7 +29,7 @@ struct Parts
     void line( std::string_view text, PB_INT ) { body += text; }
 };
 
-// RFC 4648: whole groups of four, at most two characters of padding, no bit set that is not used.
+// RFC 4648: whole groups of four, at most two characters of padding, all unused bits zero.
 bool isStrictBase64( std::string body )
 {
     static constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -94,9 +94,9 @@ TEST( CryPemReader, SaysWhatIsWrongAndWhere )
         { "-----BEGIN A-----\nAAAA\nA===\n-----END A-----\n", Problem::padding, 3, "A", "", 0 },
         { "-----BEGIN A-----\nAAAA\n====\n\n-----END A-----\n", Problem::padding, 3, "A", "", 0 },
         { "-----BEGIN A-----\nAA=\n==\n-----END A-----\n", Problem::padding, 2, "A", "", 0 },
-        // The last characters have bits that are not used.
+        // The last characters have unused bits that are not zero.
         { "-----BEGIN A-----\nAB==\n-----END A-----\n", Problem::padding, 2, "A", "", 0 },
-        // The block is good, but something stands behind it.
+        // The block is good, but other text follows it.
         { "-----BEGIN A-----\nAAAA\n-----END A-----\ntext\n", Problem::body, 1, "A", "", 0 },
     };
     for( const auto &each : cases )
@@ -152,7 +152,7 @@ TEST( CryPemReader, AgreesWithTheDecoderOnEveryChange )
         ASSERT_NE( damage.problem, Problem::none ) << text;
         ASSERT_LE( damage.line, 1 + std::count_if( text.begin(), text.end(), []( char c ) { return c == '\n' || c == '\r' || c == '\x85'; } ) )
             << text;
-        // Nothing else is wrong with a good block that something stands behind.
+        // `body` means that the block itself is good, but other text follows it.
         if( damage.problem == Problem::body )
             ASSERT_TRUE( outcome == Outcome::block && !alone ) << text;
         if( outcome == Outcome::failed )
@@ -179,7 +179,7 @@ TEST( CryPemReader, AgreesWithTheDecoderOnEveryChange )
                 other[at] = c;
                 check( other );
             }
-            // One character or one line less, or twice.
+            // One character or one line is left out or written twice.
             for( size_t length : { (size_t)1, block.find( '\n', at ) - at + 1 } )
             {
                 std::string less = block, twice = block;

@@ -288,7 +288,7 @@ TEST( CryPem, OrderIsByLabelThenByData )
 
 TEST( CryPem, AbsentFieldsOrderFirst )
 {
-    // No function makes such objects; the memory of one is its header and two pointers.
+    // No function makes such objects. The memory of an object is its header and two pointers.
     constexpr size_t size = sizeof( PB_OBJ ) + 16;
     auto             bare = [] { return pb::adopt( cryPemFrom( pb___ObjCreate( size, cryPemSort() ) ) ); };
     pb::Ref<CRY_PEM> a = bare(), b = bare(), pem = pemOf( "", "" );
@@ -338,7 +338,7 @@ TEST( CryPem, RestoringSkipsWhatIsNoString )
     EXPECT_EQ( summary( pb::adopt( cryPemTryRestore( pb::adopt( pbStoreCreate() ).get() ) ) ), "(none)" );
 }
 
-// The block reader over vectors.
+// The block reader for vectors.
 
 namespace
 {
@@ -393,12 +393,12 @@ TEST( CryPemBlockReader, LinesTakenBeforeAFailureStayTaken )
     {
         Lines lines, left;
     } rows[] = {
-        { { "-----BEGIN A-----", "" }, { "-----BEGIN A-----" } },                                           // one line is no block
+        { { "-----BEGIN A-----", "" }, { "-----BEGIN A-----" } },                                           // one line is not a block
         { { "junk", "-----BEGIN A-----", "-----END A-----" }, { "-----BEGIN A-----", "-----END A-----" } }, // no BEGIN
-        { { "-----BEGIN  A-----", "-----END  A-----" }, { "-----END  A-----" } },                           // no label
+        { { "-----BEGIN  A-----", "-----END  A-----" }, { "-----END  A-----" } },                           // not a label
         { { "-----BEGIN A-----", "AAAA", "more" }, {} },                                                    // no END
         { { "-----BEGIN A-----", "-----END B-----", "more" }, { "more" } },                                 // another label
-        { { "-----BEGIN A-----", "AAA", "-----END A-----", " more", "#" }, { "more" } },                    // no base 64
+        { { "-----BEGIN A-----", "AAA", "-----END A-----", " more", "#" }, { "more" } },                    // not base 64
     };
     for( const auto &row : rows )
     {
@@ -438,7 +438,7 @@ TEST( CryPem, DecodingAVectorLeavesItAlone )
     EXPECT_EQ( texts( lines.get() ), original );
 }
 
-// The decoder of bytes against the way through the line source.
+// The decoder of bytes, compared with the way through the line source.
 
 namespace
 {
@@ -453,7 +453,7 @@ pb::Ref<PB_VECTOR> linesOf( const pb::Ref<PB_BUFFER> &text )
     return lines;
 }
 
-// Whether both ways give the same; counts the texts that decode.
+// Checks that both ways give the same result; counts the texts that decode.
 testing::AssertionResult sameBothWays( const std::string &text, int &blocks, int &vectors )
 {
     pb::Ref<PB_BUFFER> buffer = buf( text );
@@ -524,7 +524,7 @@ TEST( CryPem, DirectDecoderGivesWhatTheLineReaderGives )
         mutated++;
         ASSERT_TRUE( sameBothWays( text, blocks, vectors ) );
     }
-    // Both outcomes were seen often.
+    // Both results occurred often.
     EXPECT_GT( blocks, 200 );
     EXPECT_GT( mutated - vectors, 1000 );
     EXPECT_GT( vectors, blocks );
@@ -537,9 +537,9 @@ namespace
 
 struct Script
 {
-    std::vector<int>  results; // what each call may take or give at most; -1 fails; the last one goes on
-    std::vector<bool> retries; // whether it asks for a retry
-    std::string       text;    // written so far, or to be read
+    std::vector<int>  results; // the most bytes of each call; -1 fails; the last one is repeated
+    std::vector<bool> retries; // whether the call asks for a retry
+    std::string       text;    // the text that was written, or that is to be read
     bool              eof       = true;
     size_t            calls     = 0;
     int               mostAsked = 0;
@@ -673,7 +673,7 @@ TEST( CryPemBio, ReadErrorGivesNothing )
     EXPECT_EQ( decodeFrom( { { -1 }, {}, text } ), "(none)" );
     EXPECT_EQ( decodeFrom( { { 0 }, {}, text } ), "(none)" );
     EXPECT_EQ( decodeFrom( { { 20, -1 }, {}, text } ), "(none)" );
-    // Everything was read, but that it was the end is never said.
+    // All bytes were read, but the BIO never reports the end.
     EXPECT_EQ( decodeFrom( { { (int)text.size(), 0 }, {}, text, false } ), "(none)" );
     EXPECT_EQ( decodeFrom( { { (int)text.size(), 0 }, {}, text, true } ), "A:hello" );
 }
@@ -741,9 +741,9 @@ TEST( CryPemSecrets, MarkComesWhicheverFieldIsSetLast )
     cryPemSetLabel( labelLast.handle(), str( "PRIVATE KEY" ).get() );
     EXPECT_TRUE( isSensitive( dataLast.get() ) );
     EXPECT_TRUE( isSensitive( labelLast.get() ) );
-    // The caller's own buffer is as it was.
+    // The caller's own buffer does not change.
     EXPECT_FALSE( pbBufferSensitive( data.get() ) );
-    // There is no way back.
+    // The mark cannot be removed.
     cryPemSetLabel( labelLast.handle(), str( "CERTIFICATE" ).get() );
     EXPECT_TRUE( isSensitive( labelLast.get() ) );
 }
@@ -779,7 +779,7 @@ TEST( CryPemSecrets, MarkOfATextGoesOverToWhatItHolds )
     EXPECT_TRUE( isSensitive( pb::adopt( cryPemTryDecodeFromStringVector( lines.get() ) ).get() ) );
 }
 
-// What a BIO holds may be secret until its label is read; only then it is known.
+// The text of a BIO may be secret. This is known only after the label was read.
 TEST( CryPemSecrets, OpenBlocksFromBiosAreNotMarked )
 {
     Script script = { { 128 }, {}, encoded( pemOf( "CERTIFICATE", "open" ) ) };
@@ -789,7 +789,7 @@ TEST( CryPemSecrets, OpenBlocksFromBiosAreNotMarked )
 namespace
 {
 
-// Memory that goes back is searched for pieces of the secret.
+// Searches memory that is given back for pieces of the secret.
 struct Inspector
 {
     std::vector<std::string> pieces;
@@ -804,7 +804,7 @@ struct Inspector
     }
 } inspector;
 
-// Zeroed, so that nothing old is taken for something left.
+// Zeroed, so that older content is not counted.
 void *inspectedAlloc( size_t size ) { return std::calloc( 1, size ); }
 void  inspectedFree( void *memory )
 {
@@ -822,7 +822,7 @@ void *inspectedRealloc( void *memory, size_t size )
     return moved;
 }
 
-// Sixteen bytes from every part of a text.
+// Adds sixteen bytes from every part of a text.
 void addPieces( const std::string &text )
 {
     for( size_t at = 0; at + 16 <= text.size(); at += 24 )
@@ -853,7 +853,7 @@ void encodeAndDecodeKey( const std::string &key, std::string_view label )
     EXPECT_TRUE( pb::adopt( cryPemTryRestore( store.get() ) ) );
     EXPECT_TRUE( pb::adopt( cryPemVectorTryDecode( twoText.get() ) ) );
     EXPECT_TRUE( pb::adopt( cryPemVectorTryDecodeFromStringVector( twoLines.get() ) ) );
-    // A block that fails at its end has been read too.
+    // A block that fails only at its end was also read.
     EXPECT_FALSE( pb::adopt( cryPemTryDecode( twoText.get() ) ) );
     pbBufferDelInner( text.handle(), pbBufferLength( text.get() ) - 10, 10 );
     EXPECT_FALSE( pb::adopt( cryPemTryDecode( text.get() ) ) );
@@ -884,7 +884,7 @@ TEST( CryPemSecrets, PrivateKeysLeaveNothingInFreedMemory )
     for( const std::string &key : keys )
         encodeAndDecodeKey( key, "PRIVATE KEY" );
     int found = inspector.found, freed = inspector.freed;
-    // The inspection finds what was not marked.
+    // The inspector finds a secret that is not marked.
     pb::adopt( pbBufferCreateFromBytes( keys[1].data(), 1200 ) );
     int foundOpen = inspector.found - found;
     pbRuntimeStop();

@@ -108,7 +108,7 @@ TEST( CryPemVector, OneSecretMarksTheWholeText )
     pb::Ref<PB_VECTOR> pems = vectorOf( { pemOf( "A", "a" ), pemOf( "PRIVATE KEY", "b" ), pemOf( "C", "c" ) } );
     pb::Ref<PB_BUFFER> text = pb::adopt( cryPemVectorEncode( pems.get() ) );
     EXPECT_TRUE( pbBufferSensitive( text.get() ) );
-    // A text that is not marked marks only its keys.
+    // If the text is not marked, only the objects of its private keys have the mark.
     pb::Ref<PB_VECTOR> back = pb::adopt( cryPemVectorTryDecode( buf( bytes( text ) ).get() ) );
     for( PB_INT index = 0; index < 3; index++ )
         EXPECT_EQ( (bool)pbBufferSensitive( pb::adopt( cryPemData( cryPemFrom( pb___VectorPeekObjAt( back.get(), index ) ) ) ).get() ), index == 1 );

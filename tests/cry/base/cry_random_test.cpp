@@ -14,8 +14,8 @@ using namespace support;
 namespace
 {
 
-// A generator in OpenSSL's place: gives 'r', and fails in the calls that are marked with '-'.
-// After the last mark every call fails.
+// A generator in the place of OpenSSL's. It gives 'r', and fails in the calls that are marked with
+// '-'. After the last mark every call fails.
 std::string_view calls;
 
 int give( unsigned char *to, int count )
@@ -104,7 +104,7 @@ TEST( CryRandom, StrictDataFailsWithOpenssl )
 
 TEST( CryRandom, StrictDataFailsWithTheFirstCallThatFails )
 {
-    // Every later call would succeed.
+    // Only the first call fails; every later call would succeed.
     Generator recovering( "-++++++++" );
     EXPECT_FALSE( pb::adopt( cryTryRandomData( 8, PB_TRUE ) ) );
     EXPECT_EQ( calls.size(), 8u );

@@ -14,7 +14,7 @@ using cry::ossl::Ptr;
 namespace
 {
 
-// A key that tells when it is freed.
+// A key with a watch that shows if it was freed.
 struct Kept
 {
     EVP_PKEY     *pkey = EVP_PKEY_new();
@@ -113,7 +113,7 @@ TEST( CryContextPool, AThreadHasOneNumberThatNoOtherHas )
         } ).join();
         EXPECT_TRUE( seen.insert( number ).second ) << number;
     }
-    // In the order of the first use.
+    // The numbers have the order of the first use.
     for( size_t index = 1; index < numbers.size(); index++ )
         EXPECT_EQ( numbers[index], numbers[index - 1] + 1 );
     EXPECT_EQ( cry::threadNumber(), own );
@@ -135,7 +135,7 @@ TEST( CryContextPool, AnotherThreadHasAnotherPlace )
     Zeroed<64> zeroed;
     Kept       mine, others;
     zeroed.contexts.release( mine.give() );
-    // Out of 64 threads in a row, one has this thread's place; the next one has not.
+    // Of 64 successive threads, one has this thread's place; the next one has another place.
     unsigned own = cry::threadNumber(), other = own;
     auto     run = [&] {
         other = cry::threadNumber();

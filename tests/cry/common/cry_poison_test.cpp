@@ -1,4 +1,4 @@
-// A freed object's pointers are all ones, in every type of the module that has any.
+// A freed object's pointers are all ones, in every type of the module that has pointers.
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
@@ -41,10 +41,10 @@ TEST( CryPoison, SignersAndVerifiers )
 
 TEST( CryPoison, Keys )
 {
-    // What is kept for signatures behind them is no pointer to one object.
+    // The signature contexts follow the two pointers; they are not pointers to single objects.
     expectPoison( privateKey(), "pp" );
     expectPoison( publicKey(), "pp" );
-    // One that has signed.
+    // A key that has signed.
     pb::Ref<CRY_PKEY_PRIVATE> used = privateKey();
     EXPECT_TRUE( pb::adopt( crySignTrySign( sha256, used.get(), buf( "abc" ).get() ) ) );
     expectPoison( std::move( used ), "pp" );
@@ -55,7 +55,7 @@ TEST( CryPoison, PemObjects ) { expectPoison( pem( "CERTIFICATE", "abc" ), "pp" 
 TEST( CryPoison, Certificates )
 {
     expectPoison( selfSigned(), "pp" );
-    // Before and after a store was made of the collection.
+    // Without and with the OpenSSL store of the collection.
     expectPoison( certificates( { selfSigned() } ), "pp" );
     pb::Ref<CRY_X509_CERTIFICATE>  root    = selfSigned();
     pb::Ref<CRY_X509_CERTIFICATES> trusted = certificates( { root } );

@@ -1,7 +1,7 @@
-// The types that are an OpenSSL object together with its canonical PEM, as the tests that they
-// share see them: one struct of traits per type, and what plain OpenSSL makes of their texts.
+// For the tests of all types that hold an OpenSSL object and its canonical PEM: a struct of traits
+// for each type, and the results of plain OpenSSL for their texts.
 //
-// A new type needs a struct as those below, and a place in PemObjectTypes (pem_object_test.cpp).
+// A new type needs a struct like those below, and a place in PemObjectTypes (pem_object_test.cpp).
 #pragma once
 
 #include <cry/cry_hash.h>
@@ -18,8 +18,8 @@
 namespace support
 {
 
-// Sample: an OpenSSL object. `shared` tells whether the family's object shares the PEM object that
-// it is made of, if that is canonical.
+// Sample: an OpenSSL object. `shared`: whether the library's object shares the PEM object from
+// which it is made, if that is canonical.
 template<class Handle>
 struct Sample
 {
@@ -84,7 +84,7 @@ inline std::string protectedText( EVP_PKEY *pkey, std::string_view phrase )
 
 inline std::string publicText( CRY_PKEY_PUBLIC *pub ) { return pub ? textOf( pb::adopt( cryPkeyPublicPem( pub ) ).get() ) : "(none)"; }
 
-// The DER with its outer length in one byte more than needed.
+// The DER, whose outer length has one byte more than necessary.
 inline std::string withLongerLength( const std::string &der )
 {
     unsigned char first = (unsigned char)der[1];
@@ -92,7 +92,7 @@ inline std::string withLongerLength( const std::string &der )
     return der[0] + more + der.substr( 2 );
 }
 
-// A name in so many alternative ones that the DER has more than 4096 bytes.
+// So many alternative names that the DER has more than 4096 bytes.
 inline std::string manyNames()
 {
     std::string names = "DNS:a.example";
@@ -133,7 +133,7 @@ struct CertificateType
 
     static std::vector<Block> otherForms( X509 *x509 )
     {
-        // With trust settings behind it.
+        // A certificate with trust settings after it.
         X509          *trusted = X509_dup( x509 );
         unsigned char *bytes   = nullptr;
         EXPECT_EQ( X509_alias_set1( trusted, (const unsigned char *)"alias", 5 ), 1 );
@@ -169,10 +169,10 @@ struct CsrType
     static int       write( BIO *bio, X509_REQ *req ) { return PEM_write_bio_X509_REQ( bio, req ); }
     static X509_REQ *dup( X509_REQ *req ) { return X509_REQ_dup( req ); }
     static void      destroy( X509_REQ *req ) { X509_REQ_free( req ); }
-    // OpenSSL keeps no user data with a request, so its free shows in the key that it holds.
+    // OpenSSL keeps no user data with a request, so the watch is on the key that the request holds.
     static FreeWatch watch( X509_REQ *req ) { return FreeWatch( X509_REQ_get0_pubkey( req ) ); }
 
-    // Nothing but a key of its own is set in it.
+    // A request in which only a key is set.
     static X509_REQ *unwritable()
     {
         X509_REQ *req = X509_REQ_new();
@@ -219,7 +219,7 @@ struct CsrType
     }
 };
 
-// Both types of keys.
+// Common to private and public keys.
 struct PkeyType
 {
     using Handle = EVP_PKEY;
@@ -255,7 +255,8 @@ struct PrivateType : PkeyType
 
     static std::vector<Block> otherForms( EVP_PKEY *pkey )
     {
-        // No pass phrase is given as an empty one, so a key that the empty one protects loads.
+        // If the caller has no pass phrase, OpenSSL gets an empty one. So a key that an empty pass
+        // phrase protects loads.
         std::vector<Block> list = { { PEM_STRING_PKCS8, bodyOf( protectedText( pkey, "" ) ) } };
         if( EVP_PKEY_is_a( pkey, "RSA" ) )
             list.push_back( { PEM_STRING_RSA, bodyOf( traditionalText( pkey ) ) } );
@@ -285,7 +286,7 @@ struct PublicType : PkeyType
     static EVP_PKEY *read( BIO *bio ) { return PEM_read_bio_PUBKEY( bio, nullptr, noPassPhrase, nullptr ); }
     static int       write( BIO *bio, EVP_PKEY *pkey ) { return PEM_write_bio_PUBKEY( bio, pkey ); }
 
-    // The fast path alone sees that a text is canonical, and shares it.
+    // Only the fast path recognises a canonical text and shares it.
     static std::vector<Sample<EVP_PKEY>> samples()
     {
         std::vector<Sample<EVP_PKEY>> list = PkeyType::samples();
@@ -312,7 +313,7 @@ struct PublicType : PkeyType
     }
 };
 
-// How typed suites name their types.
+// The names of the types in typed suites.
 struct PemObjectNames
 {
     template<class Type>
@@ -322,7 +323,7 @@ struct PemObjectNames
     }
 };
 
-// PemObjects: objects of a type and how they are made.
+// PemObjects: makes objects of a type in several ways.
 template<class Type>
 struct PemObjects
 {
@@ -353,7 +354,7 @@ struct PemObjects
     }
     static Block block( Handle *handle ) { return { Type::label, bodyOf( text( handle ) ) }; }
 
-    // OpenSSL's object of a text, or null.
+    // The object that OpenSSL reads from a text, or null.
     static Handle *readText( const std::string &source )
     {
         BIO    *bio    = BIO_new_mem_buf( source.data(), (int)source.size() );
@@ -372,9 +373,9 @@ struct PemObjects
         return out;
     }
 
-    // The verdict, the canonical text and the errors of a text that is refused must be OpenSSL's.
-    // The errors must stand behind those that were there before. Gives the object that is read
-    // without the key-decoding context and the one that is read with it.
+    // Checks that the result, the canonical text and the errors for a refused text are those of
+    // OpenSSL, and that older errors stay in front. Gives the object that is read without the
+    // key-decoding context and the one that is read with it.
     static std::array<Object, 2> judge( const Block &block, const std::string &name, bool errorsToo = true )
     {
         takeErrors();
@@ -401,7 +402,7 @@ struct PemObjects
         return made;
     }
 
-    // The same; tells whether the block was taken.
+    // The same; gives whether the block was accepted.
     static bool isTaken( const Block &block, const std::string &name ) { return (bool)judge( block, name )[1]; }
 };
 

@@ -1,4 +1,4 @@
-// What holds for all types that are an OpenSSL object together with its canonical PEM.
+// Tests for all types that hold an OpenSSL object and its canonical PEM.
 #include "cry/common/pem_object_suite.hpp"
 #include "support/environment.hpp"
 
@@ -43,7 +43,7 @@ protected:
             return copy( handle );
     }
 
-    // The same object in all ways that there are.
+    // The same object, made in every possible way.
     static std::vector<Object> madeInAllWays( Handle *handle )
     {
         Block               block = Objects::block( handle );
@@ -60,7 +60,7 @@ protected:
 
 TYPED_TEST_SUITE( CryPemObject, PemObjectTypes, PemObjectNames );
 
-// Canonical and other blocks of some samples of one type, then of all.
+// Canonical and other blocks of some samples, first of one type, then of all types.
 template<class Type>
 std::vector<Block> blocksOf()
 {
@@ -93,7 +93,7 @@ std::string joined( const std::string &text )
 
 int sign( PB_INT order ) { return order < 0 ? -1 : order > 0; }
 
-// An allocator that remembers the first words of one piece of memory when it is given back.
+// An allocator that keeps the first words of one piece of memory when that is given back.
 struct Observed
 {
     static inline const void *memory = nullptr;
@@ -168,7 +168,7 @@ TYPED_TEST( CryPemObject, TheCallersPemMayChangeAfterwards )
         cryPemSetLabel( given.handle(), str( "OTHER" ).get() );
         cryPemSetData( given.handle(), buf( "other" ).get() );
         EXPECT_EQ( this->canonical( obj ), wanted ) << each.name;
-        // And so may the one that is handed out.
+        // The caller may also edit the PEM object that it gets.
         pb::Ref<CRY_PEM> out = this->pemOf( obj );
         cryPemSetData( out.handle(), buf( "other" ).get() );
         EXPECT_EQ( this->canonical( obj ), wanted ) << each.name;
@@ -194,7 +194,7 @@ TYPED_TEST( CryPemObject, TakesLabelsAndBodiesExactlyAsOpensslDoes )
         for( const std::string &body : own )
             this->judge( { label, body }, hex( body.substr( 0, 8 ) ) + "..., " + std::to_string( body.size() ) );
     }
-    // Bodies of other things under the labels of the type.
+    // Bodies of other types under the labels of this type.
     std::vector<std::string> others;
     for( const Block &block : blocksOf( PemObjectTypes() ) )
         others.push_back( block.body );
@@ -275,7 +275,8 @@ TYPED_TEST( CryPemObject, RefusesAnEncryptedBody )
             encode, block.label.c_str(), bio, &block.body, EVP_aes_128_cbc(), (const unsigned char *)"pass phrase", 11, nullptr, nullptr );
     } );
     ASSERT_NE( encrypted.find( "Proc-Type: 4,ENCRYPTED" ), encrypted.npos );
-    // With its headers it is no block at all. Without them its body is not one of the type.
+    // With the headers, the text is not a block. Without them, the body does not decode as the
+    // type.
     EXPECT_EQ( cryPemTryDecode( buf( encrypted ).get() ), nullptr );
     size_t head = encrypted.find( '\n' ) + 1, body = encrypted.find( "\n\n" ) + 2;
     EXPECT_FALSE( this->fromText( encrypted.substr( 0, head ) + encrypted.substr( body ) ) );
@@ -507,7 +508,7 @@ TYPED_TEST( CryPemObject, IsReadByManyThreadsAtOnce )
 TYPED_TEST( CryPemObject, LeavesPoisonInItsFieldsWhenItIsFreed )
 {
     auto handle = TypeParam::samples()[0].handle;
-    // No object may live while the allocator changes.
+    // No object may exist while the allocator changes.
     pbRuntimeStop();
     ASSERT_EQ( pbObjLiveCount(), 0 );
     pbMemSetAllocator( &Observed::allocator );

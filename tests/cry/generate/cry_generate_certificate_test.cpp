@@ -33,7 +33,7 @@ Certificate withUsage( const PrivateKey &priv, const Name &domain, const Name &c
 
 X509 *opensslOf( const Certificate &cert ) { return cry___X509CertificatePeekOpensslX509( cert.get() ); }
 
-// As it comes from the wire.
+// The same certificate, read again from its DER.
 Certificate again( const Certificate &cert ) { return pb::adopt( cryX509CertificateTryCreateFromDer( buf( der( cert.get() ) ).get() ) ); }
 
 std::string subjectOf( const Certificate &cert ) { return commonNameOf( X509_get_subject_name( opensslOf( cert ) ) ); }
@@ -48,7 +48,7 @@ time_t seconds( const ASN1_TIME *time )
 time_t notBefore( const Certificate &cert ) { return seconds( X509_get0_notBefore( opensslOf( cert ) ) ); }
 time_t notAfter( const Certificate &cert ) { return seconds( X509_get0_notAfter( opensslOf( cert ) ) ); }
 
-// The chain that a certificate makes with itself as the only trusted one.
+// The length of the chain of a certificate that is itself the only trusted certificate.
 size_t chainLength( const Certificate &cert, time_t at )
 {
     pb::Ref<PB_TIME>               tm    = pb::adopt( pbTimeTryCreateFromTimeT( at ) );
@@ -61,7 +61,7 @@ size_t chainLength( const Certificate &cert, time_t at )
     return members( chain.get() ).size();
 }
 
-// What holds for each of them.
+// Checks that hold for every generated certificate.
 void expectSound( const Certificate &cert, const PrivateKey &priv, const std::string &name )
 {
     for( const Certificate &each : { cert, again( cert ) } )
@@ -86,8 +86,8 @@ void expectSound( const Certificate &cert, const PrivateKey &priv, const std::st
     ERR_clear_error();
 }
 
-// The same with plain OpenSSL, the extensions put together from values; times are those of a
-// certificate.
+// The same certificate made with plain OpenSSL. The extensions are made from values. The times are
+// taken from `like`.
 std::string byOpenssl(
     const Certificate &like, const Pkey &pkey, const std::string &commonName, const Name &alternative, bool clientAuth, bool serverAuth )
 {
@@ -155,7 +155,7 @@ TEST( CryGenerateCertificate, IsValidFromADayAgoForTheDaysThatAreAskedFor )
         EXPECT_GE( notBefore( cert ), before - secondsPerDay ) << days;
         EXPECT_LE( notBefore( cert ), after - secondsPerDay ) << days;
         EXPECT_EQ( notAfter( cert ) - notBefore( cert ), ( days + 1 ) * secondsPerDay ) << days;
-        // RFC 5280, 4.1.2.5: two digits of the year until 2049.
+        // RFC 5280, 4.1.2.5: years up to 2049 have two digits.
         for( const ASN1_TIME *time : { X509_get0_notBefore( opensslOf( cert ) ), X509_get0_notAfter( opensslOf( cert ) ) } )
             EXPECT_EQ( ASN1_STRING_type( time ), seconds( time ) < 2524608000 ? V_ASN1_UTCTIME : V_ASN1_GENERALIZEDTIME ) << days;
         expectSound( cert, priv, std::to_string( days ) );
@@ -167,7 +167,7 @@ TEST( CryGenerateCertificate, IsValidUntilTheYear9999AtMost )
     PrivateKey priv    = privateKey( key( KeyKind::p256 ) );
     auto       maxDays = [] { return (PB_INT)( ( lastSecond - std::time( nullptr ) ) / secondsPerDay ); };
     PB_INT     days;
-    do // a day may end in between
+    do // a new day may begin between the calls
     {
         days             = maxDays();
         Certificate last = generated( priv, {}, "last", days );
@@ -472,7 +472,7 @@ TEST( CryGenerateCertificate, KeysThatSignWithSha256GiveOne )
         x509             = opensslOf( read );
         EXPECT_EQ( X509_verify( x509, X509_get0_pubkey( x509 ) ), 1 ) << name;
         EXPECT_TRUE( cryX509CertificateCheckPrivateKey( read.get(), priv.get() ) ) << name;
-        // The public half of the key that it was made of.
+        // The public key belongs to the private key of the certificate.
         PublicKey half = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) ), certified = pb::adopt( cryX509CertificatePublicKey( cert.get() ) );
         ASSERT_TRUE( half && certified ) << name;
         EXPECT_TRUE( cryPkeyPublicEquals( half.get(), certified.get() ) ) << name;
@@ -500,7 +500,8 @@ TEST( CryGenerateCertificate, KeysThatDoNotSignWithSha256GiveNone )
 
 TEST( CryGenerateCertificate, AKeyOnTheCurveOfSm2SignsUntilItIsRead )
 {
-    // As a key of EC it signs with ECDSA; what is read from a text is a key of SM2, which does not.
+    // A new key is an EC key and signs with ECDSA. A key that is read from a text is an SM2 key,
+    // which does not.
     PrivateKey  priv = pb::adopt( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_SM2 ) );
     Certificate cert = generated( priv, "host.example", {} );
     ASSERT_TRUE( cert );
@@ -534,7 +535,7 @@ TEST( CryGenerateCertificate, TheKeyDecodingContextChangesNothing )
                 EXPECT_EQ( alternativeNamesOf( cert ), "DNS:host.example" );
                 if( kind == KeyKind::rsa )
                     EXPECT_EQ( hex( der( cert.get() ) ), hex( byOpenssl( cert, key( kind ), "host.example", "host.example", true, false ) ) ) << name;
-                // And when the other one is asked about it.
+                // Also if the other setting of the key-decoding context is used to check it.
                 KeyDecoding other( !fast );
                 expectSound( cert, priv, name );
             }
@@ -560,7 +561,8 @@ TEST( CryGenerateCertificate, ThePrivateKeyIsOnlyReadAndNeverHandedOut )
             PublicKey pub = pb::adopt( cryX509CertificatePublicKey( cert.get() ) );
             EXPECT_NE( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ), pkey );
             EXPECT_EQ( pkcs8Text( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ), "" ) << nameOf( kind );
-            // The certificate lives without the key, and nothing keeps the key when both are gone.
+            // The certificate does not need the key object. After both are released, nothing holds
+            // the OpenSSL key.
             priv = {};
             EXPECT_EQ( X509_verify( opensslOf( cert ), X509_get0_pubkey( opensslOf( cert ) ) ), 1 ) << nameOf( kind );
             cert = {};

@@ -23,12 +23,12 @@ Request generated( const PrivateKey &priv, const Name &domain, const Name &commo
 
 X509_REQ *opensslOf( const Request &csr ) { return cry___X509CsrPeekOpensslX509Req( csr.get() ); }
 
-// As it comes from the wire.
+// The same request, read again from its DER.
 Request again( const Request &csr ) { return requestFromPem( pem( "CERTIFICATE REQUEST", der( csr ) ) ); }
 
 std::string subjectOf( const Request &csr ) { return commonNameOf( X509_REQ_get_subject_name( opensslOf( csr ) ) ); }
 
-// As text, with the number of extensions: "1 DNS:a.example".
+// The extensions as text, with their number: "1 DNS:a.example".
 std::string extensionsOf( const Request &csr )
 {
     STACK_OF( X509_EXTENSION ) *extensions = X509_REQ_get_extensions( opensslOf( csr ) );
@@ -37,7 +37,7 @@ std::string extensionsOf( const Request &csr )
     return out;
 }
 
-// What holds for each of them.
+// Checks that hold for every generated request.
 void expectSound( const Request &csr, const PrivateKey &priv, const std::string &name )
 {
     for( const Request &each : { csr, again( csr ) } )
@@ -46,12 +46,13 @@ void expectSound( const Request &csr, const PrivateKey &priv, const std::string 
         X509_REQ *req = opensslOf( each );
         EXPECT_EQ( X509_REQ_verify( req, X509_REQ_get0_pubkey( req ) ), 1 ) << name;
         EXPECT_TRUE( cryX509CsrCheckPrivateKey( each.get(), priv.get() ) ) << name;
-        // The extensions' attribute and nothing else.
+        // It has the attribute of the extensions and no other one.
         EXPECT_EQ( X509_REQ_get_attr_count( req ), 1 ) << name;
         EXPECT_EQ( X509_REQ_get_attr_by_NID( req, NID_ext_req, -1 ), 0 ) << name;
     }
     EXPECT_TRUE( cryX509CsrEquals( csr.get(), again( csr ).get() ) ) << name;
-    // A version that nobody set is 0 in the text, and OpenSSL knows it after reading only.
+    // The version can be asked for. If it is not set, OpenSSL knows it only after the request was
+    // read again.
     EXPECT_EQ( X509_REQ_get_version( opensslOf( again( csr ) ) ), X509_REQ_VERSION_1 ) << name;
     ERR_clear_error();
 }
@@ -63,7 +64,7 @@ std::string element( int tag, const std::string &content )
     return std::string( { (char)tag, (char)content.size() } ) + content;
 }
 
-// The field of attributes, put together by hand.
+// The DER of the attributes, written by hand.
 std::string attributesField( const Name &ascii )
 {
     std::string extensions;
@@ -73,7 +74,7 @@ std::string attributesField( const Name &ascii )
     return element( 0xA0, element( 0x30, extensionRequest + element( 0x31, element( 0x30, extensions ) ) ) );
 }
 
-// The same with plain OpenSSL.
+// The same request made with plain OpenSSL.
 std::string byOpenssl( const Pkey &pkey, const std::string &commonName, const Name &alternative )
 {
     Req req( X509_REQ_new(), X509_REQ_free );
@@ -146,7 +147,7 @@ TEST( CryGenerateCsr, TheAttributesAreTheRequestedExtensionsAlsoWhenThereAreNone
     {
         Request csr = generated( priv, domain, "common" );
         ASSERT_TRUE( csr );
-        // Behind the key there is nothing but this, then comes the signature.
+        // Only the attributes follow the key; after them comes the signature.
         std::string body = der( csr ), spki = spkiOf( key( KeyKind::p256 ).get() ), field = attributesField( domain );
         size_t      at = body.find( spki );
         ASSERT_NE( at, body.npos );
@@ -241,10 +242,10 @@ TEST( CryGenerateCsr, CommonNamesHave1To64CharactersOfAnyKind )
         EXPECT_FALSE( generated( priv, {}, name ) ) << name.size();
         EXPECT_FALSE( generated( priv, "host.example", name ) ) << name.size();
     }
-    // As the subject a domain name has no more either.
+    // A domain name as the subject has the same limit.
     EXPECT_EQ( subjectOf( generated( priv, domainNameOf( 64 ), {} ) ), domainNameOf( 64 ) );
     EXPECT_FALSE( generated( priv, domainNameOf( 65 ), {} ) );
-    // What is behind U+0000 is not in the request.
+    // The text after U+0000 is not in the request.
     Request cut = generated( priv, {}, std::string( "before\0behind", 13 ) );
     ASSERT_TRUE( cut );
     EXPECT_EQ( subjectOf( cut ), "before" );
@@ -359,7 +360,7 @@ TEST( CryGenerateCsr, ComesBackFromItsStore )
     Request           restored = pb::adopt( cryX509CsrTryRestore( store.get() ) );
     ASSERT_TRUE( restored );
     EXPECT_TRUE( cryX509CsrEquals( restored.get(), csr.get() ) );
-    // RSA signatures are the same each time, so the requests are, too.
+    // RSA signatures are the same each time, so the requests are the same too.
     EXPECT_TRUE( cryX509CsrEquals( generated( priv, "host.example", "common" ).get(), csr.get() ) );
     EXPECT_FALSE( cryX509CsrEquals( generated( priv, "host.example", "Common" ).get(), csr.get() ) );
     EXPECT_FALSE( cryX509CsrEquals( generated( priv, {}, "common" ).get(), csr.get() ) );

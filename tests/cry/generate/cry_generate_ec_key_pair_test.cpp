@@ -44,7 +44,7 @@ bool pairFits( EVP_PKEY *pkey )
     return fits;
 }
 
-// A context with one provider, as this thread's default one.
+// A library context with one provider; it is this thread's default context while the object lives.
 class OwnContext
 {
 public:
@@ -79,7 +79,7 @@ TEST( CryGenerateEcKeyPair, MakesAKeyOnEveryCurve )
     {
         takeErrors();
         raiseError();
-        // The second one is made by the generator that made the first.
+        // The same generator makes both keys.
         Private first = generated( curve ), second = generated( curve );
         ASSERT_TRUE( first && second ) << nameOfCurve( curve );
         EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } ) << nameOfCurve( curve );
@@ -110,7 +110,7 @@ TEST( CryGenerateEcKeyPair, TheCanonicalPemIsByteForByteWhatOpensslWrites )
 
 TEST( CryGenerateEcKeyPair, APrivateNumberThatBeginsWithZerosKeepsThem )
 {
-    // On this curve one in 256 does.
+    // On this curve, one number in 256 begins with a zero byte.
     PB_INT curve = CRY_PKEY_EC_NAMED_CURVE_SECP112R1;
     size_t seen = 0, whole = 0;
     for( int round = 0; round < 3000 && seen < 3; round++ )
@@ -144,7 +144,7 @@ TEST( CryGenerateEcKeyPair, EveryOneComesBackFromItsStore )
         ASSERT_TRUE( restored ) << nameOfCurve( curve );
         EXPECT_TRUE( cryPkeyPrivateEquals( restored.get(), priv.get() ) ) << nameOfCurve( curve );
         EXPECT_EQ( canonical( restored ), canonical( priv ) ) << nameOfCurve( curve );
-        // The public halves, too.
+        // The public keys are equal too.
         pb::Ref<CRY_PKEY_PUBLIC> half  = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) ),
                                  again = pb::adopt( cryPkeyPrivatePublicKey( restored.get() ) );
         ASSERT_TRUE( half && again ) << nameOfCurve( curve );
@@ -161,7 +161,8 @@ TEST( CryGenerateEcKeyPair, OneOnAnOakleyCurveIsWrittenWithItsParameters )
         Private     priv = generated( curve );
         std::string bits = curve == CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_3 ? "154" : "184";
         EXPECT_EQ( infoOf( priv ), "1 " + bits + " " + std::to_string( curve ) );
-        // prime-field or characteristic-two-field inside of the algorithm: the latter.
+        // The algorithm holds explicit parameters: here the object identifier of
+        // characteristic-two-field.
         EXPECT_NE( bodyOf( canonical( priv ) ).find( unhex( "06072a8648ce3d0102" ) ), std::string::npos );
         Private restored = pb::adopt( cryPkeyPrivateTryRestore( pb::adopt( cryPkeyPrivateStore( priv.get() ) ).get() ) );
         ASSERT_TRUE( restored );
@@ -201,8 +202,7 @@ TEST( CryGenerateEcKeyPair, KeysAreSensitive )
 
 TEST( CryGenerateEcKeyPair, AThreadsOwnDefaultContextDoesNotMatterToOthers )
 {
-    // This curve's generator is made while this thread has a default context in which there is
-    // nothing.
+    // This curve's generator is made while this thread's default context has no algorithms.
     PB_INT  curve = CRY_PKEY_EC_NAMED_CURVE_C2TNB239V3;
     Private there;
     {
@@ -224,7 +224,7 @@ TEST( CryGenerateEcKeyPair, AThreadsOwnDefaultContextMakesItsKeysAsWithRsa )
         EXPECT_FALSE( pb::adopt( cryTryGenerateRsaKeyPair( 1024 ) ) );
         takeErrors();
     }
-    // Neither context is given a generator of the other one, whichever of them is first.
+    // No context gets a generator of the other context, in both orders of use.
     const OSSL_PROVIDER *processes = providerOf( generated( curve ) );
     {
         OwnContext own( "default" );

@@ -1,5 +1,5 @@
-// What the tests of generated certificates and requests have in common: the names that they are
-// made of, and what plain OpenSSL makes of the same.
+// For the tests of generated certificates and requests: names, and the results of plain OpenSSL for
+// the same names.
 #pragma once
 
 #include "cry/x509/requests.hpp"
@@ -16,11 +16,11 @@ namespace support
 {
 
 using Certificate = pb::Ref<CRY_X509_CERTIFICATE>;
-using Name        = std::optional<std::string>; // none is a null pointer
+using Name        = std::optional<std::string>; // no value: a null pointer
 
 inline pb::Ref<PB_STRING> str( const Name &name ) { return name ? str( std::string_view( *name ) ) : pb::Ref<PB_STRING>(); }
 
-// The common names of a name, as UTF-8; more than one attribute of any kind fails the test.
+// The common name of a name, as UTF-8. The test fails if the name has another attribute.
 inline std::string commonNameOf( const X509_NAME *name )
 {
     EXPECT_EQ( X509_NAME_entry_count( name ), 1 );
@@ -57,7 +57,7 @@ inline std::string alternativeNamesOf( const STACK_OF( X509_EXTENSION ) * extens
     return out;
 }
 
-// Whether a text is what a UUID is written as.
+// Whether a text has the form of a UUID.
 inline bool isUuid( const std::string &text )
 {
     if( text.size() != 36 )
@@ -93,8 +93,8 @@ inline constexpr DomainName goodDomainNames[] = {
     { "1.2.3.4.example", "1.2.3.4.example" },
 };
 
-// Texts that are no domain names, among them all that OpenSSL's text for extensions would make more
-// of than one name.
+// Texts that are not domain names. Some of them have a special meaning in OpenSSL's text form of
+// extensions.
 inline const std::string badDomainNames[] = { "", ".", "..", ".example", "a..example", "a.example..", "192.0.2.1", "192.0.2.1.", "2001:db8::1", "::1",
     "[::1]", "::ffff:192.0.2.1", "a.example,DNS:b.example", "a.example,b.example", "a.example, DNS:b.example", ",", "a.example,",
     "a.example,IP:192.0.2.1", "a.example,email:copy", "a.example,othername:1.2.3.4;UTF8:x", "DNS:a.example", "IP:192.0.2.1", "URI:http://a.example",

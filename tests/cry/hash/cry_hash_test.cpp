@@ -15,7 +15,7 @@ namespace
 
 constexpr PB_INT algorithms = CRY_HASH_ALGORITHM_SHA3_512 + 1;
 
-// libcrypto's own digests, not by the module's way of finding them.
+// libcrypto's own digests, found in another way than the module finds them.
 const EVP_MD *evp( PB_INT alg )
 {
     const EVP_MD *mds[] = { EVP_md5(), EVP_sha1(), EVP_sha224(), EVP_sha256(), EVP_sha384(), EVP_sha512(), EVP_sha3_224(), EVP_sha3_256(),
@@ -45,7 +45,7 @@ std::string computed( PB_INT alg, const std::string &data ) { return bytes( pb::
 pb::Ref<CRY_HASH> started( PB_INT alg ) { return pb::adopt( cryHashTryCreate( alg ) ); }
 std::string       finished( const pb::Ref<CRY_HASH> &hash ) { return bytes( pb::adopt( cryHashFinal( hash.get() ) ) ); }
 
-// The digest that an update of one form gives.
+// The digest after one update.
 template<class Update>
 std::string updated( PB_INT alg, Update update )
 {
@@ -84,7 +84,7 @@ TEST( CryHash, OneShotIncrementalAndLibcryptoAgreeAtEverySize )
             std::string       data     = all.substr( 0, size );
             std::string       expected = evpDigest( alg, data );
             pb::Ref<CRY_HASH> hash     = started( alg );
-            // Pieces that meet block borders at ever other places.
+            // Pieces that reach the ends of blocks at many different places.
             for( size_t at = 0, piece = 1; at < size; at += piece, piece = piece * 3 % 9973 + 1 )
                 cryHashUpdateBytes( hash.get(), (const PB_BYTE *)data.data() + at, (PB_INT)std::min( piece, size - at ) );
             ASSERT_EQ( hex( finished( hash ) ), hex( expected ) ) << alg << " " << size;

@@ -76,7 +76,7 @@ TEST( CryMac, TakesRangesAndBytes )
     EXPECT_EQ( finalOf( mac ), plainHmac( alg, key, text ) );
 }
 
-// A MAC of pieces that end at each of `ends` and at the end of the message.
+// The MAC of a message in pieces. The pieces end at each of `ends` and at the end of the message.
 static std::string macOfPieces( PB_INT alg, const std::string &key, const std::string &message, const std::vector<size_t> &ends )
 {
     pb::Ref<CRY_MAC> mac   = pb::adopt( cryMacTryCreateHmac( alg, buf( key ).get() ) );
@@ -96,7 +96,7 @@ TEST( CryMac, IsTheSameForEverySplittingOfAMessage )
     for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
     {
         std::string wanted = plainHmac( alg, key, message );
-        // Each bit is a place between two bytes.
+        // Each bit stands for a place between two bytes.
         for( unsigned splitting = 0; splitting < 1u << ( message.size() - 1 ); splitting++ )
         {
             std::vector<size_t> ends;

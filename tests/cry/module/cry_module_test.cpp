@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-// What is not part of this build yet has no address.
+// A function that is not part of this build yet has no address.
 extern "C" __attribute__( ( weak ) ) void cry___VaultStartup( void );
 extern "C" __attribute__( ( weak ) ) void cry___VaultShutdown( void );
 extern "C" __attribute__( ( weak ) ) void cry___X509SystemStartup( void );
@@ -23,7 +23,7 @@ namespace
 
 using Function = void ( * )();
 
-// A table that uses another one stands after it.
+// A table that uses another table comes after it.
 const char *const order[] = { "AesMode", "AesOperation", "HashAlgorithm", "PkeyEcNamedCurve", "PkeyType", "UuidStringFlags", "UuidVariant",
     "UuidVersion", "VaultItemType", "Vault", "X509System", "X509StackIdentityMode", "X509StackTrustMode", "X509PolicyFlags", "X509ExtendedKeyUsage",
     "X509KeyUsage", "X509NetscapeCertType", "X509SanType", "X509TNAuthListEntryType", "X509StackCs" };

@@ -1,5 +1,4 @@
-// PKCS#12 files of every making, against plain PKCS12_parse, and the limits of what is derived for
-// one.
+// PKCS#12 files of many kinds, compared with plain PKCS12_parse, and the limits for key derivation.
 #include "cry/pkcs12/files.hpp"
 #include "cry/pkey/keys.hpp"
 #include "support/key_decoding.hpp"
@@ -21,14 +20,14 @@ struct Case
     std::string name;
     std::string file;
     Password    right;
-    // What plain PKCS12_parse says with the right password: a guard against cases that are all
-    // alike.
+    // The results of plain PKCS12_parse with the right password. They show that not all cases have
+    // the same result.
     bool   reads;
     size_t others = 0;
 };
 
-// With the right password, a wrong one, none, an empty one and one that only begins right, the fast
-// paths open and shut.
+// Compares the results for the right password, a wrong one, no password, an empty one, and one that
+// only begins with the right one; with the fast paths switched on and off.
 void expectAsOpenssl( const std::string &name, const std::string &file, const Password &right )
 {
     std::set<Password> passwords = { right, "wrong", std::nullopt, "", right.value_or( "" ) + "x" };
@@ -242,7 +241,7 @@ TEST( CryPkcs12Contents, AttributesOfTheWrongTypeFailAsOpensslFails )
         {
             bool        right = type == ( attribute == NID_friendlyName ? V_ASN1_BMPSTRING : V_ASN1_OCTET_STRING );
             std::string what  = std::string( OBJ_nid2sn( attribute ) ) + " as " + typeName + " of the ";
-            // A BMPString by another attribute than the name's needs its own form.
+            // For other attributes than the name, a BMPString would need another form.
             if( type == V_ASN1_BMPSTRING && attribute != NID_friendlyName )
                 continue;
             cases.push_back(
@@ -277,10 +276,10 @@ TEST( CryPkcs12Contents, KeysOfUnusualKindsAreReadAsOpensslReadsThem )
     Pkey unnamed = newUnnamedCurveKey(), explicitCurve = newEcKey( "P-256", "explicit" ), sm2 = newSm2Key(), x25519 = newKey( "X25519" ),
          ed448     = newKey( "ED448" );
     Pkey secp256k1 = newEcKey( "secp256k1" ), binary = newEcKey( "sect283k1" );
-    // The same key, written in two ways.
+    // The same key, written with the name of its curve.
     Pkey named( EVP_PKEY_dup( explicitCurve.get() ), EVP_PKEY_free );
     ASSERT_EQ( EVP_PKEY_set_utf8_string_param( named.get(), OSSL_PKEY_PARAM_EC_ENCODING, "named_curve" ), 1 );
-    // An RSA key whose algorithm has no NULL, which the fast paths leave to others.
+    // An RSA key whose algorithm has no NULL. The fast paths do not read it.
     std::string rsa    = bodyOf( pkcs8Text( key( KeyKind::rsa, 2 ).get() ) );
     std::string inside = octets( rsa.substr( 26 ) );
     std::string noNull = sequence( integerDer( "0" ) + sequence( oidDer( "1.2.840.113549.1.1.1" ) ) + inside );
@@ -299,7 +298,7 @@ TEST( CryPkcs12Contents, KeysOfUnusualKindsAreReadAsOpensslReadsThem )
     } );
 }
 
-// Keys that were encrypted with another password than the MAC's, and safes.
+// A key that was encrypted with another password than that of the MAC.
 static std::string shroudedDifferently( X509_ALGOR *algorithm )
 {
     return plainFile( { shroudedBag( leafKey(), algorithm, "other" ), certBag( p256().leaf ) } );
@@ -345,7 +344,7 @@ TEST( CryPkcs12Contents, ChangedAndCutFilesAreReadAsOpensslReadsThem )
 {
     const Chain             &c     = p256();
     std::vector<std::string> files = {
-        // All that is plain can be changed into something else that holds.
+        // Nothing in the first file is encrypted, so a changed file can also be valid.
         fileOf( { dataSafe( { keyBag( leafKey() ), certBag( c.root ), nestedBag( { certBag( c.leaf ) } ) } ) }, noMac ),
         fileOf( { encryptedSafe( { certBag( c.leaf ) }, quick(), {} ), dataSafe( { shroudedBag( leafKey(), quick(), {} ) } ) }, noMac ),
         fileOf(
@@ -365,7 +364,7 @@ TEST( CryPkcs12Contents, ChangedAndCutFilesAreReadAsOpensslReadsThem )
     {
         for( size_t at = 0; at < file.size(); at++ )
         {
-            // Mostly what says how things are, since that is what is looked at.
+            // Mostly bits that tell the kind of an element, since parsers look at these.
             unsigned changes[] = { 0x01, 0x80, 0x20u << at % 2, 0xFF };
             for( unsigned change : changes )
             {
@@ -386,7 +385,7 @@ TEST( CryPkcs12Contents, ChangedAndCutFilesAreReadAsOpensslReadsThem )
     EXPECT_GT( cases, 5000 );
     EXPECT_GT( reads, 100 );
     EXPECT_LT( reads, cases / 2 );
-    // Where a count of one round becomes a bigger one.
+    // Files are refused only if the change makes a count of rounds too large.
     EXPECT_LT( refused, 20 );
 }
 
@@ -395,7 +394,7 @@ TEST( CryPkcs12Contents, ChangedAndCutFilesAreReadAsOpensslReadsThem )
 namespace
 {
 
-// What reading took of this thread's time, in seconds.
+// The processor time that reading takes in this thread, in seconds.
 double secondsOf( const std::function<void()> &read )
 {
     auto now = [] {
@@ -411,14 +410,15 @@ double secondsOf( const std::function<void()> &read )
 constexpr char tooManyRounds[] =
     "the file is refused: it asks for more than 10000000 rounds of key derivation for one key, or more than 30000000 in all";
 
-// Ten million rounds take seconds, those of the biggest numbers a quarter of an hour and more.
+// Ten million rounds take seconds; the largest numbers of rounds take more than a quarter of an
+// hour.
 void expectRefused( const std::string &name, const std::string &file, const Password &password )
 {
     Read   read;
     double seconds = secondsOf( [&] { read = readByFamily( file, password ); } );
     EXPECT_FALSE( read.read ) << name;
     EXPECT_EQ( read.said, tooManyRounds ) << name;
-    // Not what a wrong password gives, nor anything else of OpenSSL's.
+    // It is not the code for a wrong password, and not another code of OpenSSL's.
     EXPECT_GE( ERR_GET_LIB( (unsigned long)read.code ), ERR_LIB_USER ) << name;
     EXPECT_STREQ( ERR_lib_error_string( (unsigned long)read.code ), "cry" ) << name;
     EXPECT_STREQ( ERR_reason_error_string( (unsigned long)read.code ), "too many rounds of key derivation" ) << name;
@@ -432,8 +432,9 @@ void expectNotRefused( const std::string &name, const std::string &file, const P
     EXPECT_EQ( read, readByOpenssl( file, password ) ) << name;
 }
 
-// A place for a number of rounds, and how many rounds one of them stands for. Where OpenSSL is to
-// look at the number, it does not know something else of the algorithm and derives nothing.
+// A place in a file that holds a number of rounds, and the factor by which that number counts.
+// Where OpenSSL may reach the number, another part of the algorithm is unknown, so OpenSSL derives
+// nothing.
 struct Place
 {
     std::string                                       name;
@@ -504,7 +505,7 @@ TEST( CryPkcs12Contents, NegativeCountsAreOpensslsMatter )
     {
         for( const char *rounds : { "-1", "-10000001", "-2147483647", "-2147483648" } )
             expectNotRefused( place.name + ", " + rounds, place.file( rounds ), place.password );
-        // Too long for any number of OpenSSL's.
+        // Numbers that do not fit into 64 bits.
         expectNotRefused( place.name + ", 9 bytes", place.file( "-9223372036854775809" ), place.password );
         expectNotRefused( place.name + ", 20 bytes", place.file( "-" + std::string( 48, '9' ) ), place.password );
     }
@@ -512,7 +513,7 @@ TEST( CryPkcs12Contents, NegativeCountsAreOpensslsMatter )
 
 TEST( CryPkcs12Contents, NegativeCountsThatOpensslTakesForPositiveOnesAreRefused )
 {
-    // The lower 32 bits of these are 2147483647, 300000 and 0x7FFFFFFF once more.
+    // The lower 32 bits of these numbers are 2147483647, 300000 and 2147483647.
     for( const std::string rounds : { "-2147483649", "-4294667296", "-9223372034707292161" } )
     {
         for( const Place &place : places() )
@@ -536,7 +537,7 @@ TEST( CryPkcs12Contents, KnownAlgorithmsWithTooManyRoundsAreRefusedBeforeAnythin
             expectRefused(
                 "safe behind another, " + rounds, fileOf( { dataSafe( first ), encryptedGarbage( saying( rounds ) ) }, macOf( secret ) ), secret );
             expectRefused( "key, " + rounds, fileOf( { dataSafe( { shroudedGarbage( saying( rounds ) ) } ) }, macOf( secret ) ), secret );
-            // The password does not matter for it.
+            // The result is the same for any password.
             expectRefused(
                 "key, wrong password, " + rounds, fileOf( { dataSafe( { shroudedGarbage( saying( rounds ) ) } ) }, macOf( secret ) ), "wrong" );
         }
@@ -596,10 +597,10 @@ TEST( CryPkcs12Contents, RoundsInsideAnEncryptedSafeAreCountedBeforeTheyAreDeriv
         std::string keyFirst = fileOf(
             { encryptedSafe( { nestedBag( { shroudedGarbage( sayingPbkdf2Rounds( rounds ) ) } ) }, quick(), secret ) }, macOf( secret ) );
         expectRefused( rounds, keyFirst, secret );
-        // Nobody sees into the safe with another password.
+        // With another password the content of the safe is not known.
         expectNotRefused( rounds, keyFirst, "wrong" );
     }
-    // Safes that exceed it together, counting their own rounds.
+    // Several safes that exceed the limit together; the rounds of the safes themselves count too.
     auto more = []( const char *rounds ) {
         return encryptedSafe( { shroudedGarbage( sayingUnknown( rounds ) ) }, pbes2( "AES-128-CBC", 1000 ), {} );
     };
@@ -611,8 +612,7 @@ TEST( CryPkcs12Contents, RoundsInsideAnEncryptedSafeAreCountedBeforeTheyAreDeriv
 
 TEST( CryPkcs12Contents, RoundsBehindWhatOpensslIsAskedAboutAreCounted )
 {
-    // Whether PKCS12_parse goes on behind a bag that is not as it should be, or without a MAC, is
-    // its own matter.
+    // PKCS12_parse decides itself whether it goes on after a broken bag or without a MAC.
     auto hidden = [] { return encryptedSafe( { shroudedGarbage( sayingRounds( "2147483647" ) ) }, quick(), secret ); };
     auto broken = [] { return dataSafe( { keyBag( leafKey() ), certBag( p256().leaf ), certBagOf( "none" ) } ); };
     expectRefused( "behind a broken bag", fileOf( { broken(), hidden() }, macOf( secret ) ), secret );
@@ -641,7 +641,7 @@ TEST( CryPkcs12Contents, BagsAreNestedAsDeepAsOpensslAllows )
 {
     auto own   = [] { return Bags{ keyBag( leafKey() ), certBag( p256().leaf ) }; };
     auto plain = [&]( int depth ) { return fileOf( { dataSafe( { nestedBag( depth, own() ) } ) }, noMac ); };
-    // The decoder cannot make deeper ones, so the bytes are put around by hand.
+    // The decoder cannot make deeper bags, so the outer bytes are written by hand.
     auto deep = [&]( int depth ) {
         std::string bags = bagDer( keyBag( leafKey() ) ) + bagDer( certBag( p256().leaf ) );
         for( ; depth; depth-- )

@@ -1,4 +1,5 @@
-// What the family frees holds nothing of a PKCS#12 file's key, nor of its password.
+// The memory that the libraries free holds no part of a PKCS#12 file's key and no part of its
+// password.
 #include "cry/pkcs12/files.hpp"
 #include "cry/pkey/keys.hpp"
 #include "pb/watching_allocator.hpp"
@@ -18,8 +19,8 @@ const std::string secret = "a password that is long enough";
 Pkey ownKey( KeyKind kind ) { return key( kind, 2 ); }
 Cert ownCert( KeyKind kind ) { return chainOf( kind ).leaf; }
 
-// The private numbers in either order of their bytes, and what base 64 lines hold of them and of
-// nothing else.
+// The private numbers, in both orders of their bytes, and the parts of base 64 lines that hold only
+// these numbers.
 std::vector<std::string> tracesOf( EVP_PKEY *pkey )
 {
     std::vector<const char *> names = { OSSL_PKEY_PARAM_PRIV_KEY };
@@ -55,7 +56,7 @@ std::vector<std::string> tracesOf( EVP_PKEY *pkey )
     return traces;
 }
 
-// The test's own buffers and strings must not be what is found.
+// The test's own buffers and strings are sensitive, so that they are not found as leaks.
 pb::Ref<PB_BUFFER> sensitive( const std::string &bytes )
 {
     pb::Ref<PB_BUFFER> buffer = pb::adopt( pbBufferCreate() );
@@ -77,7 +78,8 @@ class CryPkcs12Secrets : public WatchedMemory
 protected:
     static void SetUpTestSuite()
     {
-        // What is made once and stays, as the labels of PEM blocks, is not to be counted.
+        // Objects that are made once and kept, for example the labels of PEM blocks, must not be
+        // counted.
         bodyOf( pkcs8Text( ownKey( KeyKind::p256 ).get() ) );
         WatchedMemory::SetUpTestSuite();
         startFamily();
@@ -110,7 +112,7 @@ TEST_F( CryPkcs12Secrets, AFileThatIsReadLeavesNothing )
         std::string files[] = { createdFile( secret, ownKey( kind ), ownCert( kind ), { root } ),
             createdFile(
                 secret, ownKey( kind ), ownCert( kind ), {}, NID_pbe_WithSHA1And3_Key_TripleDES_CBC, NID_pbe_WithSHA1And3_Key_TripleDES_CBC ),
-            // With the key as it is.
+            // A file with an unencrypted key.
             fileOf( { dataSafe( { keyBag( ownKey( kind ) ), certBag( ownCert( kind ) ) } ) }, macOf( secret ) ) };
         watchFor( kind );
         for( const std::string &file : files )
@@ -141,7 +143,7 @@ TEST_F( CryPkcs12Secrets, AFileThatIsNotReadLeavesNothing )
         EXPECT_FALSE( pb::adopt( cryPkcs12TryCreateFromBufferWithDiagnostics( sensitive( file ).get(), password.get(), said.handle() ) ) );
         EXPECT_TRUE( said );
     }
-    // A wrong password may be nearly the right one.
+    // A wrong password that begins with the right one.
     pb::Ref<PB_STRING> password = sensitiveString( secret + "!" ), said;
     EXPECT_FALSE( pb::adopt( cryPkcs12TryCreateFromBufferWithDiagnostics( sensitive( whole ).get(), password.get(), said.handle() ) ) );
     password = said = {};

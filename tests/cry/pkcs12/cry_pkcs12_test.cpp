@@ -22,7 +22,7 @@ const std::string secret = "secret";
 
 pb::Ref<CRY_PKEY_PRIVATE> privateKey( const Pkey &pkey ) { return pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( pkey.get() ) ); }
 
-// The leaf's key and certificate, and a number of others.
+// The leaf's key and certificate, and some other certificates.
 Pkcs12 newPkcs12( KeyKind kind, int others )
 {
     static const std::vector<Cert> rest = [] {
@@ -55,7 +55,7 @@ Bags ownBags() { return { keyBag( key( KeyKind::p256, 2 ) ), certBag( chainOf( K
 
 std::string plainFile( const Bags &bags, const Mac &mac = macOf( secret ) ) { return fileOf( { dataSafe( bags ) }, mac ); }
 
-// A store in one line.
+// The text of a store in one line.
 std::string flat( PB_STORE *store )
 {
     std::string out = pbStoreIsArray( store ) ? "[" : "{";
@@ -82,7 +82,7 @@ TEST( CryPkcs12, IsMadeOfItsParts )
     EXPECT_EQ( pb::adopt( cryPkcs12PrivateKey( pkcs12.get() ) ).get(), own.get() );
     EXPECT_EQ( pb::adopt( cryPkcs12Certificates( pkcs12.get() ) ).get(), others.get() );
 
-    // What the caller does with the collection afterwards is not seen.
+    // A later edit of the collection by the caller does not change the object.
     cryX509CertificatesAppendCertificate( others.handle(), cert.get() );
     EXPECT_EQ( othersOf( pkcs12 ), std::vector{ der( chainOf( KeyKind::p256 ).root ) } );
     EXPECT_EQ( cryX509CertificatesCertificatesLength( others.get() ), 2 );
@@ -147,7 +147,7 @@ TEST( CryPkcs12, StandardFunctionsGoByAddress )
 
 TEST( CryPkcs12, StoreHoldsTheKeyTheCertificateAndTheOthers )
 {
-    // Ed25519 signs the same thing in the same way each time.
+    // Ed25519 signatures of the same data are always equal.
     std::string seed = "thirty-two bytes make one seed..";
     Pkey pkey  = Pkey( EVP_PKEY_new_raw_private_key( EVP_PKEY_ED25519, nullptr, (const unsigned char *)seed.data(), seed.size() ), EVP_PKEY_free );
     auto named = [&]( const char *subject, const char *serial ) {
@@ -188,7 +188,7 @@ TEST( CryPkcs12, StoreHoldsTheKeyTheCertificateAndTheOthers )
     EXPECT_TRUE( cryPkeyPrivateEquals( key.get(), privateKey( pkey ).get() ) );
     EXPECT_NE( pb::adopt( cryPkcs12Store( pkcs12.get() ) ).get(), store.get() );
 
-    // Without others there is an empty array.
+    // Without other certificates the array is empty.
     store = pb::adopt( cryPkcs12Store( newPkcs12( KeyKind::p256, 0 ).get() ) );
     EXPECT_EQ( pbStoreLength( store.get() ), 3 );
     inner = pb::adopt( pbStoreStoreCstr( store.get(), "certificates", -1 ) );
@@ -239,7 +239,7 @@ TEST( CryPkcs12, EveryPasswordOpensItsOwnFile )
     {
         for( size_t password = 0; password < passwords.size(); password++ )
         {
-            // OpenSSL tries none and an empty one in either case.
+            // For no password and for an empty password, OpenSSL tries both.
             bool opens = file == password || ( file < 2 && password < 2 );
             EXPECT_EQ( (bool)pkcs12Of( files[file], passwords[password] ), opens ) << file << ", " << password;
             EXPECT_EQ( readByOpenssl( files[file], passwords[password] ).read, opens ) << file << ", " << password;
@@ -250,7 +250,7 @@ TEST( CryPkcs12, EveryPasswordOpensItsOwnFile )
 
 TEST( CryPkcs12, APasswordWithAZeroOpensAndMakesNothing )
 {
-    // Cut at the zero, each of these would be the right one for one of the files.
+    // Up to the U+0000, each of these passwords would be right for one of the files.
     std::vector<std::string> passwords = { secret + std::string( "\0more", 5 ), std::string( "\0secret", 7 ), std::string( 1, '\0' ), secret + '\0' };
     for( const Password &right : { Password( secret ), Password( "" ), Password() } )
     {
@@ -279,8 +279,8 @@ TEST( CryPkcs12, NamesAndKeyIdsAreWrittenAgain )
         Pkcs12      first = pkcs12Of( file, secret ), second = pkcs12Of( encoded( first, secret ), secret );
         ASSERT_TRUE( second );
         EXPECT_EQ( labelsOf( first.get() ), ( std::vector<std::string>{ "\"my λ\", \"id\"", "\"between\", \"other id\"", "none, none" } ) );
-        // OpenSSL gives the leaf the key id that it gives the key: the certificate's SHA-1 digest.
-        // The order of the others turns around.
+        // OpenSSL gives the key and the leaf the same key id: the SHA-1 digest of the certificate.
+        // The order of the other certificates is reversed.
         unsigned char digest[20];
         ASSERT_EQ( X509_digest( c.leaf.get(), EVP_sha1(), digest, nullptr ), 1 );
         std::string keyId( (const char *)digest, sizeof digest );
@@ -320,7 +320,7 @@ TEST( CryPkcs12, ManyCertificatesAreReadBack )
 
 TEST( CryPkcs12, MoreBytesThanABioTakesAreRefused )
 {
-    PB_BYTE           *bytes; // never touched, so they cost nothing
+    PB_BYTE           *bytes; // never touched, so they need no real memory
     pb::Ref<PB_BUFFER> huge = pb::adopt( pb___BufferCreateLength( (PB_INT)INT32_MAX + 1, &bytes ) );
     pb::Ref<PB_STRING> said;
     int32_t            code = 7;
@@ -337,7 +337,7 @@ TEST( CryPkcs12, EncodingTwiceGivesDifferentBytes )
 
 TEST( CryPkcs12, EncodingHidesTheKey )
 {
-    // The part of the private number that no other part of the file can hold.
+    // A part of the private number that no other part of the file can hold.
     std::string file  = encoded( newPkcs12( KeyKind::p256, 1 ), secret );
     BIGNUM     *value = nullptr;
     ASSERT_EQ( EVP_PKEY_get_bn_param( key( KeyKind::p256, 2 ).get(), "priv", &value ), 1 );
@@ -346,12 +346,12 @@ TEST( CryPkcs12, EncodingHidesTheKey )
     BN_free( value );
     EXPECT_EQ( file.find( number.substr( 0, 8 ) ), file.npos );
     EXPECT_EQ( file.find( der( chainOf( KeyKind::p256 ).leaf ).substr( 0, 100 ) ), file.npos );
-    // Found where it is not hidden.
+    // In a file that is not encrypted, the number is found.
     EXPECT_NE( plainFile( ownBags() ).find( number.substr( 0, 8 ) ), std::string::npos );
     EXPECT_EQ( ERR_peek_error(), 0u );
 }
 
-// ---- what reading says
+// ---- the diagnostics of reading
 
 TEST( CryPkcs12, AListOfOthersIsToldOnSuccess )
 {
@@ -383,7 +383,7 @@ TEST( CryPkcs12, WhatTheReferenceHeldIsReleased )
         pb::Ref<PB_BUFFER> listed   = buf( plainFile( more ) );
         pb::Ref<PB_STRING> password = str( secret ), wrong = str( "wrong" ), said = str( "old" );
         PB_STRING         *old = said.get();
-        // Without anything to say, it stays.
+        // If there is no text to store, the old string stays.
         EXPECT_TRUE( pb::adopt( cryPkcs12TryCreateFromBufferWithDiagnostics( alone.get(), password.get(), said.handle() ) ) );
         EXPECT_EQ( said.get(), old );
         PB_INT live = pbObjLiveCount();
@@ -424,8 +424,8 @@ TEST( CryPkcs12, EveryFailureHasItsOwnText )
     auto        said  = []( const std::string &file, const Password &password = secret ) {
         Read read = readByFamily( file, password );
         EXPECT_FALSE( read.read );
-        // Only where PKCS12_parse failed, or was not asked since it would take too long, there is a
-        // code.
+        // There is a code only if PKCS12_parse failed, or if it was not called because it would
+        // take too long.
         EXPECT_EQ( read.code != 0, read.said.starts_with( "PKCS12_parse() failed: error:" ) || read.refused() ) << read;
         return read.said;
     };
@@ -468,7 +468,7 @@ TEST( CryPkcs12, TheCodeIsOpensslsErrorAndNoOlderOne )
     std::vector<unsigned long> left = takeErrors();
     ASSERT_FALSE( left.empty() );
     EXPECT_EQ( left[0], raisedError );
-    // Nor does it keep a good file from being read.
+    // A good file is read although the queue has an older error.
     raiseError();
     EXPECT_TRUE( pkcs12Of( file, secret ) );
     EXPECT_EQ( takeErrors(), std::vector<unsigned long>( { raisedError } ) );
@@ -479,7 +479,7 @@ TEST( CryPkcs12, NoErrorIsLeftWhenAFileIsRead )
     takeErrors();
     for( const Password &password : { Password( secret ), Password(), Password( "" ) } )
     {
-        // Without a password, the empty one is tried second.
+        // Without a password, the empty password is tried second.
         ASSERT_TRUE( pkcs12Of( plainFile( ownBags(), macOf( password ) ), password ) );
         EXPECT_EQ( takeErrors(), std::vector<unsigned long>() );
         ASSERT_TRUE( pkcs12Of( encoded( newPkcs12( KeyKind::ed25519, 2 ), password ), password ) );
@@ -507,7 +507,7 @@ TEST( CryPkcs12, OldFilesAreReadAndTheDefaultContextStaysAsItWas )
     EXPECT_EQ( OSSL_PROVIDER_available( nullptr, "legacy" ), 0 );
     EXPECT_EQ( OSSL_LIB_CTX_set0_default( nullptr ), before );
     takeErrors();
-    // The same after a file that is not read.
+    // The same after a file that cannot be read.
     EXPECT_FALSE( pkcs12Of( file, "wrong" ) );
     EXPECT_EQ( OSSL_PROVIDER_available( nullptr, "legacy" ), 0 );
     EXPECT_EQ( OSSL_LIB_CTX_set0_default( nullptr ), before );
@@ -579,7 +579,7 @@ TEST( CryPkcs12, KeysComeOutInTheContextsThatKeysAreIn )
                 EVP_PKEY                 *pkey  = cry___PkeyPrivatePeekOpensslEvpPkey( own.get() );
                 bool                      quick = fast && ( kind == KeyKind::rsa || kind == KeyKind::p256 || kind == KeyKind::p384 );
                 EXPECT_EQ( openssl___ContextOf( pkey ) != nullptr, quick ) << nameOf( kind ) << fast;
-                // Else it is the process's own provider.
+                // If it is not, the key belongs to the process's own provider.
                 if( !quick )
                     EXPECT_EQ( EVP_PKEY_get0_provider( pkey ), EVP_PKEY_get0_provider( key( kind ).get() ) ) << nameOf( kind );
             }
@@ -627,7 +627,7 @@ TEST( CryPkcs12, BytesBehindTheFileDoNotMatter )
 namespace
 {
 
-// One element off the front of some DER, with its header.
+// Removes one element from the front of some DER and gives it with its header.
 std::string takeElement( std::string_view &rest )
 {
     const unsigned char *at = (const unsigned char *)rest.data();
@@ -654,7 +654,7 @@ std::string indefinite( unsigned char tag, const std::string &content )
     return (char)tag + std::string( "\x80" ) + content + std::string( 2, '\0' );
 }
 
-// The same file with lengths that are not said, and its safes in pieces.
+// The same file with indefinite lengths, and with its safes in pieces.
 std::string asBer( const std::string &file )
 {
     std::string_view content = contentOf( file );
@@ -679,7 +679,7 @@ TEST( CryPkcs12, FilesWithIndefiniteLengthsAreRead )
     EXPECT_EQ( readByFamily( ber, secret ), readByOpenssl( ber, secret ) );
     EXPECT_EQ( readByFamily( ber, "wrong" ), readByOpenssl( ber, "wrong" ) );
     EXPECT_FALSE( pkcs12Of( ber.substr( 0, ber.size() - 2 ), secret ) );
-    // Counts in it are seen, too.
+    // The counts in such a file are checked too.
     std::string costly = asBer( fileOf( { dataSafe( ownBags() ) }, { .password = secret, .says = "10000001" } ) );
     EXPECT_TRUE( readByFamily( costly, secret ).refused() );
     takeErrors();

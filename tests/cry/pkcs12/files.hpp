@@ -1,4 +1,4 @@
-// PKCS#12 files made with OpenSSL's lower functions, and what plain PKCS12_parse makes of one in a
+// PKCS#12 files that OpenSSL's low-level functions make, and the results of plain PKCS12_parse in a
 // context of the tests' own.
 #pragma once
 
@@ -22,9 +22,9 @@ namespace support
 
 using Password = std::optional<std::string>;
 
-// ---- what is in a file
+// ---- the contents of a file
 
-// The name and the key id that a certificate got from its bag, which its DER does not hold.
+// The name and the key id that a certificate got from its bag. They are not in its DER.
 inline std::string labelsOf( X509 *x509 )
 {
     int                  nameLength = 0, keyIdLength = 0;
@@ -38,10 +38,10 @@ inline std::string labelsOf( X509 *x509 )
 struct Read
 {
     bool                     read = false;
-    std::string              said; // "(null)" where nothing was said
+    std::string              said; // "(null)" if there is no text
     int32_t                  code = 0;
     std::string              key;         // PKCS#8 text
-    std::string              certificate; // DER, as the others
+    std::string              certificate; // DER; so are the others
     std::vector<std::string> others;
     std::vector<std::string> labels; // of the certificate, then of the others
 
@@ -93,8 +93,8 @@ private:
     OSSL_LIB_CTX *before;
 };
 
-// PKCS12_parse looks for some algorithms in the default context whatever the file was decoded in,
-// so the old ones are put there meanwhile.
+// PKCS12_parse looks for some algorithms in the default context, even if the file was decoded in
+// another one. So the context with the old algorithms is the default one meanwhile.
 inline Read readByOpenssl( std::string_view file, const Password &password )
 {
     DefaultContext old( oldAlgorithms() );
@@ -156,7 +156,7 @@ inline std::string keyText( CRY_PKCS12 *pkcs12 )
     return pkcs8Text( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) );
 }
 
-// Of its certificate, then of the others.
+// The labels of its certificate, then of the others.
 inline std::vector<std::string> labelsOf( CRY_PKCS12 *pkcs12 )
 {
     auto                           of     = []( CRY_X509_CERTIFICATE *cert ) { return labelsOf( cry___X509CertificatePeekOpensslX509( cert ) ); };
@@ -294,7 +294,7 @@ inline X509_ALGOR *scrypt( uint64_t cost, uint64_t blockSize, uint64_t parallel 
     return PKCS5_pbe2_set_scrypt( EVP_aes_128_cbc(), (const unsigned char *)saltBytes, 8, iv, cost, blockSize, parallel );
 }
 
-// The same with any numbers, for files that are not to be decrypted.
+// The same with any numbers, for files that will not be decrypted.
 inline X509_ALGOR *sayingRounds( const std::string &rounds, const char *oid = sha1And3DesOid )
 {
     return algorithmFromDer( sequence( oidDer( oid ) + sequence( octets( saltBytes ) + integerDer( rounds ) ) ) );
@@ -320,7 +320,7 @@ inline X509_ALGOR *sayingScrypt(
 
 // ---- bags
 
-// Lists take over what is in them, and the functions below take over the lists.
+// Lists own their elements, and the functions below take over the lists.
 using Bags = std::vector<PKCS12_SAFEBAG *>;
 
 inline PKCS12_SAFEBAG *bagFromDer( const char *oid, const std::string &value )
@@ -344,7 +344,7 @@ inline PKCS12_SAFEBAG *sdsiBag()
     return bagFromDer( "1.2.840.113549.1.12.10.1.3", sequence( oidDer( "1.2.840.113549.1.9.22.2" ) + tlv( 0xA0, tlv( 0x16, "sdsi" ) ) ) );
 }
 
-// A bag with an attribute more; BMPStrings are given as UTF-8.
+// A bag with one more attribute. BMPStrings are given as UTF-8.
 inline PKCS12_SAFEBAG *with( PKCS12_SAFEBAG *bag, int attribute, int type, const std::string &content )
 {
     int how = type == V_ASN1_BMPSTRING ? MBSTRING_UTF8 : type;
@@ -398,7 +398,7 @@ inline PKCS12_SAFEBAG *nestedBag( const Bags &bags )
     return bagFromDer( "1.2.840.113549.1.12.10.1.6", sequence( content ) );
 }
 
-// `depth` bags, one in another around some.
+// Some bags inside `depth` nested bags.
 inline PKCS12_SAFEBAG *nestedBag( int depth, const Bags &bags )
 {
     PKCS12_SAFEBAG *bag = nestedBag( bags );
@@ -481,7 +481,7 @@ inline PKCS7 *safeFromDer( const char *oid, const std::string &value )
     return made;
 }
 
-// Safes of kinds that PKCS12_parse passes over.
+// Safes of kinds that PKCS12_parse skips.
 inline PKCS7 *unknownSafe() { return safeFromDer( unknownOid, octets( "unknown" ) ); }
 inline PKCS7 *digestedSafe()
 {
@@ -492,15 +492,15 @@ inline PKCS7 *digestedSafe()
 
 // ---- files
 
-// How a file is protected against changes.
+// The protection of a file against changes.
 struct Mac
 {
     bool                       present  = true;
     Password                   password = {};
     int                        rounds   = 1;
     const EVP_MD              *digest   = EVP_sha256();
-    std::optional<std::string> says     = {};    // another number of rounds than the one that was used
-    bool                       unknown  = false; // a digest that nobody knows
+    std::optional<std::string> says     = {};    // if set, the file names this number of rounds instead of the used one
+    bool                       unknown  = false; // if true, the file names a digest that does not exist
 };
 
 inline constexpr auto macOf = []( const Password &password, int rounds = 1, const EVP_MD *digest = EVP_sha256() ) {
@@ -544,7 +544,7 @@ inline std::string fileOf( const Safes &safes, const Mac &mac )
     sk_PKCS7_pop_free( list, PKCS7_free );
     if( mac.present )
     {
-        // 1 is not written, so it could not be changed.
+        // A count of 1 is not written into the file, so it could not be changed.
         int rounds = mac.says && mac.rounds < 2 ? 2 : mac.rounds;
         EXPECT_EQ( PKCS12_set_mac( pkcs12, mac.password ? mac.password->c_str() : nullptr, mac.password ? -1 : 0, (unsigned char *)saltBytes, 8,
                        rounds, mac.digest ),
@@ -556,7 +556,8 @@ inline std::string fileOf( const Safes &safes, const Mac &mac )
     return out;
 }
 
-// What PKCS12_create writes; any algorithm may be 0 for its choice or -1 for none.
+// The file that PKCS12_create writes. An algorithm of 0 means its own choice, -1 means no
+// encryption.
 inline std::string createdFile( const Password &password, const Pkey &pkey, const Cert &cert, const std::vector<Cert> &others, int keyAlgorithm = 0,
     int certAlgorithm = 0, int rounds = 1, int macRounds = 1 )
 {

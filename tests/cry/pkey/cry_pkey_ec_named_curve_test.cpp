@@ -42,7 +42,7 @@ std::string snOf( PB_INT curve ) { return text( pb::adopt( cry___PkeyEcNamedCurv
 std::string displayNameOf( PB_INT curve ) { return text( pb::adopt( cryPkeyEcNamedCurveDisplayName( curve ) ) ); }
 PB_INT      fromSn( std::string_view sn ) { return cry___PkeyEcNamedCurveFromOpensslSn( str( sn ).get() ); }
 
-// The short name in capitals, hyphens as low lines, brainpool's P apart.
+// The short name in capitals. Hyphens become "_", and a "_" comes before brainpool's P.
 std::string expectedName( std::string sn )
 {
     if( sn.starts_with( "brainpoolP" ) )
@@ -52,7 +52,7 @@ std::string expectedName( std::string sn )
     return "CRY_PKEY_EC_NAMED_CURVE_" + sn;
 }
 
-// Some of OpenSSL's descriptions go on with remarks on further lines.
+// Some of OpenSSL's descriptions have remarks on further lines. This joins the lines.
 std::string oneLine( const std::string &comment )
 {
     std::string line;
@@ -110,7 +110,8 @@ TEST( CryPkeyEcNamedCurve, CoversEveryBuiltInCurveWithItsDescription )
         ASSERT_GE( curve, 0 ) << OBJ_nid2sn( each.nid );
         EXPECT_TRUE( oneLine( each.comment ).starts_with( displayNameOf( curve ) ) ) << each.comment << " / " << displayNameOf( curve );
     }
-    // libcrypto may be built without some; those it has are all ours.
+    // libcrypto may have been built without some curves. The table has all curves that libcrypto
+    // has.
     EXPECT_LE( builtIn.size(), (size_t)curves );
 }
 

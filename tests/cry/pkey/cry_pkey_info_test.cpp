@@ -13,7 +13,7 @@ namespace
 
 using Info = pb::Ref<CRY_PKEY_INFO>;
 
-// "type bits curve", a missing one as "-".
+// "type bits curve"; a missing value is "-".
 std::string shown( const Info &info )
 {
     auto field = []( PB_BOOL has, PB_INT value ) {
@@ -25,7 +25,7 @@ std::string shown( const Info &info )
         field( cryPkeyInfoHasEcNamedCurve( info.get() ), cryPkeyInfoEcNamedCurve( info.get() ) );
 }
 
-// With an error waiting in OpenSSL's queue, which must be all that is there afterwards.
+// OpenSSL's queue has one error before the call, and must have only this error after it.
 std::string infoOf( EVP_PKEY *pkey )
 {
     takeErrors();
@@ -147,7 +147,7 @@ TEST( CryPkeyInfo, DescribesKeysOnNamedCurves )
 
 TEST( CryPkeyInfo, TheBitsOfAnEcKeyAreThoseOfTheOrder )
 {
-    // The field has 163 and 176 bits.
+    // The fields have 163 and 176 bits.
     EXPECT_EQ( infoOf( newEcKey( "sect163r1" ).get() ), "1 162 25" );
     EXPECT_EQ( infoOf( newEcKey( "c2pnb176v1" ).get() ), "1 161 41" );
 }
@@ -170,7 +170,7 @@ TEST( CryPkeyInfo, EveryCurveIsNamed )
 
 TEST( CryPkeyInfo, DescribesKeysWithExplicitParameters )
 {
-    // OpenSSL recognises the parameters of a named curve, but no others.
+    // OpenSSL recognises the explicit parameters of a named curve, but no others.
     EXPECT_EQ( infoOf( newEcKey( "P-256", OSSL_PKEY_EC_ENCODING_EXPLICIT ).get() ), "1 256 19" );
     Pkey read = readBy( PEM_read_bio_PUBKEY, spkiText( newEcKey( "P-384", OSSL_PKEY_EC_ENCODING_EXPLICIT ).get() ) );
     EXPECT_EQ( infoOf( read.get() ), "1 384 11" );
@@ -179,7 +179,7 @@ TEST( CryPkeyInfo, DescribesKeysWithExplicitParameters )
 
 TEST( CryPkeyInfo, DescribesAnSm2Key )
 {
-    // OpenSSL tells the base type of one that was generated, but not of one that was read.
+    // OpenSSL knows the base type of a key that was generated, but not of a key that was read.
     Pkey sm2 = newSm2Key();
     EXPECT_EQ( infoOf( sm2.get() ), "1 256 81" );
     Pkey read = readBy( PEM_read_bio_PrivateKey, pkcs8Text( sm2.get() ) );
@@ -195,7 +195,7 @@ TEST( CryPkeyInfo, OtherKeysHaveNoTypeAndNoCurve )
     EXPECT_EQ( infoOf( key( KeyKind::ed25519 ).get() ), "- 256 -" );
     EXPECT_EQ( infoOf( newKey( "ED448" ).get() ), "- 456 -" );
     EXPECT_EQ( infoOf( newKey( "X25519" ).get() ), "- 253 -" );
-    // These have a group, which is no curve.
+    // DH keys have a group that is not a curve.
     EVP_PKEY_CTX *ctx = EVP_PKEY_CTX_new_from_name( nullptr, "DH", nullptr );
     EVP_PKEY     *dh  = nullptr;
     ASSERT_EQ( EVP_PKEY_keygen_init( ctx ), 1 );
@@ -229,7 +229,7 @@ TEST( CryPkeyInfo, KeyObjectsTellTheirs )
         pb::Ref<CRY_PKEY_PRIVATE> priv = pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( each.pkey.get() ) );
         pb::Ref<CRY_PKEY_PUBLIC>  pub  = pb::adopt( cry___PkeyPublicTryCreateFromOpensslEvpPkeyUpRef( each.pkey.get() ) );
         ASSERT_TRUE( priv && pub ) << each.wanted;
-        // Read from their texts, too, the fast path where there is one.
+        // The keys are also read from their texts, in the fast way if there is one.
         pb::Ref<CRY_PEM>          privPem = pb::adopt( cryPkeyPrivatePem( priv.get() ) ), pubPem = pb::adopt( cryPkeyPublicPem( pub.get() ) );
         pb::Ref<CRY_PKEY_PRIVATE> privRead = pb::adopt( cryPkeyPrivateTryCreateFromPem( privPem.get() ) );
         pb::Ref<CRY_PKEY_PUBLIC>  pubRead  = pb::adopt( cryPkeyPublicTryCreateFromPem( pubPem.get() ) );

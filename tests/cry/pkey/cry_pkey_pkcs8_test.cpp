@@ -13,8 +13,8 @@ namespace
 
 constexpr PB_INT curveCount = CRY_PKEY_EC_NAMED_CURVE_SM2 + 1;
 
-// Empty when the way by hand is not taken. With an error waiting in OpenSSL's queue, which must be
-// all that is there afterwards.
+// The text without OpenSSL's encoders; empty if OpenSSL has to write it. OpenSSL's queue has one
+// error before the call, and must have only this error after it.
 std::string byHand( EVP_PKEY *pkey, int nid )
 {
     takeErrors();
@@ -24,10 +24,10 @@ std::string byHand( EVP_PKEY *pkey, int nid )
     return made ? textOf( made.get() ) : std::string();
 }
 
-// These have no identifier of their own, so OpenSSL writes them with explicit parameters.
+// These curves have no object identifier, so OpenSSL writes their keys with explicit parameters.
 bool isOakley( PB_INT curve ) { return curve == CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_3 || curve == CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_4; }
 
-// The key of a private number on a curve; a negative one counts from the order.
+// The key with a private number on a curve. For a negative number the order is added.
 Pkey keyOf( int nid, long number )
 {
     EC_GROUP *group  = EC_GROUP_new_by_curve_name( nid );
@@ -42,7 +42,7 @@ Pkey keyOf( int nid, long number )
     OSSL_PARAM_BLD_push_BN( build, OSSL_PKEY_PARAM_PRIV_KEY, secret );
     OSSL_PARAM_BLD_push_octet_string( build, OSSL_PKEY_PARAM_PUB_KEY, encoded, length );
     OSSL_PARAM *params = OSSL_PARAM_BLD_to_param( build );
-    // OpenSSL generates EC keys on SM2's curve, but takes none in.
+    // OpenSSL generates EC keys on SM2's curve, but does not make them from parameters.
     EVP_PKEY_CTX *ctx  = EVP_PKEY_CTX_new_from_name( nullptr, nid == NID_sm2 ? "SM2" : "EC", nullptr );
     EVP_PKEY     *pkey = nullptr;
     EXPECT_EQ( EVP_PKEY_fromdata_init( ctx ), 1 );
@@ -93,7 +93,7 @@ TEST( CryPkeyPkcs8, WritesLeadingZerosOfThePrivateNumberAsOpensslDoes )
 
 TEST( CryPkeyPkcs8, TheNumberIsAsLongAsTheOrder )
 {
-    // P-256, 1: a sequence with the version, 32 bytes and the generator.
+    // P-256 with the private number 1: a sequence with the version, 32 bytes and the generator.
     std::string body = bodyOf( byHand( keyOf( NID_X9_62_prime256v1, 1 ).get(), NID_X9_62_prime256v1 ) );
     EXPECT_EQ( hex( body ),
         "308187020100301306072a8648ce3d020106082a8648ce3d030107046d306b0201010420" + std::string( 62, '0' ) +
@@ -121,7 +121,7 @@ TEST( CryPkeyPkcs8, ItsPemIsSensitiveAndIsReadAgain )
 
 TEST( CryPkeyPkcs8, WhatItCannotWriteIsLeftToOpenssl )
 {
-    // No identifier for the curve, no private number, no elliptic curve, nothing at all.
+    // No identifier for the curve, no private number, no EC key, an empty key.
     Pkey p256 = newEcKey( "P-256" ), half = readBy( PEM_read_bio_PUBKEY, spkiText( p256.get() ) ), empty( EVP_PKEY_new(), EVP_PKEY_free );
     EXPECT_EQ( byHand( p256.get(), NID_undef ), "" );
     EXPECT_EQ( byHand( p256.get(), NID_ipsec3 ), "" );

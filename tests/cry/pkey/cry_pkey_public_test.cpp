@@ -1,4 +1,5 @@
-// Only what differs from other types with a canonical PEM: the rest is in pem_object_test.cpp.
+// Only the differences from other types with a canonical PEM. All other tests are in
+// pem_object_test.cpp.
 #include "cry/common/pem_object_suite.hpp"
 
 #include <openssl/provider.h>
@@ -20,7 +21,8 @@ bool isFastPath( const Public &pub )
     return provider && std::string( OSSL_PROVIDER_get0_name( provider ) ) == "cry-key-decoding";
 }
 
-// DER with a chosen form of its length: its bytes, 0 for the shortest, -1 for an indefinite one.
+// An element whose length has `lengthBytes` further bytes; 0 for the shortest form, -1 for an
+// indefinite length.
 std::string element( int tag, const std::string &content, int lengthBytes = 0 )
 {
     std::string out( 1, (char)tag );
@@ -35,7 +37,7 @@ std::string element( int tag, const std::string &content, int lengthBytes = 0 )
     return out + content;
 }
 
-// What SubjectPublicKeyInfo is made of, for each element the form of its length.
+// The parts of a SubjectPublicKeyInfo, and the form of the length for each element.
 struct Spki
 {
     std::string algorithm;
@@ -54,7 +56,7 @@ struct Spki
     }
 };
 
-// The content of an element that comes first.
+// The content of the first element.
 std::string contentOf( const std::string &der, int tag )
 {
     const unsigned char *at = (const unsigned char *)der.data();
@@ -77,7 +79,8 @@ Spki spkiPartsOf( EVP_PKEY *pkey )
     return parts;
 }
 
-// How a text was read. The verdict must be OpenSSL's, whether the fast path is open or not.
+// The way in which a text was read. The result must be that of OpenSSL, with and without the fast
+// path.
 enum class Taken
 {
     no,
@@ -121,7 +124,7 @@ TEST( CryPkeyPublic, LengthsThatAreNotTheShortestGiveTheShortest )
             {
                 if( field == &Spki::bitsLength && length < 0 )
                     continue;
-                // One byte cannot say more than 255.
+                // One byte cannot hold a length greater than 255.
                 if( length == 1 && kind != KeyKind::p256 && kind != KeyKind::p384 && kind != KeyKind::ed25519 && field != &Spki::algorithmLength )
                     continue;
                 Spki changed   = plain;
@@ -131,7 +134,7 @@ TEST( CryPkeyPublic, LengthsThatAreNotTheShortestGiveTheShortest )
         }
     }
     EXPECT_GT( taken, 40 );
-    // One of them for certain.
+    // One case whose result is known.
     Spki longer        = spkiPartsOf( key( KeyKind::p256 ).get() );
     longer.outerLength = 2;
     EXPECT_EQ( Objects::canonical( Objects::fromBlock( { "PUBLIC KEY", longer.join() } ) ), spkiText( key( KeyKind::p256 ).get() ) );
@@ -205,7 +208,7 @@ TEST( CryPkeyPublic, RsaParametersInOtherFormsAreAsOpensslReadsThem )
         changed.algorithm = element( 0x06, contentOf( plain.algorithm, 0x06 ), 2 ) + parameters;
         expectAsOpenssl( changed.join(), "long identifier, parameters " + hex( parameters ) );
     }
-    // The same with RSA-PSS in its place, where other parameters are good.
+    // The same with RSA-PSS, for which other parameters are valid.
     Spki pss = spkiPartsOf( key( KeyKind::rsaPss ).get() );
     oid      = element( 0x06, contentOf( pss.algorithm, 0x06 ) );
     for( const std::string &parameters : { std::string(), element( 0x05, "" ), element( 0x30, "" ), element( 0x30, "", 1 ) } )
@@ -260,7 +263,8 @@ TEST( CryPkeyPublic, PointsInOtherFormsAreAsOpensslReadsThem )
             ( how == Taken::no ? refused : taken )++;
         }
     }
-    // Each group's plain, one or two compressed ones and one hybrid one, but hardly more.
+    // For each group these are the uncompressed point, one or two compressed points and one hybrid
+    // point, but few others.
     EXPECT_GE( taken, 15 );
     EXPECT_GE( refused, 60 );
 }
@@ -274,7 +278,7 @@ TEST( CryPkeyPublic, BitsThatAreUnusedAndBytesBehindAreAsOpensslReadsThem )
             Spki changed   = spkiPartsOf( key( kind ).get() );
             changed.unused = std::string( 1, (char)unused );
             expectAsOpenssl( changed.join(), nameOf( kind ) + ", unused " + std::to_string( unused ) );
-            // With the bits that are not used zero, too.
+            // The same with the unused bits set to zero.
             if( unused < 8 )
             {
                 changed.key.back() = (char)( (unsigned char)changed.key.back() >> unused << unused );
@@ -341,7 +345,7 @@ TEST( CryPkeyPublic, TheLentKeyVerifies )
 
 TEST( CryPkeyPublic, AKeyThatCannotBeWrittenLeavesOpensslsErrorsOnce )
 {
-    // The point at infinity is read the fast path, too.
+    // The fast path also reads the point at infinity.
     Spki infinity = spkiPartsOf( key( KeyKind::p256 ).get() );
     infinity.key  = std::string( 1, '\0' );
     EXPECT_EQ( expectAsOpenssl( infinity.join(), "infinity" ), Taken::no );
@@ -351,7 +355,7 @@ TEST( CryPkeyPublic, ACompressedPointIsTheSameKeyWithAnotherText )
 {
     Spki compressed = spkiPartsOf( key( KeyKind::p256 ).get() );
     compressed.key  = ( compressed.key.back() & 1 ? "\3" : "\2" ) + compressed.key.substr( 1, 32 );
-    // OpenSSL writes the form that it read.
+    // OpenSSL writes the point in the form in which it read it.
     Public asRead = Objects::fromBlock( { "PUBLIC KEY", compressed.join() } ), plain = fromKey( key( KeyKind::p256 ) );
     ASSERT_TRUE( asRead );
     EXPECT_EQ( EVP_PKEY_eq( cry___PkeyPublicPeekOpensslEvpPkey( asRead.get() ), key( KeyKind::p256 ).get() ), 1 );

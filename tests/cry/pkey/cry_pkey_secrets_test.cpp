@@ -1,4 +1,4 @@
-// What the family frees holds nothing of a private key.
+// The memory that the libraries free holds no part of a private key.
 #include <cry/cry_generate_ec_key_pair.h>
 #include <cry/cry_generate_rsa_key_pair.h>
 #include <cry/internal/cry_pkey_private.h>
@@ -20,8 +20,8 @@ namespace
 
 using Private = pb::Ref<CRY_PKEY_PRIVATE>;
 
-// In OpenSSL's generator's place: gives the same bytes from each restart on, so that a key can be
-// made twice.
+// A generator in the place of OpenSSL's. After each restart it gives the same bytes, so that a key
+// can be made twice.
 std::mt19937 numbers;
 
 int give( unsigned char *to, int count )
@@ -53,8 +53,8 @@ std::string numberOf( EVP_PKEY *pkey, const char *name )
     return bytes;
 }
 
-// The numbers themselves, in either order of their bytes, and the parts of the base 64 lines that
-// hold nothing else.
+// The private numbers, in both orders of their bytes, and the parts of base 64 lines that hold only
+// these numbers.
 std::vector<std::string> tracesOf( EVP_PKEY *pkey )
 {
     std::vector<std::string> list;
@@ -89,7 +89,7 @@ std::vector<std::string> tracesOf( EVP_PKEY *pkey )
     return list;
 }
 
-// Nothing of the test's own in the family's memory may be what is found.
+// The test's own buffers are sensitive, so that they are not found as leaks.
 pb::Ref<PB_BUFFER> sensitive( const std::string &bytes )
 {
     pb::Ref<PB_BUFFER> buffer = pb::adopt( pbBufferCreate() );
@@ -115,7 +115,7 @@ protected:
 
     void TearDown() override { WatchingAllocator::watchFor( {} ); }
 
-    // Everything that can be done with a key object.
+    // Uses a key object in every possible way.
     static void useAll( Private priv )
     {
         pb::Ref<CRY_PEM>   pem     = pb::adopt( cryPkeyPrivatePem( priv.get() ) );
@@ -135,7 +135,7 @@ protected:
         EXPECT_EQ( cryPkeyPrivateCompare( priv.get(), copy.get() ), 0 );
     }
 
-    // A key that the same numbers make twice, the second time with its traces known.
+    // Makes the same key twice. The first key gives the traces for which the second run is watched.
     template<class Generate>
     static void expectNothingLeft( Generate generate, const char *name )
     {
@@ -166,7 +166,7 @@ protected:
             useAll( generate() );
         }
         EXPECT_EQ( leaks(), 0 ) << name << ", using it";
-        // Both kinds of trace are found where they are left.
+        // The watch finds both kinds of traces in memory that is not overwritten.
         std::string body = bodyOf( text );
         WatchingAllocator::watchFor( traces );
         buf( text );
@@ -224,7 +224,7 @@ TEST_F( CryPkeySecrets, ATextThatIsRefusedLeavesNothing )
     {
         pb::Ref<CRY_PEM> pem = pb::adopt( cryPemCreate() );
         cryPemSetLabel( pem.handle(), str( label ).get() );
-        // Cut off behind the private number.
+        // The data ends soon after the private number.
         cryPemSetData( pem.handle(), sensitive( pkcs8.substr( 0, pkcs8.size() - 10 ) ).get() );
         EXPECT_EQ( cryPkeyPrivateTryCreateFromPem( pem.get() ), nullptr ) << label;
         pb::Ref<PB_STORE> store = pb::adopt( cryPemStore( pem.get() ) );

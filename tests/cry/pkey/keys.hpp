@@ -1,4 +1,4 @@
-// Keys of unusual kinds, and what plain OpenSSL makes of texts of keys.
+// Keys of unusual kinds, and the results of plain OpenSSL for texts of keys.
 #pragma once
 
 #include "support/certificates.hpp"
@@ -25,7 +25,7 @@ inline std::string written( auto write )
     return out;
 }
 
-// Empty when it cannot be written.
+// Empty if it cannot be written.
 inline std::string spkiText( EVP_PKEY *pkey )
 {
     return written( [&]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, pkey ); } );
@@ -63,8 +63,8 @@ inline Pkey readBy( EVP_PKEY *( *read )(BIO *, EVP_PKEY **, pem_password_cb *, v
     return pkey;
 }
 
-// What OpenSSL writes of the key that it reads from a text, empty when it reads nothing or cannot
-// write it; and the errors that it leaves.
+// The text that OpenSSL writes for the key that it reads from a text, and the errors that it
+// leaves. Empty if it cannot read or write the key.
 inline std::string publicByOpenssl( const std::string &text, std::vector<unsigned long> &errors )
 {
     Pkey        pkey = readBy( PEM_read_bio_PUBKEY, text );
@@ -81,7 +81,7 @@ inline std::string privateByOpenssl( const std::string &text, std::vector<unsign
     return out;
 }
 
-// The encoding is OpenSSL's own choice where none is said.
+// If no encoding is given, OpenSSL chooses it.
 inline Pkey newEcKey( const char *group, const char *encoding = nullptr )
 {
     EVP_PKEY_CTX *ctx      = EVP_PKEY_CTX_new_from_name( nullptr, "EC", nullptr );

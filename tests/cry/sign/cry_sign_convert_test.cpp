@@ -75,7 +75,7 @@ TEST( CrySignConvert, KnownSignaturesHaveKnownForms )
     EXPECT_EQ( hex( toRaw( unhex( "3006020100020100" ), p256 ) ), hex( zeros( 64 ) ) );
     EXPECT_EQ( hex( toDer( std::string( 64, '\xff' ), p256 ) ),
         "3046022100" + hex( std::string( 32, '\xff' ) ) + "022100" + hex( std::string( 32, '\xff' ) ) );
-    // From 128 bytes on the length takes a byte more.
+    // A length of 128 or more takes one more byte.
     EXPECT_EQ( hex( toDer( std::string( 132, '\x11' ), CRY_PKEY_EC_NAMED_CURVE_SECP521R1 ) ),
         "308188"
         "0242" +
@@ -106,7 +106,7 @@ TEST( CrySignConvert, NumbersThatAreTooLargeForTheCurveGiveNull )
         EXPECT_EQ( toRaw( ecdsaDer( fits, tooLarge ), each.curve ), none );
         EXPECT_EQ( toRaw( ecdsaDer( std::string( 200, 'x' ), "s" ), each.curve ), none );
     }
-    // A signature of the larger curve is none of the smaller one.
+    // A signature of a larger curve does not fit a smaller curve.
     std::string wide = ecdsaDer( std::string( 48, '\x11' ), std::string( 48, '\x22' ) );
     EXPECT_EQ( toRaw( wide, CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 ), none );
     EXPECT_EQ( hex( toRaw( wide, CRY_PKEY_EC_NAMED_CURVE_SECP521R1 ) ),
@@ -162,7 +162,7 @@ TEST( CrySignConvert, DerThatIsNoSignatureGivesNull )
              "3009020101020101020101", // three numbers
              "3004020102010100",       // a wrong length
              "3005020101020101",       // a length that is too short
-             "3007020101020101",       // and too long
+             "3007020101020101",       // a length that is too long
              "30060201ff020101",       // negative r
              "3006020101020180",       // negative s
              "3005020002010100",       // an empty number
@@ -170,7 +170,8 @@ TEST( CrySignConvert, DerThatIsNoSignatureGivesNull )
         EXPECT_EQ( toRaw( unhex( der ), CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 ), none ) << der;
 }
 
-// What OpenSSL reads is converted, in the form that it reads; what it does not read is not.
+// If OpenSSL reads a signature, it is converted with the numbers that OpenSSL reads; else it is
+// refused.
 TEST( CrySignConvert, AgreesWithOpensslOnChangedDer )
 {
     std::mt19937 random( 7 );

@@ -18,7 +18,7 @@ Signer signer( const PrivateKey &priv, PB_INT alg = sha256 ) { return pb::adopt(
 
 std::string finalOf( const Signer &sig ) { return bytes( pb::adopt( crySignSignerFinal( sig.get() ) ) ); }
 
-// An RSA signature tells what was taken.
+// RSA signatures of the same bytes are equal, so they show which bytes were taken.
 PrivateKey rsa() { return privateKey( key( KeyKind::rsa ) ); }
 
 std::string expected( const std::string &data, PB_INT alg = sha256 ) { return hex( plainSign( alg, key( KeyKind::rsa ).get(), data ) ); }

@@ -19,7 +19,7 @@ namespace
 constexpr PB_INT lastAlgorithm = CRY_HASH_ALGORITHM_SHA3_512;
 constexpr PB_INT sha256        = CRY_HASH_ALGORITHM_SHA2_256;
 
-// RSA-2048 and the three curves, the same ones at each call.
+// RSA-2048 and the three curves. Each call gives the same keys.
 const std::vector<std::pair<std::string, Pkey>> &usualKeys()
 {
     static const std::vector<std::pair<std::string, Pkey>> keys = { { "RSA", key( KeyKind::rsa ) }, { "P-256", key( KeyKind::p256 ) },
@@ -56,7 +56,7 @@ TEST( CrySign, SignaturesAreGoodForPlainOpensslAndBackForEveryKeyAndAlgorithm )
                 EXPECT_TRUE( verify( alg, pub, plain, data ) );
                 EXPECT_FALSE( verify( alg, pub, signature, data + "x" ) );
                 EXPECT_FALSE( verify( alg, pub, flipped( signature, signature.size() * 8 - 9 ), data ) );
-                // There is only one RSA signature, while two of ECDSA differ.
+                // Two RSA signatures of the same data are equal; two ECDSA signatures differ.
                 EXPECT_EQ( signature == plain, name == "RSA" );
             }
         }
@@ -107,7 +107,7 @@ TEST( CrySign, KeysAreInTheKeyDecodingContextExactlyWhereTheyWereParsedThere )
             PublicKey  pub  = publicKey( pkey, fast );
             EXPECT_EQ( openssl___ContextOf( cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ) ) != nullptr, fast ) << name;
             EXPECT_EQ( openssl___ContextOf( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ) != nullptr, fast ) << name;
-            // What was parsed in one way goes on with the other one.
+            // Keys that were parsed with one setting can be used with the other setting.
             KeyDecoding turned( !fast );
             std::string signature = sign( sha256, priv, "data" );
             EXPECT_TRUE( plainDigestVerify( sha256, pkey.get(), signature, "data" ) ) << name;
@@ -177,7 +177,7 @@ TEST( CrySign, KeysOfEachOtherKindRefuseSignatures )
         }
 }
 
-// OpenSSL pads as the key demands.
+// OpenSSL uses the padding of the key.
 TEST( CrySign, PssKeysDoWhatPlainOpensslDoes )
 {
     Pkey      pkey = key( KeyKind::rsaPss );
@@ -220,8 +220,8 @@ TEST( CrySign, SmallRsaKeysSignWhatFits )
         }
     }
     EXPECT_EQ( fits + tooSmall, 30 );
-    // A padding of 11 bytes, 19 of the digest's name and the digest of 48 or 64 bytes do not go
-    // into 64.
+    // 11 bytes of padding, 19 bytes for the name of the digest and a digest of 48 or 64 bytes do
+    // not fit into 64 bytes.
     EXPECT_EQ( tooSmall, 4 );
 }
 
@@ -309,7 +309,7 @@ TEST( CrySign, GeneratedKeysOfEveryCurveDoWhatPlainOpensslDoes )
         PublicKey pub = pb::adopt( cryPkeyPrivatePublicKey( priv.get() ) );
         ASSERT_TRUE( pub );
         EVP_PKEY *secret = cry___PkeyPrivatePeekOpensslEvpPkey( priv.get() ), *open = cry___PkeyPublicPeekOpensslEvpPkey( pub.get() );
-        // Signing where OpenSSL cannot would end the process.
+        // If OpenSSL cannot sign, a call of the library's function would end the process.
         if( plainSign( sha256, secret, "data" ).empty() )
         {
             EXPECT_FALSE( verify( sha256, pub, ecdsaDer( "r", "s" ), "data" ) );
@@ -336,11 +336,11 @@ TEST( CrySign, GeneratedKeysOfEveryCurveDoWhatPlainOpensslDoes )
     EXPECT_EQ( able, 79 );
     EXPECT_EQ( missing, std::vector<PB_INT>() );
     EXPECT_EQ( signless, ( std::vector<PB_INT>{ CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_3, CRY_PKEY_EC_NAMED_CURVE_OAKLEY_EC2N_4 } ) );
-    // New keys on this curve are ordinary ones, parsed ones are of a kind of their own.
+    // New keys on this curve are EC keys; parsed keys are SM2 keys.
     EXPECT_EQ( oneWay, std::vector<PB_INT>{ CRY_PKEY_EC_NAMED_CURVE_SM2 } );
 }
 
-// Good signatures, changed ones and garbage.
+// Good signatures, changed signatures and random bytes.
 TEST( CrySign, VerdictsAreThoseOfPlainOpensslForAnything )
 {
     std::mt19937 random( 20240229 );
@@ -363,7 +363,7 @@ TEST( CrySign, VerdictsAreThoseOfPlainOpensslForAnything )
             std::string signature = sign( alg, priv, data );
             switch( round % 10 )
             {
-            case 0: // as it is
+            case 0: // not changed
             case 1:
                 break;
             case 2:
@@ -384,7 +384,7 @@ TEST( CrySign, VerdictsAreThoseOfPlainOpensslForAnything )
             case 7:
                 signature = noise( number( 300 ) );
                 break;
-            case 8: // a form that can be read, with other numbers
+            case 8: // valid DER with other numbers
                 signature = ecdsaDer( noise( number( 70 ) ), noise( number( 70 ) ) );
                 break;
             case 9:

@@ -27,7 +27,7 @@ Verifier verifier( const PublicKey &publicKey, const std::string &signature, PB_
     return pb::adopt( crySignVerifierTryCreate( alg, publicKey.get(), buf( signature ).get() ) );
 }
 
-// One that takes just this data.
+// A verifier whose result is true for exactly this data.
 Verifier verifierOf( const std::string &data ) { return verifier( pub(), plainSign( sha256, pkey().get(), data ) ); }
 
 bool finalOf( const Verifier &vfy ) { return crySignVerifierFinal( vfy.get() ); }
@@ -102,7 +102,7 @@ TEST( CrySignVerifier, TakesRangesAtAllBorders )
             EXPECT_TRUE( finalOf( outer ) );
         }
     }
-    // One byte beside the range is another range.
+    // A range that is moved by one byte gives another result.
     Verifier inner = verifierOf( "123" ), outer = verifierOf( "0456" );
     crySignVerifierUpdateInner( inner.get(), all.get(), 2, 3 );
     crySignVerifierUpdateOuter( outer.get(), all.get(), 2, 3 );
@@ -159,7 +159,7 @@ TEST( CrySignVerifier, TheKeyAndTheSignatureAreHeldUntilTheVerifierIsGone )
         made                         = {};
         Verifier vfy                 = pb::adopt( crySignVerifierTryCreate( sha256, open.get(), signature.get() ) );
         open                         = {};
-        // The caller's buffer may become another one; the verifier has the first.
+        // The caller may edit the buffer; the verifier keeps the first content.
         pbBufferAppend( signature.handle(), buf( "x" ).get() );
         signature = {};
         EXPECT_FALSE( watch.freed() );

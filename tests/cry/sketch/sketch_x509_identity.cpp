@@ -12,7 +12,7 @@ struct SKETCH_X509_IDENTITY : PB_OBJ
 static constexpr auto identityFields =
     pb::fields<&SKETCH_X509_IDENTITY::privateKey, &SKETCH_X509_IDENTITY::certificate, &SKETCH_X509_IDENTITY::extraCertificates>;
 
-// A library has its module in a file of its own.
+// In a real library, the module object is in a file of its own.
 extern "C" PB_EXPORT const PB_MODULE sketch___module;
 extern "C" const PB_MODULE           sketch___module = {};
 

@@ -1,5 +1,5 @@
 /* An identity: a certificate, its private key, and the certificates that are sent with it. A
-   sketch: it shows what a type of three fields is made of. */
+   sketch: it shows the parts of a type with three fields. */
 #ifndef SKETCH_X509_IDENTITY_H
 #define SKETCH_X509_IDENTITY_H
 

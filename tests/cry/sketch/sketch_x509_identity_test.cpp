@@ -1,4 +1,4 @@
-// What the patterns make of three fields.
+// The patterns, used for a type with three fields.
 #include "cry/sketch/sketch_x509_identity.h"
 
 #include <cry/cry_x509_certificate.h>

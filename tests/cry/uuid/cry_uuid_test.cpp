@@ -28,7 +28,7 @@ std::string textOf( const Uuid &uuid, PB_INT flags ) { return text( pb::adopt( c
 
 Uuid named( const Uuid &ns, std::string_view name ) { return pb::adopt( cryUuidTryCreateNameBasedStringName( ns.get(), str( name ).get() ) ); }
 
-// A UUID of zeros but for one byte.
+// A UUID in which all bytes but one are zero.
 Uuid withByte( size_t index, int value )
 {
     std::string bytes( 16, '\0' );
@@ -62,7 +62,7 @@ TEST( CryUuid, ARandomOneHasTheBitsOfItsKindAndNothingElseInCommon )
         }
     }
     EXPECT_EQ( seen.size(), 2000u );
-    // Every other bit was once set and once not.
+    // All bits but those of version and variant were set in one UUID and not set in another.
     EXPECT_EQ( hex( ones ), "ffffffffffff4fffbfffffffffffffff" );
     EXPECT_EQ( hex( zeros ), "00000000000040008000000000000000" );
 }
@@ -116,7 +116,7 @@ TEST( CryUuid, GoesThroughBinary )
     EXPECT_EQ( textOf( binary( sixteen ) ), "00010203-0405-0607-0809-0a0b0c0d0eff" );
     Uuid direct = pb::adopt( cryUuidTryCreateFromBinaryBytes( (const PB_BYTE *)sixteen.data(), 16 ) );
     EXPECT_EQ( bytesOf( direct ), sixteen );
-    // What is handed out is a copy.
+    // The caller gets a copy.
     pb::Ref<PB_BUFFER> out = pb::adopt( cryUuidToBinary( direct.get() ) );
     pbBufferAppendBytes( out.handle(), "x", 1 );
     EXPECT_EQ( bytesOf( direct ), sixteen );
@@ -138,7 +138,7 @@ TEST( CryUuid, GivesThePublishedNameBasedOnes )
 {
     Uuid dns = pb::adopt( cryUuidNamespaceDns() ), url = pb::adopt( cryUuidNamespaceUrl() ), oid = pb::adopt( cryUuidNamespaceOid() );
     Uuid x500 = pb::adopt( cryUuidNamespaceX500() );
-    // RFC 9562, appendix A.4, then others that are published.
+    // RFC 9562, appendix A.4, then other published values.
     EXPECT_EQ( textOf( named( dns, "www.example.com" ) ), "2ed6657d-e927-568b-95e1-2665a8aea6a2" );
     EXPECT_EQ( textOf( named( dns, "python.org" ) ), "886313e1-3b8a-5372-9b90-0c9aee199e5d" );
     EXPECT_EQ( textOf( named( url, "http://python.org/" ) ), "4c565f0d-3f5a-5890-b41b-20cf47701c5e" );
@@ -241,7 +241,7 @@ TEST( CryUuid, ReadsEachSeparatorOfEitherKind )
 
 TEST( CryUuid, TakesWrappingsOffInAnyOrder )
 {
-    // Every nesting of up to four of the three.
+    // All sequences of up to four of the three pairs.
     static constexpr char opens[] = "{'\"", closes[] = "}'\"";
     int                   taken = 0;
     for( int depth = 0; depth <= 4; depth++ )
@@ -323,7 +323,7 @@ TEST( CryUuid, RefusesSeparatorsAnywhereElse )
             std::string text = dnsText;
             text[at]         = c;
             bool good        = separator ? c == '-' || c == '_' : c == '0' || c == 'f';
-            // White space at either end makes it shorter.
+            // White space at an end is dropped, so the text becomes too short.
             EXPECT_EQ( (bool)parsed( text ), good ) << at << " " << (int)c;
         }
     }
@@ -340,7 +340,8 @@ TEST( CryUuid, RefusesSignsBlanksAndPrefixesInDigits )
 TEST( CryUuid, RefusesCharactersThatAreNotAscii )
 {
     std::string dns = dnsText;
-    // 36 characters, and 36 bytes, with characters of two, three and four bytes at every place.
+    // Texts of 36 characters and of 36 bytes, with a character of two, three or four bytes at every
+    // place.
     for( std::string wide : { "\xC3\xA9", "\xD9\xA1", "\xEF\xBC\x91", "\xE2\x80\x90", "\xF0\x9D\x9F\x8E" } )
     {
         for( size_t at = 0; at < 36; at++ )

@@ -47,14 +47,14 @@ protected:
     static PublicKey publicKeyOf( const Object &obj ) { return pb::adopt( Type::publicKey( obj.get() ) ); }
     static bool      check( const Object &obj, const PrivateKey &priv ) { return Type::checkPrivateKey( obj.get(), priv.get() ); }
 
-    // What OpenSSL reads of the text that it writes of the key.
+    // The text of the key, written by OpenSSL, then read and written by it again.
     static std::string keyByOpenssl( const Handle &handle )
     {
         std::vector<unsigned long> errors;
         return publicByOpenssl( spkiText( Type::keyOf( handle.get() ) ), errors );
     }
 
-    // With these bits of this algorithm for its key, signed by another key.
+    // An object whose key has these bits and this algorithm. Another key signs it.
     static Handle withKeyBits( int algorithm, int parametersType, int parametersNid, const std::string &bits )
     {
         Handle         handle     = Type::make( key( KeyKind::p256 ), key( KeyKind::p256, 1 ) );
@@ -70,7 +70,7 @@ protected:
         X509_PUBKEY *spki = Type::spkiOf( handle.get() );
         EXPECT_EQ( X509_PUBKEY_set0_param( spki, OBJ_nid2obj( algorithm ), parametersType, parameters, owned, (int)bits.size() ), 1 );
         Type::sign( handle.get(), key( KeyKind::p256, 1 ).get() );
-        // Read again, since a duplicate may hold the key in another encoding.
+        // The text is read again, since a duplicate may hold the key in another encoding.
         return { PemObjects<Type>::readText( PemObjects<Type>::text( handle.get() ) ), Type::destroy };
     }
 };
@@ -78,7 +78,7 @@ protected:
 using TypesWithKeys = testing::Types<CertificateWithKey, CsrWithKey>;
 TYPED_TEST_SUITE( CryCertifiedKey, TypesWithKeys, PemObjectNames );
 
-// The bits of a key in SubjectPublicKeyInfo.
+// The bits of a key in its SubjectPublicKeyInfo.
 std::string keyBits( const Pkey &pkey )
 {
     std::string          spki = spkiOf( pkey.get() );
@@ -91,7 +91,7 @@ std::string keyBits( const Pkey &pkey )
     return out;
 }
 
-// Keys of all the kinds that OpenSSL takes into a certificate or a request.
+// Keys of all kinds that OpenSSL accepts in a certificate or a request.
 std::vector<std::pair<std::string, Pkey>> manyKeys()
 {
     std::vector<std::pair<std::string, Pkey>> keys = { { "SM2", newSm2Key() }, { "unnamed curve", newUnnamedCurveKey() },
@@ -105,7 +105,7 @@ std::vector<std::pair<std::string, Pkey>> manyKeys()
     return keys;
 }
 
-// Adds one to the length of the element at a place, and gives the place of its content.
+// Adds one to the length of the element at `at`, and gives the place of its content.
 size_t growElement( std::string &der, size_t at )
 {
     size_t bytes = der[at + 1] & 0x80 ? (unsigned char)der[at + 1] & 0x7F : 0, last = at + 1 + bytes;
@@ -143,7 +143,7 @@ TYPED_TEST( CryCertifiedKey, IsTheOneThatWasPutIn )
                 EXPECT_EQ( publicText( pub.get() ), wanted ) << name;
                 EXPECT_TRUE( cryPkeyPublicEquals( pub.get(), given.get() ) ) << name;
                 EXPECT_EQ( spkiText( cry___PkeyPublicPeekOpensslEvpPkey( pub.get() ) ), wanted ) << name;
-                // A new object each time.
+                // Each call gives a new object.
                 PublicKey again = this->publicKeyOf( obj );
                 EXPECT_NE( again.get(), pub.get() ) << name;
                 EXPECT_TRUE( cryPkeyPublicEquals( again.get(), pub.get() ) ) << name;
@@ -212,7 +212,7 @@ TYPED_TEST( CryCertifiedKey, OfAnotherEncodingIsAsOpensslWritesIt )
         {
             KeyDecoding used( fast );
             auto        obj = this->fromBlock( this->block( handle.get() ) );
-            // The holder keeps the form that it came in.
+            // The certificate or request keeps the form that it had.
             EXPECT_EQ( this->canonical( obj ), this->text( handle.get() ) ) << form.name;
             takeErrors();
             PublicKey pub = this->publicKeyOf( obj );
@@ -226,7 +226,7 @@ TYPED_TEST( CryCertifiedKey, OfAnotherEncodingIsAsOpensslWritesIt )
 
 TYPED_TEST( CryCertifiedKey, IsCanonicalIfItsLengthsAreNot )
 {
-    // The outer length of the key in one byte more, and so those around it.
+    // The outer length of the key has one byte more, so the lengths around it grow.
     Block       plain = this->block( TypeParam::make( key( KeyKind::p256 ), key( KeyKind::rsa ) ).get() );
     std::string spki  = spkiOf( key( KeyKind::p256 ).get() );
     size_t      at    = plain.body.find( spki );
@@ -254,7 +254,7 @@ TYPED_TEST( CryCertifiedKey, BelongsToAPrivateKeyOrNot )
             EXPECT_FALSE( this->check( obj, privateKey( key( other, 0 ) ) ) ) << nameOf( kind ) << " " << nameOf( other );
             EXPECT_EQ( this->check( obj, privateKey( key( other, 2 ) ) ), other == kind ) << nameOf( kind ) << " " << nameOf( other );
         }
-        // Whichever way the two were read.
+        // All combinations of the ways in which the two were read.
         for( bool fast : { false, true } )
         {
             for( bool fastKey : { false, true } )

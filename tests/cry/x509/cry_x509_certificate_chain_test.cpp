@@ -21,7 +21,7 @@ using Certificate  = pb::Ref<CRY_X509_CERTIFICATE>;
 using Certificates = pb::Ref<CRY_X509_CERTIFICATES>;
 using Extensions   = std::vector<std::pair<std::string, std::string>>;
 
-// The three certificates of a chain as the family's objects.
+// The three certificates of a chain, as objects of the library.
 struct Three
 {
     explicit Three( KeyKind kind ) : Three( chainOf( kind ) ) {}
@@ -44,7 +44,7 @@ Certificates verify( const Certificate &cert, const Certificates &extra, const C
     return verify( cert, extra, trusted, support::time( tm ) );
 }
 
-// The objects of a chain; none when there is no chain.
+// The objects of a chain; empty if there is no chain.
 std::vector<CRY_X509_CERTIFICATE *> objects( const Certificates &chain )
 {
     std::vector<CRY_X509_CERTIFICATE *> list;
@@ -64,7 +64,7 @@ std::vector<CRY_X509_CERTIFICATE *> objects( const std::vector<Certificate> &cer
     return list;
 }
 
-// The same certificate in another object with an OpenSSL object of its own.
+// The same certificate in another object, with another OpenSSL object.
 Certificate twin( const Certificate &cert ) { return pb::adopt( cryX509CertificateTryCreateFromDer( buf( der( cert.get() ) ).get() ) ); }
 
 Cert authority( const std::string &subject, int number, const Cert &issuer = {}, int issuerNumber = 0,
@@ -171,8 +171,8 @@ TEST( CryX509CertificateChain, OfATrustedCertificateIsThatOneAlone )
 
 TEST( CryX509CertificateChain, OfATrustedLeafGoesAsFarAsTheExtraCertificatesReach )
 {
-    // OpenSSL follows the untrusted certificates before it looks at the trusted ones, and keeps
-    // what it found.
+    // OpenSSL follows the untrusted certificates before it looks at the trusted ones, and keeps the
+    // certificates that it found.
     Three        three( KeyKind::p256 );
     Certificates trusted = certificates( { three.leaf } );
     EXPECT_EQ( objects( verify( three.leaf, certificates( { three.intermediate } ), trusted ) ), objects( { three.leaf, three.intermediate } ) );
@@ -181,7 +181,7 @@ TEST( CryX509CertificateChain, OfATrustedLeafGoesAsFarAsTheExtraCertificatesReac
 
 TEST( CryX509CertificateChain, ExtraCertificatesAreFollowedBeforeTheTrustedOnes )
 {
-    // A root that another one had signed as well, for a time that is over.
+    // A root that another root has also signed; that second certificate has expired.
     Cert                     other   = authority( "CN=Other", 1 );
     Cert                     root    = authority( "CN=Root", 0 );
     Cert                     crossed = makeCertificate( { .subject = "CN=Root",
@@ -252,7 +252,7 @@ TEST( CryX509CertificateChain, HoldsFromTheFirstSecondOfEveryCertificateUntilThe
     Three        three( KeyKind::p256 );
     Certificates extra   = certificates( { three.intermediate } );
     Certificates trusted = certificates( { three.root } );
-    // OpenSSL takes the last second for expired already.
+    // For OpenSSL, a certificate has already expired in its last second.
     struct
     {
         const char *time;
@@ -263,7 +263,7 @@ TEST( CryX509CertificateChain, HoldsFromTheFirstSecondOfEveryCertificateUntilThe
     for( const auto &each : cases )
         EXPECT_EQ( (bool)verify( three.leaf, extra, trusted, each.time ), each.good ) << each.time;
 
-    // Issuers count as well, the trusted one too.
+    // The validity of the issuers counts too, also that of the trusted certificate.
     Cert        root         = makeCertificate( { .subject = "CN=Root",
                        .subjectKey                         = key( KeyKind::p256, 0 ),
                        .notBefore                          = "20200601000000Z",
@@ -310,7 +310,7 @@ TEST( CryX509CertificateChain, NeedsTheIssuersSignature )
              .extensions                             = { { "basicConstraints", "critical,CA:TRUE" } } } );
         Three three( chain );
         EXPECT_FALSE( verify( three.leaf, certificates( { three.intermediate } ), certificates( { certificate( impostor ) } ) ) ) << nameOf( kind );
-        // A changed leaf.
+        // A leaf with one changed byte.
         std::string changed                     = der( chain.leaf );
         changed[changed.find( "leaf.example" )] = 'L';
         Certificate other                       = pb::adopt( cryX509CertificateTryCreateFromDer( buf( changed ).get() ) );
@@ -374,8 +374,8 @@ TEST( CryX509CertificateChain, TakesTheOneOfTwoTrustedNamesakesThatSigned )
     Certificate leaf  = certificate( endEntity( "CN=leaf", right, 0 ) );
     Certificate good  = certificate( right );
     Certificate bad   = certificate( wrong );
-    // Key identifiers tell them apart. Without them OpenSSL takes the first one for the issuer, so
-    // each is tried alone.
+    // Key identifiers distinguish the two roots. Without them, OpenSSL uses the first one as the
+    // issuer, so each is tried alone.
     EXPECT_TRUE( verify( leaf, {}, certificates( { good } ) ) );
     EXPECT_FALSE( verify( leaf, {}, certificates( { bad } ) ) );
     Extensions  ca      = { { "basicConstraints", "critical,CA:TRUE" }, { "subjectKeyIdentifier", "hash" } };
@@ -390,8 +390,8 @@ TEST( CryX509CertificateChain, TakesTheOneOfTwoTrustedNamesakesThatSigned )
 
 TEST( CryX509CertificateChain, TakesTheOneOfManyNamesakesThatOpensslTakes )
 {
-    // All of them signed the leaf. Which one OpenSSL takes depends on their order in the store and
-    // on their validity.
+    // All these roots signed the leaf. OpenSSL chooses one by their order in the store and by their
+    // validity.
     std::vector<Cert>        roots;
     std::vector<Certificate> ours;
     for( int number = 0; number < 60; number++ )
@@ -475,7 +475,8 @@ TEST( CryX509CertificateChain, AnEditOfTheTrustedCertificatesCounts )
         bool before;
         bool after;
     };
-    // Before an edit the collection holds the other root (and ours, where it verifies).
+    // Before an edit, the collection holds the other root (and our root, if the leaf verifies
+    // before the edit).
     const Edit edits[] = {
         { "append", []( auto certs, auto &three, auto & ) { cryX509CertificatesAppendCertificate( certs, three.root.get() ); }, false, true },
         { "prepend", []( auto certs, auto &three, auto & ) { cryX509CertificatesPrependCertificate( certs, three.root.get() ); }, false, true },
@@ -542,7 +543,7 @@ TEST( CryX509CertificateChain, ACollectionMayBeTrustedAndExtraAtOnce )
 
 TEST( CryX509CertificateChain, ManyThreadsShareOneCollection )
 {
-    // Fresh collections, so that the threads also meet at their first use.
+    // New collections, so that the threads also make the first use at the same time.
     for( int round = 0; round < 10; round++ )
     {
         std::vector<Certificate> leaves;
@@ -625,7 +626,8 @@ TEST( CryX509CertificateChain, HoldsBefore1970AndAfter2038UpToTheYear9999 )
              "2038-01-19T03:14:07Z", "2038-01-19T03:14:08Z", "2049-12-31T23:59:59Z", "2050-01-01T00:00:00Z", "2106-02-07T06:28:15Z",
              "2106-02-07T06:28:16Z", "9999-12-31T00:00:00Z", "9999-12-31T23:59:58Z", "9999-12-31T23:59:58.999Z" } )
         EXPECT_TRUE( two.verifiesAt( good ) ) << good;
-    // OpenSSL takes the last second for expired already, also the one that stands for no end.
+    // For OpenSSL, a certificate has already expired in its last second, also if that time means
+    // that it has no end.
     for( const char *bad : { "0001-01-01T00:00:00Z", "1949-12-31T23:59:59Z", "9999-12-31T23:59:59Z", "9999-12-31T23:59:60Z" } )
         EXPECT_FALSE( two.verifiesAt( bad ) ) << bad;
 
@@ -685,7 +687,7 @@ TEST( CryX509CertificateChain, FindsItsEndAmongTenThousandTrustedCertificates )
     EXPECT_EQ( objects( verify( three.leaf, extra, trusted ) ), objects( { three.leaf, three.intermediate, three.root } ) );
     EXPECT_EQ( objects( verify( list[9999], {}, trusted ) ), objects( { list[9999] } ) );
     EXPECT_FALSE( verify( three.leaf, extra, none ) );
-    // As untrusted ones.
+    // The same certificates as untrusted ones.
     list[6543] = three.intermediate;
     EXPECT_EQ( objects( verify( three.leaf, certificates( list ), certificates( { three.root } ) ) ),
         objects( { three.leaf, three.intermediate, three.root } ) );
@@ -705,7 +707,8 @@ TEST( CryX509CertificateChain, IsVerifiedAgainstACollectionWhileOthersEditTheirC
     Three                    three( KeyKind::p256 );
     std::vector<Certificate> list = numbered( 20 );
     list.push_back( three.root );
-    // Nobody has verified against it yet, so the threads also make its store at the same time.
+    // The collection was not used for verification before, so the threads also make its store at
+    // the same time.
     Certificates             trusted = certificates( list );
     Certificates             extra   = certificates( { three.intermediate } );
     std::atomic<int>         good{ 0 }, wrong{ 0 };
@@ -727,7 +730,7 @@ TEST( CryX509CertificateChain, IsVerifiedAgainstACollectionWhileOthersEditTheirC
                 wrong += (bool)verify( three.leaf, extra, own );
                 cryX509CertificatesPrependCertificate( own.handle(), three.root.get() );
                 wrong += !verify( three.leaf, extra, own );
-                // Back to everybody's.
+                // Back to the collection that all threads share.
                 own = trusted;
                 cryX509CertificatesClearCertificates( own.handle() );
                 wrong += cryX509CertificatesCertificatesLength( own.get() ) != 0;

@@ -1,5 +1,5 @@
-// Only what differs from other types with a canonical PEM: the rest is in pem_object_test.cpp and
-// certified_key_test.cpp.
+// Only the differences from other types with a canonical PEM. All other tests are in
+// pem_object_test.cpp and certified_key_test.cpp.
 #include "cry/common/pem_object_suite.hpp"
 
 #include <cstring>
@@ -29,7 +29,8 @@ TEST( CryX509Certificate, IsReadFromDerAsFromPem )
     for( KeyKind kind : allKeyKinds )
     {
         std::string plain = der( chainOf( kind ).leaf );
-        // Bytes behind the certificate are dropped, and a longer length is made the shortest.
+        // Bytes after the certificate are dropped, and a length in a longer form gets the shortest
+        // form.
         for( const std::string &source : { plain, plain + '\0', plain + "garbage", plain + plain, withLongerLength( plain ) } )
         {
             raiseError();
@@ -101,7 +102,7 @@ TEST( CryX509Certificate, ABufferBeyondTwoGigabytesIsNotParsed )
     std::string plain = der( chainOf( KeyKind::p256 ).leaf );
     for( PB_INT length : { (PB_INT)2147483647, (PB_INT)2147483648 } )
     {
-        // The memory behind the certificate is never touched, so it is not really taken.
+        // The memory after the certificate is never touched, so it needs no real memory.
         void              *to   = pbMemAlloc( (size_t)length );
         pb::Ref<PB_BUFFER> huge = pb::adopt( pbBufferCreateFromBytesUse( to, length ) );
         std::memcpy( to, plain.data(), plain.size() );

@@ -17,7 +17,7 @@ namespace
 using Certificate  = pb::Ref<CRY_X509_CERTIFICATE>;
 using Certificates = pb::Ref<CRY_X509_CERTIFICATES>;
 
-// Five certificates, named a to e, for as long as these tests run.
+// Five certificates, named a to e, which live as long as these tests run.
 std::vector<Certificate> five;
 
 const Certificate &named( char name ) { return five[(size_t)( name - 'a' )]; }
@@ -42,7 +42,7 @@ Certificates of( std::string_view names )
     return certificates( list );
 }
 
-// The names of the certificates in a collection; it must hold the very objects.
+// The names of the certificates in a collection, which must hold the same objects.
 std::string names( CRY_X509_CERTIFICATES *certs )
 {
     std::string found;
@@ -64,7 +64,7 @@ struct Edit
 {
     const char *name;
     void ( *apply )( CRY_X509_CERTIFICATES **certs );
-    const char *result; // of "abc"
+    const char *result; // of an edit of "abc"
 };
 
 const Edit edits[] = {
@@ -165,7 +165,7 @@ TEST_F( CryX509Certificates, VectorsHandedOutAndInDoNotChange )
         EXPECT_EQ( names( given ), edit.result ) << edit.name;
         EXPECT_EQ( pbVectorLength( out.get() ), 3 ) << edit.name;
 
-        // The vector's owner edits his own.
+        // An edit of the vector by its owner does not change the collection.
         Certificates last = of( "" );
         cryX509CertificatesSetCertificatesVector( last.handle(), out.get() );
         pbVectorClear( out.handle() );
@@ -176,8 +176,8 @@ TEST_F( CryX509Certificates, VectorsHandedOutAndInDoNotChange )
 TEST_F( CryX509Certificates, AreOrderedByTheirCertificatesThenByLength )
 {
     auto sign = []( PB_INT order ) { return order < 0 ? -1 : order > 0 ? 1 : 0; };
-    // By DER, whose lengths are all the same and whose first difference is the serial number: in
-    // alphabetical order.
+    // The order is that of the DER. All DERs have the same length, and they first differ in the
+    // serial number, so the order is alphabetical.
     const char *ordered[] = { "", "a", "aa", "ab", "abc", "b", "ba", "c" };
     for( size_t a = 0; a < std::size( ordered ); a++ )
     {
@@ -334,7 +334,7 @@ TEST_F( CryX509Certificates, RestoringSkipsWhatIsNoCertificate )
     ASSERT_TRUE( certs );
     EXPECT_TRUE( cryX509CertificatesEquals( certs.get(), of( "ab" ).get() ) );
 
-    // A store with keys has the same places.
+    // A keyed store is read in the same way, by index.
     pb::Ref<PB_STORE> keyed = pb::adopt( pbStoreCreate() );
     pbStoreSetStoreCstr( keyed.handle(), "second", -1, b.get() );
     pbStoreSetValueCstr( keyed.handle(), "text", -1, str( "x" ).get() );

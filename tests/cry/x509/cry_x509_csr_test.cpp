@@ -1,5 +1,5 @@
-// Only what differs from other types with a canonical PEM: the rest is in pem_object_test.cpp and
-// certified_key_test.cpp.
+// Only the differences from other types with a canonical PEM. All other tests are in
+// pem_object_test.cpp and certified_key_test.cpp.
 #include "cry/common/pem_object_suite.hpp"
 #include "support/signatures.hpp"
 
@@ -55,12 +55,12 @@ TEST( CryX509Csr, KeepsAttributesAndExtensionsAsTheyAre )
 
 TEST( CryX509Csr, TakesOneWithoutTheFieldOfAttributes )
 {
-    // [0] is not optional, but some leave it out. OpenSSL's verdict counts.
+    // [0] is not optional, but some programs leave it out. OpenSSL decides.
     std::string plain = der( plainRequest( KeyKind::p256 ) );
     size_t      at    = plain.find( std::string( "\xA0\x00\x30", 3 ) );
     ASSERT_NE( at, plain.npos );
     plain.erase( at, 2 );
-    // The lengths around it, each in one byte behind 0x81 or alone.
+    // The lengths around it. Each has one byte, with or without 0x81 before it.
     auto shorten = [&]( size_t length ) {
         ASSERT_GT( (unsigned char)plain[length], 2 );
         plain[length] = (char)( plain[length] - 2 );
@@ -75,7 +75,7 @@ TEST( CryX509Csr, TakesOneWithoutTheFieldOfAttributes )
 
 TEST( CryX509Csr, ThePublicKeyOfAPrivateOneIsPublicOnly )
 {
-    // As a request is that was just made and not read: it holds the very key that it was made of.
+    // A request that was made and not read: it holds the same OpenSSL key from which it was made.
     for( KeyKind kind : allKeyKinds )
     {
         X509_REQ *req = X509_REQ_new();

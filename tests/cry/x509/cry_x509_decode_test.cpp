@@ -23,7 +23,7 @@ struct Part
     int              set  = 0; // -1 joins the part to the one before
 };
 
-// The decoded name; nothing when it does not decode.
+// The decoded name; "(null)" if it does not decode.
 std::string decodedName( std::initializer_list<Part> parts )
 {
     X509_NAME *name = X509_NAME_new();
@@ -232,7 +232,7 @@ TEST( CryX509DecodeTime, FieldsAreChecked )
     EXPECT_EQ( utc( "250101000060Z" ), "2025-01-01T00:00:60Z" );
     EXPECT_EQ( utc( "250101000061Z" ), "2025-01-01T00:00:61Z" );
     EXPECT_EQ( general( "20251231235960Z" ), "2025-12-31T23:59:60Z" );
-    // Whether the month has the day is not looked at.
+    // The decoder does not check that the month has the day.
     EXPECT_EQ( utc( "250230000000Z" ), "2025-02-30T00:00:00Z" );
     EXPECT_EQ( general( "20250431000000Z" ), "2025-04-31T00:00:00Z" );
 }

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// Made once, since ECDSA signs differently each time.
+// Each root is made once, since ECDSA signatures differ each time.
 Cert root( int number )
 {
     static std::map<int, Cert> roots;
@@ -212,17 +212,17 @@ TEST( CryX509SystemLinux, TakesTheHashedFilesOfADirectoryInTheOrderOfTheirNames 
     link( "1a2b3c4d.1", 2 );
     link( "1a2b3c4d.0", 3 );
     put( "1a2b3c4d.10", 4 );
-    // None of these is named by a hash.
+    // The names of these files are not hashes.
     for( const char *name : { "root.pem", "ca-certificates.crt", "README", "1A2B3C4D.0", "1a2b3c4d", "1a2b3c4d.", "1a2b3c4d.r0", "1a2b3c4d.0.bak",
              "1a2b3c4.0", "1a2b3c4d5.0", "g0000000.0", ".0", "1a2b3c4d.a" } )
         put( name, 5 );
-    // What is named so and cannot be read as a file is passed over.
+    // Entries that are named by a hash but cannot be read as a file are skipped.
     fs::create_symlink( shelf / "missing", certs / "aaaaaaaa.0" );
     fs::create_symlink( certs / "aaaaaaaa.2", certs / "aaaaaaaa.2" );
     fs::create_directory( certs / "bbbbbbbb.0" );
     ASSERT_EQ( mkfifo( ( certs / "cccccccc.0" ).c_str(), 0600 ), 0 );
     write( certs / "dddddddd.0", "no certificate" );
-    // Several blocks in one file, one of them known already.
+    // Several blocks in one file, of which one is known already.
     write( certs / "eeeeeeee.0", pemText( roots[6] ) + pemText( roots[3] ) + pemText( roots[7] ) );
 
     Ders wanted;
@@ -264,7 +264,7 @@ TEST( CryX509SystemLinux, AFileBeyondTheLargestBundleIsNotRead )
 
 TEST( CryX509SystemLinux, ABundleOfTenThousandBlocksIsReadWhole )
 {
-    // One certificate with other serial numbers; nobody looks at the signature.
+    // One certificate with other serial numbers. The signature is not checked.
     Cert        one   = makeCertificate( { .subject = "CN=Root", .subjectKey = key( KeyKind::p256 ), .serial = "65537" } );
     std::string plain = der( one );
     size_t      at    = plain.find( std::string_view( "\x02\x03\x01\x00\x01", 5 ) );
@@ -278,7 +278,7 @@ TEST( CryX509SystemLinux, ABundleOfTenThousandBlocksIsReadWhole )
         content += pemText( "CERTIFICATE", plain );
         wanted.push_back( plain );
     }
-    // All of them a second time.
+    // The file has all of them twice.
     EXPECT_EQ( loadText( content + content ), wanted );
 }
 

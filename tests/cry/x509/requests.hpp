@@ -1,4 +1,4 @@
-// Requests made with plain OpenSSL, and what it makes of texts of requests.
+// Requests made with plain OpenSSL, and its results for texts of requests.
 #pragma once
 
 #include <cry/internal/cry_x509_csr.h>
@@ -13,14 +13,14 @@ namespace support
 using Req     = std::shared_ptr<X509_REQ>;
 using Request = pb::Ref<CRY_X509_CSR>;
 
-// What a request is made of. It is signed with its own key where no other is given.
+// The parts of a request. If no signer is given, its own key signs it.
 struct RequestFields
 {
     std::string                                      commonName = "request";
     Pkey                                             key        = {};
     Pkey                                             signer     = {};
-    std::vector<std::pair<std::string, std::string>> extensions = {}; // as in OpenSSL's configuration files
-    std::vector<std::pair<int, std::string>>         attributes = {}; // numbers of OpenSSL, and text
+    std::vector<std::pair<std::string, std::string>> extensions = {}; // the syntax of OpenSSL's configuration files
+    std::vector<std::pair<int, std::string>>         attributes = {}; // OpenSSL's numbers, and text
     const char                                      *digest     = "SHA256";
 };
 
@@ -45,14 +45,14 @@ inline Req parseRequest( const std::string &der )
     return { d2i_X509_REQ( nullptr, &at, (long)der.size() ), X509_REQ_free };
 }
 
-// Signs anew, as what is changed needs it.
+// Signs the request again after a change.
 inline void signRequest( X509_REQ *req, EVP_PKEY *signer, const char *digest = "SHA256" )
 {
     bool pure = EVP_PKEY_is_a( signer, "ED25519" ) || EVP_PKEY_is_a( signer, "ED448" );
     EXPECT_GT( X509_REQ_sign( req, signer, pure ? nullptr : EVP_get_digestbyname( digest ) ), 0 );
 }
 
-// As it comes from the wire.
+// A new request that was read from its DER.
 inline Req makeRequest( const RequestFields &fields )
 {
     Req        req( X509_REQ_new(), X509_REQ_free );
@@ -80,7 +80,7 @@ inline Req makeRequest( const RequestFields &fields )
     return parseRequest( der( req ) );
 }
 
-// What OpenSSL reads from a text, and the errors that it leaves.
+// The request that OpenSSL reads from a text, and the errors that it leaves.
 inline Req requestByOpenssl( const std::string &text, std::vector<unsigned long> &errors )
 {
     BIO *bio = BIO_new_mem_buf( text.data(), (int)text.size() );
@@ -92,7 +92,7 @@ inline Req requestByOpenssl( const std::string &text, std::vector<unsigned long>
     return req;
 }
 
-// The family's objects.
+// Objects of the library.
 inline Request request( const Req &req )
 {
     Request made = pb::adopt( cry___X509CsrTryCreateFromOpensslX509ReqCopy( req.get() ) );

@@ -2,7 +2,7 @@
 #include <pb/module.hpp>
 
 extern "C" PB_EXPORT const PB_MODULE *frame_plainModule( void );
-// How often it was started, halted and shut down.
+// The number of its starts, halts and shut-downs.
 extern "C" PB_EXPORT PB_INT frame_plainCalls[3];
 PB_INT                      frame_plainCalls[3];
 

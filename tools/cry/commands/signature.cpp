@@ -52,12 +52,18 @@ int make( Options &options )
     tool::checkStandardInput( { options.key, options.file } );
     options.output.check();
     tool::Key key = tool::readPrivateKey( options.key, options.password );
-    tool::checkCanSign( key, algorithm );
+    tool::checkCanSign( key, algorithm ); // most errors show before the file is read
+    tool::SigningCheck       signingCheck( algorithm );
     pb::Ref<CRY_SIGN_SIGNER> signer = pb::adopt( crySignSignerTryCreate( algorithm, key.privateKey.get() ) );
     if( !signer )
         throw tool::algorithmMissing();
-    tool::forEachPiece( options.file, [&signer]( const PB_BYTE *bytes, PB_INT count ) { crySignSignerUpdateBytes( signer.get(), bytes, count ); } );
+    tool::forEachPiece( options.file, [&]( const PB_BYTE *bytes, PB_INT count ) {
+        signingCheck.update( bytes, count );
+        crySignSignerUpdateBytes( signer.get(), bytes, count );
+    } );
+    signingCheck.checkCanSign( key );
     pb::Ref<PB_BUFFER> signature = pb::adopt( crySignSignerFinal( signer.get() ) );
+    signingCheck.checkSignature( key, signature.get() );
     print( options, "signature", signature.get(),
         { { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },
             { "key", tool::keyText( key.peek() ) } } );

@@ -63,7 +63,7 @@ public:
     {
         tool::Key key;
         if( !findPrivate( key ) && !findDerPrivate( key ) )
-            throw tool::InputError( path, refusal.empty() ? "holds no private key" + whatElse() : refusal );
+            throw tool::InputError( path, notFound( "holds no private key" ) );
         return finished( key );
     }
 
@@ -71,7 +71,7 @@ public:
     {
         tool::Key key;
         if( !findPrivate( key ) && !findPublic( key ) && !findDerPrivate( key ) && !findDerPublic( key ) )
-            throw tool::InputError( path, refusal.empty() ? "holds no key and no certificate" + whatElse() : refusal );
+            throw tool::InputError( path, notFound( "holds no key and no certificate" ) );
         return finished( key );
     }
 
@@ -117,7 +117,7 @@ private:
 
     static void readPlain( CRY_PEM *pem, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
     {
-        checkNumbers( pb::adopt( cryPemData( pem ) ).get(), problem );
+        problem = problemIn( pb::adopt( cryPemData( pem ) ).get() );
         if( !problem.empty() )
             return;
         ERR_clear_error();
@@ -152,10 +152,18 @@ private:
     }
 
     // Larger numbers would keep the tool busy for minutes, and OpenSSL does not verify with them.
-    static void checkNumbers( PB_BUFFER *der, std::string &problem )
+    static std::string problemIn( PB_BUFFER *der )
     {
-        if( !openssl___NumbersAreBounded( pbBufferBytes( der ), pbBufferLength( der ) ) )
-            problem = "the key has a number of more than 16,384 bits, the limit, or is nested too deeply";
+        switch( openssl___KeyProblem( pbBufferBytes( der ), pbBufferLength( der ) ) )
+        {
+        case OPENSSL___KEY_PROBLEM_NUMBER:
+            return "the key has a number of more than 16,384 bits, the limit";
+        case OPENSSL___KEY_PROBLEM_FORM:
+            return "the private key does not parse: it is nested deeper than any key is, or is in pieces";
+        case OPENSSL___KEY_PROBLEM_NONE:
+            break;
+        }
+        return "";
     }
 
     bool findPublic( tool::Key &key )
@@ -210,7 +218,7 @@ private:
             return true;
         }
         // It may still be a certificate.
-        checkNumbers( content.get(), refusal );
+        refusal = problemIn( content.get() );
         if( !refusal.empty() )
             return false;
         at = bytes;
@@ -243,6 +251,8 @@ private:
         return (bool)key.publicKey;
     }
 
+    std::string notFound( const char *what ) const { return refusal.starts_with( "the key has" ) ? refusal : what + whatElse(); }
+
     std::string whatElse() const
     {
         if( others.list() == "'RSA PUBLIC KEY'" )
@@ -257,8 +267,7 @@ private:
         key.file = path;
         if( !key.privateKey )
         {
-            std::string problem;
-            checkNumbers( pb::adopt( cryPemData( pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) ).get() ) ).get(), problem );
+            std::string problem = problemIn( pb::adopt( cryPemData( pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) ).get() ) ).get() );
             if( !problem.empty() )
                 throw tool::InputError( path, problem );
             return key;
