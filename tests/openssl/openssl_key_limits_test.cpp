@@ -88,7 +88,7 @@ TEST_F( OpensslKeyLimits, NumbersCountWhereverTheyAre )
     for( const std::string &der : { large, sequence( large ), sequence( integerDer( "1" ) + large ), octets( large ), octets( sequence( large ) ),
              tlv( 0xA0, large ), tlv( 0x03, '\0' + sequence( large ) ), std::string( "\x30\x80", 2 ) + large + std::string( 2, '\0' ),
              std::string( "\x30\x80", 2 ) + std::string( 2, '\0' ) + large } )
-        EXPECT_EQ( problemOf( der ) ) << hex( der.substr( 0, 8 ), number );
+        EXPECT_EQ( problemOf( der ), number ) << hex( der.substr( 0, 8 ) );
     // A text that is long is no number, nor is a number that is cut off.
     EXPECT_EQ( problemOf( sequence( tlv( 0x0C, std::string( 5000, 'x' ) ) ) ), none );
     EXPECT_EQ( problemOf( large.substr( 0, large.size() - 1 ) ), none );

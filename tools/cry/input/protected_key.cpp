@@ -89,7 +89,8 @@ std::string decryptionProblem()
     int           library = ERR_GET_LIB( error ), reason = ERR_GET_REASON( error );
     bool          scrypt  = library == ERR_LIB_EVP && ( reason == EVP_R_MEMORY_LIMIT_EXCEEDED || reason == EVP_R_ILLEGAL_SCRYPT_PARAMETERS );
     bool          unknown = library == ERR_LIB_EVP &&
-        ( reason == EVP_R_UNSUPPORTED_ALGORITHM || reason == EVP_R_UNKNOWN_PBE_ALGORITHM || reason == ERR_R_UNSUPPORTED );
+        ( reason == EVP_R_UNSUPPORTED_ALGORITHM || reason == EVP_R_UNKNOWN_PBE_ALGORITHM || reason == EVP_R_UNSUPPORTED_KEY_DERIVATION_FUNCTION ||
+            reason == EVP_R_UNSUPPORTED_CIPHER || reason == ERR_R_UNSUPPORTED );
     std::string text = tool::opensslReasonInBrackets();
     if( scrypt )
         return "the key is encrypted with scrypt, with more memory than OpenSSL gives it or with numbers that it refuses" + text;
