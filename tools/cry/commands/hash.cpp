@@ -86,8 +86,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
     if( malformed > malformedShown )
         tool::printError( tool::nameOf( list ) + ": and " + tool::counted( malformed - malformedShown, "further line" ) );
     if( !known )
-        throw tool::InputError(
-            tool::nameOf( list ) + ": holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
+        throw tool::InputError( list, "holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
 }
 
 int hash( Options &options )

@@ -83,7 +83,6 @@ struct Attempt
 
 pb::Ref<CRY_PKCS12> readFile( Options &options )
 {
-    std::string        name    = tool::nameOf( options.file );
     pb::Ref<PB_BUFFER> content = tool::readWhole( options.file, tool::Content::secret ), password;
     if( options.password.given() )
         password = options.password.get( options.file );
@@ -100,21 +99,21 @@ pb::Ref<CRY_PKCS12> readFile( Options &options )
         Attempt again( content.get(), {} );
         if( again.pkcs12 )
             return again.pkcs12;
-        throw tool::InputError( name +
-            ": is protected by a password but has no MAC to check it with, which this OpenSSL does not read; 'openssl pkcs12' does (" +
-            attempt.diagnostics + ")" );
+        throw tool::InputError( options.file,
+            "is protected by a password but has no MAC to check it with, which this OpenSSL does not read; 'openssl pkcs12' does (" +
+                attempt.diagnostics + ")" );
     }
     if( attempt.pkcs12 )
         return attempt.pkcs12;
     if( attempt.wrongPassword() )
-        throw tool::InputError( name + ": the password is wrong, or the file is damaged (" + attempt.diagnostics + ")" );
+        throw tool::InputError( options.file, "the password is wrong, or the file is damaged (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "d2i_PKCS12_bio() failed" )
-        throw tool::InputError( name + ": " + description( content.get() ) + " (" + attempt.diagnostics + ")" );
+        throw tool::InputError( options.file, description( content.get() ) + " (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "PKCS12_parse() returned no private key!" )
-        throw tool::InputError( name + ": holds no private key (" + attempt.diagnostics + ")" );
+        throw tool::InputError( options.file, "holds no private key (" + attempt.diagnostics + ")" );
     if( attempt.diagnostics == "PKCS12_parse() returned no certificate!" )
-        throw tool::InputError( name + ": holds no certificate that its private key belongs to (" + attempt.diagnostics + ")" );
-    throw tool::InputError( name + ": " + attempt.diagnostics );
+        throw tool::InputError( options.file, "holds no certificate that its private key belongs to (" + attempt.diagnostics + ")" );
+    throw tool::InputError( options.file, attempt.diagnostics );
 }
 
 // Where a file is, whether it is there or not.
@@ -136,7 +135,7 @@ void checkOutputs( Options &options )
         for( const tool::Output *other : options.outputs() )
         {
             if( other != each && each->toFile() && other->toFile() && placeOf( *each->path ) == placeOf( *other->path ) )
-                throw tool::InputError( tool::nameOf( *other->path ) + ": only one of the results can go into a file" );
+                throw tool::InputError( *other->path, "only one of the results can go into a file" );
         }
     }
 }

@@ -32,7 +32,7 @@ pb::Ref<PB_BUFFER> newPassword( Options &options )
     }
     catch( const tool::InputError &problem )
     {
-        throw tool::InputError( std::string( problem.what() ) + " (--no-password makes a file without one)" );
+        throw tool::InputError( problem, " (--no-password makes a file without one)" );
     }
 }
 
@@ -50,8 +50,7 @@ int writePkcs12( Options &options )
         tool::append( extras, tool::readCertificates( file ) );
     pb::Ref<CRY_PKCS12> pkcs12 = pb::adopt( cryPkcs12TryCreate( chain[0].get(), key.privateKey.get(), extras.get() ) );
     if( !pkcs12 )
-        throw tool::InputError(
-            tool::nameOf( options.key ) + ": the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
+        throw tool::InputError( options.key, "the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
     pb::Ref<PB_BUFFER> password;
     if( !options.noPassword )
         password = newPassword( options );

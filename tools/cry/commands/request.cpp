@@ -61,7 +61,6 @@ bool isRequest( const std::string &label ) { return label == "CERTIFICATE REQUES
 pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
 {
     pb::Ref<PB_BUFFER> content = tool::readWhole( path );
-    std::string        name    = tool::nameOf( path );
     tool::OtherLabels  others;
     tool::Blocks       blocks( content.get() );
     tool::Block        block;
@@ -73,21 +72,21 @@ pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
             continue;
         }
         if( !block.pem )
-            throw tool::InputError( name + ":" + std::to_string( block.problemLine ) + ": " + block.problem );
+            throw tool::InputError( path, block.problem, block.problemLine );
         ERR_clear_error();
         pb::Ref<CRY_X509_CSR> csr = pb::adopt( cryX509CsrTryCreateFromPem( block.pem.get() ) );
         if( !csr )
-            throw tool::InputError( name + ":" + std::to_string( block.line ) + ": the request does not parse" + tool::opensslReasonInBrackets() );
+            throw tool::InputError( path, "the request does not parse" + tool::opensslReasonInBrackets(), block.line );
         return csr;
     }
     if( !others.empty() )
-        throw tool::InputError( name + ": holds no CERTIFICATE REQUEST, only " + others.list() );
+        throw tool::InputError( path, "holds no CERTIFICATE REQUEST, only " + others.list() );
     const unsigned char *at = pbBufferBytes( content.get() );
     ERR_clear_error();
     X509_REQ             *req = d2i_X509_REQ( nullptr, &at, (long)pbBufferLength( content.get() ) );
     pb::Ref<CRY_X509_CSR> csr = pb::adopt( req ? cry___X509CsrTryCreateFromOpensslX509ReqUse( req ) : nullptr );
     if( !csr )
-        throw tool::InputError( name + ": is neither PEM text nor a request in DER" + tool::opensslReasonInBrackets() );
+        throw tool::InputError( path, "is neither PEM text nor a request in DER" + tool::opensslReasonInBrackets() );
     return csr;
 }
 

@@ -87,7 +87,7 @@ pb::Ref<PB_BUFFER> readBytes( const std::string &path, tool::Form form )
     }
     pb::Ref<PB_BUFFER> bytes = pb::adopt( rfcBaseTryDecode( text.get(), form == tool::Form::hex ? RFC_BASE_16 : RFC_BASE_64 ) );
     if( !bytes )
-        throw tool::InputError( tool::nameOf( path ) + ( form == tool::Form::hex ? ": is not hexadecimal text" : ": is not base 64" ) );
+        throw tool::InputError( path, form == tool::Form::hex ? "is not hexadecimal text" : "is not base 64" );
     return bytes;
 }
 
@@ -160,11 +160,10 @@ void checkDerLength( const Options &options, PB_BUFFER *der )
     PB_INT               whole = pbBufferLength( der );
     int                  form  = whole ? ASN1_get_object( &at, &length, &tag, &kind, (long)whole ) : 0x80;
     if( form & 0x80 || tag != V_ASN1_SEQUENCE )
-        throw tool::InputError( tool::nameOf( options.file ) + ": is not a signature in DER" );
+        throw tool::InputError( options.file, "is not a signature in DER" );
     PB_INT used = ( at - pbBufferBytes( der ) ) + length;
     if( used != whole )
-        throw tool::InputError(
-            tool::nameOf( options.file ) + ": " + tool::counted( (size_t)( whole - used ), "byte" ) + " too many behind the signature" );
+        throw tool::InputError( options.file, tool::counted( (size_t)( whole - used ), "byte" ) + " too many behind the signature" );
 }
 
 int convert( Options &options )
@@ -174,12 +173,12 @@ int convert( Options &options )
     options.output.check();
     // --hex and --base64 are for the result; the input is bytes.
     pb::Ref<PB_BUFFER> input = tool::readWhole( options.file ), result;
-    std::string        name  = tool::nameOf( options.file );
     if( options.to == "der" )
     {
         if( pbBufferLength( input.get() ) != 2 * width )
-            throw tool::InputError( name + ": has " + tool::counted( (size_t)pbBufferLength( input.get() ), "byte" ) +
-                "; a raw signature on this curve has " + std::to_string( 2 * width ) );
+            throw tool::InputError( options.file,
+                "has " + tool::counted( (size_t)pbBufferLength( input.get() ), "byte" ) + "; a raw signature on this curve has " +
+                    std::to_string( 2 * width ) );
         result = pb::adopt( crySignConvertRawToDer( input.get(), curve ) );
     }
     else
@@ -191,10 +190,10 @@ int convert( Options &options )
     {
         pb::Ref<PB_BUFFER> back = pb::adopt( crySignConvertRawToDer( result.get(), curve ) );
         if( !pbBufferEquals( back.get(), input.get() ) )
-            throw tool::InputError( name + ": is BER, not DER: something in it is not in its shortest form" );
+            throw tool::InputError( options.file, "is BER, not DER: something in it is not in its shortest form" );
     }
     if( !result )
-        throw tool::InputError( name + ": is not a signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );
+        throw tool::InputError( options.file, "is not a signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );
     print( options, "signature", result.get(), { { "format", 1 }, { "curve", tool::shortNameOf( curve ) }, { "form", options.to } } );
     return tool::exitGood;
 }

@@ -55,10 +55,8 @@ pb::Ref<CRY_X509_CERTIFICATE> tool::certificateIn( CRY_PEM *pem, std::string &pr
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> tool::readCertificates( const std::string &path )
 {
     pb::Ref<PB_BUFFER> content = readWhole( path );
-    std::string        name    = nameOf( path );
-    auto at = [&name]( PB_INT line, const std::string &problem ) { return InputError( name + ":" + std::to_string( line ) + ": " + problem ); };
     if( !pbBufferLength( content.get() ) )
-        throw InputError( name + ": is empty" );
+        throw InputError( path, "is empty" );
 
     std::vector<pb::Ref<CRY_X509_CERTIFICATE>> certificates;
     OtherLabels                                others;
@@ -73,22 +71,22 @@ std::vector<pb::Ref<CRY_X509_CERTIFICATE>> tool::readCertificates( const std::st
             continue;
         }
         if( !block.pem )
-            throw at( block.problemLine, block.problem );
+            throw InputError( path, block.problem, block.problemLine );
         std::string                   problem;
         pb::Ref<CRY_X509_CERTIFICATE> certificate = certificateIn( block.pem.get(), problem );
         if( !certificate )
-            throw at( block.line, problem );
+            throw InputError( path, problem, block.line );
         certificates.push_back( certificate );
     }
     if( certificates.empty() && !others.empty() )
-        throw InputError( name + ": holds no certificate, only " + others.list() );
+        throw InputError( path, "holds no certificate, only " + others.list() );
     if( certificates.empty() )
     {
         if( startsWith( content.get(), "\xFF\xFE" ) || startsWith( content.get(), "\xFE\xFF" ) )
-            throw InputError( name + ": is text in UTF-16; PEM is read in ASCII or UTF-8" );
+            throw InputError( path, "is text in UTF-16; PEM is read in ASCII or UTF-8" );
         pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryX509CertificateTryCreateFromDer( content.get() ) );
         if( !certificate )
-            throw InputError( name + ": is neither PEM text nor a certificate in DER" + derReason( content.get() ) );
+            throw InputError( path, "is neither PEM text nor a certificate in DER" + derReason( content.get() ) );
         certificates.push_back( certificate );
     }
     return certificates;

@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    [[noreturn]] void fail() const { throw tool::InputError( tool::nameOf( path ) + ": " + std::strerror( errno ) ); }
+    [[noreturn]] void fail() const { throw tool::InputError( path, std::strerror( errno ) ); }
 
     std::string      path;
     tool::Descriptor file;
@@ -73,7 +73,7 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
         if( count == 0 )
             return content;
         if( length + count > most )
-            throw InputError( nameOf( path ) + ": is larger than 64 MiB, the limit" );
+            throw InputError( path, "is larger than 64 MiB, the limit" );
     }
 }
 

@@ -50,17 +50,17 @@ class Reader
 {
 public:
     Reader( const std::string &file, tool::PasswordOptions &passwordOptions ) :
-        path( file ), name( tool::nameOf( file ) ), password( passwordOptions ), content( tool::readWhole( file, tool::Content::secret ) )
+        path( file ), password( passwordOptions ), content( tool::readWhole( file, tool::Content::secret ) )
     {
         if( !pbBufferLength( content.get() ) )
-            throw tool::InputError( name + ": is empty" );
+            throw tool::InputError( path, "is empty" );
     }
 
     tool::Key privateKey()
     {
         tool::Key key;
         if( !findPrivate( key ) && !findDerPrivate( key ) )
-            throw tool::InputError( name + ": holds no private key" + whatElse() );
+            throw tool::InputError( path, "holds no private key" + whatElse() );
         return finished( key );
     }
 
@@ -68,15 +68,12 @@ public:
     {
         tool::Key key;
         if( !findPrivate( key ) && !findPublic( key ) && !findDerPrivate( key ) && !findDerPublic( key ) )
-            throw tool::InputError( name + ": holds no key and no certificate" + whatElse() );
+            throw tool::InputError( path, "holds no key and no certificate" + whatElse() );
         return finished( key );
     }
 
 private:
-    [[noreturn]] void fail( PB_INT line, const std::string &problem ) const
-    {
-        throw tool::InputError( name + ":" + std::to_string( line ) + ": " + problem );
-    }
+    [[noreturn]] void fail( PB_INT line, const std::string &problem ) const { throw tool::InputError( path, problem, line ); }
 
     bool findPrivate( tool::Key &key )
     {
@@ -168,7 +165,7 @@ private:
             key.form       = "PKCS#8 in DER, protected by a password";
             key.privateKey = tool::unprotected( bytes, length, password, path, d2i_PKCS8PrivateKey_bio, problem );
             if( !key.privateKey )
-                throw tool::InputError( name + ": " + problem );
+                throw tool::InputError( path, problem );
             return true;
         }
         at = bytes;
@@ -195,7 +192,7 @@ private:
             key.form      = "certificate in DER";
             key.publicKey = keyIn( certificate.get(), problem );
             if( !key.publicKey )
-                throw tool::InputError( name + ": " + problem );
+                throw tool::InputError( path, problem );
         }
         ERR_clear_error();
         return (bool)key.publicKey;
@@ -219,12 +216,11 @@ private:
         ERR_clear_error();
         key.publicKey = pb::adopt( cryPkeyPrivatePublicKey( key.privateKey.get() ) );
         if( !key.publicKey )
-            throw tool::InputError( name + ": OpenSSL does not give the key's public half" + tool::opensslReasonInBrackets() );
+            throw tool::InputError( path, "OpenSSL does not give the key's public half" + tool::opensslReasonInBrackets() );
         return key;
     }
 
     const std::string     &path;
-    std::string            name;
     tool::PasswordOptions &password;
     pb::Ref<PB_BUFFER>     content;
     bool                   anyBlock = false;

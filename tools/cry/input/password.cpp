@@ -86,9 +86,22 @@ private:
     struct sigaction actions[std::size( signals )];
 };
 
+// Where a password comes from.
+struct Source
+{
+    int         descriptor;
+    std::string name; // the file's path, if it is one
+    bool        isFile = false;
+
+    tool::InputError error( const std::string &problem ) const
+    {
+        return isFile ? tool::InputError( name, problem ) : tool::InputError( name + ": " + problem );
+    }
+};
+
 // The first line; null if a signal ended it. It is read byte by byte, so that other readers get the
 // bytes behind it.
-pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEcho *quiet = nullptr )
+pb::Ref<PB_BUFFER> readLine( const Source &source, const WithoutEcho *quiet = nullptr )
 {
     pb::Ref<PB_BUFFER> line = pb::adopt( pbBufferCreate() );
     pbBufferSetSensitive( line.handle() );
@@ -97,15 +110,15 @@ pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEch
         char c;
         if( quiet && !quiet->waitForKey() )
             return {};
-        ssize_t count = read( file, &c, 1 );
+        ssize_t count = read( source.descriptor, &c, 1 );
         if( count < 0 && errno == EINTR )
             continue;
         if( count < 0 )
-            throw tool::InputError( name + ": " + std::strerror( errno ) );
+            throw source.error( std::strerror( errno ) );
         if( count == 0 || c == '\n' )
             break;
         if( pbBufferLength( line.get() ) == longest )
-            throw tool::InputError( name + ": a password of more than 1024 bytes" );
+            throw source.error( "a password of more than 1024 bytes" );
         pbBufferAppendByte( line.handle(), (PB_BYTE)c );
     }
     PB_INT length = pbBufferLength( line.get() );
@@ -114,11 +127,11 @@ pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEch
     return line;
 }
 
-pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise )
+pb::Ref<PB_BUFFER> ask( const std::string &prompt, const tool::InputError &otherwise )
 {
     tool::Descriptor terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
     if( terminal.number < 0 )
-        throw tool::InputError( otherwise );
+        throw otherwise;
     for( ;; )
     {
         pb::Ref<PB_BUFFER> line;
@@ -126,7 +139,7 @@ pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise 
             WithoutEcho quiet( terminal.number );
             if( write( terminal.number, prompt.data(), prompt.size() ) < 0 )
                 throw tool::InputError( std::string( "the terminal: " ) + std::strerror( errno ) );
-            line = readLine( terminal.number, "the terminal", &quiet );
+            line = readLine( { terminal.number, "the terminal" }, &quiet );
         }
         if( line )
             return line;
@@ -158,19 +171,19 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
     if( path == "-" && ( number == STDIN_FILENO || ( file && *file == "-" ) ) )
         throw InputError( "standard input cannot give both a file and its password" );
     if( number >= 0 )
-        known = readLine( number, "descriptor " + std::to_string( number ) );
+        known = readLine( { number, "descriptor " + std::to_string( number ) } );
     else if( file && *file == "-" )
-        known = readLine( STDIN_FILENO, nameOf( *file ) );
+        known = readLine( { STDIN_FILENO, *file, true } );
     else if( !file )
         known = ask( "Password for " + nameOf( path ) + ": ",
-            nameOf( path ) + ": is protected by a password, and there is no terminal to ask for it; give " + fileName + " or " + descriptorName );
+            InputError( path, "is protected by a password, and there is no terminal to ask for it; give " + fileName + " or " + descriptorName ) );
     else
     {
         Descriptor opened{ open( file->c_str(), O_RDONLY | O_CLOEXEC ) };
         if( opened.number < 0 )
-            throw InputError( nameOf( *file ) + ": " + std::strerror( errno ) );
+            throw InputError( *file, std::strerror( errno ) );
         warnIfOthersCanRead( *file, "the password" );
-        known = readLine( opened.number, nameOf( *file ) );
+        known = readLine( { opened.number, *file, true } );
     }
     return known;
 }
@@ -182,8 +195,8 @@ pb::Ref<PB_BUFFER> tool::PasswordOptions::getNew( const std::string &path )
         password = get( path );
     else
     {
-        std::string otherwise = nameOf( path ) + ": there is no terminal to ask for its new password; give " + fileName + " or " + descriptorName;
-        password              = ask( "New password for " + nameOf( path ) + ": ", otherwise );
+        InputError otherwise( path, "there is no terminal to ask for its new password; give " + fileName + " or " + descriptorName );
+        password = ask( "New password for " + nameOf( path ) + ": ", otherwise );
         if( !pbBufferEquals( password.get(), ask( "Once more: ", otherwise ).get() ) )
             throw InputError( "the two passwords differ; nothing was written" );
     }

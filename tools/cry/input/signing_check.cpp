@@ -19,8 +19,7 @@ EVP_MD *fetchDigest( CRY_HASH_ALGORITHM algorithm ) { return EVP_MD_fetch( nullp
 tool::InputError cannot( const tool::Key &key, const std::string &what )
 {
     std::string reason = tool::opensslReasonInBrackets();
-    return tool::InputError(
-        tool::nameOf( key.file ) + ": OpenSSL cannot " + what + " with this key (" + tool::keyText( key.peek() ) + ") and this digest" + reason );
+    return tool::InputError( key.file, "OpenSSL cannot " + what + " with this key (" + tool::keyText( key.peek() ) + ") and this digest" + reason );
 }
 
 }

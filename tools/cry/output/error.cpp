@@ -1,8 +1,19 @@
 #include "output/error.hpp"
 
+#include "input/file.hpp"
 #include "text/printable.hpp"
 
 #include <cstdio>
+
+tool::InputError::InputError( const std::string &path, const std::string &problem, PB_INT lineNumber ) :
+    std::runtime_error( nameOf( path ) + ( lineNumber ? ":" + std::to_string( lineNumber ) : "" ) + ": " + problem ), file( path ), line( lineNumber )
+{
+}
+
+tool::InputError::InputError( const InputError &other, const std::string &more ) :
+    std::runtime_error( other.what() + more ), file( other.file ), line( other.line )
+{
+}
 
 void tool::printError( std::string_view text )
 {

@@ -14,10 +14,7 @@
 namespace
 {
 
-tool::InputError inTheWay( const std::string &path )
-{
-    return tool::InputError( tool::nameOf( path ) + ": exists already and was not changed; --force replaces it" );
-}
+tool::InputError inTheWay( const std::string &path ) { return tool::InputError( path, "exists already and was not changed; --force replaces it" ); }
 
 unsigned int modeOf( tool::Secrecy secrecy )
 {
@@ -60,7 +57,7 @@ void tool::Output::write( PB_BUFFER *content, Secrecy secrecy ) const
     if( problem == EEXIST )
         throw inTheWay( *path );
     if( problem )
-        throw InputError( nameOf( *path ) + ": " + std::strerror( problem ) );
+        throw InputError( *path, std::strerror( problem ) );
 }
 
 void tool::Output::write( const std::string &text ) const
