@@ -50,6 +50,38 @@ class Arguments(ToolTest):
             with self.subTest(arguments):
                 self.assertInputError(run(*arguments), said)
 
+    def test_UnknownCommandsAreSaidBeforeTheirOptions(self):
+        for arguments, said in [
+            (["verfy", "--trust", "x", "y"], "'verfy' is not a command (did you mean 'verify'?); 'cry --help' tells more"),
+            (["VERIFY", "x"], "'VERIFY' is not a command (did you mean 'verify'?)"),
+            (["hsah"], "'hsah' is not a command (did you mean 'hash'?)"),
+            (["frob", "--trust"], "'frob' is not a command; 'cry --help'"),
+            (["frob", "--help"], "'frob' is not a command; 'cry --help'"),
+            (["--json", "frob"], "'frob' is not a command"),
+            (["key", "generat", "--out"], "'generat' is not a command (did you mean 'generate'?); 'cry key' has generate, public, info, curves;"),
+            (["key", "xyz", "--out"], "'xyz' is not a command; 'cry key' has generate, public, info, curves; 'cry key --help' tells more"),
+            (["x" * 100000], f"'{'x' * 60}...' is not a command; 'cry --help' tells more"),
+        ]:
+            with self.subTest(arguments[0][:20]):
+                self.assertInputError(run(*arguments), said)
+        self.assertIn("Usage: cry [", self.assertDone(run("--help", "frob")).text)
+
+    def test_UnknownOptionsNameANearOne(self):
+        for arguments, said in [
+            (["--versoin"], "unknown option '--versoin' (did you mean '--version'?); 'cry --help' tells more"),
+            (["hash", "--algoritm=md5", "x"], "unknown option '--algoritm=md5' (did you mean '--algorithm'?); 'cry hash --help' tells more"),
+            (["signature", "make", "--kye", "x"], "unknown option '--kye' (did you mean '--key'?)"),
+            (["key", "--hlep"], "unknown option '--hlep' (did you mean '--help'?); 'cry key' has "),
+            (["hash", "-c"], "unknown option '-c'; 'cry hash --help'"),
+            (["roots", "--", "--cuont"], "one argument too many, '--cuont'"),
+        ]:
+            with self.subTest(arguments):
+                self.assertInputError(run(*arguments), said)
+
+    def test_FlagsTakeNoValue(self):
+        self.assertInputError(run("hash", "--check=maybe", "x"), "--check takes no value; 'maybe' is one; 'cry hash --help' tells more")
+        self.assertInputError(run("--version", "--json=" + "x" * 1000), f"--json takes no value; '{'x' * 60}...' is one; ")
+
     def test_ArgumentsCannotPlayWithTheTerminal(self):
         for arguments in (
             ["\x1b[31m"],

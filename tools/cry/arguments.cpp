@@ -2,7 +2,61 @@
 
 #include "options/command.hpp"
 
+#include "output/error.hpp"
+#include "text/nearest.hpp"
+#include "text/printable.hpp"
+
 #include <algorithm>
+
+namespace
+{
+
+// An argument, as CLI11 gives it back, that is not a value.
+bool isOption( const std::string &argument ) { return argument.size() > 1 && argument.starts_with( '-' ); }
+
+bool anyCommand( const CLI::App * ) { return true; }
+
+std::vector<std::string> namesIn( std::string_view group )
+{
+    std::vector<std::string> names;
+    for( const tool::Command &each : tool::commands() )
+    {
+        if( each.group == group )
+            names.emplace_back( each.name );
+    }
+    return names;
+}
+
+// The commands of a group for a message; empty if the name is not a group's.
+std::string members( const std::string &group )
+{
+    std::string text;
+    for( const std::string &each : group.empty() ? std::vector<std::string>() : namesIn( group ) )
+        text += ( text.empty() ? "; 'cry " + group + "' has " : ", " ) + each;
+    return text;
+}
+
+std::string meant( const std::string &word ) { return word.empty() ? "" : " (did you mean '" + word + "'?)"; }
+
+// Only values of flags are converted.
+std::string valueOfFlag( const CLI::App &command )
+{
+    for( const CLI::Option *each : command.get_options() )
+    {
+        if( each->get_expected_min() == 0 && !each->get_lnames().empty() && each->count() && each->results().front() != "true" )
+            return each->get_name() + " takes no value; " + tool::shown( each->results().front() ) + " is one";
+    }
+    return "an option has a value and takes none";
+}
+
+tool::InputError unknownCommand( const std::string &word, const tool::Command *group )
+{
+    std::string name( group ? group->name : "" );
+    return tool::InputError( tool::shown( word ) + " is not a command" + meant( tool::nearest( word, namesIn( name ) ) ) + members( name ) + "; '" +
+        ( group ? "cry " + name : "cry" ) + " --help' tells more" );
+}
+
+}
 
 // CLI11 would split a file name as "[a,b]", swallow "++", and leave the arguments after "--" to
 // nobody. No argument holds a NUL, so one before a value hides it from CLI11; tool::plain takes it
@@ -13,6 +67,7 @@ tool::Arguments::Arguments( int argc, char **argv )
     const Command    *group      = nullptr;
     bool              isCommand  = false; // the command stands before
     bool              onlyValues = false; // a "--" stands before, after the command
+    bool              help       = false; // which is for what stands before
     for( int index = 1; index < argc; index++ )
     {
         std::string text   = argv[index];
@@ -30,9 +85,12 @@ tool::Arguments::Arguments( int argc, char **argv )
         reversed.push_back( value ? hidden + text : text );
         if( empty )
             reversed.push_back( hidden );
+        help = help || text == "--help" || text == "-h";
         if( option || value )
             continue;
-        const Command *found            = findCommand( text, group ? group->name : "" );
+        const Command *found = findCommand( text, group ? group->name : "" );
+        if( !found && !help )
+            throw unknownCommand( text, group );
         isCommand                       = !found || !found->isGroup();
         ( isCommand ? command : group ) = found;
     }
@@ -49,19 +107,24 @@ std::string tool::messageFor( CLI::App &app, const CLI::ParseError &problem )
         help += " " + deepest->get_name();
     }
     std::vector<std::string> extras = app.remaining( true );
-    std::string              first  = extras.empty() ? "" : plain( extras.front() );
-    std::string              known;
-    for( const CLI::App *each : deepest->get_subcommands( []( CLI::App * ) { return true; } ) )
-        known += ( known.empty() ? "" : ", " ) + each->get_name();
-    bool option = first.size() > 1 && first.starts_with( '-' );
-    if( !known.empty() && deepest != &app && problem.get_exit_code() == (int)CLI::ExitCodes::RequiredError )
-        text = ( first.empty()  ? "a command is missing"
-                       : option ? "unknown option '" + first + "'"
-                                : "'" + first + "' is not a command" ) +
-            "; '" + help + "' has " + known;
+    auto                     option = std::find_if( extras.begin(), extras.end(), isOption );
+    if( option != extras.end() )
+    {
+        std::vector<std::string> known;
+        for( const CLI::Option *each : deepest->get_options() )
+        {
+            for( const std::string &name : each->get_lnames() )
+                known.push_back( "--" + name );
+        }
+        // A single letter is not like any name.
+        bool hasName = option->starts_with( "--" );
+        text         = "unknown option " + shown( *option ) + meant( hasName ? nearest( option->substr( 0, option->find( '=' ) ), known ) : "" );
+    }
     else if( !extras.empty() && problem.get_exit_code() == (int)CLI::ExitCodes::ExtrasError )
-        text = option         ? "unknown option '" + first + "'"
-            : deepest == &app ? "'" + first + "' is not a command"
-                              : "one argument too many, '" + first + "'";
-    return text + "; '" + help + " --help' tells more";
+        text = "one argument too many, " + shown( plain( extras.front() ) );
+    else if( extras.empty() && deepest != &app && !deepest->get_subcommands( anyCommand ).empty() )
+        text = "a command is missing";
+    else if( problem.get_exit_code() == (int)CLI::ExitCodes::ConversionError )
+        text = valueOfFlag( *deepest );
+    return text + members( deepest->get_name() ) + "; '" + help + " --help' tells more";
 }

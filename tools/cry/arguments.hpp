@@ -15,6 +15,7 @@ struct Arguments
     std::vector<std::string> reversed;
     const Command           *command = nullptr; // null if there is none, or only a group
 
+    // Throws InputError for a word in the place of a command that is none.
     Arguments( int argc, char **argv );
 };
 
