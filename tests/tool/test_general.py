@@ -82,6 +82,31 @@ class Arguments(ToolTest):
         self.assertInputError(run("hash", "--check=maybe", "x"), "--check takes no value; 'maybe' is one; 'cry hash --help' tells more")
         self.assertInputError(run("--version", "--json=" + "x" * 1000), f"--json takes no value; '{'x' * 60}...' is one; ")
 
+    def test_LongArgumentsAreCutAtACharacter(self):
+        for text, cut in (("ü" * 100, "ü" * 30), ("a" + "ü" * 100, "a" + "ü" * 29), ("日本" * 50, "日本" * 10), ("😀" * 100, "😀" * 15)):
+            for arguments, said in [
+                ([text], "cry: '{}' is not a command; "),
+                (["key", text], "cry: '{}' is not a command; "),
+                (["roots", text], "cry: one argument too many, '{}'; "),
+                (["hash", "--algorithm", text], "cry: --algorithm: '{}' is unknown; "),
+                (["key", "generate", text, "1"], "cry: '{}' is not a kind of key; "),
+                (["key", "generate", "ec", text], "cry: key generate ec: '{}' is not a curve; "),
+                (["verify", "--time", text, "x"], "cry: --time: '{}' is not a time "),
+                (["uuid", "--namespace", text, "--name", "x"], "cry: --namespace: '{}' is neither "),
+                (["uuid", "--parse", text], "cry: '{}' is not a UUID: "),
+                (["uuid", "--count", text], "cry: --count: '{}' is not a number "),
+                (["signature", "convert", "--curve", text, "--to", "raw"], "cry: --curve: '{}' is not a curve; "),
+                (["signature", "convert", "--curve", "P-256", "--to", text], "cry: --to: '{}' is unknown; known are raw and der"),
+                (["certificate", "generate", "--key", "x", "--domain", text + " "], "cry: --domain: '{}' is not a domain name"),
+            ]:
+                with self.subTest(arguments=arguments):
+                    result = run(*arguments)
+                    self.assertNotEqual(result.code, 0)
+                    self.assertEqual(result.message[: len(said.format(cut + "..."))], said.format(cut + "..."))
+        # Bytes that are not UTF-8 count one by one.
+        self.assertInputError(run(b"\xff" * 61), "'" + "\\x{FF}" * 60 + "...' is not a command")
+        self.assertInputError(run("x" * 60), "'" + "x" * 60 + "' is not a command")
+
     def test_ArgumentsCannotPlayWithTheTerminal(self):
         for arguments in (
             ["\x1b[31m"],

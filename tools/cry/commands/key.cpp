@@ -52,7 +52,7 @@ pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
     if( kind == "ec" )
         return pb::adopt( cryTryGenerateEcKeyPair( tool::curveOf( options.size, "key generate ec" ) ) );
     if( kind != "rsa" )
-        throw tool::InputError( "'" + tool::printable( options.kind ) + "' is not a kind of key; known are rsa and ec" );
+        throw tool::InputError( tool::shown( options.kind ) + " is not a kind of key; known are rsa and ec" );
     PB_INT bits = tool::number( options.size, "the bits of an RSA key", 1024, 16384 );
     if( bits < weak )
         tool::printError( "warning: an RSA key of fewer than 2048 bits is too weak for anything but tests" );

@@ -169,6 +169,8 @@ void checkDerLength( const Options &options, PB_BUFFER *der )
 
 int convert( Options &options )
 {
+    if( options.to != "raw" && options.to != "der" )
+        throw tool::InputError( "--to: " + tool::shown( options.to ) + " is unknown; known are raw and der" );
     CRY_PKEY_EC_NAMED_CURVE curve = tool::curveOf( options.curve, "--curve" );
     PB_INT                  width = widthOf( curve, options.curve );
     options.output.check();
@@ -237,7 +239,7 @@ void tool::addSignatureConvert( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, convert, "Exit: 0 done; 2 wrong use, or a file that is not a signature in the other form." );
     addOption( command, "--curve", options.curve, "NAME", "the curve of the key: P-256, P-384 or P-521" )->required();
-    addOption( command, "--to", options.to, "FORM", "the form that is wanted: raw or der" )->required()->check( CLI::IsMember( { "raw", "der" } ) );
+    addOption( command, "--to", options.to, "FORM", "the form that is wanted: raw or der" )->required();
     addFile( command, options, "the signature" );
     options.form.addTo( command, "write the result in" );
     options.output.addTo( command, "the result" );

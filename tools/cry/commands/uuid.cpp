@@ -45,7 +45,7 @@ pb::Ref<CRY_UUID> nameSpaceOf( const std::string &text )
     }
     pb::Ref<CRY_UUID> uuid = tryParse( text );
     if( !uuid )
-        throw tool::InputError( "--namespace: '" + tool::printable( text ) + "' is neither dns, url, oid or x500 nor a UUID" );
+        throw tool::InputError( "--namespace: " + tool::shown( text ) + " is neither dns, url, oid or x500 nor a UUID" );
     return uuid;
 }
 
@@ -93,7 +93,7 @@ int parse( const Options &options )
         if( options.json )
             tool::printJson( json );
         else
-            tool::printError( "'" + *options.parse + "' is not a UUID: " + whyNot( *options.parse ) );
+            tool::printError( tool::shown( *options.parse ) + " is not a UUID: " + whyNot( *options.parse ) );
         return tool::exitNegative;
     }
     // Only the standard variant has versions.

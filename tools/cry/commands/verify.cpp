@@ -41,9 +41,9 @@ pb::Ref<PB_TIME> timeOf( const Options &options )
     pb::Ref<PB_TIME>   tm   = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
     time_t             seconds;
     if( !tm )
-        throw tool::InputError( "--time: '" + tool::printable( text ) + "' is not a time in UTC as 2026-01-31T12:00:00Z" );
+        throw tool::InputError( "--time: " + tool::shown( text ) + " is not a time in UTC as 2026-01-31T12:00:00Z" );
     if( !pbTimeTryConvertToTimeT( tm.get(), &seconds ) )
-        throw tool::InputError( "--time: '" + text + "' is a day that does not exist" );
+        throw tool::InputError( "--time: " + tool::shown( text ) + " is a day that does not exist" );
     return tm;
 }
 

@@ -56,6 +56,6 @@ CRY_HASH_ALGORITHM tool::algorithmOf( const std::string &text )
     pb::Ref<PB_STRING> str   = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
     PB_INT             value = cryHashAlgorithmFromString( str.get() );
     if( value < 0 )
-        throw InputError( "--algorithm: '" + printable( text ) + "' is unknown; known are " + algorithmNames() );
+        throw InputError( "--algorithm: " + shown( text ) + " is unknown; known are " + algorithmNames() );
     return value;
 }

@@ -24,5 +24,5 @@ CRY_PKEY_EC_NAMED_CURVE tool::curveOf( const std::string &name, const std::strin
             name == take( cryPkeyEcNamedCurveToString( curve ) ) )
             return curve;
     }
-    throw InputError( option + ": '" + printable( name ) + "' is not a curve; 'cry key curves' lists them" );
+    throw InputError( option + ": " + shown( name ) + " is not a curve; 'cry key curves' lists them" );
 }

@@ -1,5 +1,6 @@
 #include "text/printable.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
@@ -64,5 +65,13 @@ std::string tool::printable( std::string_view text )
 std::string tool::shown( std::string_view text )
 {
     constexpr size_t most = 60;
-    return "'" + printable( text.substr( 0, most ) ) + ( text.size() > most ? "...'" : "'" );
+    size_t           end  = 0;
+    while( end < text.size() )
+    {
+        size_t next = end + std::max<size_t>( decode( text.substr( end ) ).second, 1 );
+        if( next > most )
+            return "'" + printable( text.substr( 0, end ) ) + "...'";
+        end = next;
+    }
+    return "'" + printable( text ) + "'";
 }

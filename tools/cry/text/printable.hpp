@@ -11,7 +11,8 @@ namespace tool
 // direction characters become \u{...}, bytes that are not UTF-8 become \x{...}.
 std::string printable( std::string_view text );
 
-// Text of any length for a message: in quotation marks, printable, and cut off if it is long.
+// Text of any length for a message: in quotation marks, printable, and cut off after the
+// last character that ends within 60 bytes.
 std::string shown( std::string_view text );
 
 }
