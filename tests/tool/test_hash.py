@@ -34,6 +34,20 @@ class Hash(ToolTest):
         for name in ("SHA512", "Sha512", "CRY_HASH_ALGORITHM_SHA2_512"):
             self.assertEqual(run("hash", "--algorithm", name, stdin=b"abc").text, hashlib.sha512(b"abc").hexdigest() + "  -\n")
 
+    def test_AlgorithmNamesAreTakenInAllUsualSpellings(self):
+        for names, reference in [
+            (("md5", "MD5", "Md-5"), "md5"),
+            (("sha1", "SHA-1", "sha_1", "CRY_HASH_ALGORITHM_SHA1"), "sha1"),
+            (("SHA-256", "sha2-256", "SHA2_256", "SHA-2-256", "SHA 256", "cry_hash_algorithm_sha2_256"), "sha256"),
+            (("SHA-224", "SHA2-224"), "sha224"),
+            (("SHA-384", "SHA2-384"), "sha384"),
+            (("SHA-512", "SHA2-512"), "sha512"),
+            (("SHA3-256", "sha3_256", "SHA-3-256", "CRY_HASH_ALGORITHM_SHA3_256"), "sha3_256"),
+            (("SHA3-224",), "sha3_224"),
+        ]:
+            for name in names:
+                self.assertEqual(run("hash", "--algorithm", name, stdin=b"abc").text, hashlib.new(reference, b"abc").hexdigest() + "  -\n", name)
+
     def test_LinesAreThoseOfTheCoreUtilities(self):
         for algorithm in ("md5", "sha1", "sha224", "sha256", "sha384", "sha512"):
             program = shutil.which(algorithm + "sum")
@@ -114,7 +128,7 @@ class Hash(ToolTest):
         self.assertEqual(answer["files"][1]["file"], "back\\slash")
 
     def test_UnknownAlgorithmNamesTheKnownOnes(self):
-        for name in ("", "sha257", "SHA-256", "sha256 "):
+        for name in ("", "sha257", "sha256 ", "-sha256", "sha--256", "sha3256", "sha2256", "sha25-6", "sha512-256", "sha512/256", "sha", "sha2"):
             self.assertInputError(run("hash", "--algorithm", name), f"--algorithm: '{name}' is unknown; known are md5, sha1, ", "sha3-512")
         self.assertInputError(run("hash", "--algorithm=", "x"), "--algorithm: '' is unknown")
 

@@ -160,6 +160,27 @@ class Generate(KeysTest):
                                   ("ec", "CRY_PKEY_EC_NAMED_CURVE_SECP384R1", "secp384r1"), ("ec", "b-163", "sect163r2")]:  # fmt: skip
             self.assertEqual(run("key", "generate", kind, size, "--json").json()["curve"], curve)
 
+    def test_CurveNamesAreTakenInAllUsualSpellings(self):
+        for names, curve in [
+            (("P256", "p_256", "NIST P-256", "nistp256", "NIST-P-256", "secp256r1", "SECP256R1", "prime256v1", "Prime-256-v1",
+              "cry_pkey_ec_named_curve_prime256v1"), "prime256v1"),
+            (("secp192r1", "P-192"), "prime192v1"),
+            (("P384", "nistp384", "SECP384R1"), "secp384r1"),
+            (("P 521", "NIST P-521"), "secp521r1"),
+            (("BRAINPOOLP256R1", "brainpool-P256r1"), "brainpoolP256r1"),
+        ]:  # fmt: skip
+            for name in names:
+                self.assertEqual(self.assertDone(run("key", "generate", "ec", name, "--json")).json()["curve"], curve, name)
+
+    def test_NoTwoCurvesHaveANameInCommon(self):
+        owners = {}
+        for each in self.curves():
+            names = {each["curve"], each["constant"]} | ({each["nist"], "nist" + each["nist"]} if "nist" in each else set())
+            for name in names:
+                name = re.sub(r"(?<=[a-z0-9])[-_ ](?=[a-z0-9])", "", name.lower())
+                self.assertEqual(owners.setdefault(name, each["curve"]), each["curve"])
+        self.assertEqual(owners.keys() & {"secp192r1", "secp256r1"}, set())
+
     def curves(self):
         return self.assertDone(run("key", "curves", "--json")).json()["curves"]
 
@@ -217,7 +238,7 @@ class Generate(KeysTest):
             self.assertInputError(run("key", "generate", "rsa", size), f"the bits of an RSA key: '{size}' is not a number from 1024 to 16384")
         for size in ("", "x", "2048x", " 2048", "+2048", "2048.0", "0x800", "2e3", "99999999999999999999999", "٢٠٤٨", "P-256"):
             self.assertInputError(run("key", "generate", "rsa", size), f"the bits of an RSA key: '{size}' is not a number from 1024 to 16384")
-        for curve in ("", "P-255", "2048", "P256", "secp256", "prime256v1 ", "../x"):
+        for curve in ("", "P-255", "2048", "P25-6", "secp256", "P--256", "prime256v1 ", "../x"):
             self.assertInputError(run("key", "generate", "ec", curve), f"key generate ec: '{curve}' is not a curve; 'cry key curves' lists them")
         for kind in ("", "dsa", "rsa ", "ed25519", "--", "\x1b[31m"):
             result = run("key", "generate", kind, "2048") if kind != "--" else run("key", "generate", "--", "--", "2048")

@@ -179,7 +179,7 @@ class Signatures(KeysTest):
         self.assertInputError(run("signature", "make", "--key", keys / "rsa.crt", data), "", "holds no private key, only 'CERTIFICATE'")
         self.assertInputError(run("signature", "make", data), "--key is required")
         self.assertInputError(run("signature", "check", "--key", public, data), "--signature is required")
-        self.assertInputError(run("signature", "make", "--key", keys / "rsa", "--algorithm", "sha-256", data), "--algorithm: 'sha-256' is unknown")
+        self.assertInputError(run("signature", "make", "--key", keys / "rsa", "--algorithm", "sha-257", data), "--algorithm: 'sha-257' is unknown")
         endless = limited(["signature", "check", "--key", public, "--signature", "/dev/zero", data], 512)
         self.assertInputError(endless, "/dev/zero: is larger than 64 MiB")
 

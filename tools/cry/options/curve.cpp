@@ -3,9 +3,21 @@
 #include "output/error.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
+#include "text/spelling.hpp"
 
 #include <cry/internal/cry_pkey.h>
 #include <openssl/ec.h>
+
+namespace
+{
+
+// The names that SEC 2 gives to curves which OpenSSL calls otherwise.
+constexpr struct
+{
+    const char *secg, *usual;
+} secgNames[] = { { "secp192r1", "prime192v1" }, { "secp256r1", "prime256v1" } };
+
+}
 
 std::string tool::shortNameOf( CRY_PKEY_EC_NAMED_CURVE curve ) { return take( cry___PkeyEcNamedCurveToOpensslSn( curve ) ); }
 
@@ -19,10 +31,16 @@ CRY_PKEY_EC_NAMED_CURVE tool::curveOf( const std::string &name, const std::strin
 {
     for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )
     {
-        std::string nist = nistNameOf( curve );
-        if( lowerCase( name ) == lowerCase( shortNameOf( curve ) ) || ( !nist.empty() && lowerCase( name ) == lowerCase( nist ) ) ||
-            name == take( cryPkeyEcNamedCurveToString( curve ) ) )
+        std::string usual = shortNameOf( curve ), nist = nistNameOf( curve );
+        if( isSameName( name, usual ) || isSameName( name, take( cryPkeyEcNamedCurveToString( curve ) ) ) )
             return curve;
+        if( !nist.empty() && ( isSameName( name, nist ) || isSameName( name, "nist" + nist ) ) )
+            return curve;
+        for( auto &each : secgNames )
+        {
+            if( usual == each.usual && isSameName( name, each.secg ) )
+                return curve;
+        }
     }
     throw InputError( option + ": " + shown( name ) + " is not a curve; 'cry key curves' lists them" );
 }

@@ -8,12 +8,14 @@
 namespace tool
 {
 
-// OpenSSL's short name of a curve, and the name that NIST gave it, empty if there is none.
+// OpenSSL's short name of a curve, which is the usual one, and the name that NIST gave it, empty if
+// there is none.
 std::string shortNameOf( CRY_PKEY_EC_NAMED_CURVE curve );
 std::string nistNameOf( CRY_PKEY_EC_NAMED_CURVE curve );
 
-// The curve of a name as "prime256v1", "P-256" or "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1". Throws
-// InputError, naming `option`, for any other.
+// The curve of a name as "prime256v1", "P-256", "secp256r1", "nistp256" or
+// "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", in any case. Throws InputError, naming `option`, for any
+// other.
 CRY_PKEY_EC_NAMED_CURVE curveOf( const std::string &name, const std::string &option );
 
 }
