@@ -370,8 +370,32 @@ class Passwords(KeysTest):
 
     def test_PlainKeysNeedNone(self):
         expected = (keys / "P-256.pub").read_bytes()
-        for arguments in (["--password-file", "/nowhere"], ["--password-fd", "99"]):
-            self.assertEqual(self.assertDone(run("key", "public", keys / "P-256", *arguments)).out, expected)
+        reader, writer = os.pipe()
+        for arguments in (["--password-file", "/nowhere"], ["--password-fd", str(reader)]):
+            self.assertEqual(self.assertDone(run("key", "public", keys / "P-256", *arguments, pass_fds=[reader])).out, expected)
+        os.close(reader)
+        os.close(writer)
+
+    def test_DescriptorsThatCannotBeReadAreAlwaysRefused(self):
+        reader, writer = os.pipe()
+        folder = os.open(scratch, os.O_RDONLY)
+        for key in (keys / "P-256", self.key, "/nowhere"):
+            for command in (["key", "public"], ["key", "info"], ["signature", "make", "--key"], ["request", "generate", "--key"]):
+                for number, said in [
+                    ("99", "descriptor 99: Bad file descriptor"),
+                    (str(writer), f"descriptor {writer}: is open for writing only"),
+                    ("1", "descriptor 1: is open for writing only"),
+                    (str(folder), f"descriptor {folder}: Is a directory"),
+                    ("x", "--password-fd: 'x' is not a number from 0 to 65535"),
+                    ("", "--password-fd: '' is not a number from 0 to 65535"),
+                    ("65536", "--password-fd: '65536' is not a number from 0 to 65535"),
+                ]:
+                    self.assertInputError(run(*command, key, "--password-fd", number, pass_fds=[writer, folder]), said)
+        # The descriptors that the tool opens itself, if it does, are nobody's password.
+        for number in range(3, 20):
+            self.assertInputError(run("key", "info", self.key, "--password-fd", str(number)), f"descriptor {number}: Bad file descriptor")
+        for each in (reader, writer, folder):
+            os.close(each)
 
     def test_WithoutATerminalTheOptionsAreNamed(self):
         for path in self.all:

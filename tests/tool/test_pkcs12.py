@@ -382,7 +382,10 @@ class Passwords(IdentityTest):
         self.assertReads(path, "--password-fd", "0", stdin=PASSWORD.encode())
         for bad in ("-1", "x", "", "99999999999"):
             self.assertInputError(run("pkcs12", "read", path, f"--password-fd={bad}"), "", "--password-fd")
-        self.assertInputError(run("pkcs12", "read", path, "--password-fd", "99"), "descriptor 99: Bad file descriptor")
+        for given in (path, self.export(password="", name="plain.p12")):
+            self.assertInputError(run("pkcs12", "read", given, "--password-fd", "99"), "descriptor 99: Bad file descriptor")
+        plain = ["pkcs12", "write", "--key", file("ec.key"), "--certificate", file("ec.crt"), "--out", made, "--force"]
+        self.assertInputError(run(*plain, "--key-password-fd", "99", "--no-password"), "descriptor 99: Bad file descriptor")
 
     def test_KeyHasAPasswordOfItsOwn(self):
         made = self.folder() / "made.p12"

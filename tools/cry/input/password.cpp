@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <iterator>
 #include <poll.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -114,6 +115,24 @@ pb::Ref<PB_BUFFER> readLine( int file, const std::string &name, const WithoutEch
     return line;
 }
 
+// The number of a descriptor that can be read. Throws InputError, which names the option for a text
+// that is no number.
+int readableDescriptor( const std::string &text, const std::string &option )
+{
+    int         number = (int)tool::number( text, option, 0, 65535 );
+    std::string name   = "descriptor " + std::to_string( number ) + ": ";
+    int         flags  = fcntl( number, F_GETFD );
+    struct stat status;
+    // Descriptors with this flag are the tool's own; those that it was given do not have it.
+    if( flags < 0 || flags & FD_CLOEXEC || fstat( number, &status ) != 0 )
+        throw tool::InputError( name + std::strerror( EBADF ) );
+    if( S_ISDIR( status.st_mode ) )
+        throw tool::InputError( name + std::strerror( EISDIR ) );
+    if( ( fcntl( number, F_GETFL ) & O_ACCMODE ) == O_WRONLY )
+        throw tool::InputError( name + "is open for writing only" );
+    return number;
+}
+
 pb::Ref<PB_BUFFER> ask( const std::string &prompt, const std::string &otherwise )
 {
     tool::Descriptor terminal{ open( "/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY ) };
@@ -147,14 +166,20 @@ void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, c
     fileName              = "--" + prefix + "password-file";
     descriptorName        = "--" + prefix + "password-fd";
     CLI::Option *fromFile = addOption( command, fileName, file, "FILE", "the first line of this file is the password of " + what );
-    addOption( command, descriptorName, descriptor, "N", "the first line that this descriptor gives is that password" )->excludes( fromFile );
+    addOption( command, descriptorName, descriptor, "N", "the first line that this descriptor gives is that password" )
+        ->excludes( fromFile )
+        ->check( [this]( const std::string &text ) {
+            // A command that needs no password would not look at it.
+            readableDescriptor( text, descriptorName );
+            return std::string();
+        } );
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )
 {
     if( known )
         return known;
-    int number = descriptor ? (int)tool::number( *descriptor, descriptorName, 0, 65535 ) : -1;
+    int number = descriptor ? readableDescriptor( *descriptor, descriptorName ) : -1;
     if( path == "-" && ( number == STDIN_FILENO || ( file && *file == "-" ) ) )
         throw InputError( "standard input cannot give both a file and its password" );
     if( number >= 0 )

@@ -17,7 +17,8 @@ struct PasswordOptions
 {
     std::optional<std::string> file, descriptor;
 
-    // `prefix` stands before the options' names, as in --key-password-file.
+    // `prefix` stands before the options' names, as in --key-password-file. Throws InputError for a
+    // descriptor that cannot be read, even if no password is needed.
     void addTo( CLI::App &command, const std::string &what, const std::string &prefix = "" );
     bool given() const { return file || descriptor; }
 
