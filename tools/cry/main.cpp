@@ -86,7 +86,7 @@ int main( int argc, char **argv )
     }
     catch( const std::exception &problem )
     {
-        tool::printError( problem.what() );
+        tool::printFailure( problem, tool::asksForJson( argc, argv ) );
         return tool::exitInputError;
     }
 }
