@@ -206,7 +206,7 @@ class Generate(KeysTest):
         folder = self.folder()
         for index, each in enumerate(must + others[:: max(1, len(others) // 8)]):
             with self.subTest(each["curve"]):
-                path, public, signature = (folder / f"{each['value']}{end}" for end in ("", ".pub", ".sig"))
+                path, public, signature = (folder / f"{each['number']}{end}" for end in ("", ".pub", ".sig"))
                 self.assertDone(run("key", "generate", "ec", each.get("nist", each["curve"]), "--out", path))
                 self.assertEqual(mode_of(path), 0o600)
                 said = openssl("pkey", "-in", path, "-check", "-noout", "-text")

@@ -87,7 +87,7 @@ def definition_of(arguments):
 
 
 def check_json(arguments, result, cwd=None):
-    """Whatever is printed with --json is as the schema says, and tells of all errors and warnings."""
+    """Whatever is printed with --json is as the schema says, and has all errors and warnings."""
     arguments = [os.fsdecode(argument) for argument in arguments]
     options = arguments[: arguments.index("--")] if "--" in arguments else arguments
     if "--json" not in options or "--help" in options or "-h" in options:

@@ -21,8 +21,8 @@ std::string derOf( const Object *object, int ( *encode )( const Object *, unsign
 // "1.2.840.113549".
 std::string oidText( const ASN1_OBJECT *oid );
 
-// A distinguished name as the module writes it, as RFC 4514 does but with a blank behind each comma.
-// If it has no such text, "#" and its DER in hexadecimal digits.
+// A distinguished name as the module writes it, as RFC 4514 does but with a blank behind each
+// comma. If it has no such text, "#" and its DER in hexadecimal digits.
 std::string nameText( const X509_NAME *name );
 
 // An octet string, or another string of ASN.1, as hexadecimal digits.

@@ -15,8 +15,8 @@ std::string printable( std::string_view text );
 std::string escaped( std::string_view text );
 
 // The same for names that are made of ASCII characters (domain names, addresses): everything else
-// in them is escaped, too, and blanks and commas, so that one name does not look like another one or
-// like two.
+// in them is escaped, too, and blanks and commas, so that one name does not look like another one
+// or like two.
 std::string escapedName( std::string_view text );
 
 bool isUtf8( std::string_view text );
