@@ -117,6 +117,21 @@ class Hash(ToolTest):
         answer = run("hash", "--json", "missing", "plain", cwd=self.folder)
         self.assertEqual((answer.code, [each["file"] for each in answer.json()["files"]]), (2, ["plain"]))
 
+    def test_JsonHoldsWhatCannotBeRead(self):
+        answer = run("hash", "--json", "missing", ".", "plain", cwd=self.folder).json()
+        problems = [{"message": "missing: No such file or directory", "file": "missing"}, {"message": ".: Is a directory", "file": "."}]
+        self.assertEqual((len(answer["files"]), answer["problems"]), (1, problems))
+        self.assertEqual(run("hmac", "--key-hex", "00", "--json", "missing", ".", "plain", cwd=self.folder).json()["problems"], problems)
+        digest = hashlib.sha256(b"").hexdigest()
+        listed = self.write("mixed.sums", f"{digest}  plain\nno line\n{digest}  missing\n" + "x\n" * 20)
+        result = run("hash", "--check", "--json", listed, cwd=self.folder)
+        problems = result.json()["problems"]
+        self.assertEqual((result.code, len(problems)), (2, 12))
+        self.assertEqual([each.get("line") for each in problems], [2, None, *range(4, 13), None])
+        self.assertEqual([each["file"] for each in problems], [str(listed), "missing", *[str(listed)] * 10])
+        self.assertEqual(problems[-1]["message"], f"{listed}: and 11 further lines")
+        self.assertEqual([f"cry: {each['message']}" for each in problems], result.message.splitlines())
+
     def test_StandardInputIsEmptyTheSecondTime(self):
         result = run("hash", "-", "-", stdin=b"abc")
         self.assertEqual(result.text, f"{hashlib.sha256(b'abc').hexdigest()}  -\n{hashlib.sha256(b'').hexdigest()}  -\n")

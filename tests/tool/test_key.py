@@ -169,7 +169,7 @@ class Generate(KeysTest):
             (("BRAINPOOLP256R1", "brainpool-P256r1"), "brainpoolP256r1"),
         ]:  # fmt: skip
             for name in names:
-                self.assertEqual(self.assertDone(run("key", "generate", "ec", name, "--json")).json()["curve"], curve, name)
+                self.assertEqual(self.assertDone(run("key", "generate", "ec", name, "--json")).json()["key"]["curve"], curve, name)
 
     def test_NoTwoCurvesHaveANameInCommon(self):
         owners = {}

@@ -132,6 +132,80 @@ class Requests(IdentityTest):
         self.assertNames(self.assertGood(path)["extensions"][0], ("other", "1.2.3:#" + (b"\x0c\x13a, DNS:evil.example").hex()))
         self.assertEqual(run("request", "check", path).text.count("asks for"), 1)
 
+    def alternative(self, *names):
+        """A request for alternative names, which are pairs of a tag and DER."""
+        return self.peer("-addext", "subjectAltName=DER:" + joined([(0x30, joined(names))]).hex())
+
+    def test_NamesLoseNothing(self):
+        dns, email, uri, ip, rid, directory, other, x400, ediparty = 0x82, 0x81, 0x86, 0x87, 0x88, 0xA4, 0xA0, 0xA3, 0xA5
+
+        def name(text):
+            return joined([(0x30, joined([(0x31, joined([(0x30, joined([(6, bytes.fromhex("550403")), (12, text)]))]))]))])
+
+        for tag, content, kind, value in [
+            (dns, b"a.example", "dns", "a.example"),
+            (dns, b"", "dns", ""),
+            (dns, b"a, DNS:b", "dns", r"a\u{2C}\u{20}DNS:b"),
+            (dns, b"a dns b", "dns", r"a\u{20}dns\u{20}b"),
+            (dns, b"a\nDNS:b", "dns", r"a\u{A}DNS:b"),
+            (dns, b"a\0b\x1b[2J", "dns", r"a\u{0}b\u{1B}[2J"),
+            (dns, rb"a\u{A}b", "dns", r"a\\u{A}b"),
+            (dns, "\u0430.example".encode(), "dns", r"\u{430}.example"),
+            (dns, b"\xff\xc3", "dns", r"\x{FF}\x{C3}"),
+            (email, "ü@b".encode(), "email", r"\u{FC}@b"),
+            (email, b"\xfc@b", "email", r"\x{FC}@b"),
+            (uri, b"ldap://x/a,b", "uri", r"ldap://x/a\u{2C}b"),
+            (uri, "http://\ufffd/".encode(), "uri", r"http://\u{FFFD}/"),
+            (ip, bytes([192, 0, 2, 1]), "ip", "192.0.2.1"),
+            (ip, bytes([0x20, 1, 0xD, 0xB8] + [0] * 11 + [1]), "ip", "2001:db8::1"),
+            (ip, bytes(3), "ip", "#000000"),
+            (rid, bytes.fromhex("2a0304"), "rid", "1.2.3.4"),
+            (directory, name(b"a, DNS:b"), "dirname", 'CN="a, DNS:b"'),
+            (directory, name(b"a\nb\\"), "dirname", r"CN=a\\0Ab\\\\"),
+            (directory, name("a\u202eb".encode()), "dirname", r"CN=a\u{202E}b"),
+            (other, joined([(6, bytes.fromhex("2a03")), (0xA0, joined([(12, b"DNS:b")]))]), "other", "1.2.3:#0c05444e533a62"),
+            (ediparty, joined([(0xA1, joined([(12, b"a")]))]), "ediparty", "#a505a1030c0161"),
+        ]:
+            with self.subTest(content, kind=kind):
+                path = self.alternative((tag, content), (dns, b"end"))
+                self.assertNames(self.assertGood(path)["extensions"][0], (kind, value), ("dns", "end"))
+                lines = [line for line in run("request", "check", path).text.splitlines() if line.startswith("asks for")]
+                start = "asks for   X509v3 Subject Alternative Name: "
+                self.assertEqual(lines, [f"{start}{kind} {value}", f"{start}dns end"])
+        self.assertIn("(no names)", run("request", "check", self.alternative()).text)
+        self.assertIsNotNone(x400)
+
+    def test_UnreadableNamesAreSaid(self):
+        for content in (b"\x30\x03\x82\x01", b"\x30\x03\x82\x01a\0", b"\x04\x01a"):
+            path = self.peer("-addext", "subjectAltName=DER:" + content.hex())
+            extension = self.assertGood(path)["extensions"][0]
+            self.assertEqual((extension["problem"], extension["hex"]), ("OpenSSL cannot read it", content.hex()))
+            self.assertIn(f": (unreadable) {content.hex()}\n", run("request", "check", path).text)
+
+    def test_UnreadableExtensionsAreSaid(self):
+        good = self.peer("-addext", "subjectAltName=DNS:a.example", form="DER").read_bytes()
+        place = good.index(bytes.fromhex("2a864886f70d01090e31")) + 11
+        self.assertEqual(good[place], 0x30)
+        # No sequence, and a sequence of something else.
+        for at, byte in ((place, 0x31), (place + 2, 0x31)):
+            path = self.write("damaged.csr", good[:at] + bytes([byte]) + good[at + 1 :])
+            result = run("request", "check", path, "--json")
+            message = f"{path}: extensions that it asks for cannot be read"
+            self.assertEqual((result.code, result.json()["extensions"], result.json()["problems"][0]["file"]), (1, [], str(path)))
+            self.assertTrue(result.message.startswith(f"cry: {message}"), result.message)
+            self.assertTrue(result.json()["problems"][0]["message"].startswith(message))
+
+    def test_SubjectsLoseNothing(self):
+        texts = {}
+        for value in ("a, O=b", "a\\, O=b", "a + O=b", 'a" O=b', "a\nb", r"a\u{A}b", r"a\0Ab", "a\u202eb", r"a\u{202E}b", "#0c0161", " a", "a", "a "):
+            made = run("request", "generate", "--key", file("rsa.key"), f"--common-name={value}").out
+            path = self.write("subject.csr", made)
+            said = run("request", "check", path).text.splitlines()[0]
+            subject = run("request", "check", path, "--json").json()["subject"]
+            for text in (said, subject):
+                self.assertEqual(texts.setdefault(text, value), value)
+        self.assertEqual(len(texts), 26)
+
     def test_UnknownExtensionsAreReadable(self):
         path = self.peer("-addext", "1.2.3.4.5=ASN1:UTF8String:hello")
         self.assertIn("hello", self.assertGood(path)["extensions"][0]["text"])

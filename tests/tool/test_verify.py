@@ -199,6 +199,63 @@ class Verify(VerifyTest):
         self.assertEqual(run("verify", "--time", NOW, pki.file("leaf", "intermediate"), env=environment).code, 1)
 
 
+class Weakness(VerifyTest):
+    """Certificates that verify although they are weak."""
+
+    KEYS = {
+        "rsa512": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:512"],
+        "rsa2048": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048"],
+        "pss1024": ["-algorithm", "RSA-PSS", "-pkeyopt", "rsa_keygen_bits:1024"],
+        "ec192": ["-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-192"],
+        "ec224": ["-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-224"],
+    }
+
+    def chain(self, *links):
+        """Files with a chain, and its trusted certificate. A link is a key and a digest; the first
+        one is the leaf."""
+        folder, made = self.folder(), []
+        for depth, (key, digest, *more) in reversed(list(enumerate(links))):
+            name = folder / f"{depth}-{key}"
+            pki.openssl("genpkey", *self.KEYS[key], "-out", f"{name}.key")
+            pki.openssl("req", "-new", "-config", "config", "-key", f"{name}.key", "-subj", f"/CN=weak {depth}", "-out", f"{name}.csr")
+            extensions = self.write("extensions", pki.CA if depth else pki.LEAF)
+            issuer = made[-1] if made else None
+            signer = ["-CA", f"{issuer}.pem", "-CAkey", f"{issuer}.key", "-CAcreateserial"] if issuer else ["-signkey", f"{name}.key"]
+            pki.openssl("x509", "-req", "-in", f"{name}.csr", "-out", f"{name}.pem", "-extfile", extensions, "-days", "9000", f"-{digest}", *more, *signer)
+            made.append(name)
+        path = self.write("weak.pem", "".join(Path(f"{name}.pem").read_text() for name in reversed(made[1:])))
+        return path if len(made) > 1 else Path(f"{made[0]}.pem"), Path(f"{made[0]}.pem")
+
+    def test_WeakKeysAndSignaturesAreWarnedOf(self):
+        at = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + 60))
+        bits, signed = "its {} key has {} bits; fewer than {} are weak", "it is signed with {}, which is weak"
+        pss = ("-sigopt", "rsa_padding_mode:pss")
+        for links, expected in [
+            ([("rsa2048", "sha256"), ("ec224", "sha224")], []),
+            ([("ec224", "sha1")], []),  # a trusted one's own signature does not matter
+            ([("rsa512", "md5")], [(0, bits.format("RSA", 512, 2048))]),
+            ([("ec192", "sha256")], [(0, bits.format("EC", 192, 224))]),
+            ([("pss1024", "sha256")], [(0, bits.format("RSA-PSS", 1024, 2048))]),
+            ([("rsa2048", "sha1", *pss), ("rsa2048", "sha1")], [(0, signed.format("SHA-1"))]),
+            ([("rsa512", "md5"), ("rsa512", "sha1"), ("rsa512", "md5")],
+             [(0, bits.format("RSA", 512, 2048)), (0, signed.format("MD5")), (1, bits.format("RSA", 512, 2048)), (1, signed.format("SHA-1")),
+              (2, bits.format("RSA", 512, 2048))]),
+            ([("rsa2048", "ripemd160"), ("rsa2048", "sha256")], [(0, signed.format("RIPEMD-160"))]),
+        ]:  # fmt: skip
+            with self.subTest(links):
+                path, trust = self.chain(*links)
+                messages = [(depth, f"the certificate at depth {depth} (CN=weak {depth}): {what}") for depth, what in expected]
+                result = self.verify(path, trust=[trust], at=at)
+                self.assertEqual((result.code, result.text[:6]), (0, "good: "), result.text)
+                self.assertEqual(result.message, "".join(f"cry: warning: {message}\n" for _, message in messages))
+                answer = self.verify(path, "--json", trust=[trust], at=at)
+                self.assertEqual((answer.code, answer.json()["verdict"]), (0, "good"))
+                self.assertEqual([(each["depth"], each["message"]) for each in answer.json().get("warnings", [])], messages)
+
+    def test_HelpSaysWhatIsNotLookedAt(self):
+        self.assertIn("Names, purpose and revocation are not looked at.", run("verify", "--help").text)
+
+
 class CertificateText(VerifyTest):
     refused = 0
 

@@ -101,16 +101,18 @@ def check_json(arguments, result, cwd=None):
         text = out.read_bytes()  # these write the JSON to the file
     answer = json.loads(text)
     messages = [line.removeprefix("cry: ") for line in result.message.splitlines()]
-    problems = [each.message for each in validator("error" if "error" in answer else definition).iter_errors(answer)]
-    problems += [] if next(iter(answer)) == "format" else ["the format is not the first member"]
-    if "error" in answer:
-        problems += [] if (result.code, messages[-1]) == (2, answer["error"]["message"]) else ["the error is not that of standard error"]
-    elif result.code == 2 and "problems" not in answer:
-        problems.append("exit code 2 without an error")
-    if [each["message"] for each in answer.get("warnings", [])] != [each[9:] for each in messages if each.startswith("warning: ")]:
-        problems.append("the warnings are not those of standard error")
-    if problems:
-        raise AssertionError(f"{arguments}: {problems[0][:2000]}\n{text[:2000]!r}")
+    wrong = next((each.message[:2000] for each in validator("error" if "error" in answer else definition).iter_errors(answer)), None)
+    if wrong is None and next(iter(answer)) != "format":
+        wrong = "the format is not the first member"
+    elif wrong is None and "error" in answer and (result.code, messages[-1:]) != (2, [answer["error"]["message"]]):
+        wrong = "the error is not that of standard error"
+    elif wrong is None and result.code == 2 and not {"error", "problems"} & set(answer):
+        wrong = "exit code 2 without an error"
+    warnings = [each.removeprefix("warning: ") for each in messages if each.startswith("warning: ")]
+    if wrong is None and warnings != [each["message"] for each in answer.get("warnings", [])]:
+        wrong = "the warnings are not those of standard error"
+    if wrong is not None:
+        raise AssertionError(f"{arguments}: {wrong}\n{text[:2000]!r}")
 
 
 def limited(arguments, mebibytes, **more):

@@ -23,9 +23,6 @@ std::optional<CRY_HASH_ALGORITHM> findAlgorithm( const std::string &name );
 // The usual name of an algorithm: "sha256", "sha3-256".
 std::string nameOfAlgorithm( CRY_HASH_ALGORITHM algorithm );
 
-// The usual name of an algorithm: "sha256", "sha3-256".
-std::string nameOfAlgorithm( CRY_HASH_ALGORITHM algorithm );
-
 // The error for an algorithm that this libcrypto was built without.
 InputError algorithmMissing();
 
