@@ -221,7 +221,8 @@ class Weakness(VerifyTest):
             extensions = self.write("extensions", pki.CA if depth else pki.LEAF)
             issuer = made[-1] if made else None
             signer = ["-CA", f"{issuer}.pem", "-CAkey", f"{issuer}.key", "-CAcreateserial"] if issuer else ["-signkey", f"{name}.key"]
-            pki.openssl("x509", "-req", "-in", f"{name}.csr", "-out", f"{name}.pem", "-extfile", extensions, "-days", "9000", f"-{digest}", *more, *signer)
+            pki.openssl("x509", "-req", "-in", f"{name}.csr", "-out", f"{name}.pem", "-extfile", extensions, "-days", "9000", f"-{digest}",
+                        *more, *signer)  # fmt: skip
             made.append(name)
         path = self.write("weak.pem", "".join(Path(f"{name}.pem").read_text() for name in reversed(made[1:])))
         return path if len(made) > 1 else Path(f"{made[0]}.pem"), Path(f"{made[0]}.pem")
