@@ -48,7 +48,8 @@ class Schema(IdentityTest):
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
-            ["key", "info", key], ["key", "curves"], ["signature", "make", "--key", key, data], ["signature", "check", "--key", key, "--signature", signature, data],
+            ["key", "info", key], ["key", "curves"],
+            ["signature", "make", "--key", key, data], ["signature", "check", "--key", key, "--signature", signature, data],
             ["signature", "convert", "--curve", "P-256", "--to", "raw", signature], ["certificate", "generate", "--key", key],
             ["request", "generate", "--key", key], ["request", "check", self.request("--domain", "a.example")],
             ["pkcs12", "read", pkcs12, "--password-file", secret], ["name", "check", "a.b"], ["name", "check", "a b"],
@@ -80,8 +81,8 @@ class Schema(IdentityTest):
         kinds = {}
         for name, kind in members(SCHEMA):
             kinds.setdefault(name, set()).add(json.dumps(kind))
-        # One command has not all verdicts or variants. Files have a digest, a MAC or a verdict. Keys
-        # and names have a type.
+        # One command has not all verdicts or variants. Files have a digest, a MAC or a verdict.
+        # Keys and names have a type.
         several = {name for name, kind in kinds.items() if len(kind) > 1}
         self.assertEqual(several, {"verdict", "variant", "files", "type", "value"})
         for name, kind in (("key", "key"), ("certificate", "certificate"), ("file", "path"), ("out", "path"), ("error", "problem")):
@@ -157,7 +158,8 @@ class Errors(IdentityTest):
 
     def test_WrongArgumentsAreJsonToo(self):
         for arguments in (["--json"], ["--json", "frob"], ["frob", "--json"], ["hash", "--json", "--frob"], ["key", "--json"],
-                          ["--json", "hash", "x"], ["verify", "--json"], ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
+                          ["--json", "hash", "x"], ["verify", "--json"],
+                          ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
             with self.subTest(arguments):
                 self.assertError(run(*arguments))
         for arguments in (["key", "info", "a", "--", "--json"], ["frob", "--jso"], ["hash", "--frob", "--", "--json"]):
