@@ -85,11 +85,13 @@ class Certificates(IdentityTest):
         path = self.folder() / "out"
         for more in ([], ["--out", "-"], ["--out", path]):
             answer = self.assertDone(run("certificate", "generate", "--key", file("rsa.key"), "--common-name", "Ä", "--json", *more)).json()
-            self.assertEqual((answer["format"], answer["subject"], answer["issuer"]), (1, "CN=Ä", "CN=Ä"))
-            self.assertEqual((answer["key"], answer["signatureAlgorithm"]), ("RSA, 2048 bits", "sha256WithRSAEncryption"))
-            made = answer["certificate"].encode()
+            self.assertEqual((answer["format"], answer.get("out")), (1, str(path) if path in more else None))
+            facts = answer["certificate"]
+            self.assertEqual((facts["subject"], facts["issuer"]), ("CN=Ä", "CN=Ä"))
+            self.assertEqual((facts["key"]["type"], facts["key"]["bits"], facts["signatureAlgorithm"]), ("RSA", 2048, "sha256WithRSAEncryption"))
+            made = answer["pem"].encode()
             said = openssl("x509", "-noout", "-fingerprint", "-sha256", stdin=made).decode().strip()
-            self.assertEqual(said.partition("=")[2], answer["sha256"])
+            self.assertEqual(said.partition("=")[2], facts["sha256"])
         self.assertEqual(path.read_bytes(), made)
 
     def test_HostsMatch(self):

@@ -90,7 +90,7 @@ class Hash(ToolTest):
         self.assertEqual(result.message.splitlines(), expected + ["cry: 1 digest did not match"])
         answer = run("hash", "--check", "--json", listed, cwd=self.folder)
         self.assertEqual((answer.code, answer.json()["verdict"]), (1, "bad"))
-        self.assertEqual([each["verdict"] for each in answer.json()["files"]], ["OK", "FAILED", "UNREADABLE", "OK"])
+        self.assertEqual([each["verdict"] for each in answer.json()["files"]], ["good", "bad", "unknown", "good"])
 
     def test_CheckEndsWithTwoWhenNothingIsWrongButSomethingUnread(self):
         good = hashlib.sha256(b"").hexdigest()
@@ -117,13 +117,28 @@ class Hash(ToolTest):
         answer = run("hash", "--json", "missing", "plain", cwd=self.folder)
         self.assertEqual((answer.code, [each["file"] for each in answer.json()["files"]]), (2, ["plain"]))
 
+    def test_JsonHoldsWhatCannotBeRead(self):
+        answer = run("hash", "--json", "missing", ".", "plain", cwd=self.folder).json()
+        problems = [{"message": "missing: No such file or directory", "file": "missing"}, {"message": ".: Is a directory", "file": "."}]
+        self.assertEqual((len(answer["files"]), answer["problems"]), (1, problems))
+        self.assertEqual(run("hmac", "--key-hex", "00", "--json", "missing", ".", "plain", cwd=self.folder).json()["problems"], problems)
+        digest = hashlib.sha256(b"").hexdigest()
+        listed = self.write("mixed.sums", f"{digest}  plain\nno line\n{digest}  missing\n" + "x\n" * 20)
+        result = run("hash", "--check", "--json", listed, cwd=self.folder)
+        problems = result.json()["problems"]
+        self.assertEqual((result.code, len(problems)), (2, 12))
+        self.assertEqual([each.get("line") for each in problems], [2, None, *range(4, 13), None])
+        self.assertEqual([each["file"] for each in problems], [str(listed), "missing", *[str(listed)] * 10])
+        self.assertEqual(problems[-1]["message"], f"{listed}: and 11 further lines")
+        self.assertEqual([f"cry: {each['message']}" for each in problems], result.message.splitlines())
+
     def test_StandardInputIsEmptyTheSecondTime(self):
         result = run("hash", "-", "-", stdin=b"abc")
         self.assertEqual(result.text, f"{hashlib.sha256(b'abc').hexdigest()}  -\n{hashlib.sha256(b'').hexdigest()}  -\n")
 
     def test_JsonHoldsFilesAndDigests(self):
         answer = run("hash", "--json", "--algorithm", "sha1", "plain", b"back\\slash", cwd=self.folder).json()
-        self.assertEqual(answer["algorithm"], "CRY_HASH_ALGORITHM_SHA1")
+        self.assertEqual(answer["algorithm"], "sha1")
         self.assertEqual(answer["files"][0], {"file": "plain", "digest": hashlib.sha1(b"").hexdigest()})
         self.assertEqual(answer["files"][1]["file"], "back\\slash")
 

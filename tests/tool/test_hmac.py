@@ -32,7 +32,7 @@ class Hmac(ToolTest):
         result = self.assertDone(run("hmac", "--key-hex", "4a656665", stdin=b"what do ya want for nothing?"))
         self.assertEqual(result.text, f"{expected}  -\n")
         answer = run("hmac", "--json", "--key-hex", "4A656665", "-", stdin=b"what do ya want for nothing?").json()
-        expected = {"format": 1, "algorithm": "CRY_HASH_ALGORITHM_SHA2_256", "files": [{"file": "-", "mac": expected}]}
+        expected = {"format": 1, "algorithm": "sha256", "files": [{"file": "-", "mac": expected}]}
         self.assertEqual(answer, expected)
 
     def test_EmptyKeysAndDataAreTaken(self):

@@ -35,11 +35,11 @@ class KeysOfOpenssl(KeysTest):
         self.assertEqual(result.out, (keys / f"{name}.pub").read_bytes(), path)
         answer = self.assertDone(run("key", "info", "--json", path, *more)).json()
         kind = "RSA" if name == "rsa" else "EC"
-        self.assertEqual((answer["verdict"], answer["type"], answer["form"]), ("good", kind, form))
-        self.assertEqual(answer.get("curve"), NEAR_CURVES.get(name))
-        self.assertEqual(answer["bits"], 2048 if name == "rsa" else int(name[2:]))
+        self.assertEqual((answer["verdict"], answer["key"]["type"], answer["form"]), ("good", kind, form))
+        self.assertEqual(answer["key"].get("curve"), NEAR_CURVES.get(name))
+        self.assertEqual(answer["key"]["bits"], 2048 if name == "rsa" else int(name[2:]))
         public = hashlib.sha256(der_of((keys / f"{name}.pub").read_text())).hexdigest().upper()
-        self.assertEqual(answer["sha256"].replace(":", ""), public)
+        self.assertEqual(answer["key"]["sha256"].replace(":", ""), public)
         return answer
 
     def test_PlainPrivateKeys(self):
@@ -119,7 +119,7 @@ class KeysOfOpenssl(KeysTest):
         for algorithm, bits in (("ED25519", 256), ("X25519", 253), ("ED448", 456), ("X448", 448)):
             path = self.private(algorithm, openssl("genpkey", "-algorithm", algorithm))
             answer = self.assertDone(run("key", "info", "--json", path)).json()
-            self.assertEqual((answer["type"], answer["bits"], answer["verdict"]), (algorithm, bits, "good"))
+            self.assertEqual((answer["key"]["type"], answer["key"]["bits"], answer["verdict"]), (algorithm, bits, "good"))
             self.assertEqual(run("key", "public", path).out, openssl("pkey", "-in", path, "-pubout"))
 
     def test_ExplicitParametersAreRead(self):
@@ -136,10 +136,9 @@ class Generate(KeysTest):
         self.assertIn(b"Key is valid", said)
         self.assertEqual(path.read_bytes(), openssl("pkcs8", "-topk8", "-nocrypt", "-in", path))
         answer = self.assertDone(run("key", "info", "--json", path)).json()
-        expected = {"holds": "private key", "form": "PKCS#8", "type": kind, "bits": bits, "verdict": "good"}
-        if curve:
-            expected["curve"] = curve
+        expected = {"holds": "private key", "form": "PKCS#8", "verdict": "good"}
         self.assertEqual({name: answer.get(name) for name in expected}, expected)
+        self.assertEqual([answer["key"].get(name) for name in ("type", "bits", "curve")], [kind, bits, curve])
         self.assertEqual(run("key", "public", path).out, openssl("pkey", "-in", path, "-pubout"))
 
     def test_RsaKeysAreGood(self):
@@ -158,7 +157,7 @@ class Generate(KeysTest):
     def test_KindsAndCurvesAreTakenInAnyCase(self):
         for kind, size, curve in [("ec", "P-256", "prime256v1"), ("EC", "p-256", "prime256v1"), ("Ec", "PRIME256V1", "prime256v1"),
                                   ("ec", "CRY_PKEY_EC_NAMED_CURVE_SECP384R1", "secp384r1"), ("ec", "b-163", "sect163r2")]:  # fmt: skip
-            self.assertEqual(run("key", "generate", kind, size, "--json").json()["curve"], curve)
+            self.assertEqual(run("key", "generate", kind, size, "--json").json()["key"]["curve"], curve)
 
     def test_CurveNamesAreTakenInAllUsualSpellings(self):
         for names, curve in [
@@ -170,7 +169,7 @@ class Generate(KeysTest):
             (("BRAINPOOLP256R1", "brainpool-P256r1"), "brainpoolP256r1"),
         ]:  # fmt: skip
             for name in names:
-                self.assertEqual(self.assertDone(run("key", "generate", "ec", name, "--json")).json()["curve"], curve, name)
+                self.assertEqual(self.assertDone(run("key", "generate", "ec", name, "--json")).json()["key"]["curve"], curve, name)
 
     def test_NoTwoCurvesHaveANameInCommon(self):
         owners = {}
@@ -187,7 +186,7 @@ class Generate(KeysTest):
     def test_CurvesAreListedInBothForms(self):
         curves = self.curves()
         self.assertGreater(len(curves), 80)
-        self.assertEqual([each["value"] for each in curves], list(range(len(curves))))
+        self.assertEqual([each["number"] for each in curves], list(range(len(curves))))
         lines = self.assertDone(run("key", "curves")).text.splitlines()
         self.assertEqual(len(lines), len(curves))
         for line, each in zip(lines, curves):
@@ -207,7 +206,7 @@ class Generate(KeysTest):
         folder = self.folder()
         for index, each in enumerate(must + others[:: max(1, len(others) // 8)]):
             with self.subTest(each["curve"]):
-                path, public, signature = (folder / f"{each['value']}{end}" for end in ("", ".pub", ".sig"))
+                path, public, signature = (folder / f"{each['number']}{end}" for end in ("", ".pub", ".sig"))
                 self.assertDone(run("key", "generate", "ec", each.get("nist", each["curve"]), "--out", path))
                 self.assertEqual(mode_of(path), 0o600)
                 said = openssl("pkey", "-in", path, "-check", "-noout", "-text")
@@ -218,7 +217,7 @@ class Generate(KeysTest):
                 public.write_bytes(openssl("pkey", "-in", path, "-pubout"))
                 self.assertEqual(run("key", "public", path).out, public.read_bytes())
                 answer = run("key", "info", "--json", public).json()
-                self.assertEqual((answer["type"], answer["curve"], answer["verdict"]), ("EC", each["curve"], "good"))
+                self.assertEqual((answer["key"]["type"], answer["key"]["curve"], answer["verdict"]), ("EC", each["curve"], "good"))
                 signature.write_bytes(self.sign(path))
                 self.assertTrue(openssl_agrees(public, "sha256", signature, data))
 
@@ -254,9 +253,9 @@ class Generate(KeysTest):
             result = self.assertDone(run("key", "generate", *arguments, "--json"))
             answer = result.json()
             path = self.private("json.key", answer["privateKey"])
-            self.assertEqual((answer["type"], answer["bits"]), (kind, bits))
+            self.assertEqual((answer["key"]["type"], answer["key"]["bits"]), (kind, bits))
             self.assertEqual(answer["publicKey"].encode(), openssl("pkey", "-in", path, "-pubout"))
-            self.assertNotIn("file", answer)
+            self.assertNotIn("out", answer)
 
             path = self.folder() / "key"
             result = self.assertDone(run("key", "generate", *arguments, "--json", "--out", path))
@@ -266,7 +265,7 @@ class Generate(KeysTest):
             body = path.read_text().splitlines()[1:-1]
             for line in body:
                 self.assertNotIn(line, result.text)
-            self.assertEqual((answer["file"], answer["publicKey"].encode()), (str(path), openssl("pkey", "-in", path, "-pubout")))
+            self.assertEqual((answer["out"], answer["publicKey"].encode()), (str(path), openssl("pkey", "-in", path, "-pubout")))
 
     def test_LongWorkGivesASignOfLife(self):
         process = subprocess.Popen([TOOL, "key", "generate", "rsa", "4104"], stdout=subprocess.PIPE, stderr=subprocess.PIPE)

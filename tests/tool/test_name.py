@@ -45,7 +45,7 @@ class NameCheck(IdentityTest):
                 result = self.assertDone(run("name", "check", name))
                 self.assertEqual(result.text, f"good: {name} is a domain name\nascii    {ascii}\nunicode  {unicode}\n")
                 answer = self.assertDone(run("name", "check", "--json", name)).json()
-                self.assertEqual(answer, {"format": 1, "name": name, "verdict": "good", "ascii": ascii, "unicode": unicode})
+                self.assertEqual(answer, {"format": 1, "given": name, "verdict": "good", "ascii": ascii, "unicode": unicode})
 
     def test_FormsAreThoseOfPython(self):
         # Names for which the older IDNA and this one agree.
@@ -66,8 +66,8 @@ class NameCheck(IdentityTest):
                 reason = r"(label [0-9]+: [a-z].+|it is an IP address|it has more than 253 .*)"
                 self.assertRegex(result.text, rf"\Abad: '.*' is not a domain name: {reason}\n\Z")
                 answer = self.assertDone(run("name", "check", "--json", "--", name), 1).json()
-                self.assertEqual(set(answer), {"format", "name", "verdict", "reason"})
-                self.assertEqual((answer["format"], answer["name"], answer["verdict"]), (1, name, "bad"))
+                self.assertEqual(set(answer), {"format", "given", "verdict", "reason"})
+                self.assertEqual((answer["format"], answer["given"], answer["verdict"]), (1, name, "bad"))
                 self.assertTrue(result.text.endswith(f" is not a domain name: {answer['reason']}\n"))
 
     def test_DirectionsHaveAReasonInWords(self):

@@ -25,8 +25,8 @@ class Requests(IdentityTest):
     def assertGood(self, path, *more, key="rsa", alsoWithoutKey=False, **keywords):
         for option in [[]] * alsoWithoutKey + [["--key", file(f"{key}.key")]]:
             answer = self.assertDone(run("request", "check", path, "--json", *option, *more, **keywords)).json()
-            self.assertEqual((answer["format"], answer["verdict"], answer["signature"]), (1, "good", "good"))
-            self.assertEqual(answer.get("keyMatches"), True if option else None)
+            self.assertEqual((answer["format"], answer["verdict"], answer["signatureVerdict"]), (1, "good", "good"))
+            self.assertEqual(answer.get("keyVerdict"), "good" if option else None)
             self.assertEqual(answer["file"], str(path))
             said = self.assertDone(run("request", "check", path, *option, *more, **keywords)).text
             self.assertIn("\nsignature  good\n", said)
@@ -35,12 +35,17 @@ class Requests(IdentityTest):
 
     def assertBad(self, path, *more, signature="bad", matches=None):
         answer = self.assertDone(run("request", "check", path, "--json", *more), 1).json()
-        self.assertEqual((answer["verdict"], answer["signature"], answer.get("keyMatches")), ("bad", signature, matches))
+        self.assertEqual((answer["verdict"], answer["signatureVerdict"]), ("bad", signature))
+        self.assertEqual(answer.get("keyVerdict"), {None: None, True: "good", False: "bad"}[matches])
         said = self.assertDone(run("request", "check", path, *more), 1).text
         self.assertIn(f"\nsignature  {signature}", said)
         if matches is not None:
             self.assertIn("\nkey match  " + ("yes, the private key is the request's" if matches else "no, the private key is another one"), said)
         return answer
+
+    def assertNames(self, extension, *expected):
+        self.assertEqual((extension["oid"], extension["name"]), ("2.5.29.17", "X509v3 Subject Alternative Name"))
+        self.assertEqual([(each["type"], each["value"]) for each in extension["names"]], list(expected))
 
     def test_OpensslVerifiesWhatIsMade(self):
         for key, name in (("rsa", "sha256WithRSAEncryption"), ("ec", "ecdsa-with-SHA256")):
@@ -52,9 +57,8 @@ class Requests(IdentityTest):
             self.assertEqual(openssl("req", "-in", path, "-noout", "-pubkey"), openssl("pkey", "-in", f"{key}.key", "-pubout"))
             self.assertEqual(path.read_bytes(), openssl("req", "-in", path))
             answer = self.assertGood(path, key=key)
-            name = "DNS:xn--bcher-kva.example"
-            value = {"name": "X509v3 Subject Alternative Name", "critical": False, "value": name, "names": [name]}
-            self.assertEqual((answer["subject"], answer["extensions"]), ("CN=bücher.example", [value]))
+            self.assertEqual((answer["subject"], len(answer["extensions"])), ("CN=bücher.example", 1))
+            self.assertNames(answer["extensions"][0], ("dns", "xn--bcher-kva.example"))
 
     def test_CerttoolReadsWhatIsMade(self):
         said = certtool("--crq-info", "--infile", self.request("--domain", "a.example", key="rsa"))
@@ -73,22 +77,23 @@ class Requests(IdentityTest):
         path = self.folder() / "out"
         for more in ([], ["--out", "-"], ["--out", path]):
             answer = self.assertDone(run("request", "generate", "--key", file("rsa.key"), "--domain", "a", "--json", *more)).json()
-            self.assertEqual(set(answer), {"format", "request"})
-            made = answer["request"].encode()
+            self.assertEqual(set(answer), {"format", "key", "pem"} | ({"out"} if path in more else set()))
+            made = answer["pem"].encode()
             self.assertEqual(openssl("req", stdin=made), made)
         self.assertEqual(path.read_bytes(), made)
 
     def test_RequestsOfOpensslAreRead(self):
-        for key, text in (("rsa", "RSA, 2048 bits"), ("ec", "EC prime256v1, 256 bits")):
+        for key, facts in (("rsa", ["RSA", 2048, None]), ("ec", ["EC", 256, "prime256v1"])):
             for form in ("PEM", "DER"):
                 answer = self.assertGood(self.peer(key=key, form=form), key=key, alsoWithoutKey=True)
-                self.assertEqual((answer["subject"], answer["key"], answer["extensions"]), ("CN=a, O=Test", text, []))
+                self.assertEqual((answer["subject"], answer["extensions"]), ("CN=a, O=Test", []))
+                self.assertEqual([answer["key"].get(name) for name in ("type", "bits", "curve")], facts)
 
     def test_DigestsAndSchemesOfOpensslAreRead(self):
         for more in (["-sha1"], ["-sha384"], ["-sha512"], ["-sha3-256"], ["-sigopt", "rsa_padding_mode:pss"]):
             self.assertGood(self.peer(*more))
         key = self.private("ed.key", openssl("genpkey", "-algorithm", "ED25519"))
-        self.assertEqual(self.assertGood(self.peer(key="ed"), key="ed")["key"], "ED25519, 256 bits")
+        self.assertEqual(self.assertGood(self.peer(key="ed"), key="ed")["key"]["type"], "ED25519")
         self.assertInputError(run("request", "generate", "--key", key), f"{key}: OpenSSL cannot sign with this key (ED25519, ")
 
     def test_ExtensionsAreToldAsOpensslPrintsThem(self):
@@ -97,11 +102,13 @@ class Requests(IdentityTest):
             *("-addext", "basicConstraints=critical,CA:TRUE,pathlen:1", "-addext", "keyUsage=digitalSignature,keyCertSign"),
             *("-addext", "extendedKeyUsage=serverAuth,1.2.3.4"),
         )
-        names = ["DNS:a.example", "DNS:*.b.example", "IP Address:192.0.2.1", "email:x@y.example", "URI:http://z/"]
+        names = [("dns", "a.example"), ("dns", "*.b.example"), ("ip", "192.0.2.1"), ("email", "x@y.example"), ("uri", "http://z/")]
+        alternative, *others = self.assertGood(path)["extensions"]
+        self.assertNames(alternative, *names)
+        self.assertTrue(alternative["critical"])
         self.assertEqual(
-            [tuple(each.values()) for each in self.assertGood(path)["extensions"]],
+            [(each["name"], each["critical"], each["text"]) for each in others],
             [
-                ("X509v3 Subject Alternative Name", True, ", ".join(names), names),
                 ("X509v3 Basic Constraints", True, "CA:TRUE, pathlen:1"),
                 ("X509v3 Key Usage", False, "Digital Signature, Certificate Sign"),
                 ("X509v3 Extended Key Usage", False, "TLS Web Server Authentication, 1.2.3.4"),
@@ -109,25 +116,99 @@ class Requests(IdentityTest):
         )
         said = run("request", "check", path).text
         for name in names:
-            self.assertIn(f"\nasks for   X509v3 Subject Alternative Name (critical): {name}\n", said)
+            self.assertIn(f"\nasks for   X509v3 Subject Alternative Name (critical): {' '.join(name)}\n", said)
         self.assertIn("\nasks for   X509v3 Key Usage: Digital Signature, Certificate Sign\n", said)
 
     def test_UnknownExtensionsAreNamedByTheirNumber(self):
         answer = self.assertGood(self.peer("-addext", "1.2.3.4.5=critical,ASN1:UTF8String:hello"))
         self.assertEqual([(each["name"], each["critical"]) for each in answer["extensions"]], [("1.2.3.4.5", True)])
-        self.assertIn("0c 05 68 65 6c 6c 6f", answer["extensions"][0]["value"])
+        self.assertIn("0c 05 68 65 6c 6c 6f", answer["extensions"][0]["text"])
+        self.assertEqual(answer["extensions"][0]["hex"], "0c0568656c6c6f")
 
     def test_NamesThatLookLikeTwoAreToldApart(self):
         config = "[req]\ndistinguished_name=dn\nreq_extensions=ext\nprompt=no\n[dn]\nCN=a\n[ext]\nsubjectAltName=@names\n"
         self.write("two", config + "[names]\notherName=1.2.3;UTF8:a, DNS:evil.example\n")
         path = self.write("peer.csr", openssl("req", "-new", "-config", "two", "-key", "rsa.key"))
-        self.assertIn("DNS:evil.example", self.assertGood(path)["extensions"][0]["value"])
-        self.assertEqual(len(self.assertGood(path)["extensions"][0]["names"]), 1)
+        self.assertNames(self.assertGood(path)["extensions"][0], ("other", "1.2.3:#" + (b"\x0c\x13a, DNS:evil.example").hex()))
         self.assertEqual(run("request", "check", path).text.count("asks for"), 1)
+
+    def alternative(self, *names):
+        """A request for alternative names, which are pairs of a tag and DER."""
+        return self.peer("-addext", "subjectAltName=DER:" + joined([(0x30, joined(names))]).hex())
+
+    def test_NamesLoseNothing(self):
+        dns, email, uri, ip, rid, directory, other, x400, ediparty = 0x82, 0x81, 0x86, 0x87, 0x88, 0xA4, 0xA0, 0xA3, 0xA5
+
+        def name(text):
+            return joined([(0x30, joined([(0x31, joined([(0x30, joined([(6, bytes.fromhex("550403")), (12, text)]))]))]))])
+
+        for tag, content, kind, value in [
+            (dns, b"a.example", "dns", "a.example"),
+            (dns, b"", "dns", ""),
+            (dns, b"a, DNS:b", "dns", r"a\u{2C}\u{20}DNS:b"),
+            (dns, b"a dns b", "dns", r"a\u{20}dns\u{20}b"),
+            (dns, b"a\nDNS:b", "dns", r"a\u{A}DNS:b"),
+            (dns, b"a\0b\x1b[2J", "dns", r"a\u{0}b\u{1B}[2J"),
+            (dns, rb"a\u{A}b", "dns", r"a\\u{A}b"),
+            (dns, "\u0430.example".encode(), "dns", r"\u{430}.example"),
+            (dns, b"\xff\xc3", "dns", r"\x{FF}\x{C3}"),
+            (email, "ü@b".encode(), "email", r"\u{FC}@b"),
+            (email, b"\xfc@b", "email", r"\x{FC}@b"),
+            (uri, b"ldap://x/a,b", "uri", r"ldap://x/a\u{2C}b"),
+            (uri, "http://\ufffd/".encode(), "uri", r"http://\u{FFFD}/"),
+            (ip, bytes([192, 0, 2, 1]), "ip", "192.0.2.1"),
+            (ip, bytes([0x20, 1, 0xD, 0xB8] + [0] * 11 + [1]), "ip", "2001:db8::1"),
+            (ip, bytes(3), "ip", "#000000"),
+            (rid, bytes.fromhex("2a0304"), "rid", "1.2.3.4"),
+            (directory, name(b"a, DNS:b"), "dirname", 'CN="a, DNS:b"'),
+            (directory, name(b"a\nb\\"), "dirname", r"CN=a\\0Ab\\\\"),
+            (directory, name("a\u202eb".encode()), "dirname", r"CN=a\u{202E}b"),
+            (other, joined([(6, bytes.fromhex("2a03")), (0xA0, joined([(12, b"DNS:b")]))]), "other", "1.2.3:#0c05444e533a62"),
+            (x400, joined([(12, b"a")]), "x400", "#a3030c0161"),
+            (ediparty, joined([(0xA1, joined([(12, b"a")]))]), "ediparty", "#a505a1030c0161"),
+        ]:
+            with self.subTest(content, kind=kind):
+                path = self.alternative((tag, content), (dns, b"end"))
+                self.assertNames(self.assertGood(path)["extensions"][0], (kind, value), ("dns", "end"))
+                lines = [line for line in run("request", "check", path).text.splitlines() if line.startswith("asks for")]
+                start = "asks for   X509v3 Subject Alternative Name: "
+                self.assertEqual(lines, [f"{start}{kind} {value}", f"{start}dns end"])
+        self.assertIn("(no names)", run("request", "check", self.alternative()).text)
+
+    def test_UnreadableNamesAreSaid(self):
+        for content in (b"\x30\x03\x82\x01", b"\x30\x03\x82\x01a\0", b"\x04\x01a"):
+            path = self.peer("-addext", "subjectAltName=DER:" + content.hex())
+            extension = self.assertGood(path)["extensions"][0]
+            self.assertEqual((extension["problem"], extension["hex"]), ("OpenSSL cannot read it", content.hex()))
+            self.assertIn(f": (unreadable) {content.hex()}\n", run("request", "check", path).text)
+
+    def test_UnreadableExtensionsAreSaid(self):
+        good = self.peer("-addext", "subjectAltName=DNS:a.example", form="DER").read_bytes()
+        place = good.index(bytes.fromhex("2a864886f70d01090e31")) + 11
+        self.assertEqual(good[place], 0x30)
+        # No sequence, and a sequence of something else.
+        for at, byte in ((place, 0x31), (place + 2, 0x31)):
+            path = self.write("damaged.csr", good[:at] + bytes([byte]) + good[at + 1 :])
+            result = run("request", "check", path, "--json")
+            message = f"{path}: extensions that it asks for cannot be read"
+            self.assertEqual((result.code, result.json()["extensions"], result.json()["problems"][0]["file"]), (1, [], str(path)))
+            self.assertTrue(result.message.startswith(f"cry: {message}"), result.message)
+            self.assertTrue(result.json()["problems"][0]["message"].startswith(message))
+
+    def test_SubjectsLoseNothing(self):
+        texts = {}
+        for value in ("a, O=b", "a\\, O=b", "a + O=b", 'a" O=b', "a\nb", r"a\u{A}b", r"a\0Ab", "a\u202eb", r"a\u{202E}b", "#0c0161", " a", "a", "a "):
+            made = run("request", "generate", "--key", file("rsa.key"), f"--common-name={value}").out
+            path = self.write("subject.csr", made)
+            said = run("request", "check", path).text.splitlines()[0]
+            subject = run("request", "check", path, "--json").json()["subject"]
+            for text in (said, subject):
+                self.assertEqual(texts.setdefault(text, value), value)
+        self.assertEqual(len(texts), 26)
 
     def test_UnknownExtensionsAreReadable(self):
         path = self.peer("-addext", "1.2.3.4.5=ASN1:UTF8String:hello")
-        self.assertNotIn("unreadable", self.assertGood(path)["extensions"][0]["value"])
+        self.assertIn("hello", self.assertGood(path)["extensions"][0]["text"])
         self.assertNotIn("\\u{A}", run("request", "check", path).text)
 
     def test_OtherAttributesDoNoHarm(self):
@@ -137,8 +218,8 @@ class Requests(IdentityTest):
         path = self.write("peer.csr", openssl("req", "-new", "-config", "attributes", "-key", "rsa.key"))
         self.assertIn(b"a challenge", openssl("req", "-in", path, "-noout", "-text"))
         answer = self.assertGood(path)
-        names = {"value": "DNS:a.example", "names": ["DNS:a.example"]}
-        self.assertEqual(answer["extensions"], [{"name": "X509v3 Subject Alternative Name", "critical": False, **names}])
+        self.assertEqual(len(answer["extensions"]), 1)
+        self.assertNames(answer["extensions"][0], ("dns", "a.example"))
 
     def test_NamesOfAllSortsAreRead(self):
         long = "/C=DE/ST=Somewhere/L=Town/O=One, Inc/O=Two/OU=Ünits/CN=first/CN=second/emailAddress=a@b.example"
@@ -156,7 +237,7 @@ class Requests(IdentityTest):
             certtool("--generate-request", "--load-privkey", "rsa.key", "--template", "template", "--outfile", "certtool.csr", *more)
             answer = self.assertGood(file("certtool.csr"))
             self.assertEqual(answer["subject"], "CN=a.example, O=Test")
-            self.assertEqual(answer["extensions"][0]["value"], "DNS:a.example, DNS:b.example, IP Address:192.0.2.1")
+            self.assertNames(answer["extensions"][0], ("dns", "a.example"), ("dns", "b.example"), ("ip", "192.0.2.1"))
 
     def test_FormsAndPlacesOfTheText(self):
         text = self.peer().read_text()
@@ -209,7 +290,8 @@ class Requests(IdentityTest):
         number = bytes.fromhex("2a8648ce3d0201")
         self.assertEqual(good.count(number), 1)
         path = self.write("strange.csr", good.replace(number, number[:-1] + b"\x09"))
-        self.assertEqual(self.assertBad(path)["key"], "(unreadable)")
+        self.assertEqual(list(self.assertBad(path)["key"]), ["problem"])
+        self.assertIn("\nkey        (unreadable)\n", run("request", "check", path).text)
         self.assertBad(path, "--key", file("ec.key"), matches=False)
 
     def test_ProtectedKeysAreOpened(self):

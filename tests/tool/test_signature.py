@@ -131,7 +131,7 @@ class Signatures(KeysTest):
         self.assertEqual(self.sign(keys / "rsa", "--base64"), base64.b64encode(expected) + b"\n")
         for arguments, member in (([], "hex"), (["--hex"], "hex"), (["--base64"], "base64")):
             answer = self.assertDone(run("signature", "make", "--json", "--key", keys / "rsa", *arguments, data)).json()
-            self.assertEqual((answer["format"], answer["file"], answer["algorithm"]), (1, str(data), "CRY_HASH_ALGORITHM_SHA2_256"))
+            self.assertEqual((answer["format"], answer["file"], answer["algorithm"]), (1, str(data), "sha256"))
             text = expected.hex() if member == "hex" else base64.b64encode(expected).decode()
             self.assertEqual(answer["signature"], {"length": 256, member: text})
         folder = self.folder()
@@ -187,10 +187,10 @@ class Signatures(KeysTest):
     def test_JsonTellsTheVerdict(self):
         signature = self.write("json.sig", self.sign(keys / "P-256"))
         answer = self.assertDone(run("signature", "check", "--json", "--key", keys / "P-256.crt", "--signature", signature, data)).json()
-        self.assertEqual(answer, {"format": 1, "file": str(data), "algorithm": "CRY_HASH_ALGORITHM_SHA2_256",
-                                  "key": "EC prime256v1, 256 bits", "verdict": "good"})  # fmt: skip
+        self.assertEqual(answer, {"format": 1, "file": str(data), "algorithm": "sha256", "verdict": "good",
+                                  "key": {"type": "EC", "bits": 256, "curve": "prime256v1", "sha256": answer["key"]["sha256"]}})  # fmt: skip
         answer = run("signature", "check", "--json", "--key", keys / "P-256.crt", "--signature", signature, "--algorithm", "sha3-512", data)
-        self.assertEqual((answer.code, answer.json()["verdict"], answer.json()["algorithm"]), (1, "bad", "CRY_HASH_ALGORITHM_SHA3_512"))
+        self.assertEqual((answer.code, answer.json()["verdict"], answer.json()["algorithm"]), (1, "bad", "sha3-512"))
 
     def test_KeysThatCannotSignAreRefused(self):
         made = {name: openssl("genpkey", "-algorithm", name) for name in ("ED25519", "ED448", "X25519", "X448")}
@@ -282,7 +282,7 @@ class Convert(KeysTest):
         self.assertEqual(self.convert("P-256", "raw", signature.read_bytes(), "--hex").out, raw.hex().encode() + b"\n")
         self.assertEqual(self.convert("P-256", "raw", signature.read_bytes(), "--base64", "-").out, base64.b64encode(raw) + b"\n")
         answer = self.convert("P-256", "raw", signature.read_bytes(), "--json").json()
-        self.assertEqual(answer, {"format": 1, "curve": "prime256v1", "form": "raw", "signature": {"length": 64, "hex": raw.hex()}})
+        self.assertEqual(answer, {"format": 1, "file": "-", "curve": "prime256v1", "to": "raw", "signature": {"length": 64, "hex": raw.hex()}})
         path = self.folder() / "out"
         self.assertDone(self.convert("P-256", "raw", signature.read_bytes(), "--out", path))
         self.assertEqual(path.read_bytes(), raw)

@@ -91,8 +91,10 @@ class Uuid(ToolTest):
             expected = f"{text}\nvariant  {variant}\n" + (f"version  {version}\n" if version else "")
             self.assertEqual(self.assertDone(run("uuid", "--parse", text)).text, expected)
             answer = self.assertDone(run("uuid", "--json", "--parse", text)).json()
-            self.assertEqual((answer["verdict"], answer["uuid"], answer.get("version")), ("good", text, int(version.split()[0]) if version else None))
-            self.assertEqual(answer.get("version"), uuid.UUID(text).version if version else None)
+            self.assertEqual((answer["verdict"], answer["uuid"]), ("good", text))
+            self.assertEqual(answer.get("uuidVersion"), int(version.split()[0]) if version else None)
+            self.assertEqual(answer.get("uuidVersion"), uuid.UUID(text).version if version else None)
+            self.assertIn(answer["variant"], variant.lower().replace("reserved for the", ""))
 
     def test_ParseTakesMarksAroundIt(self):
         for text in (self.TEXT.upper(), "{%s}", "'%s'", '"%s"', "\"'{%s}'\"", "{'\"%s\"'}", "'{%s}'"):
@@ -116,7 +118,7 @@ class Uuid(ToolTest):
             result = run("uuid", f"--parse={text}")
             self.assertEqual((result.code, result.text, result.message), (1, "", f"cry: '{text}' is not a UUID: {reason}\n"))
             answer = run("uuid", "--json", f"--parse={text}")
-            expected = {"format": 1, "text": text, "verdict": "bad", "reason": reason}
+            expected = {"format": 1, "given": text, "verdict": "bad", "reason": reason}
             self.assertEqual((answer.code, answer.message, answer.json()), (1, "", expected))
         for text in ("{" + self.TEXT, self.TEXT + "}", "{" + self.TEXT + "'", "(" + self.TEXT + ")", "}" + self.TEXT + "{", "'{" + self.TEXT + "'}",
                      "urn:uuid:" + self.TEXT, self.TEXT + "\n" + self.TEXT, "n" * 100000):  # fmt: skip

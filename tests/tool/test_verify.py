@@ -42,7 +42,7 @@ class Arguments(VerifyTest):
         self.assertEqual(self.verify(pki.file("leaf", "intermediate"), at="2024-02-29T00:00:00Z").code, 0)
         for at, code in (("0000-01-01T00:00:00Z", 9), ("1900-01-01T00:00:00Z", 9), ("9999-12-31T23:59:59Z", 10)):
             result = self.verify(pki.file("leaf", "intermediate"), "--json", at=at)
-            self.assertEqual((result.code, result.json()["error"]["code"], result.json()["time"]), (1, code, at))
+            self.assertEqual((result.code, result.json()["failure"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
         for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"]):
@@ -73,7 +73,7 @@ class Verify(VerifyTest):
         self.assertEqual(result["chain"][0], {
             "subject": "CN=leaf, O=Test", "issuer": "CN=intermediate, O=Test",
             "validFrom": "2020-01-01T00:00:00Z", "validUntil": "2040-01-01T00:00:00Z",
-            "key": "EC prime256v1, 256 bits", "signatureAlgorithm": "ecdsa-with-SHA256", "sha256": fingerprint(pki.der["leaf"]),
+            "key": result["chain"][0]["key"], "signatureAlgorithm": "ecdsa-with-SHA256", "sha256": fingerprint(pki.der["leaf"]),
         })  # fmt: skip
 
     def test_BadChainIsExplained(self):
@@ -84,9 +84,9 @@ class Verify(VerifyTest):
         self.assertEqual(lines[2:4], ["error 10 at depth 0: certificate has expired", "it speaks of CN=expired, O=Test"])
         self.assertIn("   valid        2020-01-01T00:00:00Z to 2025-01-01T00:00:00Z", lines)
         self.assertIn("   SHA-256      " + fingerprint(pki.der["expired"]), lines)
-        error = self.verify(pki.file("expired", "intermediate"), "--json").json()["error"]
-        self.assertEqual((error["code"], error["text"], error["depth"]), (10, "certificate has expired", 0))
-        self.assertEqual(error["certificate"]["subject"], "CN=expired, O=Test")
+        failure = self.verify(pki.file("expired", "intermediate"), "--json").json()["failure"]
+        self.assertEqual((failure["code"], failure["text"], failure["depth"]), (10, "certificate has expired", 0))
+        self.assertEqual(failure["certificate"]["subject"], "CN=expired, O=Test")
 
     def test_MissingIssuerComesWithAHint(self):
         self.assertIn("(see --intermediates and --trust)", self.verify(pki.file("leaf")).text)
@@ -143,12 +143,12 @@ class Verify(VerifyTest):
                 self.assertEqual(reference.returncode != 0, result.code != 0, reference.stderr)
                 if error:
                     first = re.search(r"^error (\d+) at (\d+) depth lookup: (.*)$", reference.stderr, re.MULTILINE)
-                    said = (answer["error"]["code"], answer["error"]["depth"], answer["error"]["text"])
+                    said = (answer["failure"]["code"], answer["failure"]["depth"], answer["failure"]["text"])
                     self.assertEqual(said, (int(first[1]), int(first[2]), first[3]))
                     self.assertEqual(said[0], error)
                     if place is not None:
                         self.assertEqual(said[1], place)
-                    self.assertIn(answer["error"]["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
+                    self.assertIn(answer["failure"]["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
                 else:
                     self.assertEqual(len(answer["chain"]), len(re.findall(r"^depth=", reference.stdout, re.MULTILINE)))
                     if place is not None:
@@ -174,7 +174,7 @@ class Verify(VerifyTest):
             self.assertEqual((good.code, len(good.json()["chain"])), (0, 2))
             for at, code in zip(outside, (9, 10)):
                 bad = run(*arguments, at)
-                self.assertEqual((bad.code, bad.json()["error"]["code"], bad.json()["error"]["depth"]), (1, code, 0))
+                self.assertEqual((bad.code, bad.json()["failure"]["code"], bad.json()["failure"]["depth"]), (1, code, 0))
 
     def test_TrustAndIntermediatesMayBeGivenSeveralTimes(self):
         several = ["--intermediates", pki.file("bound"), "--intermediates", pki.file("intermediate")]
@@ -187,7 +187,7 @@ class Verify(VerifyTest):
             self.skipTest("no bundle of roots")
         root = self.write("platform.pem", blocks_of(bundle.read_text())[0])
         at = run("verify", "--json", "--no-system", "--trust", root, root).json()
-        at = at["chain"][0]["validFrom"] if "chain" in at else at["error"]["certificate"]["validFrom"]
+        at = at["chain"][0]["validFrom"] if "chain" in at else at["failure"]["certificate"]["validFrom"]
         self.assertEqual(run("verify", "--time", at, root).code, 0)
         self.assertEqual(run("verify", "--time", at, "--no-system", "--trust", pki.file("root"), root).code, 1)
 
@@ -197,6 +197,64 @@ class Verify(VerifyTest):
         self.assertEqual(run("roots", "--count", env=environment).out, run("roots", "--count").out)
         environment["SSL_CERT_FILE"] = str(pki.file("root"))
         self.assertEqual(run("verify", "--time", NOW, pki.file("leaf", "intermediate"), env=environment).code, 1)
+
+
+class Weakness(VerifyTest):
+    """Certificates that verify although they are weak."""
+
+    KEYS = {
+        "rsa512": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:512"],
+        "rsa2048": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048"],
+        "pss1024": ["-algorithm", "RSA-PSS", "-pkeyopt", "rsa_keygen_bits:1024"],
+        "ec192": ["-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-192"],
+        "ec224": ["-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-224"],
+    }
+
+    def chain(self, *links):
+        """Files with a chain, and its trusted certificate. A link is a key and a digest; the first
+        one is the leaf."""
+        folder, made = self.folder(), []
+        for depth, (key, digest, *more) in reversed(list(enumerate(links))):
+            name = folder / f"{depth}-{key}"
+            pki.openssl("genpkey", *self.KEYS[key], "-out", f"{name}.key")
+            pki.openssl("req", "-new", "-config", "config", "-key", f"{name}.key", "-subj", f"/CN=weak {depth}", "-out", f"{name}.csr")
+            extensions = self.write("extensions", pki.CA if depth else pki.LEAF)
+            issuer = made[-1] if made else None
+            signer = ["-CA", f"{issuer}.pem", "-CAkey", f"{issuer}.key", "-CAcreateserial"] if issuer else ["-signkey", f"{name}.key"]
+            pki.openssl("x509", "-req", "-in", f"{name}.csr", "-out", f"{name}.pem", "-extfile", extensions, "-days", "9000", f"-{digest}",
+                        *more, *signer)  # fmt: skip
+            made.append(name)
+        path = self.write("weak.pem", "".join(Path(f"{name}.pem").read_text() for name in reversed(made[1:])))
+        return path if len(made) > 1 else Path(f"{made[0]}.pem"), Path(f"{made[0]}.pem")
+
+    def test_WeakKeysAndSignaturesAreWarnedOf(self):
+        at = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + 60))
+        bits, signed = "its {} key has {} bits; fewer than {} are weak", "it is signed with {}, which is weak"
+        pss = ("-sigopt", "rsa_padding_mode:pss")
+        for links, expected in [
+            ([("rsa2048", "sha256"), ("ec224", "sha224")], []),
+            ([("ec224", "sha1")], []),  # a trusted one's own signature does not matter
+            ([("rsa512", "md5")], [(0, bits.format("RSA", 512, 2048))]),
+            ([("ec192", "sha256")], [(0, bits.format("EC", 192, 224))]),
+            ([("pss1024", "sha256")], [(0, bits.format("RSA-PSS", 1024, 2048))]),
+            ([("rsa2048", "sha1", *pss), ("rsa2048", "sha1")], [(0, signed.format("SHA-1"))]),
+            ([("rsa512", "md5"), ("rsa512", "sha1"), ("rsa512", "md5")],
+             [(0, bits.format("RSA", 512, 2048)), (0, signed.format("MD5")), (1, bits.format("RSA", 512, 2048)), (1, signed.format("SHA-1")),
+              (2, bits.format("RSA", 512, 2048))]),
+            ([("rsa2048", "ripemd160"), ("rsa2048", "sha256")], [(0, signed.format("RIPEMD-160"))]),
+        ]:  # fmt: skip
+            with self.subTest(links):
+                path, trust = self.chain(*links)
+                messages = [(depth, f"the certificate at depth {depth} (CN=weak {depth}): {what}") for depth, what in expected]
+                result = self.verify(path, trust=[trust], at=at)
+                self.assertEqual((result.code, result.text[:6]), (0, "good: "), result.text)
+                self.assertEqual(result.message, "".join(f"cry: warning: {message}\n" for _, message in messages))
+                answer = self.verify(path, "--json", trust=[trust], at=at)
+                self.assertEqual((answer.code, answer.json()["verdict"]), (0, "good"))
+                self.assertEqual([(each["depth"], each["message"]) for each in answer.json().get("warnings", [])], messages)
+
+    def test_HelpSaysWhatIsNotLookedAt(self):
+        self.assertIn("Names, purpose and revocation are not looked at.", run("verify", "--help").text)
 
 
 class CertificateText(VerifyTest):

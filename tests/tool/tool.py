@@ -12,6 +12,11 @@ import time
 import unittest
 from pathlib import Path
 
+try:
+    from jsonschema import Draft202012Validator
+except ImportError:
+    raise SystemExit(f"{sys.executable} does not find jsonschema, which Debian's python3-jsonschema has") from None
+
 TOOL = os.environ.get("CRY_TOOL", "")
 if not os.access(TOOL, os.X_OK):
     raise SystemExit("CRY_TOOL must name the program")
@@ -31,6 +36,9 @@ secret.write_text(PASSWORD + "\n")
 wrong.write_text("wrong\n")
 for path in (secret, wrong):
     path.chmod(0o600)
+
+
+SCHEMA = json.loads((Path(__file__).resolve().parents[2] / "docs" / "cry.schema.json").read_text())
 
 
 class Result:
@@ -61,7 +69,50 @@ def run(*arguments, stdin=b"", cwd=None, timeout=120, **more):
             raise AssertionError(f"{arguments}: strange message {line!r}")
     if done.stderr and not done.stderr.endswith(b"\n"):
         raise AssertionError(f"{arguments}: message without end {done.stderr!r}")
-    return Result(done.returncode, done.stdout, done.stderr)
+    result = Result(done.returncode, done.stdout, done.stderr)
+    check_json(arguments, result, cwd)
+    return result
+
+
+@functools.cache
+def validator(definition):
+    return Draft202012Validator({"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{definition}", "$defs": SCHEMA["$defs"]})
+
+
+def definition_of(arguments):
+    """The definition in the schema for what a command prints."""
+    words = [word for word in arguments if not word.startswith("-")] + ["", ""]
+    names = ("command-version" if "--version" in arguments else f"command-{words[0]}", f"command-{words[0]}-{words[1]}")
+    return next((name for name in names if name in SCHEMA["$defs"]), None)
+
+
+def check_json(arguments, result, cwd=None):
+    """Whatever is printed with --json is as the schema says, and has all errors and warnings."""
+    arguments = [os.fsdecode(argument) for argument in arguments]
+    options = arguments[: arguments.index("--")] if "--" in arguments else arguments
+    if "--json" not in options or "--help" in options or "-h" in options:
+        return
+    text, definition = result.out, definition_of(arguments)
+    out = next((after for option, after in zip(options, options[1:]) if option == "--out"), None)
+    if not text and not result.code and definition in ("command-hmac", "command-uuid") and out:
+        out = Path(cwd or ".", out)
+        if not out.is_file():
+            return
+        text = out.read_bytes()  # these write the JSON to the file
+    answer = json.loads(text)
+    messages = [line.removeprefix("cry: ") for line in result.message.splitlines()]
+    wrong = next((each.message[:2000] for each in validator("error" if "error" in answer else definition).iter_errors(answer)), None)
+    if wrong is None and next(iter(answer)) != "format":
+        wrong = "the format is not the first member"
+    elif wrong is None and "error" in answer and (result.code, messages[-1:]) != (2, [answer["error"]["message"]]):
+        wrong = "the error is not that of standard error"
+    elif wrong is None and result.code == 2 and not {"error", "problems"} & set(answer):
+        wrong = "exit code 2 without an error"
+    warnings = [each.removeprefix("warning: ") for each in messages if each.startswith("warning: ")]
+    if wrong is None and warnings != [each["message"] for each in answer.get("warnings", [])]:
+        wrong = "the warnings are not those of standard error"
+    if wrong is not None:
+        raise AssertionError(f"{arguments}: {wrong}\n{text[:2000]!r}")
 
 
 def limited(arguments, mebibytes, **more):
@@ -146,7 +197,11 @@ class ToolTest(unittest.TestCase):
         return result
 
     def assertInputError(self, result, *parts):
-        """Nothing but one message that begins with the first part and has the others."""
+        """Nothing but one message that begins with the first part and has the others; the same as
+        JSON if that is asked for."""
+        if result.out.startswith(b"{"):
+            self.assertEqual(list(result.json()), ["format", "error"])
+            result = Result(result.code, b"", result.err)
         self.assertEqual((result.code, result.out), (2, b""), result.message)
         self.assertTrue(result.message.startswith(f"cry: {parts[0]}"), result.message)
         for part in parts[1:]:

@@ -97,6 +97,16 @@ tool::Arguments::Arguments( int argc, char **argv )
     std::reverse( reversed.begin(), reversed.end() );
 }
 
+bool tool::asksForJson( int argc, char **argv )
+{
+    for( int index = 1; index < argc && argv[index] != std::string_view( "--" ); index++ )
+    {
+        if( argv[index] == std::string_view( "--json" ) )
+            return true;
+    }
+    return false;
+}
+
 std::string tool::messageFor( CLI::App &app, const CLI::ParseError &problem )
 {
     std::string text = problem.what(), help = "cry";

@@ -19,6 +19,9 @@ struct Arguments
     Arguments( int argc, char **argv );
 };
 
+// Whether --json stands among the arguments, before "--". It counts if they are wrong, too.
+bool asksForJson( int argc, char **argv );
+
 // The message for wrong arguments, with the help that fits.
 std::string messageFor( CLI::App &app, const CLI::ParseError &problem );
 

@@ -77,6 +77,9 @@ int main( int argc, char **argv )
     occupyStandardStreams();
     tool::keepMemorySecret();
     OutputBuffer buffer;
+    const bool   json = tool::asksForJson( argc, argv );
+    if( json )
+        tool::reportAsJson();
     try
     {
         tool::cleanseMemory();
@@ -86,7 +89,7 @@ int main( int argc, char **argv )
     }
     catch( const std::exception &problem )
     {
-        tool::printError( problem.what() );
+        tool::printFailure( problem, json );
         return tool::exitInputError;
     }
 }

@@ -39,9 +39,8 @@ int generate( Options &options )
     options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 } };
-        json.update( tool::Facts( certificate.get() ).json() );
-        json["certificate"] = tool::textOf( text.get() );
+        nlohmann::ordered_json json{ { "certificate", tool::Facts( certificate.get() ).json() }, { "pem", tool::textOf( text.get() ) } };
+        options.output.addTo( json );
         tool::printJson( json );
     }
     return tool::exitGood;

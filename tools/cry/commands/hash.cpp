@@ -3,6 +3,7 @@
 #include "options/algorithm.hpp"
 #include "options/command.hpp"
 #include "output/error.hpp"
+#include "output/notices.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
 #include "text/digest_line.hpp"
@@ -60,8 +61,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         if( !entry )
         {
             if( ++malformed <= malformedShown )
-                tool::printError( tool::nameOf( list ) + ":" + std::to_string( number ) + ": is not a line of " + std::to_string( digits ) +
-                    " hexadecimal digits, two blanks and a file name" );
+                tool::report( { list, "is not a line of " + std::to_string( digits ) + " hexadecimal digits, two blanks and a file name", number } );
             continue;
         }
         known++;
@@ -74,17 +74,17 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         }
         catch( const tool::InputError &problem )
         {
-            tool::printError( problem.what() );
+            tool::report( problem );
             verdict = "UNREADABLE";
             result.unreadable++;
         }
-        result.files.push_back( { { "file", entry->path }, { "verdict", verdict } } );
+        result.files.push_back( { { "file", entry->path }, { "verdict", verdict == "OK" ? "good" : verdict == "FAILED" ? "bad" : "unknown" } } );
         if( !options.json )
             tool::print( tool::printable( entry->path ) + ": " + ( verdict == "OK" ? tool::green( verdict ) : tool::red( verdict ) ) + "\n" );
     }
     result.malformed += malformed;
     if( malformed > malformedShown )
-        tool::printError( tool::nameOf( list ) + ": and " + tool::counted( malformed - malformedShown, "further line" ) );
+        tool::report( { list, "and " + tool::counted( malformed - malformedShown, "further line" ) } );
     if( !known )
         throw tool::InputError( list, "holds no line of a digest of " + std::to_string( digits ) + " digits (see --algorithm) and a file name" );
 }
@@ -113,7 +113,7 @@ int hash( Options &options )
         catch( const tool::InputError &problem )
         {
             // The other files are still worth an answer.
-            tool::printError( problem.what() );
+            tool::report( problem );
             result.unreadable++;
         }
     }
@@ -121,7 +121,7 @@ int hash( Options &options )
         tool::printError( tool::counted( result.failed, "digest" ) + " did not match" );
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) } };
+        nlohmann::ordered_json json{ { "algorithm", tool::nameOfAlgorithm( algorithm ) } };
         if( options.check )
             json["verdict"] = result.failed ? "bad" : result.unreadable || result.malformed ? "unknown" : "good";
         json["files"] = result.files;

@@ -3,6 +3,7 @@
 #include "options/algorithm.hpp"
 #include "options/command.hpp"
 #include "output/error.hpp"
+#include "output/notices.hpp"
 #include "output/out_file.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
@@ -83,12 +84,12 @@ int hmac( Options &options )
         catch( const tool::InputError &problem )
         {
             // The other files are still worth an answer.
-            tool::printError( problem.what() );
+            tool::report( problem );
             unreadable++;
         }
     }
     if( options.json )
-        say( tool::jsonText( { { "format", 1 }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) }, { "files", files } } ) );
+        say( tool::jsonText( { { "algorithm", tool::nameOfAlgorithm( algorithm ) }, { "files", files } } ) );
     if( options.output.toFile() )
         options.output.write( lines );
     return unreadable ? tool::exitInputError : tool::exitGood;

@@ -6,6 +6,7 @@
 #include "options/value.hpp"
 #include "output/error.hpp"
 #include "output/key_facts.hpp"
+#include "output/notices.hpp"
 #include "output/openssl_reason.hpp"
 #include "output/out_file.hpp"
 #include "output/print.hpp"
@@ -55,7 +56,7 @@ pb::Ref<CRY_PKEY_PRIVATE> generateKey( const Options &options )
         throw tool::InputError( tool::shown( options.kind ) + " is not a kind of key; known are rsa and ec" );
     PB_INT bits = tool::number( options.size, "the bits of an RSA key", 1024, 16384 );
     if( bits < weak )
-        tool::printError( "warning: an RSA key of fewer than 2048 bits is too weak for anything but tests" );
+        tool::warn( { "an RSA key of fewer than 2048 bits is too weak for anything but tests", {}, {} } );
     return bits <= quick ? pb::adopt( cryTryGenerateRsaKeyPair( bits ) ) : generateSlowly( bits );
 }
 
@@ -72,16 +73,12 @@ int generate( Options &options )
     if( options.json )
     {
         pb::Ref<CRY_PKEY_PUBLIC> pub = pb::adopt( cryPkeyPrivatePublicKey( key.get() ) );
-        nlohmann::ordered_json   json{ { "format", 1 } };
+        nlohmann::ordered_json   json{ { "key", tool::KeyFacts( tool::Key{ key, pub, "", "" }.peek() ).json() } };
         if( pub )
-        {
-            tool::KeyFacts( pub.get(), tool::Key{ key, pub, "", "" }.peek() ).addTo( json );
             json["publicKey"] = tool::textOf( tool::pemText( pb::adopt( cryPkeyPublicPem( pub.get() ) ).get() ).get() );
-        }
-        if( options.output.toFile() )
-            json["file"] = *options.output.path;
-        else
+        if( !options.output.toFile() )
             json["privateKey"] = tool::textOf( text.get() );
+        options.output.addTo( json );
         tool::printJson( json );
     }
     return tool::exitGood;
@@ -98,9 +95,9 @@ int publicKey( Options &options )
     options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 } };
-        tool::KeyFacts( key.publicKey.get(), key.peek() ).addTo( json );
-        json["publicKey"] = tool::textOf( text.get() );
+        nlohmann::ordered_json json{ { "file", options.file }, { "key", tool::KeyFacts( key.peek() ).json() },
+            { "publicKey", tool::textOf( text.get() ) } };
+        options.output.addTo( json );
         tool::printJson( json );
     }
     return tool::exitGood;
@@ -127,13 +124,12 @@ std::string whatIsWrong( const tool::Key &key )
 int info( Options &options )
 {
     tool::Key      key = tool::readKey( options.file, options.password );
-    tool::KeyFacts facts( key.publicKey.get(), key.peek() );
+    tool::KeyFacts facts( key.peek() );
     std::string    wrong = whatIsWrong( key ), holds = key.privateKey ? "private key" : "public key";
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "holds", holds }, { "form", key.form } };
-        facts.addTo( json );
-        json["verdict"] = wrong.empty() ? "good" : "bad";
+        nlohmann::ordered_json json{ { "file", options.file }, { "verdict", wrong.empty() ? "good" : "bad" }, { "holds", holds },
+            { "form", key.form }, { "key", facts.json() } };
         if( !wrong.empty() )
             json["reason"] = wrong;
         tool::printJson( json );
@@ -142,7 +138,7 @@ int info( Options &options )
     {
         tool::print( holds + " (" + key.form + ")\ntype    " + facts.type + "\nbits    " + std::to_string( facts.bits ) + "\n" );
         if( !facts.curve.empty() )
-            tool::print( "curve   " + facts.curve + " (" + facts.description + ")\n" );
+            tool::print( "curve   " + facts.curve + " (" + tool::curveDescription( facts.curve ) + ")\n" );
         tool::print( "check   " + ( wrong.empty() ? tool::green( "good" ) : tool::red( "bad" ) + ": " + tool::printable( wrong ) ) + "\n" );
         tool::print( "sha256  " + facts.fingerprint + " (of the public key)\n" );
     }
@@ -159,7 +155,7 @@ int curves( Options &options )
         std::string name = tool::shortNameOf( curve ), nist = tool::nistNameOf( curve ), text = tool::take( cryPkeyEcNamedCurveDisplayName( curve ) );
         if( options.json )
         {
-            nlohmann::ordered_json entry{ { "curve", name }, { "value", curve }, { "constant", tool::take( cryPkeyEcNamedCurveToString( curve ) ) },
+            nlohmann::ordered_json entry{ { "curve", name }, { "number", curve }, { "constant", tool::take( cryPkeyEcNamedCurveToString( curve ) ) },
                 { "description", text } };
             if( !nist.empty() )
                 entry["nist"] = nist;
@@ -171,7 +167,7 @@ int curves( Options &options )
         tool::print( column + text + "\n" );
     }
     if( options.json )
-        tool::printJson( { { "format", 1 }, { "curves", list } } );
+        tool::printJson( { { "curves", list } } );
     return tool::exitGood;
 }
 

@@ -22,7 +22,7 @@ int check( Options &options )
 {
     pb::Ref<PB_STRING>     name    = tool::utf8Value( options.name, "NAME" );
     PB_STRING             *problem = in___DnsIdnaDomainNameProblem( name.get() );
-    nlohmann::ordered_json json{ { "format", 1 }, { "name", options.name }, { "verdict", problem ? "bad" : "good" } };
+    nlohmann::ordered_json json{ { "given", options.name }, { "verdict", problem ? "bad" : "good" } };
     if( problem )
     {
         std::string reason = tool::take( problem );

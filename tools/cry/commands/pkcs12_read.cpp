@@ -140,18 +140,17 @@ void checkOutputs( Options &options )
     }
 }
 
-std::string keyTextOf( CRY_PKEY_PRIVATE *key ) { return tool::keyText( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ); }
-
 void describe(
     const Options &options, CRY_PKEY_PRIVATE *key, CRY_X509_CERTIFICATE *certificate, const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &others )
 {
     if( options.json )
     {
-        nlohmann::ordered_json list = nlohmann::ordered_json::array();
-        for( const auto &each : others )
-            list.push_back( tool::Facts( each.get() ).json() );
-        tool::printJson( { { "format", 1 }, { "file", options.file }, { "privateKey", keyTextOf( key ) },
-            { "certificate", tool::Facts( certificate ).json() }, { "certificates", list } } );
+        nlohmann::ordered_json json{ { "file", options.file }, { "key", tool::KeyFacts( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ).json() },
+            { "certificate", tool::Facts( certificate ).json() }, { "certificates", tool::factsJson( others ) } };
+        options.outKey.addTo( json, "outKey" );
+        options.outCertificate.addTo( json, "outCertificate" );
+        options.outCertificates.addTo( json, "outCertificates" );
+        tool::printJson( json );
         return;
     }
     auto line = []( const char *what, CRY_X509_CERTIFICATE *each ) {
@@ -159,7 +158,7 @@ void describe(
         tool::print( std::string( what ) + tool::nameOrNone( facts.subject ) + ", by " + tool::nameOrNone( facts.issuer ) + ", until " +
             facts.validUntil + "\n" );
     };
-    tool::print( "private key  " + tool::printable( keyTextOf( key ) ) + "\n" );
+    tool::print( "private key  " + tool::printable( tool::keyText( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ) ) + "\n" );
     line( "certificate  ", certificate );
     for( const auto &each : others )
         line( "further      ", each.get() );

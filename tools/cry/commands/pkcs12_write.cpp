@@ -3,7 +3,9 @@
 #include "input/file.hpp"
 #include "input/key_file.hpp"
 #include "options/command.hpp"
+#include "output/certificate_facts.hpp"
 #include "output/error.hpp"
+#include "output/key_facts.hpp"
 #include "output/openssl_reason.hpp"
 #include "output/out_file.hpp"
 #include "output/print.hpp"
@@ -60,8 +62,9 @@ int writePkcs12( Options &options )
         throw tool::InputError( "OpenSSL cannot make the file" + tool::opensslReasonInBrackets() );
     tool::writeBytes( options.output, bytes.get(), tool::Form::raw, tool::Secrecy::secret );
     if( options.json && options.output.toFile() )
-        tool::printJson( { { "format", 1 }, { "file", *options.output.path }, { "length", pbBufferLength( bytes.get() ) },
-            { "certificates", cryX509CertificatesCertificatesLength( extras.get() ) } } );
+        tool::printJson(
+            { { "out", *options.output.path }, { "length", pbBufferLength( bytes.get() ) }, { "key", tool::KeyFacts( key.peek() ).json() },
+                { "certificate", tool::Facts( chain[0].get() ).json() }, { "certificates", tool::factsJson( tool::elements( extras.get() ) ) } } );
     return tool::exitGood;
 }
 

@@ -51,8 +51,7 @@ int random( Options &options )
         }
         if( form == tool::Form::raw )
             form = tool::Form::hex;
-        tool::printJson(
-            { { "format", 1 }, { "count", count }, { form == tool::Form::hex ? "hex" : "base64", tool::textInForm( bytes.get(), form ) } } );
+        tool::printJson( { { "count", count }, { form == tool::Form::hex ? "hex" : "base64", tool::textInForm( bytes.get(), form ) } } );
         return tool::exitGood;
     }
     tool::checkNotTerminal( options.output, form );

@@ -5,16 +5,19 @@
 #include "options/subject.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
+#include "output/general_names.hpp"
 #include "output/key_facts.hpp"
+#include "output/notices.hpp"
 #include "output/openssl_reason.hpp"
 #include "output/out_file.hpp"
 #include "output/print.hpp"
+#include "text/asn1_text.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
 #include <cry/cry_generate_csr.h>
 #include <cry/internal/cry_x509_csr.h>
-#include <cry/internal/cry_x509_decode.h>
+#include <memory>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 #include <optional>
@@ -50,7 +53,11 @@ int generate( GenerateOptions &options )
     pb::Ref<PB_BUFFER> text = tool::pemText( pb::adopt( cryX509CsrPem( csr.get() ) ).get() );
     options.output.writeBeside( options.json, text.get(), tool::Secrecy::open );
     if( options.json )
-        tool::printJson( { { "format", 1 }, { "request", tool::textOf( text.get() ) } } );
+    {
+        nlohmann::ordered_json json{ { "pem", tool::textOf( text.get() ) }, { "key", tool::KeyFacts( subject.key.peek() ).json() } };
+        options.output.addTo( json );
+        tool::printJson( json );
+    }
     return tool::exitGood;
 }
 
@@ -90,16 +97,16 @@ pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
     return csr;
 }
 
-// The text that `print` writes to a BIO, in one line.
-std::string printed( auto print )
+// The value of an extension as OpenSSL prints it, in one line; empty if it cannot.
+std::string textOf( X509_EXTENSION *extension )
 {
-    BIO *bio = BIO_new( BIO_s_mem() );
-    print( bio );
+    std::unique_ptr<BIO, decltype( &BIO_free )> bio( BIO_new( BIO_s_mem() ), BIO_free );
+    X509V3_EXT_print( bio.get(), extension, X509V3_EXT_DUMP_UNKNOWN, 0 );
+    ERR_clear_error();
     char       *bytes  = nullptr;
-    long        length = BIO_get_mem_data( bio, &bytes );
-    std::string text( bytes, (size_t)length ), line;
-    BIO_free( bio );
-    for( char c : text )
+    long        length = BIO_get_mem_data( bio.get(), &bytes );
+    std::string line;
+    for( char c : std::string_view( bytes, (size_t)length ) )
     {
         if( c != '\n' )
             line += c;
@@ -111,50 +118,79 @@ std::string printed( auto print )
     return line;
 }
 
-// The alternative names one by one, since a name may look like two. Empty if they cannot be read.
-std::vector<std::string> namesOf( X509_EXTENSION *extension )
+// One extension that is asked for.
+struct Extension
 {
-    std::vector<std::string> names;
-    GENERAL_NAMES           *list = (GENERAL_NAMES *)X509V3_EXT_d2i( extension );
-    for( int index = 0; index < sk_GENERAL_NAME_num( list ); index++ )
-        names.push_back( printed( [&]( BIO *bio ) { GENERAL_NAME_print( bio, sk_GENERAL_NAME_value( list, index ) ); } ) );
-    GENERAL_NAMES_free( list );
-    return names;
-}
+    std::string                            oid, name, hex, text; // text is empty if OpenSSL cannot print it, and for names
+    bool                                   critical = false;
+    std::optional<std::vector<tool::Name>> names;
 
-// The extensions that are asked for, as OpenSSL prints them.
-nlohmann::ordered_json extensionsOf( X509_REQ *req )
-{
-    nlohmann::ordered_json list            = nlohmann::ordered_json::array();
-    STACK_OF( X509_EXTENSION ) *extensions = X509_REQ_get_extensions( req );
-    for( int index = 0; index < sk_X509_EXTENSION_num( extensions ); index++ )
+    explicit Extension( X509_EXTENSION *extension ) :
+        oid( tool::oidText( X509_EXTENSION_get_object( extension ) ) ), hex( tool::hexText( X509_EXTENSION_get_data( extension ) ) ),
+        critical( X509_EXTENSION_get_critical( extension ) == 1 )
     {
-        X509_EXTENSION *extension = sk_X509_EXTENSION_value( extensions, index );
-        char            name[80];
-        int             nid = OBJ_obj2nid( X509_EXTENSION_get_object( extension ) );
-        if( nid == NID_undef )
-            OBJ_obj2txt( name, sizeof name, X509_EXTENSION_get_object( extension ), 1 );
-        nlohmann::ordered_json   entry{ { "name", nid == NID_undef ? name : OBJ_nid2ln( nid ) },
-              { "critical", X509_EXTENSION_get_critical( extension ) == 1 } };
-        std::vector<std::string> names = nid == NID_subject_alt_name ? namesOf( extension ) : std::vector<std::string>();
-        std::string              value = printed( [&]( BIO *bio ) { X509V3_EXT_print( bio, extension, X509V3_EXT_DUMP_UNKNOWN, 0 ); } );
-        entry["value"]                 = value.empty() ? "(unreadable)" : value;
-        if( !names.empty() )
-            entry["names"] = names;
-        list.push_back( entry );
+        int nid = OBJ_obj2nid( X509_EXTENSION_get_object( extension ) );
+        name    = nid == NID_undef ? oid : OBJ_nid2ln( nid );
+        if( nid == NID_subject_alt_name || nid == NID_issuer_alt_name )
+            names = tool::namesIn( X509_EXTENSION_get_data( extension ) );
+        else
+            text = tool::printable( textOf( extension ) );
     }
-    sk_X509_EXTENSION_pop_free( extensions, X509_EXTENSION_free );
-    ERR_clear_error();
-    return list;
+
+    nlohmann::ordered_json json() const
+    {
+        nlohmann::ordered_json json{ { "oid", oid }, { "name", name }, { "critical", critical }, { "hex", hex } };
+        if( names )
+            json["names"] = tool::namesJson( *names );
+        else if( !text.empty() )
+            json["text"] = text;
+        else
+            json["problem"] = "OpenSSL cannot read it";
+        return json;
+    }
+
+    // A line; for names one line each, since a name may look like two.
+    void print() const
+    {
+        std::string start = "asks for   " + name + ( critical ? " (critical): " : ": " );
+        if( !names || names->empty() )
+            return tool::print( start + ( names ? "(no names)" : text.empty() ? "(unreadable) " + hex : text ) + "\n" );
+        for( const tool::Name &each : *names )
+            tool::print( start + each.type + " " + each.value + "\n" );
+    }
+};
+
+bool asksForExtensions( X509_ATTRIBUTE *attribute )
+{
+    int nid = OBJ_obj2nid( X509_ATTRIBUTE_get0_object( attribute ) );
+    return nid == NID_ext_req || nid == NID_ms_ext_req;
 }
 
-void printExtension( const nlohmann::ordered_json &extension )
+// The extensions that are asked for, in all the places for them. What cannot be read is reported.
+std::vector<Extension> extensionsOf( X509_REQ *req, const std::string &path )
 {
-    std::string start = "asks for   " + tool::printable( extension["name"].get<std::string>() ) + ( extension["critical"] ? " (critical): " : ": " );
-    if( !extension.contains( "names" ) )
-        return tool::print( start + tool::printable( extension["value"].get<std::string>() ) + "\n" );
-    for( const auto &each : extension["names"] )
-        tool::print( start + tool::printable( each.get<std::string>() ) + "\n" );
+    std::vector<Extension> all;
+    for( int index = 0; index < X509_REQ_get_attr_count( req ); index++ )
+    {
+        X509_ATTRIBUTE *attribute = X509_REQ_get_attr( req, index );
+        for( int part = 0; asksForExtensions( attribute ) && part < X509_ATTRIBUTE_count( attribute ); part++ )
+        {
+            ASN1_TYPE *value                 = X509_ATTRIBUTE_get0_type( attribute, part );
+            STACK_OF( X509_EXTENSION ) *list = nullptr;
+            if( ASN1_TYPE_get( value ) == V_ASN1_SEQUENCE )
+            {
+                const unsigned char *at = ASN1_STRING_get0_data( value->value.sequence );
+                list                    = d2i_X509_EXTENSIONS( nullptr, &at, ASN1_STRING_length( value->value.sequence ) );
+            }
+            if( !list )
+                tool::report( { path, "extensions that it asks for cannot be read" + tool::opensslReasonInBrackets() } );
+            for( int each = 0; each < sk_X509_EXTENSION_num( list ); each++ )
+                all.emplace_back( sk_X509_EXTENSION_value( list, each ) );
+            sk_X509_EXTENSION_pop_free( list, X509_EXTENSION_free );
+        }
+    }
+    ERR_clear_error();
+    return all;
 }
 
 std::string verdict( bool good, const char *yes, const char *no ) { return good ? tool::green( yes ) : tool::red( no ); }
@@ -167,31 +203,36 @@ int check( CheckOptions &options )
     EVP_PKEY             *pkey = X509_REQ_get0_pubkey( req );
     ERR_clear_error();
     bool        signedWell = pkey && X509_REQ_verify( req, pkey ) == 1, matches = true;
-    std::string reason = signedWell ? "" : tool::opensslReasonInBrackets();
+    std::string reason = signedWell ? "" : tool::opensslReason();
     if( options.key )
     {
         tool::Key key = tool::readPrivateKey( *options.key, options.password );
         matches       = pkey && cryX509CsrCheckPrivateKey( csr.get(), key.privateKey.get() );
     }
-    PB_STRING             *name       = cry___X509TryDecodeX509Name( X509_REQ_get_subject_name( req ) );
-    std::string            subject    = name ? tool::take( name ) : "(unreadable)";
-    nlohmann::ordered_json extensions = extensionsOf( req );
+    ERR_clear_error();
+    tool::KeyFacts         keyFacts( X509_REQ_get0_pubkey( req ) );
+    std::string            subject    = tool::nameText( X509_REQ_get_subject_name( req ) );
+    std::vector<Extension> extensions = extensionsOf( req, options.file );
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "verdict", signedWell && matches ? "good" : "bad" },
-            { "signature", signedWell ? "good" : "bad" } };
+        nlohmann::ordered_json json{ { "file", options.file }, { "verdict", signedWell && matches ? "good" : "bad" },
+            { "signatureVerdict", signedWell ? "good" : "bad" } };
+        if( !reason.empty() )
+            json["reason"] = reason;
         if( options.key )
-            json["keyMatches"] = matches;
+            json["keyVerdict"] = matches ? "good" : "bad";
         json["subject"]    = subject;
-        json["key"]        = tool::keyText( pkey );
-        json["extensions"] = extensions;
+        json["key"]        = keyFacts.json();
+        json["extensions"] = nlohmann::ordered_json::array();
+        for( const Extension &each : extensions )
+            json["extensions"].push_back( each.json() );
         tool::printJson( json );
         return signedWell && matches ? tool::exitGood : tool::exitNegative;
     }
-    tool::print( "subject    " + tool::nameOrNone( subject ) + "\nkey        " + tool::printable( tool::keyText( pkey ) ) + "\n" );
-    for( const auto &each : extensions )
-        printExtension( each );
-    tool::print( "signature  " + verdict( signedWell, "good", "bad" ) + tool::printable( reason ) + "\n" );
+    tool::print( "subject    " + tool::nameOrNone( subject ) + "\nkey        " + keyFacts.text() + "\n" );
+    for( const Extension &each : extensions )
+        each.print();
+    tool::print( "signature  " + verdict( signedWell, "good", "bad" ) + ( reason.empty() ? "" : " (" + tool::printable( reason ) + ")" ) + "\n" );
     if( options.key )
         tool::print( "key match  " + verdict( matches, "yes, the private key is the request's", "no, the private key is another one" ) + "\n" );
     return signedWell && matches ? tool::exitGood : tool::exitNegative;

@@ -5,6 +5,7 @@
 #include "options/command.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
+#include "output/notices.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
@@ -26,20 +27,13 @@ struct Options
     bool count = false, json = false;
 };
 
-struct Skipped
-{
-    std::string file;
-    PB_INT      line;
-    std::string reason;
-};
-
 // The place of the roots, which is read again for this.
 struct Source
 {
-    std::string          place;
-    std::string          changed; // the time of the last change; empty if unknown
-    PB_INT               days = 0;
-    std::vector<Skipped> skipped;
+    std::string                   place;
+    std::string                   changed; // the time of the last change; empty if unknown
+    PB_INT                        days = 0;
+    std::vector<tool::InputError> skipped;
 };
 
 void look( const fs::path &file, Source &source )
@@ -51,7 +45,7 @@ void look( const fs::path &file, Source &source )
     }
     catch( const tool::InputError &problem )
     {
-        source.skipped.push_back( { file.string(), 0, problem.what() } );
+        source.skipped.push_back( problem );
         return;
     }
     tool::Blocks blocks( content.get() );
@@ -63,7 +57,7 @@ void look( const fs::path &file, Source &source )
         if( block.pem && !tool::certificateIn( block.pem.get(), problem ) )
             line = block.line;
         if( !problem.empty() )
-            source.skipped.push_back( { file.string(), line, problem } );
+            source.skipped.emplace_back( file.string(), problem, line );
     }
 }
 
@@ -126,27 +120,25 @@ int roots( Options &options )
         tool::print( std::to_string( length ) + "\n" );
         return tool::exitGood;
     }
-    Source                 source = findSource();
-    nlohmann::ordered_json list   = nlohmann::ordered_json::array();
-    for( size_t index = 0; index < length && !options.count; index++ )
+    Source source = findSource();
+    for( size_t index = 0; index < length && !options.json; index++ )
     {
         tool::Facts facts( all[index].get() );
-        if( options.json )
-            list.push_back( facts.json() );
-        else
-            tool::print( tool::nameOrNone( facts.subject ) + "\n   " + tool::faint( "valid    " ) + facts.validFrom + " to " + facts.validUntil +
-                "\n   " + tool::faint( "key      " ) + facts.key + "\n   " + tool::faint( "SHA-256  " ) + facts.fingerprint + "\n" );
+        tool::print( tool::nameOrNone( facts.subject ) + "\n   " + tool::faint( "valid    " ) + facts.validFrom + " to " + facts.validUntil +
+            "\n   " + tool::faint( "key      " ) + facts.key.text() + "\n   " + tool::faint( "SHA-256  " ) + tool::orMissing( facts.fingerprint ) +
+            "\n" );
     }
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 }, { "count", length } };
+        nlohmann::ordered_json json{ { "count", length } };
         if( !options.count )
-            json["roots"] = list;
-        json["source"]  = source.place;
-        json["changed"] = source.changed;
-        json["skipped"] = nlohmann::ordered_json::array();
-        for( const Skipped &each : source.skipped )
-            json["skipped"].push_back( { { "file", each.file }, { "line", each.line }, { "reason", each.reason } } );
+            json["roots"] = tool::factsJson( all );
+        if( !source.place.empty() )
+            json["source"] = source.place;
+        if( !source.changed.empty() )
+            json["changed"] = source.changed;
+        for( const tool::InputError &each : source.skipped )
+            tool::keepProblem( each );
         tool::printJson( json );
         return tool::exitGood;
     }
@@ -154,9 +146,8 @@ int roots( Options &options )
         tool::print( "0 roots: none of the usual places is there\n" );
     else
         tool::print( "\n" + tool::counted( length, "root" ) + " from " + source.place + ", " + ageOf( source ) + "\n" );
-    for( const Skipped &each : source.skipped )
-        tool::print(
-            "skipped: " + ( each.line ? tool::printable( each.file ) + ":" + std::to_string( each.line ) + ": " : "" ) + each.reason + "\n" );
+    for( const tool::InputError &each : source.skipped )
+        tool::print( "skipped: " + std::string( each.what() ) + "\n" );
     return tool::exitGood;
 }
 

@@ -38,7 +38,8 @@ void print( const Options &options, const char *member, PB_BUFFER *bytes, nlohma
         tool::writeBytes( options.output, bytes, form, tool::Secrecy::open );
     if( options.json )
     {
-        form         = form == tool::Form::raw ? tool::Form::hex : form;
+        form = form == tool::Form::raw ? tool::Form::hex : form;
+        options.output.addTo( json );
         json[member] = { { "length", pbBufferLength( bytes ) }, { formName( form ), tool::textInForm( bytes, form ) } };
         tool::printJson( json );
     }
@@ -65,8 +66,7 @@ int make( Options &options )
     pb::Ref<PB_BUFFER> signature = pb::adopt( crySignSignerFinal( signer.get() ) );
     signingCheck.checkSignature( key, signature.get() );
     print( options, "signature", signature.get(),
-        { { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },
-            { "key", tool::keyText( key.peek() ) } } );
+        { { "file", options.file }, { "algorithm", tool::nameOfAlgorithm( algorithm ) }, { "key", tool::KeyFacts( key.peek() ).json() } } );
     return tool::exitGood;
 }
 
@@ -121,8 +121,8 @@ int check( Options &options )
     std::string note = good ? "" : hint( key, signature.get() );
     if( options.json )
     {
-        nlohmann::ordered_json json{ { "format", 1 }, { "file", options.file }, { "algorithm", tool::take( cryHashAlgorithmToString( algorithm ) ) },
-            { "key", tool::keyText( key.peek() ) }, { "verdict", good ? "good" : "bad" } };
+        nlohmann::ordered_json json{ { "file", options.file }, { "algorithm", tool::nameOfAlgorithm( algorithm ) },
+            { "key", tool::KeyFacts( key.peek() ).json() }, { "verdict", good ? "good" : "bad" } };
         if( !note.empty() )
             json["hint"] = note;
         tool::printJson( json );
@@ -197,7 +197,7 @@ int convert( Options &options )
     }
     if( !result )
         throw tool::InputError( options.file, "is not a signature in DER with numbers of at most " + std::to_string( width ) + " bytes" );
-    print( options, "signature", result.get(), { { "format", 1 }, { "curve", tool::shortNameOf( curve ) }, { "form", options.to } } );
+    print( options, "signature", result.get(), { { "file", options.file }, { "curve", tool::shortNameOf( curve ) }, { "to", options.to } } );
     return tool::exitGood;
 }
 

@@ -67,6 +67,12 @@ const char *variantText( PB_INT variant )
     return texts[variant];
 }
 
+const char *variantName( PB_INT variant )
+{
+    static constexpr const char *names[] = { "ncs", "standard", "microsoft", "future" };
+    return names[variant];
+}
+
 // Why a text is not a UUID.
 std::string whyNot( const std::string &text )
 {
@@ -86,7 +92,7 @@ std::string whyNot( const std::string &text )
 int parse( const Options &options )
 {
     pb::Ref<CRY_UUID>      uuid = tryParse( *options.parse );
-    nlohmann::ordered_json json{ { "format", 1 }, { "text", *options.parse }, { "verdict", uuid ? "good" : "bad" } };
+    nlohmann::ordered_json json{ { "given", *options.parse }, { "verdict", uuid ? "good" : "bad" } };
     if( !uuid )
     {
         json["reason"] = whyNot( *options.parse );
@@ -103,9 +109,9 @@ int parse( const Options &options )
     if( options.json )
     {
         json["uuid"]    = text;
-        json["variant"] = tool::take( cryUuidVariantToString( variant ) );
+        json["variant"] = variantName( variant );
         if( variant == CRY_UUID_VARIANT_STANDARD )
-            json["version"] = version;
+            json["uuidVersion"] = version;
         tool::printJson( json );
         return tool::exitGood;
     }
@@ -142,7 +148,7 @@ int uuid( Options &options )
         else
             text += each + "\n";
     }
-    options.output.write( options.json ? tool::jsonText( { { "format", 1 }, { "uuids", list } } ) : text );
+    options.output.write( options.json ? tool::jsonText( { { "uuids", list } } ) : text );
     return tool::exitGood;
 }
 

@@ -6,6 +6,7 @@
 #include "output/error.hpp"
 #include "output/explain.hpp"
 #include "output/print.hpp"
+#include "output/weakness.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
@@ -78,7 +79,8 @@ std::string details( const tool::Facts &facts, const std::string &indent )
 {
     auto line = [&indent]( const char *what, const std::string &value ) { return indent + tool::faint( what ) + value + "\n"; };
     return line( "issuer       ", tool::nameOrNone( facts.issuer ) ) + line( "valid        ", facts.validFrom + " to " + facts.validUntil ) +
-        line( "key          ", facts.key ) + line( "signature    ", facts.signatureAlgorithm ) + line( "SHA-256      ", facts.fingerprint );
+        line( "key          ", facts.key.text() ) + line( "signature    ", facts.signatureAlgorithm ) +
+        line( "SHA-256      ", tool::orMissing( facts.fingerprint ) );
 }
 
 void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::string &time )
@@ -129,18 +131,17 @@ int verify( Options &options )
     std::string                    time  = tool::take( pbTimeToString( input.tm.get() ) );
     pb::Ref<CRY_X509_CERTIFICATES> chain = pb::adopt(
         cry___X509CertificateChainTryVerifyCertificate( input.leaf.get(), input.extra.get(), input.trusted.get(), input.tm.get() ) );
-    nlohmann::ordered_json json{ { "format", 1 }, { "verdict", chain ? "good" : "bad" }, { "time", time } };
+    nlohmann::ordered_json json{ { "verdict", chain ? "good" : "bad" }, { "time", time } };
     if( chain )
     {
         std::vector<pb::Ref<CRY_X509_CERTIFICATE>> all = tool::elements( chain.get() );
+        tool::warnOfWeakness( all );
         if( !options.json )
         {
             printChain( all, time );
             return tool::exitGood;
         }
-        json["chain"] = nlohmann::ordered_json::array();
-        for( const pb::Ref<CRY_X509_CERTIFICATE> &each : all )
-            json["chain"].push_back( tool::Facts( each.get() ).json() );
+        json["chain"] = tool::factsJson( all );
         tool::printJson( json );
         return tool::exitGood;
     }
@@ -150,9 +151,9 @@ int verify( Options &options )
         printReason( reason, time );
         return tool::exitNegative;
     }
-    json["error"] = { { "code", reason.code }, { "text", reason.text }, { "depth", reason.depth } };
+    json["failure"] = { { "code", reason.code }, { "text", reason.text }, { "depth", reason.depth } };
     if( reason.certificate )
-        json["error"]["certificate"] = tool::Facts( reason.certificate.get() ).json();
+        json["failure"]["certificate"] = tool::Facts( reason.certificate.get() ).json();
     tool::printJson( json );
     return tool::exitNegative;
 }
@@ -162,7 +163,8 @@ int verify( Options &options )
 void tool::addVerify( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, verify,
-        "Prints the chain from the leaf to the trusted certificate, or why there is none.\n"
+        "Prints the chain from the leaf to the trusted certificate, or why there is none. Warns of keys and signatures in it that are weak.\n"
+        "Names, purpose and revocation are not looked at.\n"
         "Exit: 0 the chain verifies; 1 it does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
         ->required();

@@ -35,7 +35,7 @@ void tool::printVersion( bool json )
     }
     if( json )
     {
-        printJson( nlohmann::ordered_json{ { "format", 1 }, { "module", record->moduleName }, { "description", record->moduleDescription },
+        printJson( nlohmann::ordered_json{ { "module", record->moduleName }, { "description", record->moduleDescription },
             { "version", record->moduleVersion }, { "product", record->productDisplayName }, { "productTag", record->productTag },
             { "productVersion", product }, { "buildTime", record->buildTime }, { "vendor", record->vendorName }, { "copyright", record->copyright },
             { "dependencies", record->dependencies }, { "marker", markerText() }, { "modules", modules }, { "openssl", openssl },

@@ -2,6 +2,7 @@
 
 #include "input/descriptor.hpp"
 #include "output/error.hpp"
+#include "output/notices.hpp"
 #include "output/progress.hpp"
 #include "text/printable.hpp"
 
@@ -100,8 +101,8 @@ void tool::warnIfOthersCanRead( const std::string &path, const std::string &what
         return;
     char mode[8];
     std::snprintf( mode, sizeof mode, "%04o", (unsigned)status.st_mode & 07777u );
-    printError( "warning: " + nameOf( path ) + ": users other than its owner can use " + what + " in it (its mode is " + mode +
-        "); 'chmod 600' changes that" );
+    warn( { nameOf( path ) + ": users other than its owner can use " + what + " in it (its mode is " + mode + "); 'chmod 600' changes that", path,
+        {} } );
 }
 
 void tool::checkStandardInput( const std::vector<std::string> &paths )

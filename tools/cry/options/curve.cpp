@@ -27,6 +27,18 @@ std::string tool::nistNameOf( CRY_PKEY_EC_NAMED_CURVE curve )
     return name ? name : "";
 }
 
+std::string tool::curveDescription( const std::string &shortName )
+{
+    for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )
+    {
+        if( shortNameOf( curve ) != shortName )
+            continue;
+        std::string nist = nistNameOf( curve ), text = take( cryPkeyEcNamedCurveDisplayName( curve ) );
+        return nist.empty() ? text : nist + ", " + text;
+    }
+    return "";
+}
+
 CRY_PKEY_EC_NAMED_CURVE tool::curveOf( const std::string &name, const std::string &option )
 {
     for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )

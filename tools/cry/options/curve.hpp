@@ -13,6 +13,9 @@ namespace tool
 std::string shortNameOf( CRY_PKEY_EC_NAMED_CURVE curve );
 std::string nistNameOf( CRY_PKEY_EC_NAMED_CURVE curve );
 
+// What a curve is, with NIST's name, by OpenSSL's short name; empty for any other name.
+std::string curveDescription( const std::string &shortName );
+
 // The curve of a name as "prime256v1", "P-256", "secp256r1", "nistp256" or
 // "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", in any case. Throws InputError, naming `option`, for any
 // other.

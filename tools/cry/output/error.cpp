@@ -4,6 +4,7 @@
 #include "text/printable.hpp"
 
 #include <cstdio>
+#include <cstring>
 
 tool::InputError::InputError( const std::string &path, const std::string &problem, PB_INT lineNumber ) :
     std::runtime_error( nameOf( path ) + ( lineNumber ? ":" + std::to_string( lineNumber ) : "" ) + ": " + problem ), file( path ), line( lineNumber )
@@ -14,6 +15,8 @@ tool::InputError::InputError( const InputError &other, const std::string &more )
     std::runtime_error( other.what() + more ), file( other.file ), line( other.line )
 {
 }
+
+tool::OutputError::OutputError( int code ) : InputError( std::string( "standard output: " ) + std::strerror( code ) ) {}
 
 void tool::printError( std::string_view text )
 {

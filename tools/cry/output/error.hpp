@@ -33,6 +33,12 @@ struct InputError : std::runtime_error
     InputError( const InputError &other, const std::string &more );
 };
 
+// Standard output cannot be written.
+struct OutputError : InputError
+{
+    explicit OutputError( int code );
+};
+
 // Writes one line to standard error, which begins with "cry: ": an error or a warning.
 void printError( std::string_view text );
 

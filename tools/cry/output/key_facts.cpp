@@ -1,55 +1,63 @@
 #include "output/key_facts.hpp"
 
-#include "options/curve.hpp"
+#include "output/openssl_reason.hpp"
+#include "text/asn1_text.hpp"
 #include "text/convert.hpp"
 
 #include <cry/cry_hash.h>
 #include <openssl/core_names.h>
 #include <openssl/err.h>
+#include <openssl/x509.h>
 #include <pb/ref.hpp>
 
-std::string tool::keyText( EVP_PKEY *key )
+namespace
+{
+
+std::string fingerprintOf( EVP_PKEY *key )
+{
+    std::string        der    = tool::derOf<EVP_PKEY>( key, i2d_PUBKEY );
+    pb::Ref<PB_BUFFER> bytes  = pb::adopt( pbBufferCreateFromBytes( der.data(), (PB_INT)der.size() ) );
+    pb::Ref<PB_BUFFER> digest = pb::adopt( der.empty() ? nullptr : cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, bytes.get() ) );
+    return digest ? tool::withColons( digest.get() ) : "";
+}
+
+}
+
+tool::KeyFacts::KeyFacts( EVP_PKEY *key )
 {
     if( !key )
     {
-        ERR_clear_error();
-        return "(unreadable)";
+        problem = opensslReason();
+        if( problem.empty() )
+            problem = "OpenSSL does not say why";
+        return;
     }
-    const char *type = EVP_PKEY_get0_type_name( key );
-    std::string text = type ? type : "unknown";
-    char        group[80];
-    size_t      length = 0;
+    const char *name = EVP_PKEY_get0_type_name( key );
+    type             = name ? name : "unknown";
+    char   group[80];
+    size_t length = 0;
     if( EVP_PKEY_is_a( key, "EC" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
-        text += " " + std::string( group, length );
+        curve = std::string( group, length );
+    bits        = EVP_PKEY_get_bits( key );
+    fingerprint = fingerprintOf( key );
     ERR_clear_error();
-    return text + ", " + std::to_string( EVP_PKEY_get_bits( key ) ) + " bits";
 }
 
-tool::KeyFacts::KeyFacts( CRY_PKEY_PUBLIC *key, EVP_PKEY *pkey )
+std::string tool::KeyFacts::text() const
 {
-    pb::Ref<CRY_PKEY_INFO> info = pb::adopt( cryPkeyPublicInfo( key ) );
-    const char            *name = EVP_PKEY_get0_type_name( pkey );
-    type                        = name ? name : "unknown";
-    bits                        = cryPkeyInfoBits( info.get() );
-    if( cryPkeyInfoHasEcNamedCurve( info.get() ) )
-    {
-        PB_INT value = cryPkeyInfoEcNamedCurve( info.get() );
-        curve        = shortNameOf( value );
-        description  = take( cryPkeyEcNamedCurveDisplayName( value ) );
-        if( std::string nist = nistNameOf( value ); !nist.empty() )
-            description = nist + ", " + description;
-    }
-    pb::Ref<CRY_PEM>   pem    = pb::adopt( cryPkeyPublicPem( key ) );
-    pb::Ref<PB_BUFFER> der    = pb::adopt( cryPemData( pem.get() ) );
-    pb::Ref<PB_BUFFER> digest = pb::adopt( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, der.get() ) );
-    fingerprint               = digest ? withColons( digest.get() ) : "";
+    return problem.empty() ? type + ( curve.empty() ? "" : " " + curve ) + ", " + std::to_string( bits ) + " bits" : "(unreadable)";
 }
 
-void tool::KeyFacts::addTo( nlohmann::ordered_json &json ) const
+nlohmann::ordered_json tool::KeyFacts::json() const
 {
-    json["type"] = type;
-    json["bits"] = bits;
+    if( !problem.empty() )
+        return { { "problem", problem } };
+    nlohmann::ordered_json json{ { "type", type }, { "bits", bits } };
     if( !curve.empty() )
         json["curve"] = curve;
-    json["sha256"] = fingerprint;
+    if( !fingerprint.empty() )
+        json["sha256"] = fingerprint;
+    return json;
 }
+
+std::string tool::keyText( EVP_PKEY *key ) { return KeyFacts( key ).text(); }

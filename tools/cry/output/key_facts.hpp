@@ -1,8 +1,6 @@
 // The facts of a key for people and for JSON.
 #pragma once
 
-#include <cry/cry_pkey_public.h>
-
 #include <nlohmann/json.hpp>
 #include <openssl/evp.h>
 #include <string>
@@ -12,15 +10,20 @@ namespace tool
 
 struct KeyFacts
 {
-    std::string type, curve, description, fingerprint; // curve and description are empty if there is no named curve
-    PB_INT      bits = 0;
+    std::string problem;           // why the key cannot be read; the others are not known then
+    std::string type, fingerprint; // of the SubjectPublicKeyInfo; empty if there is no SHA-256
+    std::string curve;             // empty if there is no named curve
+    int         bits = 0;
 
-    KeyFacts( CRY_PKEY_PUBLIC *key, EVP_PKEY *pkey );
+    // Null is a key that cannot be read; OpenSSL's reason is taken off its queue.
+    explicit KeyFacts( EVP_PKEY *key );
 
-    void addTo( nlohmann::ordered_json &json ) const;
+    // "EC prime256v1, 256 bits".
+    std::string            text() const;
+    nlohmann::ordered_json json() const;
 };
 
-// "EC prime256v1, 256 bits".
+// The text alone.
 std::string keyText( EVP_PKEY *key );
 
 }

@@ -33,6 +33,12 @@ void tool::Output::addTo( CLI::App &command, const std::string &what )
     command.add_flag( "--force", force, "with --out: replace a file that exists" )->needs( "--out" );
 }
 
+void tool::Output::addTo( nlohmann::ordered_json &json, const char *member ) const
+{
+    if( toFile() )
+        json[member] = *path;
+}
+
 void tool::Output::check() const
 {
     if( path && path->empty() )

@@ -7,6 +7,7 @@
 #include <pb/pb_buffer.h>
 #include <pb/ref.hpp>
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,8 @@ struct Output
     bool                       force = false;
 
     void addTo( CLI::App &command, const std::string &what );
+    // Adds the file that was written, if it was one.
+    void addTo( nlohmann::ordered_json &json, const char *member = "out" ) const;
     bool toFile() const { return path && *path != "-"; }
 
     // Throws InputError if the name is empty or a file is in the way, before there is anything to

@@ -1,10 +1,12 @@
 #include "output/print.hpp"
 
 #include "output/error.hpp"
+#include "output/notices.hpp"
+#include "text/convert.hpp"
+#include "text/printable.hpp"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
 namespace
@@ -14,6 +16,32 @@ std::string coloured( std::string_view text, const char *code )
 {
     static const bool terminal = isatty( STDOUT_FILENO );
     return terminal ? "\033[" + std::string( code ) + "m" + std::string( text ) + "\033[0m" : std::string( text );
+}
+
+// JSON is UTF-8, and file names and arguments need not be: of those that are not, the bytes are
+// given, too.
+void makeUtf8( nlohmann::ordered_json &json )
+{
+    if( json.is_array() )
+    {
+        for( nlohmann::ordered_json &each : json )
+            makeUtf8( each );
+    }
+    if( !json.is_object() )
+        return;
+    std::vector<std::string> others;
+    for( auto &each : json.items() )
+    {
+        makeUtf8( each.value() );
+        if( each.value().is_string() && !tool::isUtf8( each.value().get_ref<const std::string &>() ) )
+            others.push_back( each.key() );
+    }
+    for( const std::string &name : others )
+    {
+        std::string bytes  = json[name];
+        json[name + "Hex"] = tool::hexText( bytes );
+        json[name]         = tool::escaped( bytes );
+    }
 }
 
 }
@@ -34,22 +62,37 @@ void tool::printSecret( PB_BUFFER *content )
         if( count < 0 && errno == EINTR )
             continue;
         if( count < 0 )
-            throw InputError( std::string( "standard output: " ) + std::strerror( errno ) );
+            throw OutputError( errno );
         bytes += count;
         left -= (size_t)count;
     }
 }
 
-std::string tool::jsonText( const nlohmann::ordered_json &json )
+std::string tool::jsonText( nlohmann::ordered_json result )
 {
-    // A file name need not be UTF-8. Text in ASCII cannot play with the terminal.
-    return json.dump( 2, ' ', true, nlohmann::ordered_json::error_handler_t::replace ) + "\n";
+    nlohmann::ordered_json json{ { "format", 1 } };
+    for( auto &each : result.items() )
+        json[each.key()] = std::move( each.value() );
+    addNotices( json );
+    makeUtf8( json );
+    // Text in ASCII cannot play with the terminal.
+    return json.dump( 2, ' ', true ) + "\n";
 }
 
-void tool::printJson( const nlohmann::ordered_json &json ) { print( jsonText( json ) ); }
+void tool::printJson( nlohmann::ordered_json result ) { print( jsonText( std::move( result ) ) ); }
+
+void tool::printFailure( const std::exception &problem, bool json )
+{
+    printError( problem.what() );
+    if( !json || dynamic_cast<const OutputError *>( &problem ) )
+        return;
+    auto input = dynamic_cast<const InputError *>( &problem );
+    printJson( { { "error", problemJson( input ? *input : InputError( problem.what() ) ) } } );
+    std::fflush( stdout ); // standard error and the exit code tell of the error, too
+}
 
 void tool::flushOutput()
 {
     if( std::fflush( stdout ) != 0 || std::ferror( stdout ) )
-        throw InputError( std::string( "standard output: " ) + std::strerror( errno ) );
+        throw OutputError( errno );
 }

@@ -3,6 +3,7 @@
 
 #include <pb/pb_buffer.h>
 
+#include <exception>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -15,10 +16,15 @@ std::string green( std::string_view text );
 std::string red( std::string_view text );
 std::string faint( std::string_view text );
 
-// JSON comes indented, with a line end.
-void        print( std::string_view text );
-std::string jsonText( const nlohmann::ordered_json &json );
-void        printJson( const nlohmann::ordered_json &json );
+void print( std::string_view text );
+
+// The result of a command as JSON, indented, with a line end. The format, warnings and problems are
+// put in here.
+std::string jsonText( nlohmann::ordered_json result );
+void        printJson( nlohmann::ordered_json result );
+
+// Prints the error that ends the command, to standard error and, if JSON is asked for, as JSON.
+void printFailure( const std::exception &problem, bool json );
 
 // Writes to standard output without a copy that stays in memory.
 void printSecret( PB_BUFFER *content );

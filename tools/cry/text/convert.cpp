@@ -34,6 +34,11 @@ int tool::hexDigit( char c )
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
+std::string tool::hexText( std::string_view bytes )
+{
+    return take( pbBufferToString( pb::adopt( pbBufferCreateFromBytes( bytes.data(), (PB_INT)bytes.size() ) ).get() ) );
+}
+
 std::string tool::withColons( PB_BUFFER *bytes )
 {
     pb::Ref<PB_BUFFER> text = pb::adopt( rfcBaseEncode( bytes, RFC_BASE_16 ) );

@@ -25,6 +25,9 @@ std::string lowerCase( std::string text );
 // The value of a hexadecimal digit, -1 for any other character.
 int hexDigit( char c );
 
+// Bytes as hexadecimal digits, in small letters.
+std::string hexText( std::string_view bytes );
+
 // Bytes as a fingerprint is written: "0A:FF".
 std::string withColons( PB_BUFFER *bytes );
 

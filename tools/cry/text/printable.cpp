@@ -38,19 +38,18 @@ bool isDangerous( uint32_t c )
         ( c >= 0x2060 && c <= 0x206F ) || c == 0xFEFF || ( c >= 0xFFF9 && c <= 0xFFFB ) || ( c >= 0xE0000 && c <= 0xE0FFF );
 }
 
-}
-
-std::string tool::printable( std::string_view text )
+// The text with \u{...} for the characters of a kind, and \x{...} for bytes that are not UTF-8.
+std::string withEscapes( std::string_view text, auto isEscaped )
 {
     std::string out;
     while( !text.empty() )
     {
         auto [c, count] = decode( text );
-        if( !count || isDangerous( c ) )
+        if( !count || isEscaped( c ) )
         {
             char escape[16];
             if( count )
-                std::snprintf( escape, sizeof escape, "\\u{%X}", c );
+                std::snprintf( escape, sizeof escape, c == '\\' ? "\\\\" : "\\u{%X}", c );
             else
                 std::snprintf( escape, sizeof escape, "\\x{%02X}", (unsigned char)text[0] );
             out += escape;
@@ -60,6 +59,32 @@ std::string tool::printable( std::string_view text )
         text.remove_prefix( count ? count : 1 );
     }
     return out;
+}
+
+}
+
+std::string tool::printable( std::string_view text ) { return withEscapes( text, isDangerous ); }
+
+std::string tool::escaped( std::string_view text )
+{
+    return withEscapes( text, []( uint32_t c ) { return c == '\\' || isDangerous( c ); } );
+}
+
+std::string tool::escapedName( std::string_view text )
+{
+    return withEscapes( text, []( uint32_t c ) { return c <= ' ' || c >= 0x7F || c == '\\' || c == ','; } );
+}
+
+bool tool::isUtf8( std::string_view text )
+{
+    while( !text.empty() )
+    {
+        size_t count = decode( text ).second;
+        if( !count )
+            return false;
+        text.remove_prefix( count );
+    }
+    return true;
 }
 
 std::string tool::shown( std::string_view text )
