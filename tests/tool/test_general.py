@@ -31,6 +31,26 @@ class Arguments(ToolTest):
             self.assertEqual((result.code, result.err), (0, b""))
             self.assertIn("Usage: cry", result.text)
 
+    def test_HelpIsACommandToo(self):
+        for command in ([], ["verify"], ["key"], ["key", "generate"], ["pkcs12", "read"]):
+            expected = self.assertDone(run(*command, "--help")).text
+            for more in ([], ["--help"]):
+                self.assertEqual(self.assertDone(run("help", *command, *more)).text, expected)
+        self.assertIn("'cry help COMMAND'", run("help").text)
+        self.assertEqual(run("help", "help").text, run("--help").text)
+        for arguments, said in [
+            (["help", "verfy"], "'verfy' is not a command (did you mean 'verify'?); 'cry --help' tells more"),
+            (["help", "key", "generat"], "'generat' is not a command (did you mean 'generate'?); 'cry key' has "),
+            (["help", "verify", "x"], "one argument too many, 'x'; 'cry help' takes a command"),
+            (["help", "verify", "--", "-x"], "one argument too many, '-x'; 'cry help' takes a command"),
+            (["hlep"], "'hlep' is not a command (did you mean 'help'?)"),
+            (["key", "help"], "'help' is not a command; 'cry key' has "),
+        ]:
+            with self.subTest(arguments):
+                self.assertInputError(run(*arguments), said)
+        # A file may have that name.
+        self.assertInputError(run("hash", "help", cwd=self.folder()), "help: No such file or directory")
+
     def test_WrongUseIsSaidWithTheHelpThatFits(self):
         for arguments, said in [
             (["frob"], "'frob' is not a command; 'cry --help' tells more"),
@@ -176,6 +196,26 @@ class Streams(ToolTest):
             self.assertNotIn(b"\x1b", run_on_terminal(*machine, on={"out", "err"}).out)
         listed = self.write("colour.sums", hashlib.sha256(b"").hexdigest() + "  /dev/null\n")
         self.assertEqual(run_on_terminal("hash", "--check", listed, on={"out"}).out, b"/dev/null: \x1b[32mOK\x1b[0m\n")
+
+
+    def test_ColourAndMovementCanBeRefused(self):
+        verify = ["verify", "--no-system", "--trust", EXAMPLES / "ec-root.pem", EXAMPLES / "ec-chain.pem"]
+        big = scratch / "big"
+        with open(big, "wb") as content:
+            content.truncate(100 << 20)
+        for variables, escapes in [({"NO_COLOR": "1"}, False), ({"NO_COLOR": "0"}, False), ({"NO_COLOR": ""}, True), ({"TERM": "dumb"}, False),
+                                   ({"TERM": None}, False), ({"TERM": ""}, False), ({"TERM": "vt100"}, True)]:  # fmt: skip
+            with self.subTest(variables):
+                result = run_on_terminal(*verify, on={"out"}, **variables)
+                self.assertEqual((result.code, b"\x1b" in result.out), (0, escapes))
+                self.assertEqual(result.out.replace(b"\x1b", b"").count(b"good"), 1)
+                result = run_on_terminal("hash", big, on={"err"}, **variables)
+                self.assertEqual((result.code, b"\x1b" in result.err, b"\r" in result.err), (0, escapes, escapes))
+                self.assertEqual(result.err == b"", not escapes)
+        big.unlink()
+        # Where the seconds cannot be shown, a line says that the work is long.
+        result = run_on_terminal("key", "generate", "rsa", "4104", on={"err"}, NO_COLOR="1")
+        self.assertEqual((result.code, result.err.strip()), (0, b"cry: making an RSA key of 4104 bits, which may take minutes"))
 
 
 class Hostile(ToolTest):

@@ -2,6 +2,7 @@
 
 #include "output/error.hpp"
 #include "output/notices.hpp"
+#include "output/terminal.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
@@ -14,7 +15,7 @@ namespace
 
 std::string coloured( std::string_view text, const char *code )
 {
-    static const bool terminal = isatty( STDOUT_FILENO );
+    static const bool terminal = tool::takesEscapes( STDOUT_FILENO );
     return terminal ? "\033[" + std::string( code ) + "m" + std::string( text ) + "\033[0m" : std::string( text );
 }
 
@@ -51,6 +52,13 @@ std::string tool::red( std::string_view text ) { return coloured( text, "31" ); 
 std::string tool::faint( std::string_view text ) { return coloured( text, "2" ); }
 
 void tool::print( std::string_view text ) { std::fwrite( text.data(), 1, text.size(), stdout ); }
+
+void tool::printNameLine( std::string_view line )
+{
+    if( !isatty( STDOUT_FILENO ) )
+        return print( line );
+    print( printable( line.substr( 0, line.size() - 1 ) ) + "\n" );
+}
 
 void tool::printSecret( PB_BUFFER *content )
 {
