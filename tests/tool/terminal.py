@@ -10,7 +10,7 @@ import termios
 import threading
 import time
 
-from tool import PASSWORD, TOOL, Result
+from tool import PASSWORD, TOOL, Result, check_json
 
 
 def run_on_terminal(*arguments, on, cwd=None, **variables):
@@ -44,7 +44,10 @@ def run_on_terminal(*arguments, on, cwd=None, **variables):
         thread.join()
     for master in masters.values():
         os.close(master)
-    return Result(code, received["out"].replace(b"\r\n", b"\n"), received["err"])
+    result = Result(code, received["out"].replace(b"\r\n", b"\n"), received["err"])
+    if "err" not in on:
+        check_json(arguments, result, cwd)
+    return result
 
 
 def open_at_terminal(test, path, *arguments):

@@ -4,6 +4,7 @@
 import json
 import os
 import re
+import subprocess
 import unittest
 from pathlib import Path
 
@@ -171,6 +172,12 @@ class Errors(IdentityTest):
         self.assertError(run("hash", "--json", data, env={**os.environ, "OPENSSL_CONF": str(config)}))
         if not tool.instrumented():
             self.assertError(limited(["random", "--json", "400000000"], 300))
+
+    def test_ErrorsThatCannotBePrintedAsJsonStayOnStandardError(self):
+        for arguments in (["verify", "/nowhere"], ["--frob"]):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([tool.TOOL, *arguments, "--json"], stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE)
+            self.assertEqual((done.returncode, done.stderr), (2, run(*arguments).err))
 
     def test_FileNamesThatAreNotUtf8LoseNothing(self):
         for name in (b"/nowhere/\xff\\\xfe", b"/nowhere/\xc3"):

@@ -230,7 +230,8 @@ class Generate(KeysTest):
                 self.assertInputError(result, "OpenSSL cannot make such a key")
                 self.assertFalse(path.exists())
             else:
-                self.assertEqual(run("key", "info", path).code, 0, name)
+                answer = run("key", "info", "--json", path)
+                self.assertEqual((answer.code, answer.json()["key"]["curve"]), (0, name))
 
     def test_WhatCannotBeMadeIsSaid(self):
         for size in ("1023", "16385", "0", "999999"):

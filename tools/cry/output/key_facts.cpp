@@ -36,7 +36,7 @@ tool::KeyFacts::KeyFacts( EVP_PKEY *key )
     type             = name ? name : "unknown";
     char   group[80];
     size_t length = 0;
-    if( EVP_PKEY_is_a( key, "EC" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
+    if( ( type == "EC" || type == "SM2" ) && EVP_PKEY_get_utf8_string_param( key, OSSL_PKEY_PARAM_GROUP_NAME, group, sizeof group, &length ) == 1 )
         curve = std::string( group, length );
     bits        = EVP_PKEY_get_bits( key );
     fingerprint = fingerprintOf( key );
@@ -45,7 +45,7 @@ tool::KeyFacts::KeyFacts( EVP_PKEY *key )
 
 std::string tool::KeyFacts::text() const
 {
-    return problem.empty() ? type + ( curve.empty() ? "" : " " + curve ) + ", " + std::to_string( bits ) + " bits" : "(unreadable)";
+    return problem.empty() ? type + ( curve.empty() || curve == type ? "" : " " + curve ) + ", " + std::to_string( bits ) + " bits" : "(unreadable)";
 }
 
 nlohmann::ordered_json tool::KeyFacts::json() const
