@@ -77,6 +77,57 @@ class Hash(ToolTest):
                     self.assertEqual((result.code, result.err), (0, b""))
                     self.assertEqual(result.out.count(b": OK\n"), len(self.NAMES))
 
+    def test_TaggedLinesAreThoseOfTheCoreUtilities(self):
+        for algorithm in ("md5", "sha1", "sha224", "sha256", "sha384", "sha512"):
+            program = shutil.which(algorithm + "sum")
+            if not program:
+                self.skipTest(f"{algorithm}sum is not installed")
+            expected = subprocess.run([program, "--tag", "--", *self.NAMES], cwd=self.folder, stdout=subprocess.PIPE, check=True).stdout
+            result = run("hash", "--tag", "--algorithm", algorithm, "--", *self.NAMES, cwd=self.folder)
+            self.assertEqual((result.code, result.out, result.err), (0, expected, b""))
+            # The line names the algorithm, so the option does not matter.
+            for more in ([], ["--algorithm", "md5"], ["--algorithm", "sha3-512"]):
+                checked = self.assertDone(run("hash", "--check", *more, stdin=expected, cwd=self.folder))
+                self.assertEqual(checked.out.count(b": OK\n"), len(self.NAMES))
+        self.assertEqual(run("hash", "--tag", "--algorithm", "SHA3-256", stdin=b"").text, f"SHA3-256 (-) = {hashlib.sha3_256(b'').hexdigest()}\n")
+        for more in ("--check", "--json"):
+            self.assertInputError(run("hash", "--tag", more, "plain", cwd=self.folder), "", "--tag", more, " excludes ")
+
+    def test_EachTaggedLineHasItsOwnAlgorithm(self):
+        (self.folder / "a) = (b").write_bytes(b"abc")
+        digests = {name: hashlib.new(reference, b"abc").hexdigest() for name, reference in self.ALGORITHMS.items()}
+        lines = [f"{name.upper()} (a) = (b) = {digest}" for name, digest in digests.items()]
+        lines += [f"{digests['sha256']}  a) = (b", f"SHA2-256(a) = (b)= {digests['sha256']}", f"SHA256 (a) = (b) = {digests['sha256'].upper()}",
+                  f"\\SHA256 (a) = (b) = {digests['sha256']}", f"SHA256 (a) = (b) = {'0' * 64}"]  # fmt: skip
+        result = run("hash", "--check", stdin="\n".join(lines).encode(), cwd=self.folder)
+        self.assertEqual((result.code, result.message), (1, "cry: 1 digest did not match\n"))
+        self.assertEqual(result.text, "a) = (b: OK\n" * (len(lines) - 1) + "a) = (b: FAILED\n")
+        answer = run("hash", "--check", "--json", stdin=f"{lines[0]}\n{lines[10]}\n".encode(), cwd=self.folder).json()
+        self.assertEqual([each.get("algorithm") for each in answer["files"]], ["md5", None])
+        good = digests["sha256"]
+        for line in (f"SHA256 (plain) = {good[1:]}", f"SHA256 (plain) = {good}0", f"SHA512 (plain) = {good}", f"SHA257 (plain) = {good}",
+                     f"SHA256 () = {good}", f"SHA256 plain = {good}", f"SHA256 (plain) {good}", f"(plain) = {good}", f"HMAC-SHA256(plain)= {good}",
+                     f"SHA256 (plain) = {good} ", f"\\SHA256 (pl\\ain) = {good}", f"SHA256 )plain( = {good}", f"SHA256 (plain\0x) = {good}",
+                     f"SHA256  (plain) = {good}"):  # fmt: skip
+            result = run("hash", "--check", stdin=line.encode(), cwd=self.folder)
+            self.assertEqual((result.code, result.out), (2, b""), line)
+            self.assertTrue(result.message.startswith("cry: standard input:1: is neither a line of 64 "), line)
+
+    def test_NamesAreHarmlessOnATerminalOnly(self):
+        name, shown = b"\x1b[31m", b"\\u{1B}[31m"
+        for command, end in ((["hash"], b"  "), (["hash", "--tag"], b"SHA256 ("), (["hmac", "--key-hex", "00"], b"  ")):
+            self.assertIn(end + name, run(*command, name, cwd=self.folder).out)
+            self.assertIn(end + name, run_on_terminal(*command, name, on={"err"}, cwd=self.folder).out)
+            seen = run_on_terminal(*command, name, on={"out"}, cwd=self.folder)
+            self.assertIn(end + shown, seen.out)
+            self.assertHarmless(seen.out)
+            many = run_on_terminal(*command, "--", *self.NAMES, on={"out"}, cwd=self.folder)
+            self.assertEqual((many.code, many.out.count(b"\n")), (0, len(self.NAMES)))
+            self.assertHarmless(many.out)
+        # Nothing changes for names that are harmless.
+        self.assertEqual(run_on_terminal("hash", "back\\slash", "ümläut", on={"out"}, cwd=self.folder).out,
+                         run("hash", "back\\slash", "ümläut", cwd=self.folder).out)  # fmt: skip
+
     def test_CheckTellsGoodBadMissingAndMalformed(self):
         good, nothing = hashlib.sha256(b"").hexdigest(), "0" * 64
         lines = [f"{good}  plain", f"{nothing}  plain", f"{good}  missing", "no line", "", "# comment", f"{good}\tplain", f"{good} plain",
@@ -85,7 +136,7 @@ class Hash(ToolTest):
         listed = self.write("mixed.sums", "\n".join(lines) + "\n")
         result = run("hash", "--check", listed, cwd=self.folder)
         self.assertEqual((result.code, result.text), (1, "plain: OK\nplain: FAILED\nmissing: UNREADABLE\nplain: OK\n"))
-        malformed = "is not a line of 64 hexadecimal digits, two blanks and a file name"
+        malformed = "is neither a line of 64 hexadecimal digits, two blanks and a file name nor one as --tag writes it"
         expected = ["cry: missing: No such file or directory"] + [f"cry: {listed}:{number}: {malformed}" for number in (4, 7, 8, 9, 10, 11, 12, 13)]
         self.assertEqual(result.message.splitlines(), expected + ["cry: 1 digest did not match"])
         answer = run("hash", "--check", "--json", listed, cwd=self.folder)
@@ -105,7 +156,7 @@ class Hash(ToolTest):
             self.assertInputError(run("hash", "--check", path), f"{path}: holds no line of a digest of 64 digits (see --algorithm) and a file name")
         other = run("hash", "--algorithm", "md5", "--check", "-", stdin=b"0" * 64 + b"  plain\n", cwd=self.folder)
         self.assertEqual((other.code, other.out), (2, b""))
-        self.assertIn("standard input:1: is not a line of 32 hexadecimal digits", other.message)
+        self.assertIn("standard input:1: is neither a line of 32 hexadecimal digits", other.message)
         self.assertInputError(run("hash", "--check", self.folder), f"{self.folder}: Is a directory")
         zeroed = (hashlib.sha256(b"").hexdigest() + "  plain\0").encode()
         self.assertEqual(run("hash", "--check", stdin=zeroed * 2, cwd=self.folder).code, 2)

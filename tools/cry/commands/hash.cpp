@@ -21,7 +21,7 @@ struct Options
 {
     std::string              algorithm = "sha256";
     std::vector<std::string> files;
-    bool                     check = false, json = false;
+    bool                     check = false, tag = false, json = false;
 };
 
 // A list with more bad lines than this is probably not a list.
@@ -57,18 +57,21 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
             line.remove_suffix( 1 );
         if( line.empty() || line.starts_with( '#' ) )
             continue;
-        std::optional<tool::DigestLine> entry = tool::parseDigestLine( line, digits );
+        std::optional<tool::DigestLine> entry = tool::parseDigestLine( line, algorithm );
         if( !entry )
         {
             if( ++malformed <= malformedShown )
-                tool::report( { list, "is not a line of " + std::to_string( digits ) + " hexadecimal digits, two blanks and a file name", number } );
+                tool::report( { list,
+                    "is neither a line of " + std::to_string( digits ) +
+                        " hexadecimal digits, two blanks and a file name nor one as --tag writes it",
+                    number } );
             continue;
         }
         known++;
         std::string verdict;
         try
         {
-            bool same = digestOf( entry->path, algorithm ) == entry->digest;
+            bool same = digestOf( entry->path, entry->algorithm ) == entry->digest;
             verdict   = same ? "OK" : "FAILED";
             ( same ? result.good : result.failed )++;
         }
@@ -78,7 +81,10 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
             verdict = "UNREADABLE";
             result.unreadable++;
         }
-        result.files.push_back( { { "file", entry->path }, { "verdict", verdict == "OK" ? "good" : verdict == "FAILED" ? "bad" : "unknown" } } );
+        nlohmann::ordered_json file{ { "file", entry->path }, { "verdict", verdict == "OK" ? "good" : verdict == "FAILED" ? "bad" : "unknown" } };
+        if( entry->tagged )
+            file["algorithm"] = tool::nameOfAlgorithm( entry->algorithm );
+        result.files.push_back( file );
         if( !options.json )
             tool::print( tool::printable( entry->path ) + ": " + ( verdict == "OK" ? tool::green( verdict ) : tool::red( verdict ) ) + "\n" );
     }
@@ -108,7 +114,7 @@ int hash( Options &options )
             if( options.json )
                 result.files.push_back( { { "file", file }, { "digest", digest } } );
             else
-                tool::print( tool::digestLine( digest, file ) );
+                tool::printNameLine( options.tag ? tool::taggedLine( algorithm, digest, file ) : tool::digestLine( digest, file ) );
         }
         catch( const tool::InputError &problem )
         {
@@ -137,9 +143,10 @@ int hash( Options &options )
 void tool::addHash( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, hash,
-        "Prints and reads lines as sha256sum does.\n"
+        "Prints and reads lines as sha256sum does, also those of its option --tag, which name the algorithm.\n"
         "Exit: 0 done, or all digests match; 1 a digest does not match; 2 wrong use, or a file or line that cannot be read." );
     addFiles( command, options.files );
     addAlgorithm( command, options.algorithm );
-    command.add_flag( "--check", options.check, "read lists of digests from the files and check them" );
+    CLI::Option *check = command.add_flag( "--check", options.check, "read lists of digests from the files and check them" );
+    command.add_flag( "--tag", options.tag, "write the algorithm, too: SHA256 (FILE) = DIGEST" )->excludes( check )->excludes( "--json" );
 }

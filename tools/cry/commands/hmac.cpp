@@ -64,7 +64,7 @@ int hmac( Options &options )
     options.output.check();
     pb::Ref<PB_BUFFER> key = keyOf( options );
     std::string        lines; // for a file, which is written at once
-    auto               say = [&]( const std::string &text ) { options.output.toFile() ? (void)( lines += text ) : tool::print( text ); };
+    auto               say = [&]( const std::string &text, auto print ) { options.output.toFile() ? (void)( lines += text ) : print( text ); };
     if( options.files.empty() )
         options.files.push_back( "-" );
     nlohmann::ordered_json files      = nlohmann::ordered_json::array();
@@ -79,7 +79,7 @@ int hmac( Options &options )
             if( options.json )
                 files.push_back( { { "file", file }, { "mac", mac } } );
             else
-                say( tool::digestLine( mac, file ) );
+                say( tool::digestLine( mac, file ), tool::printNameLine );
         }
         catch( const tool::InputError &problem )
         {
@@ -89,7 +89,7 @@ int hmac( Options &options )
         }
     }
     if( options.json )
-        say( tool::jsonText( { { "algorithm", tool::nameOfAlgorithm( algorithm ) }, { "files", files } } ) );
+        say( tool::jsonText( { { "algorithm", tool::nameOfAlgorithm( algorithm ) }, { "files", files } } ), tool::print );
     if( options.output.toFile() )
         options.output.write( lines );
     return unreadable ? tool::exitInputError : tool::exitGood;

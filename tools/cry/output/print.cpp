@@ -52,6 +52,13 @@ std::string tool::faint( std::string_view text ) { return coloured( text, "2" );
 
 void tool::print( std::string_view text ) { std::fwrite( text.data(), 1, text.size(), stdout ); }
 
+void tool::printNameLine( std::string_view line )
+{
+    if( !isatty( STDOUT_FILENO ) )
+        return print( line );
+    print( printable( line.substr( 0, line.size() - 1 ) ) + "\n" );
+}
+
 void tool::printSecret( PB_BUFFER *content )
 {
     flushOutput();
