@@ -129,6 +129,54 @@ class Output(KeysTest):
             self.assertEqual(run(*arguments, "--out", path, "--force").code, 0)
             self.assertGreater(path.stat().st_size, 10)
 
+    def test_InputsAreNeverReplaced(self):
+        folder = self.folder()
+        contents = {"key": (keys / "P-256").read_bytes(), "secret": secret.read_bytes(), "data": b"data"}
+        for name, content in contents.items():
+            (folder / name).write_bytes(content)
+            (folder / name).chmod(0o600)
+            (folder / f"link-to-{name}").symlink_to(name)
+            (folder / f"second-link-to-{name}").symlink_to(f"link-to-{name}")
+            os.link(folder / name, folder / f"other-name-of-{name}")
+        before = {name: (os.lstat(folder / name).st_ino, (folder / name).read_bytes()) for name in self.taken(folder)}
+        descriptor = os.open(folder / "secret", os.O_RDONLY)
+        number = str(descriptor)
+        for arguments, name, shown in [
+            (["key", "public", "key"], "key", "key"),
+            (["key", "public", "key", "--password-file", "secret"], "secret", "secret"),
+            (["key", "public", "key", "--password-file", "./link-to-secret"], "secret", "./link-to-secret"),
+            (["key", "public", "key", "--password-fd", number], "secret", f"descriptor {number}"),
+            (["key", "public", "-"], "key", "standard input"),
+            (["signature", "make", "--key", "key", "data"], "key", "key"),
+            (["signature", "make", "--key", "key", "data"], "data", "data"),
+            (["signature", "make", "--key", "other-name-of-key"], "key", "other-name-of-key"),
+            (["signature", "convert", "--curve", "P-256", "--to", "raw", "data"], "data", "data"),
+            (["hmac", "--key-file", "secret", "data"], "secret", "secret"),
+            (["hmac", "--key-file", "secret", "key", "data"], "data", "data"),
+            (["hmac", "--key-hex", "00"], "key", "standard input"),
+            (["request", "generate", "--key", "key"], "key", "key"),
+            (["certificate", "generate", "--key", "key"], "key", "key"),
+            (["pkcs12", "write", "--key", "key", "--certificate", "data", "--no-password"], "data", "data"),
+            (["pkcs12", "write", "--key", "key", "--certificate", "data", "--extra", "key", "--extra", "secret", "--no-password"],
+             "secret", "secret"),
+            (["pkcs12", "write", "--key", "key", "--certificate", "data", "--key-password-file", "secret"],
+             "secret", "secret"),
+        ]:  # fmt: skip
+            for out in (name, f"./{name}", folder / name, f"link-to-{name}", f"second-link-to-{name}", f"other-name-of-{name}"):
+                with self.subTest(arguments=arguments, out=out), open(folder / "key") as stdin:
+                    result = run(*arguments, "--out", out, "--force", cwd=folder, stdin=stdin, pass_fds=[descriptor])
+                    self.assertInputError(result, f"{out}: is the same file as {shown}, which is an input; it was not changed")
+        for output in ("--out-key", "--out-certificate", "--out-certificates"):
+            result = run("pkcs12", "read", "data", "--password-file", "secret", output, "link-to-data", "--force", cwd=folder)
+            self.assertInputError(result, "link-to-data: is the same file as data, which is an input; it was not changed")
+        self.assertEqual({name: (os.lstat(folder / name).st_ino, (folder / name).read_bytes()) for name in self.taken(folder)}, before)
+        os.close(descriptor)
+        # A file with the same content, and standard input that is not read, are no inputs.
+        (folder / "copy").write_bytes(contents["key"])
+        self.assertDone(run("key", "public", "key", "--out", "copy", "--force", cwd=folder))
+        with open(folder / "data") as stdin:
+            self.assertDone(run("random", "3", "--out", "data", "--force", cwd=folder, stdin=stdin))
+
     def test_LinksStayLinksWithForce(self):
         for arguments, isSecret in self.makers():
             folder = self.folder()

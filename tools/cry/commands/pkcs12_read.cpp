@@ -202,9 +202,9 @@ void tool::addPkcs12Read( CLI::App &command, int &exit )
         "Files of older systems are read, too. The key is written as PKCS#8 without a password, readable by its owner only.\n"
         "Exit: 0 done; 2 wrong use, or a file that cannot be read or written." );
     addArgument( command, "FILE", options.file, "the PKCS#12 file; - is standard input" )->required();
-    addOption( command, "--out-key", options.outKey.path, "FILE", "write the private key to this file" );
-    addOption( command, "--out-certificate", options.outCertificate.path, "FILE", "write its certificate to this file" );
-    addOption( command, "--out-certificates", options.outCertificates.path, "FILE", "write the other certificates to this file" );
+    addOutput( command, "--out-key", options.outKey.path, "write the private key to this file" );
+    addOutput( command, "--out-certificate", options.outCertificate.path, "write its certificate to this file" );
+    addOutput( command, "--out-certificates", options.outCertificates.path, "write the other certificates to this file" );
     command.add_flag( "--force", options.force, "replace files that exist" );
     options.password.addTo( command, "the PKCS#12 file" );
 }

@@ -168,6 +168,7 @@ void tool::addVerify( CLI::App &command, int &exit )
         "Exit: 0 the chain verifies; 1 it does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
         ->required();
+    valuesOf( command.get_option( "CHAIN" ) ).kind = Values::input;
     addRepeated( command, "--trust", options.trust, "FILE", "certificates to trust besides the platform's roots" );
     command.add_flag( "--no-system", options.noSystem, "do not trust the platform's roots" );
     addRepeated( command, "--intermediates", options.intermediates, "FILE", "further untrusted intermediates" );

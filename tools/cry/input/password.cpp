@@ -186,6 +186,7 @@ void tool::PasswordOptions::addTo( CLI::App &command, const std::string &what, c
             readableDescriptor( text, descriptorName );
             return std::string();
         } );
+    valuesOf( command.get_option( descriptorName ) ).kind = Values::descriptor;
 }
 
 pb::Ref<PB_BUFFER> tool::PasswordOptions::get( const std::string &path )

@@ -14,11 +14,42 @@ namespace tool
 // A value as it was given, without the mark that arguments.cpp puts before it.
 inline std::string plain( const std::string &value ) { return value.starts_with( '\0' ) ? value.substr( 1 ) : value; }
 
-// Adds an option with a value; `type` is how the help calls the value.
-template<class Value>
-CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value, const char *type, const std::string &what )
+// The values of an option, for shells, which complete them, and for the check of outputs.
+struct Values
 {
-    return command.add_option( name, value, what )->type_name( type )->transform( plain );
+    enum Kind
+    {
+        text,
+        input,  // a file that is read; - is standard input
+        output, // a file that is written; - is standard output
+        descriptor,
+    } kind = text;
+    std::vector<std::string> known; // texts that are taken
+};
+
+// What is known of the values of an option of any command; it may be changed.
+Values &valuesOf( const CLI::Option *option );
+
+// Throws InputError if a file that would be replaced is one that the command reads, too.
+void checkInputsStay( const CLI::App &command );
+
+// Adds an option with a value; `type` is how the help calls the value. A FILE is an input.
+template<class Value>
+CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value, const std::string &type, const std::string &what )
+{
+    CLI::Option *option = command.add_option( name, value, what )->type_name( type )->transform( plain );
+    if( type == "FILE" || name == "FILE" )
+        valuesOf( option ).kind = Values::input;
+    return option;
+}
+
+// Adds an option whose values are files that the command writes.
+template<class Value>
+CLI::Option *addOutput( CLI::App &command, const std::string &name, Value &value, const std::string &what )
+{
+    CLI::Option *option     = addOption( command, name, value, "FILE", what );
+    valuesOf( option ).kind = Values::output;
+    return option;
 }
 
 // Adds a value that stands without an option before it; the help has its name only.
@@ -30,7 +61,7 @@ CLI::Option *addArgument( CLI::App &command, const std::string &name, Value &val
 
 // Adds an option that may be given several times, with one value each.
 inline CLI::Option *addRepeated(
-    CLI::App &command, const std::string &name, std::vector<std::string> &values, const char *type, const std::string &what )
+    CLI::App &command, const std::string &name, std::vector<std::string> &values, const std::string &type, const std::string &what )
 {
     return addOption( command, name, values, type, what )->allow_extra_args( false );
 }
@@ -49,8 +80,9 @@ Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), co
     auto options = std::make_shared<Options>();
     command.add_flag( "--json", options->json, "print the result as JSON" );
     command.footer( footer );
-    command.callback( [options, &exit, run] {
+    command.callback( [options, &command, &exit, run] {
         requireAlgorithms();
+        checkInputsStay( command );
         exit = run( *options );
     } );
     return *options;

@@ -29,7 +29,7 @@ unsigned int modeOf( tool::Secrecy secrecy )
 
 void tool::Output::addTo( CLI::App &command, const std::string &what )
 {
-    addOption( command, "--out", path, "FILE", "write " + what + " to this file in place of standard output" );
+    addOutput( command, "--out", path, "write " + what + " to this file in place of standard output" );
     command.add_flag( "--force", force, "with --out: replace a file that exists" )->needs( "--out" );
 }
 
