@@ -13,14 +13,15 @@ import time
 from tool import PASSWORD, TOOL, Result
 
 
-def run_on_terminal(*arguments, on, cwd=None):
+def run_on_terminal(*arguments, on, cwd=None, **variables):
     """Runs the tool with a terminal as its standard output, standard error or both (`on`: set of
-    "out", "err")."""
+    "out", "err"). `variables` are set in its environment, or not there if they are None."""
     masters, channels = {}, {"out": subprocess.PIPE, "err": subprocess.PIPE}
     for which in on:
         masters[which], channels[which] = pty.openpty()
     process = subprocess.Popen(
-        [TOOL, *map(os.fsencode, arguments)], stdin=subprocess.DEVNULL, stdout=channels["out"], stderr=channels["err"], cwd=cwd
+        [TOOL, *map(os.fsencode, arguments)], stdin=subprocess.DEVNULL, stdout=channels["out"], stderr=channels["err"], cwd=cwd,
+        env={name: value for name, value in {**os.environ, "TERM": "xterm", "NO_COLOR": None, **variables}.items() if value is not None},
     )
     received = {"out": b"", "err": b""}
 
@@ -67,6 +68,8 @@ class AtTerminal:
         self.shown, self.status = b"", None
         self.process, self.master = pty.fork()
         if self.process == 0:
+            os.environ["TERM"] = "xterm"
+            os.environ.pop("NO_COLOR", None)
             os.execv(TOOL, [TOOL, *map(os.fsencode, arguments)])
 
     def __enter__(self):

@@ -178,6 +178,26 @@ class Streams(ToolTest):
         self.assertEqual(run_on_terminal("hash", "--check", listed, on={"out"}).out, b"/dev/null: \x1b[32mOK\x1b[0m\n")
 
 
+    def test_ColourAndMovementCanBeRefused(self):
+        verify = ["verify", "--no-system", "--trust", EXAMPLES / "ec-root.pem", EXAMPLES / "ec-chain.pem"]
+        big = scratch / "big"
+        with open(big, "wb") as content:
+            content.truncate(100 << 20)
+        for variables, escapes in [({"NO_COLOR": "1"}, False), ({"NO_COLOR": "0"}, False), ({"NO_COLOR": ""}, True), ({"TERM": "dumb"}, False),
+                                   ({"TERM": None}, False), ({"TERM": ""}, False), ({"TERM": "vt100"}, True)]:  # fmt: skip
+            with self.subTest(variables):
+                result = run_on_terminal(*verify, on={"out"}, **variables)
+                self.assertEqual((result.code, b"\x1b" in result.out), (0, escapes))
+                self.assertEqual(result.out.replace(b"\x1b", b"").count(b"good"), 1)
+                result = run_on_terminal("hash", big, on={"err"}, **variables)
+                self.assertEqual((result.code, b"\x1b" in result.err, b"\r" in result.err), (0, escapes, escapes))
+                self.assertEqual(result.err == b"", not escapes)
+        big.unlink()
+        # Where the seconds cannot be shown, a line says that the work is long.
+        result = run_on_terminal("key", "generate", "rsa", "4104", on={"err"}, NO_COLOR="1")
+        self.assertEqual((result.code, result.err.strip()), (0, b"cry: making an RSA key of 4104 bits, which may take minutes"))
+
+
 class Hostile(ToolTest):
     def test_FileNamesAreMadeHarmless(self):
         folder = scratch / "hostile"

@@ -3,6 +3,7 @@
 #include "output/error.hpp"
 #include "output/notices.hpp"
 #include "text/convert.hpp"
+#include "output/terminal.hpp"
 #include "text/printable.hpp"
 
 #include <cerrno>
@@ -14,7 +15,7 @@ namespace
 
 std::string coloured( std::string_view text, const char *code )
 {
-    static const bool terminal = isatty( STDOUT_FILENO );
+    static const bool terminal = tool::takesEscapes( STDOUT_FILENO );
     return terminal ? "\033[" + std::string( code ) + "m" + std::string( text ) + "\033[0m" : std::string( text );
 }
 

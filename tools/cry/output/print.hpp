@@ -11,7 +11,7 @@
 namespace tool
 {
 
-// Colours only if standard output is a terminal.
+// Colours only if standard output is a terminal that takes them.
 std::string green( std::string_view text );
 std::string red( std::string_view text );
 std::string faint( std::string_view text );

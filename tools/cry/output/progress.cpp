@@ -1,13 +1,14 @@
 #include "output/progress.hpp"
 
 #include "output/error.hpp"
+#include "output/terminal.hpp"
 #include "text/printable.hpp"
 
 #include <cstdio>
 #include <unistd.h>
 #include <utility>
 
-tool::Waiting::Waiting( std::string whatFor ) : what( std::move( whatFor ) ), began( time( nullptr ) ), terminal( isatty( STDERR_FILENO ) )
+tool::Waiting::Waiting( std::string whatFor ) : what( std::move( whatFor ) ), began( time( nullptr ) ), terminal( takesEscapes( STDERR_FILENO ) )
 {
     if( !terminal )
         printError( what + ", which may take minutes" );
@@ -31,7 +32,7 @@ tool::Progress::Progress( std::string whatFor, uint64_t totalBytes ) : what( std
 {
     static constexpr uint64_t worthShowing = 64u << 20;
 
-    visible = total > worthShowing && isatty( STDERR_FILENO );
+    visible = total > worthShowing && takesEscapes( STDERR_FILENO );
 }
 
 tool::Progress::~Progress()

@@ -8,7 +8,7 @@
 namespace tool
 {
 
-// For work that cannot be measured: on a terminal the seconds, else one line at the start.
+// For work that cannot be measured: on a terminal that takes escapes the seconds, else one line at the start.
 class Waiting
 {
 public:
@@ -22,7 +22,7 @@ private:
     bool        terminal;
 };
 
-// A bar, if standard error is a terminal and there is much to do.
+// A bar, if standard error is such a terminal and there is much to do.
 class Progress
 {
 public:
