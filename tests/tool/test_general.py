@@ -31,6 +31,26 @@ class Arguments(ToolTest):
             self.assertEqual((result.code, result.err), (0, b""))
             self.assertIn("Usage: cry", result.text)
 
+    def test_HelpIsACommandToo(self):
+        for command in ([], ["verify"], ["key"], ["key", "generate"], ["pkcs12", "read"]):
+            expected = self.assertDone(run(*command, "--help")).text
+            for more in ([], ["--help"]):
+                self.assertEqual(self.assertDone(run("help", *command, *more)).text, expected)
+        self.assertIn("'cry help COMMAND'", run("help").text)
+        self.assertEqual(run("help", "help").text, run("--help").text)
+        for arguments, said in [
+            (["help", "verfy"], "'verfy' is not a command (did you mean 'verify'?); 'cry --help' tells more"),
+            (["help", "key", "generat"], "'generat' is not a command (did you mean 'generate'?); 'cry key' has "),
+            (["help", "verify", "x"], "one argument too many, 'x'; 'cry help' takes a command"),
+            (["help", "verify", "--", "-x"], "one argument too many, '-x'; 'cry help' takes a command"),
+            (["hlep"], "'hlep' is not a command (did you mean 'help'?)"),
+            (["key", "help"], "'help' is not a command; 'cry key' has "),
+        ]:
+            with self.subTest(arguments):
+                self.assertInputError(run(*arguments), said)
+        # A file may have that name.
+        self.assertInputError(run("hash", "help", cwd=self.folder()), "help: No such file or directory")
+
     def test_WrongUseIsSaidWithTheHelpThatFits(self):
         for arguments, said in [
             (["frob"], "'frob' is not a command; 'cry --help' tells more"),

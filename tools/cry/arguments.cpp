@@ -24,6 +24,8 @@ std::vector<std::string> namesIn( std::string_view group )
         if( each.group == group )
             names.emplace_back( each.name );
     }
+    if( group.empty() )
+        names.emplace_back( "help" );
     return names;
 }
 
@@ -67,7 +69,8 @@ tool::Arguments::Arguments( int argc, char **argv )
     const Command    *group      = nullptr;
     bool              isCommand  = false; // the command stands before
     bool              onlyValues = false; // a "--" stands before, after the command
-    bool              help       = false; // which is for what stands before
+    bool              help       = false; // --help, which is for the arguments before it
+    bool              asked      = false; // "help" stands before
     for( int index = 1; index < argc; index++ )
     {
         std::string text   = argv[index];
@@ -86,14 +89,25 @@ tool::Arguments::Arguments( int argc, char **argv )
         if( empty )
             reversed.push_back( hidden );
         help = help || text == "--help" || text == "-h";
+        if( asked && value )
+            throw InputError( "one argument too many, " + shown( plain( reversed.back() ) ) + "; 'cry help' takes a command" );
         if( option || value )
             continue;
+        if( !group && text == "help" )
+        {
+            // "help verify" is "verify --help".
+            asked = true;
+            reversed.pop_back();
+            continue;
+        }
         const Command *found = findCommand( text, group ? group->name : "" );
         if( !found && !help )
             throw unknownCommand( text, group );
         isCommand                       = !found || !found->isGroup();
         ( isCommand ? command : group ) = found;
     }
+    if( asked )
+        reversed.push_back( "--help" );
     std::reverse( reversed.begin(), reversed.end() );
 }
 

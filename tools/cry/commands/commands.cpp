@@ -69,6 +69,7 @@ const tool::Command *tool::findCommand( std::string_view name, std::string_view 
 
 void tool::addCommands( CLI::App &app, const Command *given, int &exit )
 {
+    app.footer( "'cry help COMMAND' and 'cry COMMAND --help' tell more about a command." );
     for( const Command &each : table )
     {
         CLI::App *parent  = each.group.empty() ? &app : app.get_subcommand( std::string( each.group ) );

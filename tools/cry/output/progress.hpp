@@ -8,7 +8,8 @@
 namespace tool
 {
 
-// For work that cannot be measured: on a terminal that takes escapes the seconds, else one line at the start.
+// For work that cannot be measured: on a terminal that takes escapes the seconds, else one line at
+// the start.
 class Waiting
 {
 public:
