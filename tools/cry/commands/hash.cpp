@@ -62,8 +62,7 @@ void checkList( const Options &options, const std::string &list, CRY_HASH_ALGORI
         {
             if( ++malformed <= malformedShown )
                 tool::report( { list,
-                    "is neither a line of " + std::to_string( digits ) +
-                        " hexadecimal digits, two blanks and a file name nor one as --tag writes it",
+                    "is neither a line of " + std::to_string( digits ) + " hexadecimal digits, two blanks and a file name nor one as --tag writes it",
                     number } );
             continue;
         }
