@@ -22,7 +22,7 @@ build_packages=( g++ cmake ninja-build pkg-config libssl-dev libunistring-dev li
 
 # What the tests need beside that.
 test_packages=( clang-16 lld-16 clang-format-16 libclang-rt-16-dev libgtest-dev libbenchmark-dev liblzma-dev python3 abigail-tools binutils openssl
-    python3-cryptography-vectors python3-jsonschema gnutls-bin git doxygen )
+    python3-cryptography-vectors python3-jsonschema gnutls-bin git doxygen groff-base )
 
 # quietly LOG COMMAND...: runs a command and shows its output only when it fails.
 quietly() {

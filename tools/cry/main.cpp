@@ -19,15 +19,12 @@ int run( int argc, char **argv )
     pb::Runtime runtime{ "cry" };
     if( !runtime.started() )
         throw tool::InputError( tool::take( pbRuntimeStartError() ) );
-    CLI::App app( "Certificates, keys, signatures, digests and the platform's trust, by the cry module" );
-    app.name( "cry" );
-    bool         version = false, json = false;
-    int          exit        = tool::exitGood;
-    CLI::Option *versionFlag = app.add_flag( "--version", version, "print the versions of the module and of its parts" );
-    app.add_flag( "--json", json, "with --version: print it as JSON" )->needs( versionFlag );
-    app.require_subcommand( 0, 1 );
+    CLI::App        app;
+    bool            version = false, json = false;
+    int             exit = tool::exitGood;
     tool::Arguments arguments( argc, argv );
-    tool::addCommands( app, arguments.command, exit );
+    tool::addTool( app, version, json );
+    tool::addCommands( app, { arguments.command }, exit );
     try
     {
         app.parse( arguments.reversed );

@@ -51,7 +51,8 @@ int generate( Options &options )
 void tool::addCertificateGenerate( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, generate,
-        "It is valid from yesterday on, has the serial number 1, and is signed with SHA-256.\n"
+        "It is valid from yesterday on, has the serial number 1, and is signed with SHA-256. The domain name becomes the\n"
+        "subject alternative name, in ASCII form.\n"
         "Exit: 0 done; 2 wrong use, a name that is not valid, or a key that cannot sign." );
     options.subject.addTo( command );
     addOption( command, "--days", options.days, "N", "valid for this many days from now" )->capture_default_str();

@@ -67,7 +67,17 @@ const tool::Command *tool::findCommand( std::string_view name, std::string_view 
     return nullptr;
 }
 
-void tool::addCommands( CLI::App &app, const Command *given, int &exit )
+void tool::addTool( CLI::App &app, bool &version, bool &json )
+{
+    app.description( "Certificates, keys, signatures, digests and the platform's trust, by the cry module" );
+    app.name( "cry" );
+    app.footer( "'cry help COMMAND' and 'cry COMMAND --help' tell more about a command." );
+    CLI::Option *versionFlag = app.add_flag( "--version", version, "print the versions of the module and of its parts" );
+    app.add_flag( "--json", json, "with --version: print it as JSON" )->needs( versionFlag );
+    app.require_subcommand( 0, 1 );
+}
+
+void tool::addCommands( CLI::App &app, const std::vector<const Command *> &used, int &exit )
 {
     app.footer( "'cry help COMMAND' and 'cry COMMAND --help' tell more about a command." );
     for( const Command &each : table )
@@ -76,7 +86,7 @@ void tool::addCommands( CLI::App &app, const Command *given, int &exit )
         CLI::App *command = parent->add_subcommand( std::string( each.name ), each.summary );
         if( each.isGroup() )
             command->require_subcommand( 1 );
-        else if( &each == given )
+        else if( std::find( used.begin(), used.end(), &each ) != used.end() )
             each.add( *command, exit );
     }
 }

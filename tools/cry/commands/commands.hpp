@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace tool
 {
@@ -27,8 +28,11 @@ std::span<const Command> commands();
 // The row of a name in a group; null if there is none.
 const Command *findCommand( std::string_view name, std::string_view group );
 
-// Adds all commands to the tool. Options are for `given` only, the others would not be used.
-void addCommands( CLI::App &app, const Command *given, int &exit );
+// Adds what stands before the commands: the name of the tool and its own options.
+void addTool( CLI::App &app, bool &version, bool &json );
+
+// Adds all commands to the tool. Only those in `used` get their options, which saves time.
+void addCommands( CLI::App &app, const std::vector<const Command *> &used, int &exit );
 
 // `cry --version`, which is not a command.
 void printVersion( bool json );

@@ -99,8 +99,8 @@ int hmac( Options &options )
 
 void tool::addHmac( CLI::App &command, int &exit )
 {
-    Options &options = addOptions(
-        command, exit, hmac, "Prints lines as 'cry hash' does.\nExit: 0 done; 2 wrong use, or a file that cannot be read." );
+    Options &options = addOptions( command, exit, hmac,
+        "Prints lines as 'cry hash' does. The key is needed: --key-file or --key-hex.\nExit: 0 done; 2 wrong use, or a file that cannot be read." );
     addFiles( command, options.files );
     addAlgorithm( command, options.algorithm );
     CLI::Option *keyFile = addOption( command, "--key-file", options.keyFile, "FILE", "all bytes of this file are the key, also a line end" );

@@ -186,6 +186,10 @@ void tool::addKeyGenerate( CLI::App &command, int &exit )
         "Exit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
     addArgument( command, "KIND", options.kind, "rsa or ec" )->required();
     addArgument( command, "SIZE", options.size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )->required();
+    std::vector<std::string> sizes = curveNames();
+    sizes.insert( sizes.end(), { "2048", "3072", "4096", "8192", "16384" } );
+    addKnown( command, "KIND", { "rsa", "ec" } );
+    addKnown( command, "SIZE", sizes );
     options.output.addTo( command, "the key" );
 }
 
@@ -200,7 +204,13 @@ void tool::addKeyPublic( CLI::App &command, int &exit )
 void tool::addKeyInfo( CLI::App &command, int &exit )
 {
     addKeyFile( command,
-        addOptions( command, exit, info, "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." ) );
+        addOptions( command, exit, info,
+            "Says of what kind it is, its bits and curve, and the SHA-256 fingerprint of its SubjectPublicKeyInfo.\n"
+            "Exit: 0 the key is good; 1 its numbers do not fit together; 2 wrong use, or a file without a key." ) );
 }
 
-void tool::addKeyCurves( CLI::App &command, int &exit ) { addOptions( command, exit, curves, "Exit: 0 done; 2 wrong use." ); }
+void tool::addKeyCurves( CLI::App &command, int &exit )
+{
+    addOptions( command, exit, curves,
+        "They have OpenSSL's names and those of NIST. Commands take either, in all usual spellings.\nExit: 0 done; 2 wrong use." );
+}

@@ -52,6 +52,8 @@ int check( Options &options )
 
 void tool::addNameCheck( CLI::App &command, int &exit )
 {
-    Options &options = addOptions( command, exit, check, "Exit: 0 it is one; 1 it is not; 2 wrong use." );
+    Options &options = addOptions( command, exit, check,
+        "Prints the ASCII and the Unicode form (IDNA 2008, UTS #46), or why the text is not a domain name.\n"
+        "Exit: 0 it is one; 1 it is not; 2 wrong use." );
     addArgument( command, "NAME", options.name, "the name" )->required();
 }

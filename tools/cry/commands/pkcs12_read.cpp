@@ -200,6 +200,8 @@ void tool::addPkcs12Read( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, readPkcs12,
         "Files of older systems are read, too. The key is written as PKCS#8 without a password, readable by its owner only.\n"
+        "A file without a password is read without asking for one. A file that asks for more than 10000000 rounds of key\n"
+        "derivation for one key, or more than 30000000 in all, is refused.\n"
         "Exit: 0 done; 2 wrong use, or a file that cannot be read or written." );
     addArgument( command, "FILE", options.file, "the PKCS#12 file; - is standard input" )->required();
     addOutput( command, "--out-key", options.outKey.path, "write the private key to this file" );

@@ -73,7 +73,8 @@ int writePkcs12( Options &options )
 void tool::addPkcs12Write( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, writePkcs12,
-        "The file is made readable by its owner only, with the encryption that OpenSSL chooses.\n"
+        "The file is made readable by its owner only, with the encryption that OpenSSL chooses. Its password comes from\n"
+        "--password-file, --password-fd or the terminal; --key-password-file and --key-password-fd are for the file of the key.\n"
         "Exit: 0 done; 2 wrong use, a key that is not the certificate's, or a file that cannot be read or written." );
     addOption( command, "--key", options.key, "FILE", "the private key" )->required();
     addOption( command, "--certificate", options.certificate, "FILE", "its certificate; the others in the file are further ones" )->required();

@@ -67,7 +67,7 @@ int random( Options &options )
 void tool::addRandom( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, random,
-        "Without --hex and --base64 the bytes come as they are. A file is made readable by its owner only.\n"
+        "Without --hex and --base64 the bytes come as they are, but never to a terminal. A file is made readable by its owner only.\n"
         "Exit: 0 done; 2 wrong use, or no random data." );
     addArgument( command, "COUNT", options.count, "how many bytes" )->required();
     options.form.addTo( command, "print" );

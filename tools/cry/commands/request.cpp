@@ -242,8 +242,9 @@ int check( CheckOptions &options )
 
 void tool::addRequestGenerate( CLI::App &command, int &exit )
 {
-    GenerateOptions &options = addOptions(
-        command, exit, generate, "It is signed with SHA-256.\nExit: 0 done; 2 wrong use, a name that is not valid, or a key that cannot sign." );
+    GenerateOptions &options = addOptions( command, exit, generate,
+        "It is signed with SHA-256. Its names are those of 'cry certificate generate'.\n"
+        "Exit: 0 done; 2 wrong use, a name that is not valid, or a key that cannot sign." );
     options.subject.addTo( command );
     options.output.addTo( command, "the request" );
 }
@@ -251,6 +252,9 @@ void tool::addRequestGenerate( CLI::App &command, int &exit )
 void tool::addRequestCheck( CLI::App &command, int &exit )
 {
     CheckOptions &options = addOptions( command, exit, check,
+        "Each alternative name has its own line: its type (dns, email, uri, ip, dirname, rid, other, x400 or ediparty) and its\n"
+        "value. In a value, \\\\ is a backslash, \\u{2C} the character with this hexadecimal number, and \\x{FF} a byte that is not\n"
+        "part of UTF-8. In dns, email and uri everything but visible ASCII characters is written so, and also commas.\n"
         "Exit: 0 the signature is good, and the key, if one is given, is the request's; 1 it is not; 2 wrong use, or a file that cannot be read." );
     addArgument( command, "FILE", options.file, "the request, in PEM or DER; - is standard input" )->required();
     addOption( command, "--key", options.key, "FILE", "the private key that it should be for" );

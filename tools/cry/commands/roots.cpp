@@ -155,7 +155,7 @@ int roots( Options &options )
 
 void tool::addRoots( CLI::App &command, int &exit )
 {
-    Options &options = addOptions(
-        command, exit, roots, "Ends with where the roots came from, how old that is, and what in it was skipped.\nExit: 0 done; 2 wrong use." );
+    Options &options = addOptions( command, exit, roots,
+        "Ends with where the roots came from, how old that is, and which blocks were skipped and why.\nExit: 0 done; 2 wrong use." );
     command.add_flag( "--count", options.count, "print only how many there are" );
 }

@@ -218,7 +218,7 @@ void addKey( CLI::App &command, Options &options, const char *what )
 void tool::addSignatureMake( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, make,
-        "RSA keys sign with PKCS#1 v1.5 (RFC 8017), EC keys with ECDSA in DER (RFC 3279).\n"
+        "RSA keys sign with PKCS#1 v1.5 (RFC 8017), EC keys with ECDSA in DER (RFC 3279). Raw bytes never go to a terminal.\n"
         "Exit: 0 done; 2 wrong use, or a key that cannot be read or cannot sign." );
     addKey( command, options, "the private key" );
     addFile( command, options, "the file to sign" );
@@ -228,7 +228,9 @@ void tool::addSignatureMake( CLI::App &command, int &exit )
 
 void tool::addSignatureCheck( CLI::App &command, int &exit )
 {
-    Options &options = addOptions( command, exit, check, "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
+    Options &options = addOptions( command, exit, check,
+        "The signature may have blanks and line ends in it if it is text.\n"
+        "Exit: 0 the signature is good; 1 it is not; 2 wrong use, or a file that cannot be read." );
     addKey( command, options, "a public key, a private key or a certificate" );
     addOption( command, "--signature", options.signature, "FILE", "the signature" )->required();
     addFile( command, options, "the file that was signed" );
@@ -237,9 +239,14 @@ void tool::addSignatureCheck( CLI::App &command, int &exit )
 
 void tool::addSignatureConvert( CLI::App &command, int &exit )
 {
-    Options &options = addOptions( command, exit, convert, "Exit: 0 done; 2 wrong use, or a file that is not a signature in the other form." );
+    Options &options = addOptions( command, exit, convert,
+        "The raw form is the two numbers one after the other, each as wide as the curve. Nothing is guessed:\n"
+        "a length that does not fit is an error.\n"
+        "Exit: 0 done; 2 wrong use, or a file that is not a signature in the other form." );
     addOption( command, "--curve", options.curve, "NAME", "the curve of the key: P-256, P-384 or P-521" )->required();
+    addKnown( command, "--curve", { "P-256", "P-384", "P-521" } );
     addOption( command, "--to", options.to, "FORM", "the form that is wanted: raw or der" )->required();
+    addKnown( command, "--to", { "raw", "der" } );
     addFile( command, options, "the signature" );
     options.form.addTo( command, "write the result in" );
     options.output.addTo( command, "the result" );

@@ -156,11 +156,14 @@ int uuid( Options &options )
 
 void tool::addUuid( CLI::App &command, int &exit )
 {
-    Options &options = addOptions(
-        command, exit, uuid, "Without --namespace and --parse the UUIDs are random.\nExit: 0 done; 1 the text is not a UUID; 2 wrong use." );
-    CLI::Option *count     = addOption( command, "--count", options.count, "N", "make this many" );
+    Options     &options   = addOptions( command, exit, uuid,
+              "Without --namespace and --parse the UUIDs are random (version 4). A UUID of a name has version 5 (SHA-1).\n"
+                    "--parse takes a UUID in any nesting of curly brackets, apostrophes and quotation marks, prints it in the usual form\n"
+                    "and says of what kind it is.\nExit: 0 done; 1 the text is not a UUID; 2 wrong use." );
+    CLI::Option *count     = addOption( command, "--count", options.count, "N", "make this many, up to 1000000" );
     CLI::Option *nameSpace = addOption(
         command, "--namespace", options.nameSpace, "SPACE", "make the UUID of a name in this name space: dns, url, oid, x500 or a UUID" );
+    addKnown( command, "--namespace", { "dns", "url", "oid", "x500" } );
     CLI::Option *name = addOption( command, "--name", options.name, "TEXT", "the name, as UTF-8" );
     CLI::Option *text = addOption( command, "--parse", options.parse, "TEXT", "read a UUID and say of what kind it is" );
     nameSpace->excludes( count )->needs( name );

@@ -163,8 +163,12 @@ int verify( Options &options )
 void tool::addVerify( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, verify,
-        "Prints the chain from the leaf to the trusted certificate, or why there is none. Warns of keys and signatures in it that are weak.\n"
-        "Names, purpose and revocation are not looked at.\n"
+        "Signatures, validity, constraints and key usage for signing are checked; purpose, names and revocation are not.\n"
+        "Any trusted certificate may end the chain, self-signed or not.\n"
+        "Prints the chain from the leaf to the trusted certificate, or OpenSSL's error code, its text, the depth and\n"
+        "the certificate that it speaks of.\n"
+        "Warns of each RSA, DSA or DH key below 2048 bits and each EC key below 224 bits in a good chain, and of each\n"
+        "signature with MD2, MD4, MD5, MDC-2, RIPEMD-160 or SHA-1 below the trusted certificate; the verdict stays.\n"
         "Exit: 0 the chain verifies; 1 it does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
         ->required();

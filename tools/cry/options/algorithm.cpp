@@ -44,6 +44,10 @@ std::string algorithmNames()
 void tool::addAlgorithm( CLI::App &command, std::string &name, const std::string &what )
 {
     addOption( command, "--algorithm", name, "NAME", what + "one of " + algorithmNames() )->capture_default_str();
+    std::vector<std::string> known;
+    for( const Name &each : names )
+        known.emplace_back( each.text );
+    addKnown( command, "--algorithm", known );
 }
 
 tool::InputError tool::algorithmMissing() { return InputError( "this libcrypto does not have the algorithm" ); }

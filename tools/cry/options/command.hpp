@@ -43,6 +43,12 @@ CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value
     return option;
 }
 
+// Says which texts an option takes, for shells.
+inline void addKnown( CLI::App &command, const std::string &name, std::vector<std::string> known )
+{
+    valuesOf( command.get_option( name ) ).known = std::move( known );
+}
+
 // Adds an option whose values are files that the command writes.
 template<class Value>
 CLI::Option *addOutput( CLI::App &command, const std::string &name, Value &value, const std::string &what )

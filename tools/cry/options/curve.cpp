@@ -39,6 +39,17 @@ std::string tool::curveDescription( const std::string &shortName )
     return "";
 }
 
+std::vector<std::string> tool::curveNames()
+{
+    std::vector<std::string> all;
+    for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )
+    {
+        std::string nist = nistNameOf( curve );
+        all.push_back( nist.empty() ? shortNameOf( curve ) : nist );
+    }
+    return all;
+}
+
 CRY_PKEY_EC_NAMED_CURVE tool::curveOf( const std::string &name, const std::string &option )
 {
     for( CRY_PKEY_EC_NAMED_CURVE curve = 0; CRY_PKEY_EC_NAMED_CURVE_OK( curve ); curve++ )

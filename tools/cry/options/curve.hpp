@@ -4,6 +4,7 @@
 #include <cry/cry_pkey_ec_named_curve.h>
 
 #include <string>
+#include <vector>
 
 namespace tool
 {
@@ -15,6 +16,9 @@ std::string nistNameOf( CRY_PKEY_EC_NAMED_CURVE curve );
 
 // What a curve is, with NIST's name, by OpenSSL's short name; empty for any other name.
 std::string curveDescription( const std::string &shortName );
+
+// The names of all curves: that of NIST, or else OpenSSL's.
+std::vector<std::string> curveNames();
 
 // The curve of a name as "prime256v1", "P-256", "secp256r1", "nistp256" or
 // "CRY_PKEY_EC_NAMED_CURVE_PRIME256V1", in any case. Throws InputError, naming `option`, for any

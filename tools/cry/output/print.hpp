@@ -16,6 +16,9 @@ std::string green( std::string_view text );
 std::string red( std::string_view text );
 std::string faint( std::string_view text );
 
+// A line with the name of a file: as it is, or harmless if standard output is a terminal.
+void printNameLine( std::string_view line );
+
 void print( std::string_view text );
 // A line with the name of a file: as it is, or harmless if standard output is a terminal.
 void printNameLine( std::string_view line );
