@@ -10,6 +10,7 @@ if( TARGET cry_tool )
         string( REGEX REPLACE ".*/test_(.*)[.]py" "tool_\\1" name ${file} )
         # -B: no compiled Python in the source tree.
         add_test( NAME ${name} COMMAND ${Python3_EXECUTABLE} -B ${file} )
-        set_tests_properties( ${name} PROPERTIES ENVIRONMENT "CRY_TOOL=$<TARGET_FILE:cry_tool>;CRY_FREED_MEMORY=$<TARGET_FILE:freed_memory>" LABELS tool TIMEOUT 900 )
+        set_tests_properties( ${name} PROPERTIES LABELS tool TIMEOUT 900
+            ENVIRONMENT "CRY_TOOL=$<TARGET_FILE:cry_tool>;CRY_FREED_MEMORY=$<TARGET_FILE:freed_memory>" )
     endforeach()
 endif()

@@ -14,8 +14,8 @@ PB_OBJECT_TYPE( CRY_PKEY_PRIVATE );
 PB_BEGIN_DECLS
 
 /* cryPkeyPrivateTryCreateFromPem: the key in a PEM object of any form that OpenSSL reads (PKCS#8,
-   traditional, SEC1); null if it holds no private key, or one that is protected by a pass phrase. So
-   that no text keeps a thread busy for long, it is also null for encrypted PKCS#8 with more than
+   traditional, SEC1); null if it holds no private key, or one that is protected by a pass phrase.
+   So that no text keeps a thread busy for long, it is also null for encrypted PKCS#8 with more than
    10,000,000 rounds of derivation or more than 1 GiB of scrypt (RFC 7914; 128 * N * r * p), and for
    a DSA or DH key with a number of more than 16,384 bits. A null PEM object aborts ("pem"). */
 PB_EXPORT CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem );

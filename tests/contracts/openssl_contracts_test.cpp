@@ -1,3 +1,4 @@
+#include <openssl_module/internal/openssl_key_limits.h>
 #include <openssl_module/internal/openssl_module.h>
 
 #include "support/contract.hpp"
@@ -33,3 +34,13 @@ TEST( OpensslContracts, CanonicalPublicKey )
 }
 
 TEST( OpensslContracts, ContextOfAKey ) { EXPECT_ABORT( file, "pkey", openssl___ContextOf( nullptr ) ); }
+
+TEST( OpensslContracts, KeyLimits )
+{
+    static constexpr char limits[] = "source/openssl/openssl_key_limits.cpp";
+    EXPECT_ABORT( limits, "algorithm", openssl___DerivationRounds( nullptr ) );
+    EXPECT_ABORT( limits, "algorithm", openssl___DerivationIsBounded( nullptr ) );
+    EXPECT_ABORT( limits, "der || !length", openssl___KeyProblem( nullptr, 1 ) );
+    EXPECT_EQ( openssl___KeyProblem( nullptr, 0 ), OPENSSL___KEY_PROBLEM_NONE );
+    EXPECT_ABORT( limits, "info", openssl___PrivateKeyIsBounded( nullptr ) );
+}

@@ -2,6 +2,7 @@
 """Files that ask for much work. CRY_TOOL names the program."""
 
 import hashlib
+import json
 import os
 import subprocess
 import unittest
@@ -128,7 +129,7 @@ class Bounds(KeysTest):
         self.assertDone(run("key", "public", path))
         path = self.private("more", text + b"\n" * (MIB + 1 - len(text)))
         for command in (["key", "public"], ["key", "info"], ["signature", "make", "--key"], ["request", "generate", "--key"]):
-            self.assertInputError(run(*command, path, *([] if command[-1] != "make" else [data])), f"{path}: is larger than 1 MiB, the limit for a key")
+            self.assertInputError(run(*command, path), f"{path}: is larger than 1 MiB, the limit for a key")
 
     def test_NestedIndefiniteLengthsAreRefusedAtOnce(self):
         path = self.private("nested", b"\x30\x80" * (31 * MIB))
@@ -186,10 +187,10 @@ class Configuration(KeysTest):
         for command in self.COMMANDS:
             path, code, out, err = self.configured(self.NOTHING, *command)
             self.assertEqual((code, out), (2, b""), command)
-            self.assertEqual(err, "cry: libcrypto has no provider with SHA-256 and RSA, so that nothing can be computed or checked; "
-                                  f"its configuration is '{str(path)[:60]}{'...' if len(str(path)) > 60 else ''}', which OPENSSL_CONF names\n")  # fmt: skip
+            said = "libcrypto has no provider with SHA-256 and RSA, so that nothing can be computed or checked; its configuration is "
+            self.assertEqual(err, f"cry: {said}'{path}', which OPENSSL_CONF names\n")
             path, code, out, err = self.configured(self.NOTHING, *command, "--json")
-            self.assertEqual(code, 2, command)
+            self.assertEqual((code, json.loads(out)["error"]["message"][: len(said)]), (2, said), command)
 
     def test_TheUsualProviderWorks(self):
         for command in self.COMMANDS:

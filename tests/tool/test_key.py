@@ -714,7 +714,7 @@ class KeyFiles(KeysTest):
         with open(path, "wb") as file:
             file.truncate(100 * 1000 * 1000)
         self.assertInputError(run("key", "info", path), f"{path}: is larger than 1 MiB, the limit for a key")
-        self.assertInputError(run("signature", "make", "--key", path, data), f"{path}: is larger than 64 MiB")
+        self.assertInputError(run("signature", "make", "--key", path, data), f"{path}: is larger than 1 MiB, the limit for a key")
         self.assertInputError(run("signature", "check", "--key", keys / "rsa.pub", "--signature", path, data), f"{path}: is larger than 64 MiB")
         path.unlink()
 

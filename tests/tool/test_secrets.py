@@ -82,7 +82,7 @@ class FreedMemory(KeysTest):
     def test_TheLibraryFindsSecretsInOtherPrograms(self):
         report = self.folder() / "report"
         environment = {**os.environ, "LD_PRELOAD": os.environ["CRY_FREED_MEMORY"], "FREED_REPORT": str(report)}
-        subprocess.run(["openssl", "rsa", "-in", keys / "rsa", "-text"], env=environment, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        subprocess.run(["openssl", "rsa", "-in", keys / "rsa", "-text"], env=environment, check=True, capture_output=True)
         body = "".join((keys / "rsa").read_text().splitlines()[1:-1])
         self.assertTrue([line for line in report.read_text().splitlines()[1:] if line in body])
 

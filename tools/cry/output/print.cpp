@@ -4,7 +4,6 @@
 #include "output/notices.hpp"
 #include "output/terminal.hpp"
 #include "text/convert.hpp"
-#include "output/terminal.hpp"
 #include "text/printable.hpp"
 
 #include <cerrno>
