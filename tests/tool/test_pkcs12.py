@@ -4,7 +4,9 @@
 import os
 import random
 import re
+import resource
 import signal
+import subprocess
 import time
 import unittest
 
@@ -12,7 +14,7 @@ import identity_fixture
 from identity_fixture import EXTRAS, IdentityTest, REVERSED, file, text_of
 from peers import blocks_of, certtool, elements, joined, openssl, pem
 from terminal import AtTerminal, open_at_terminal, run_on_terminal
-from tool import IN_THE_WAY, MIB, PASSWORD, limited, mode_of, run, scratch, secret, wrong
+from tool import IN_THE_WAY, MIB, PASSWORD, TOOL, Result, limited, mode_of, run, scratch, secret, wrong
 
 
 def setUpModule():
@@ -348,6 +350,86 @@ class WritePkcs12(IdentityTest):
         answer = self.assertDone(run("pkcs12", "read", path, "--password-file", secret, "--json")).json()
         self.assertEqual(len(answer["certificates"]), 300)
         self.assertEqual(len(blocks_of(openssl("pkcs12", "-in", path, "-passin", f"pass:{PASSWORD}", "-nokeys"))), 301)
+
+
+class ManyOutputs(IdentityTest):
+    """`pkcs12 read` writes all of its results or none."""
+
+    NAMES = ("key", "certificate", "certificates")
+
+    def read(self, folder, *more, places=None, shell=None, **keywords):
+        """Reads into a folder, or into other places; `shell` runs before, as root and for this
+        process only."""
+        path = self.export(extras=EXTRAS * 2)
+        places = places or {}
+        options = [part for name in self.NAMES for part in (f"--out-{name}", str(places.get(name, folder / name)))]
+        arguments = ["pkcs12", "read", str(path), "--password-file", str(secret), *options, *more]
+        if not shell:
+            return run(*arguments, **keywords)
+        done = subprocess.run(["unshare", "-m", "sh", "-c", shell + ' && exec "$0" "$@"', TOOL, *arguments], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE)  # fmt: skip
+        return Result(done.returncode, done.stdout, done.stderr)
+
+    def assertNothingWritten(self, problem, blocked, *, places=None, **how):
+        """Neither new files come nor old ones change, with --force or without."""
+        for old in ((), ("key",), self.NAMES):
+            folder = self.folder()
+            for name in old:
+                (folder / name).write_text(f"old {name}")
+            expected = {name: f"old {name}" for name in old}
+            self.assertInputError(self.read(folder, "--force", places=places, **how), f"{blocked or folder / 'certificates'}: {problem}")
+            self.assertEqual({name: (folder / name).read_text() for name in self.taken(folder)}, expected)
+
+    def test_AllAreWritten(self):
+        folder = self.folder()
+        self.assertDone(self.read(folder))
+        content = {name: (folder / name).read_bytes() for name in self.NAMES}
+        self.assertEqual(self.taken(folder), sorted(self.NAMES))
+        self.assertEqual([oct(mode_of(folder / name)) for name in self.NAMES], ["0o600", "0o644", "0o644"])
+        (folder / "link").symlink_to("certificate")
+        for name in self.NAMES:
+            (folder / name).write_text("old")
+        os.link(folder / "key", folder / "other")
+        self.assertDone(self.read(folder, "--force", places={"certificate": folder / "link"}))
+        self.assertEqual({name: (folder / name).read_bytes() for name in self.NAMES}, content)
+        self.assertEqual(((folder / "other").read_text(), os.readlink(folder / "link")), ("old", "certificate"))
+        self.assertEqual(self.taken(folder), sorted([*self.NAMES, "link", "other"]))
+        # Standard output and devices may be among them.
+        folder = self.folder()
+        self.assertEqual(self.read(folder, places={"key": "-", "certificates": "/dev/null"}).out, content["key"])
+        self.assertEqual(self.taken(folder), ["certificate"])
+
+    def test_OneInTheWayStopsAll(self):
+        for name in self.NAMES:
+            folder = self.folder()
+            (folder / name).write_text("old")
+            self.assertInputError(self.read(folder), f"{folder / name}: {IN_THE_WAY}")
+            self.assertEqual((self.taken(folder), (folder / name).read_text()), ([name], "old"))
+
+    def test_PlaceThatIsNoneStopsAll(self):
+        blocked = self.folder()
+        self.assertNothingWritten("Is a directory", blocked, places={"certificates": blocked})
+        self.assertNothingWritten("No such file or directory", blocked / "none" / "x", places={"certificates": blocked / "none" / "x"})
+        self.assertNothingWritten("No space left on device", "/dev/full", places={"certificates": "/dev/full"})
+
+    def test_LimitedFileStopsAll(self):
+        # The key and its certificate are smaller, the other certificates are larger.
+        limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (2000, 2000))  # noqa: E731
+        self.assertNothingWritten("File too large", None, preexec_fn=limit, restore_signals=False)
+
+    def test_OtherFileSystemStopsAll(self):
+        if os.geteuid() or subprocess.run(["unshare", "-m", "true"], stderr=subprocess.DEVNULL).returncode:
+            self.skipTest("nothing can be mounted")
+        blocked = self.folder()
+        places = {"certificates": blocked / "certificates"}
+        self.assertNothingWritten("Read-only file system", blocked / "certificates", places=places, shell=f"mount -t tmpfs -o ro none {blocked}")
+        full = f"mount -t tmpfs -o size=4k none {blocked} && cat /dev/zero 2>/dev/null >{blocked}/filler"
+        self.assertNothingWritten("No space left on device", blocked / "certificates", places=places, shell=f"{{ {full} || true; }}")
+        # The new file can be written, but cannot get its name; the others have theirs already.
+        (blocked / "certificates").write_text("mounted")
+        name = blocked / "certificates"
+        self.assertNothingWritten("Device or resource busy", name, places=places, shell=f"mount --bind {name} {name}")
+        self.assertEqual((self.taken(blocked), name.read_text()), (["certificates"], "mounted"))
 
 
 class Passwords(IdentityTest):

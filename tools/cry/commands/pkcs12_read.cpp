@@ -7,7 +7,7 @@
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
 #include "output/key_facts.hpp"
-#include "output/out_file.hpp"
+#include "output/out_files.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
@@ -15,13 +15,10 @@
 #include <array>
 #include <cry/cry_pkcs12.h>
 #include <cry/internal/cry_pkey_private.h>
-#include <filesystem>
 #include <openssl/asn1.h>
 #include <openssl/err.h>
 #include <openssl/pkcs12.h>
 #include <openssl/proverr.h>
-
-namespace fs = std::filesystem;
 
 namespace
 {
@@ -116,16 +113,6 @@ pb::Ref<CRY_PKCS12> readFile( Options &options )
     throw tool::InputError( options.file, attempt.diagnostics );
 }
 
-// Where a file is, whether it is there or not.
-fs::path placeOf( const std::string &path )
-{
-    std::error_code ignored;
-    fs::path        place = path;
-    for( int links = 0; links < 40 && fs::is_symlink( place, ignored ); links++ )
-        place = place.parent_path() / fs::read_symlink( place, ignored );
-    return fs::weakly_canonical( fs::absolute( place, ignored ), ignored );
-}
-
 void checkOutputs( Options &options )
 {
     for( const tool::Output *each : options.outputs() )
@@ -134,7 +121,7 @@ void checkOutputs( Options &options )
         each->checkBeside( options.json );
         for( const tool::Output *other : options.outputs() )
         {
-            if( other != each && each->toFile() && other->toFile() && placeOf( *each->path ) == placeOf( *other->path ) )
+            if( other != each && each->toFile() && other->toFile() && tool::placeOf( *each->path ) == tool::placeOf( *other->path ) )
                 throw tool::InputError( *other->path, "only one of the results can go into a file" );
         }
     }
@@ -174,17 +161,19 @@ int readPkcs12( Options &options )
     pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryPkcs12Certificate( pkcs12.get() ) );
     auto                          others      = tool::elements( pb::adopt( cryPkcs12Certificates( pkcs12.get() ) ).get() );
     auto                          textOf      = []( CRY_PEM *pem ) { return tool::pemText( pb::adopt( pem ).get() ); };
+    tool::OutputFiles             files;
     if( options.outKey.path )
-        options.outKey.write( textOf( cryPkeyPrivatePem( key.get() ) ).get(), tool::Secrecy::secret );
+        files.add( options.outKey, textOf( cryPkeyPrivatePem( key.get() ) ), tool::Secrecy::secret );
     if( options.outCertificate.path )
-        options.outCertificate.write( textOf( cryX509CertificatePem( certificate.get() ) ).get(), tool::Secrecy::open );
+        files.add( options.outCertificate, textOf( cryX509CertificatePem( certificate.get() ) ), tool::Secrecy::open );
     if( options.outCertificates.path )
     {
         pb::Ref<PB_BUFFER> all = pb::adopt( pbBufferCreate() );
         for( const auto &each : others )
             pbBufferAppend( all.handle(), textOf( cryX509CertificatePem( each.get() ) ).get() );
-        options.outCertificates.write( all.get(), tool::Secrecy::open );
+        files.add( options.outCertificates, all, tool::Secrecy::open );
     }
+    files.write();
     // A result on standard output is not mixed with a description.
     bool quiet = false;
     for( const tool::Output *each : options.outputs() )

@@ -11,20 +11,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
+tool::InputError tool::inTheWay( const std::string &path ) { return InputError( path, "exists already and was not changed; --force replaces it" ); }
 
-tool::InputError inTheWay( const std::string &path ) { return tool::InputError( path, "exists already and was not changed; --force replaces it" ); }
-
-unsigned int modeOf( tool::Secrecy secrecy )
+unsigned int tool::modeOf( Secrecy secrecy )
 {
-    if( secrecy == tool::Secrecy::secret )
+    if( secrecy == Secrecy::secret )
         return 0600;
     mode_t mask = umask( 0 );
     umask( mask );
     return 0666u & ~mask;
-}
-
 }
 
 void tool::Output::addTo( CLI::App &command, const std::string &what )

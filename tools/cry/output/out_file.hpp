@@ -1,6 +1,7 @@
 // Where results go: to standard output, or to a file, whole or not at all.
 #pragma once
 
+#include "output/error.hpp"
 #include "output/form.hpp"
 
 #include <CLI/CLI.hpp>
@@ -19,6 +20,12 @@ enum class Secrecy
     open,   // for everybody
     secret, // for the owner only
 };
+
+// The permissions of a new file.
+unsigned int modeOf( Secrecy secrecy );
+
+// The error for a file that may not be replaced.
+InputError inTheWay( const std::string &path );
 
 // The options --out and --force of a command.
 struct Output
