@@ -49,7 +49,7 @@ void occupyStandardStreams()
     for( int stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
     {
         if( fcntl( stream, F_GETFD ) < 0 )
-            open( "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY );
+            open( "/dev/null", ( stream == STDIN_FILENO ? O_WRONLY : O_RDONLY ) | O_CLOEXEC );
     }
 }
 
