@@ -297,3 +297,21 @@ FreeWatch::FreeWatch( EVP_PKEY *pkey )
     static const int index = EVP_PKEY_get_ex_new_index( 0, nullptr, nullptr, notCopied, countFree );
     EXPECT_EQ( EVP_PKEY_set_ex_data( pkey, index, count.get() ), 1 );
 }
+
+X509_CRL *support::watchableCrl( const std::function<X509_CRL *()> &make )
+{
+    static X509_CRL_METHOD *const counting = X509_CRL_METHOD_new(
+        nullptr,
+        []( X509_CRL *crl ) {
+            if( int *counter = (int *)X509_CRL_get_meth_data( crl ) )
+                ++*counter;
+            return 1;
+        },
+        nullptr, nullptr );
+    X509_CRL_set_default_method( counting );
+    X509_CRL *crl = make();
+    X509_CRL_set_default_method( nullptr );
+    return crl;
+}
+
+FreeWatch::FreeWatch( X509_CRL *crl ) { X509_CRL_set_meth_data( crl, count.get() ); }

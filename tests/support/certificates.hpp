@@ -5,6 +5,7 @@
 #include <pb/pb.h>
 #include <pb/ref.hpp>
 
+#include <functional>
 #include <memory>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
@@ -93,12 +94,17 @@ void                       raiseError();
 extern const unsigned long raisedError;
 std::vector<unsigned long> takeErrors();
 
+// OpenSSL keeps user data only with CRLs of a method of their own: the CRL that `make()` gives has
+// one. No other CRL may be made during the call.
+X509_CRL *watchableCrl( const std::function<X509_CRL *()> &make );
+
 // Shows if OpenSSL has freed an object, without keeping it alive.
 class FreeWatch
 {
 public:
     explicit FreeWatch( X509 *x509 );
     explicit FreeWatch( EVP_PKEY *pkey );
+    explicit FreeWatch( X509_CRL *crl ); // of watchableCrl
     FreeWatch( const FreeWatch & )            = delete;
     FreeWatch &operator=( const FreeWatch & ) = delete;
     bool       freed() const { return *count == 1; }

@@ -27,6 +27,7 @@ inline void freeOf( EVP_PKEY_CTX *ctx ) { EVP_PKEY_CTX_free( ctx ); }
 inline void freeOf( ECDSA_SIG *signature ) { ECDSA_SIG_free( signature ); }
 inline void freeOf( BIGNUM *number ) { BN_free( number ); }
 inline void freeOf( X509 *x509 ) { X509_free( x509 ); }
+inline void freeOf( X509_CRL *crl ) { X509_CRL_free( crl ); }
 inline void freeOf( X509_REQ *req ) { X509_REQ_free( req ); }
 inline void freeOf( PKCS12 *pkcs ) { PKCS12_free( pkcs ); }
 inline void freeOf( PKCS8_PRIV_KEY_INFO *info ) { PKCS8_PRIV_KEY_INFO_free( info ); }

@@ -10,6 +10,7 @@
 #include <cry/internal/cry_x509_certificate.h>
 
 #include "cry/pkey/keys.hpp"
+#include "cry/x509/crls.hpp"
 #include "cry/x509/requests.hpp"
 #include "support/key_decoding.hpp"
 
@@ -216,6 +217,61 @@ struct CsrType
         return makeRequest( { .key = key( KeyKind::p256 ),
             .extensions            = { { "subjectAltName", "DNS:a.example" } },
             .attributes            = { { NID_pkcs9_challengePassword, "challenge" } } } );
+    }
+};
+
+struct CrlType
+{
+    PEM_OBJECT_FUNCTIONS( CRY_X509_CRL, X509Crl, X509_CRL, OpensslX509Crl )
+    static constexpr const char *label     = PEM_STRING_X509_CRL;
+    static constexpr bool        sensitive = false, sharesSensitive = false;
+
+    static X509_CRL *read( BIO *bio ) { return PEM_read_bio_X509_CRL( bio, nullptr, noPassPhrase, nullptr ); }
+    static int       write( BIO *bio, X509_CRL *crl ) { return PEM_write_bio_X509_CRL( bio, crl ); }
+    static X509_CRL *dup( X509_CRL *crl )
+    {
+        return watchableCrl( [&] { return X509_CRL_dup( crl ); } );
+    }
+    static void      destroy( X509_CRL *crl ) { X509_CRL_free( crl ); }
+    static X509_CRL *unwritable() { return watchableCrl( X509_CRL_new ); }
+    static FreeWatch watch( X509_CRL *crl ) { return FreeWatch( crl ); }
+
+    static std::vector<Sample<X509_CRL>> samples()
+    {
+        std::vector<Sample<X509_CRL>> list = { { "two", makeCrl( { .serials = { "7", "5" } } ) }, { "none", makeCrl( {} ) },
+            { "no next update", makeCrl( { .nextUpdate = "" } ) }, { "large", makeCrl( { .serials = manySerials() } ) },
+            { "extensions", withExtensions() } };
+        for( KeyKind kind : allKeyKinds )
+            list.push_back( { nameOf( kind ), makeCrl( { .issuer = "CN=" + nameOf( kind ), .serials = { "1" }, .signer = key( kind ) } ) } );
+        return list;
+    }
+
+    static std::vector<Block> otherForms( X509_CRL *crl )
+    {
+        std::string plain = der( crl );
+        return { { label, plain + "tail" }, { label, withLongerLength( plain ) } };
+    }
+
+    static std::vector<std::string> bodiesToDamage() { return { der( withExtensions() ) }; }
+
+    static bool works( CRY_X509_CRL *crl )
+    {
+        return cryX509CrlRevokedBySerial( crl, number( "5" ).get() ) && !cryX509CrlRevokedBySerial( crl, number( "6" ).get() ) &&
+            pbDictLength( pb::adopt( cryX509CrlRevokedSerials( crl ) ).get() ) == 2;
+    }
+
+    static OpensslCrl withExtensions()
+    {
+        return makeCrl( { .serials = { "3", "-1", "600000000000000000000" }, .extensions = { { "2.5.29.20", "DER:02:01:11" } }, .reason = 1 } );
+    }
+
+    // So many entries that the DER has more than 4096 bytes.
+    static std::vector<std::string> manySerials()
+    {
+        std::vector<std::string> list;
+        for( int serial = 0; serial < 300; serial++ )
+            list.push_back( std::to_string( serial ) );
+        return list;
     }
 };
 

@@ -17,7 +17,7 @@ using namespace support;
 namespace
 {
 
-using PemObjectTypes = testing::Types<CertificateType, CsrType, PrivateType, PublicType>;
+using PemObjectTypes = testing::Types<CertificateType, CsrType, CrlType, PrivateType, PublicType>;
 
 template<class Type>
 class CryPemObject : public testing::Test, public PemObjects<Type>
