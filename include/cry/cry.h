@@ -33,6 +33,7 @@
 #include <cry/cry_x509_certificate.h>
 #include <cry/cry_x509_certificates.h>
 #include <cry/cry_x509_crl.h>
+#include <cry/cry_x509_crl_distribution.h>
 #include <cry/cry_x509_csr.h>
 #include <cry/cry_x509_extended_key_usage.h>
 #include <cry/cry_x509_identity.h>

@@ -6,6 +6,7 @@
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
+#include <pb/pb_vector.h>
 
 /* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE,
    as OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
@@ -38,6 +39,11 @@ PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert,
    libcrypto does not have the algorithm. An invalid algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg
    )"). */
 PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg );
+/* cryX509CertificateRevocationListDistribution: the distribution points of CRLs (RFC 5280, clause
+   4.2.1.13) that have a URI, in order: a new vector of CRY_X509_CRL_DISTRIBUTION. Null if there are
+   none, or if the extension does not decode. URIs that are not UTF-8 are left out. Null aborts
+   ("cert"). */
+PB_EXPORT PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null if the

@@ -13,6 +13,7 @@
 #include <openssl/pkcs12.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 
 namespace cry::ossl
 {
@@ -36,6 +37,8 @@ inline void freeOf( X509_EXTENSION *extension ) { X509_EXTENSION_free( extension
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }
 inline void freeOf( X509_VERIFY_PARAM *param ) { X509_VERIFY_PARAM_free( param ); }
+// The elements of distribution points are freed with them.
+inline void freeOf( STACK_OF( DIST_POINT ) * points ) { CRL_DIST_POINTS_free( points ); }
 // The elements of a stack are lent; only the stack itself is freed.
 inline void freeOf( STACK_OF( X509 ) * stack ) { sk_X509_free( stack ); }
 inline void freeOf( STACK_OF( X509_EXTENSION ) * stack ) { sk_X509_EXTENSION_free( stack ); }

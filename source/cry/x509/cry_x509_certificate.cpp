@@ -1,5 +1,6 @@
 #include <cry/cry_hash.h>
 #include <cry/cry_x509_certificate.h>
+#include <cry/cry_x509_crl_distribution.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 
@@ -8,6 +9,7 @@
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/x509v3.h>
 #include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 
@@ -91,6 +93,67 @@ PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HAS
     PB_CHECK( CRY_HASH_ALGORITHM_OK( alg ) );
     // The data of the canonical PEM is the DER.
     return cryHashTryCompute( alg, cry::pem::data( cert->pem ) );
+}
+
+namespace
+{
+
+// Appends to a vector that is null as long as it has no element.
+void append( pb::Ref<PB_VECTOR> &vec, PB_OBJ *obj )
+{
+    if( !vec )
+        vec = pb::adopt( pbVectorCreate() );
+    pbVectorAppendObj( vec.handle(), obj );
+}
+
+// Calls found( value ) for the values of all names of a type.
+void forEachName( const GENERAL_NAMES *names, int type, auto found )
+{
+    for( int index = 0; index < sk_GENERAL_NAME_num( names ); index++ )
+    {
+        int         itsType;
+        const void *value = GENERAL_NAME_get0_value( sk_GENERAL_NAME_value( names, index ), &itsType );
+        if( itsType == type )
+            found( value );
+    }
+}
+
+// Null for a point without a URI, even if it names issuers.
+pb::Ref<CRY_X509_CRL_DISTRIBUTION> tryCreateDistribution( const DIST_POINT *point )
+{
+    pb::Ref<PB_VECTOR> uris, issuers;
+    if( point->distpoint && point->distpoint->type == 0 )
+    {
+        forEachName( point->distpoint->name.fullname, GEN_URI, [&]( const void *value ) {
+            const auto *ia5 = (const ASN1_IA5STRING *)value;
+            if( auto text = pb::adopt( pbStringTryCreateFromCstr( (const char *)ASN1_STRING_get0_data( ia5 ), ASN1_STRING_length( ia5 ) ) ) )
+                append( uris, text.obj() );
+        } );
+    }
+    forEachName( point->CRLissuer, GEN_DIRNAME, [&]( const void *value ) {
+        if( char *line = X509_NAME_oneline( (const X509_NAME *)value, nullptr, 0 ) )
+        {
+            append( issuers, pb::adopt( pbStringCreateFromCstr( line, -1 ) ).obj() );
+            OPENSSL_free( line );
+        }
+    } );
+    return pb::adopt( uris ? cryX509CrlDistributionCreate( uris.get(), issuers.get() ) : nullptr );
+}
+
+}
+
+PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *cert )
+{
+    PB_CHECK( cert );
+    cry::ossl::Ptr<CRL_DIST_POINTS> points( (CRL_DIST_POINTS *)X509_get_ext_d2i( cert->x509, NID_crl_distribution_points, nullptr, nullptr ) );
+    pb::Ref<PB_VECTOR>              distributions;
+    for( int index = 0; index < sk_DIST_POINT_num( points.get() ); index++ )
+    {
+        pb::Ref<CRY_X509_CRL_DISTRIBUTION> dist = tryCreateDistribution( sk_DIST_POINT_value( points.get(), index ) );
+        if( dist )
+            append( distributions, dist.obj() );
+    }
+    return distributions.take();
 }
 
 CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert )
