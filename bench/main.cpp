@@ -18,6 +18,7 @@ int main( int argc, char **argv )
     bench::registerKeys();
     bench::registerX509();
     bench::registerIdentity();
+    bench::registerCrl();
     benchmark::Initialize( &argc, argv );
     benchmark::RunSpecifiedBenchmarks();
     return 0;

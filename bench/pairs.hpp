@@ -36,5 +36,6 @@ void registerPem();
 void registerKeys();
 void registerX509();
 void registerIdentity();
+void registerCrl();
 
 }
