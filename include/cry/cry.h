@@ -36,6 +36,7 @@
 #include <cry/cry_x509_extended_key_usage.h>
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>
+#include <cry/cry_x509_policy.h>
 #include <cry/cry_x509_policy_flags.h>
 #include <cry/cry_x509_san.h>
 #include <cry/cry_x509_san_type.h>
