@@ -1,6 +1,7 @@
 #include "cry/x509/names.hpp"
 #include "support/certificates.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <random>
@@ -215,31 +216,24 @@ TEST( CryX509Sans, MatchIfOneNameOfEachMatches )
 
 TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
 {
-    static const char *const labels[]    = { "a", "A", "b", "*", "*", "h*", "_x", "b\u00fc", "B\u00dc", "xn--b-xga", "stra\u00dfe", "strasse",
-           "xn--strae-oqa", "\u03c2", "\u03c3", "1", "2", "1", "2", "01", "\uff11", "\u05d0" };
+    static const char *const labels[]    = { "a", "A", "b", "*", "*", "*", "h*", "_x", "b\u00fc", "B\u00dc", "xn--b-xga", "stra\u00dfe", "strasse",
+           "xn--strae-oqa", "\u03c2", "\u03c3", "1", "2", "01", "\uff11", "\u05d0" };
+    static const char *const rests[]     = { "", "a", "A", "a.b", "a\u3002B", "b\u00fc.a", "xn--b-xga.A", "stra\u00dfe", "strasse", "xn--strae-oqa",
+            "\u03c2.b", "\u03c3.b", "\u03a3.b", "*.a", "1.1.2.2", "1.1.2.2", "\uff11.1.2.2", "1.1.2.02", "1.2.2", "\u05d0" };
     static const char *const stops[]     = { ".", ".", ".", ".", ".", ".", "\u3002", "\uff0e" };
     static const char *const addresses[] = { "1.1.2.2", "::1", "::2", "::ffff:1.1.2.2" };
 
     std::mt19937 random( 7 );
-    auto         below  = [&random]( size_t limit ) { return (size_t)( random() % limit ); };
+    auto         oneOf  = [&random]( const auto &list ) { return list[random() % std::size( list )]; };
     auto         anySan = [&]() -> San {
-        if( below( 12 ) == 0 )
-            return san( addresses[below( std::size( addresses ) )] );
-        std::string host;
-        // Names of four to five numbers are as frequent as short names.
-        size_t length  = below( 3 ) ? 1 + below( 3 ) : 5;
-        bool   numbers = below( 2 );
-        for( size_t index = 0; index < length; index++ )
-        {
-            bool number = numbers && index > 0;
-            host += index ? stops[below( std::size( stops ) )] : "";
-            host += number ? ( below( 2 ) ? "1" : "2" ) : labels[below( std::size( labels ) )];
-        }
-        return san( host + ( below( 4 ) ? "" : "." ) );
+        if( random() % 12 == 0 )
+            return san( oneOf( addresses ) );
+        std::string rest = oneOf( rests );
+        return san( oneOf( labels ) + ( rest.empty() ? "" : oneOf( stops ) + rest ) + ( random() % 4 ? "" : "." ) );
     };
     auto anySans = [&] {
         Sans sans = pb::adopt( cryX509SansCreate() );
-        for( size_t count = below( 5 ); count > 0; count-- )
+        for( size_t count = random() % 4; count > 0; count-- )
         {
             if( San name = anySan() )
                 cryX509SansSet( sans.handle(), name.get() );
@@ -247,8 +241,8 @@ TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
         return sans;
     };
 
-    size_t matches[2] = {}, misses[2] = {};
-    for( int round = 0; round < 20000; round++ )
+    int matches[2] = {}, misses[2] = {};
+    for( int round = 0; round < 5000; round++ )
     {
         Sans a = anySans(), b = anySans();
         for( PB_BOOL wildcard : { PB_FALSE, PB_TRUE } )
@@ -260,9 +254,9 @@ TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
         }
     }
     // Both answers are frequent, and wildcards add matches.
-    EXPECT_GT( matches[PB_FALSE], 300u );
-    EXPECT_GT( matches[PB_TRUE], matches[PB_FALSE] + 300u );
-    EXPECT_GT( misses[PB_TRUE], 1000u );
+    EXPECT_GT( matches[PB_FALSE], 150 );
+    EXPECT_GT( matches[PB_TRUE] - matches[PB_FALSE], 150 );
+    EXPECT_GT( misses[PB_TRUE], 1000 );
 }
 
 TEST( CryX509Sans, TenThousandNamesMatchTenThousandSoon )
