@@ -104,16 +104,20 @@ PB_BOOL cryX509SanEqualsWildcard( CRY_X509_SAN *sanA, CRY_X509_SAN *sanB, PB_BOO
     return wildcard && ( covers( sanA->dnsName, sanB->dnsName ) || covers( sanB->dnsName, sanA->dnsName ) );
 }
 
-// Equal for two texts exactly if inDnsIdnaDomainNameEquals finds them equal: it compares ASCII
-// forms, but texts that are not domain names as they are written. No ASCII form has an equals sign.
+// Equal for two texts exactly if inDnsIdnaDomainNameEquals finds them equal: it compares ASCII forms
+// without regard to case, but texts that are not domain names as they are written. No ASCII form
+// has an equals sign.
 static pb::StdString<> formOf( PB_STRING *name )
 {
-    pb::Ref<PB_STRING> ascii  = pb::adopt( inDnsIdnaDomainNameToAscii( name ) );
-    pb::Ref<PB_STRING> folded = ascii ? pb::adopt( pbStringToCaseFold( ascii.get() ) ) : pb::share( name );
+    pb::Ref<PB_STRING> ascii = pb::adopt( inDnsIdnaDomainNameToAscii( name ) );
     PB_INT             length;
-    const char        *text = pbStringPeekUtf8( folded.get(), &length );
-    pb::StdString<>    form( ascii ? "" : "=" );
-    return form.append( text, (size_t)length );
+    const char        *text = pbStringPeekUtf8( ascii ? ascii.get() : name, &length );
+    pb::StdString<>    form( text, (size_t)length );
+    if( !ascii )
+        return "=" + form;
+    for( char &c : form )
+        c = c >= 'A' && c <= 'Z' ? (char)( c + 'a' - 'A' ) : c;
+    return form;
 }
 
 static SanForms *makeForms( CRY_X509_SAN *san )

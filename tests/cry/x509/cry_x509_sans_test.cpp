@@ -233,7 +233,7 @@ TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
     };
     auto anySans = [&] {
         Sans sans = pb::adopt( cryX509SansCreate() );
-        for( size_t count = random() % 4; count > 0; count-- )
+        for( size_t count = random() % 7; count > 0; count-- )
         {
             if( San name = anySan() )
                 cryX509SansSet( sans.handle(), name.get() );
@@ -242,7 +242,7 @@ TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
     };
 
     int matches[2] = {}, misses[2] = {};
-    for( int round = 0; round < 5000; round++ )
+    for( int round = 0; round < 3000; round++ )
     {
         Sans a = anySans(), b = anySans();
         for( PB_BOOL wildcard : { PB_FALSE, PB_TRUE } )
@@ -254,9 +254,9 @@ TEST( CryX509Sans, MatchExactlyIfTheNamesDoOneByOne )
         }
     }
     // Both answers are frequent, and wildcards add matches.
-    EXPECT_GT( matches[PB_FALSE], 150 );
-    EXPECT_GT( matches[PB_TRUE] - matches[PB_FALSE], 150 );
-    EXPECT_GT( misses[PB_TRUE], 1000 );
+    EXPECT_GT( matches[PB_FALSE], 100 );
+    EXPECT_GT( matches[PB_TRUE] - matches[PB_FALSE], 100 );
+    EXPECT_GT( misses[PB_TRUE], 500 );
 }
 
 TEST( CryX509Sans, TenThousandNamesMatchTenThousandSoon )
