@@ -6,6 +6,7 @@
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_sans.h>
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 
@@ -13,6 +14,7 @@
 #include <memory>
 #include <openssl/pem.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 #include <vector>
 
 namespace
@@ -63,6 +65,61 @@ struct OursChain
             std::abort();
     }
 };
+
+// A certificate that has only names: host-0.example.com to host-98.example.com and a wildcard.
+std::shared_ptr<X509> certificateWithHundredNames()
+{
+    std::shared_ptr<X509>          x509( X509_new(), X509_free );
+    std::shared_ptr<GENERAL_NAMES> names( GENERAL_NAMES_new(), GENERAL_NAMES_free );
+    for( int number = 0; number < 100; number++ )
+    {
+        std::string     host = number < 99 ? "host-" + std::to_string( number ) + ".example.com" : "*.example.org";
+        ASN1_IA5STRING *text = ASN1_IA5STRING_new();
+        ASN1_STRING_set( text, host.data(), (int)host.size() );
+        GENERAL_NAME *name = GENERAL_NAME_new();
+        GENERAL_NAME_set0_value( name, GEN_DNS, text );
+        sk_GENERAL_NAME_push( names.get(), name );
+    }
+    X509_add1_ext_i2d( x509.get(), NID_subject_alt_name, names.get(), 0, 0 );
+    return x509;
+}
+
+pb::Ref<CRY_X509_SANS> namesOf( X509 *x509 )
+{
+    GENERAL_NAMES         *names = (GENERAL_NAMES *)X509_get_ext_d2i( x509, NID_subject_alt_name, nullptr, nullptr );
+    pb::Ref<CRY_X509_SANS> sans  = pb::adopt( cry___X509SansCreateFromOpensslSubjectAltNames( names ) );
+    GENERAL_NAMES_free( names );
+    return sans;
+}
+
+// The host must match the wildcard, which is the last name.
+void checkHost( CRY_X509_SANS *names, const char *host )
+{
+    pb::Ref<PB_STRING>     text   = pb::adopt( pbStringCreateFromCstr( host, -1 ) );
+    pb::Ref<CRY_X509_SAN>  san    = pb::adopt( cryX509SanTryCreateFromHost( text.get() ) );
+    pb::Ref<CRY_X509_SANS> wanted = pb::adopt( cryX509SansCreate() );
+    cryX509SansSet( wanted.handle(), san.get() );
+    if( !cryX509SansHasMatch( names, wanted.get(), PB_TRUE ) )
+        std::abort();
+}
+
+void plainCheckHost( X509 *x509, const char *host )
+{
+    if( X509_check_host( x509, host, 0, 0, nullptr ) != 1 )
+        std::abort();
+}
+
+void registerNames()
+{
+    static constexpr char host[]    = "www.example.org";
+    std::shared_ptr<X509> x509      = certificateWithHundredNames();
+    auto                  names     = std::make_shared<pb::Ref<CRY_X509_SANS>>( namesOf( x509.get() ) );
+    auto                  plainWork = [x509] { plainCheckHost( x509.get(), host ); };
+    bench::pair(
+        "one host against a hundred names, names read", [x509] { checkHost( namesOf( x509.get() ).get(), host ); }, plainWork );
+    bench::pair(
+        "one host against a hundred names", [names] { checkHost( names->get(), host ); }, plainWork );
+}
 
 void registerKind( const std::string &kind, const Chain &chain )
 {
@@ -129,6 +186,7 @@ void bench::registerX509()
 {
     registerKind( "RSA", material().rsa );
     registerKind( "EC", material().ec );
+    registerNames();
 
     const char *bundle = cry___x509SystemPlaces[0];
     if( !std::ifstream( bundle ) )
