@@ -38,7 +38,9 @@
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>
 #include <cry/cry_x509_policy_flags.h>
+#include <cry/cry_x509_san.h>
 #include <cry/cry_x509_san_type.h>
+#include <cry/cry_x509_sans.h>
 #include <cry/cry_x509_stack_identity_mode.h>
 #include <cry/cry_x509_stack_trust_mode.h>
 #include <cry/cry_x509_tn_auth_list_entry_type.h>
