@@ -35,6 +35,7 @@
 #include <cry/cry_x509_certificates.h>
 #include <cry/cry_x509_csr.h>
 #include <cry/cry_x509_extended_key_usage.h>
+#include <cry/cry_x509_info.h>
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>
 #include <cry/cry_x509_policy_flags.h>

@@ -6,6 +6,7 @@
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
+#include <cry/cry_x509_info.h>
 
 /* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE,
    as OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
@@ -38,6 +39,9 @@ PB_EXPORT PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert,
    libcrypto does not have the algorithm. An invalid algorithm aborts ("CRY_HASH_ALGORITHM_OK( alg
    )"). */
 PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg );
+/* cryX509CertificateInfo: what is in the certificate, a new object; a field that does not decode is
+   absent. Null aborts ("cert"). */
+PB_EXPORT CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null if the
