@@ -431,7 +431,7 @@ TEST( CryX509InfoOfCertificate, HasOnlyTheExtensionsOfTheCertificate )
 
 TEST( CryX509InfoOfCertificate, AnExtensionWithoutKnownFlagsIsPresent )
 {
-    Info info = infoOf( { { "keyUsage", "DER:03020700" }, { "extendedKeyUsage", "1.2.3.4,ipsecTunnel" }, { "nsCertType", "DER:03020310" } } );
+    Info info = infoOf( { { "keyUsage", "DER:03020700" }, { "extendedKeyUsage", "1.2.3.4,ipsecTunnel" }, { "nsCertType", "DER:03020308" } } );
     EXPECT_TRUE( cryX509InfoHasKeyUsage( info.get() ) );
     EXPECT_EQ( cryX509InfoKeyUsage( info.get() ), 0 );
     EXPECT_TRUE( cryX509InfoHasExtendedKeyUsage( info.get() ) );
