@@ -48,6 +48,29 @@ void plainVerify( X509 *leaf, X509 *intermediate, X509 *root )
     X509_STORE_free( store );
 }
 
+// What a program writes that looks at names, serial number, validity and usage extensions.
+void plainInfo( const X509 *x509 )
+{
+    for( const X509_NAME *name : { X509_get_subject_name( x509 ), X509_get_issuer_name( x509 ) } )
+    {
+        BIO *bio = BIO_new( BIO_s_mem() );
+        X509_NAME_print_ex( bio, name, 0, XN_FLAG_RFC2253 );
+        BIO_free( bio );
+    }
+    BN_free( ASN1_INTEGER_to_BN( X509_get0_serialNumber( x509 ), nullptr ) );
+    for( const ASN1_TIME *time : { X509_get0_notBefore( x509 ), X509_get0_notAfter( x509 ) } )
+    {
+        tm parts;
+        ASN1_TIME_to_tm( time, &parts );
+    }
+    auto extension = [x509]( int nid ) { return X509_get_ext_d2i( x509, nid, nullptr, nullptr ); };
+    BASIC_CONSTRAINTS_free( (BASIC_CONSTRAINTS *)extension( NID_basic_constraints ) );
+    ASN1_BIT_STRING_free( (ASN1_BIT_STRING *)extension( NID_key_usage ) );
+    EXTENDED_KEY_USAGE_free( (EXTENDED_KEY_USAGE *)extension( NID_ext_key_usage ) );
+    ASN1_BIT_STRING_free( (ASN1_BIT_STRING *)extension( NID_netscape_cert_type ) );
+    GENERAL_NAMES_free( (GENERAL_NAMES *)extension( NID_subject_alt_name ) );
+}
+
 struct OursChain
 {
     pb::Ref<CRY_X509_CERTIFICATE>  leaf;
@@ -176,6 +199,14 @@ void registerKind( const std::string &kind, const Chain &chain )
     std::vector<X509 *> plain;
     for( const bench::Certificate &each : chain )
         plain.push_back( bench::plainCertificate( each.der ) );
+    // The leaf has an alternative name, the root has the usage extensions.
+    for( size_t place : { 0, 2 } )
+    {
+        auto cert = std::make_shared<pb::Ref<CRY_X509_CERTIFICATE>>( oursFromDer( chain[place].der ) );
+        bench::pair(
+            std::string( place ? "info of a root, " : "info of a leaf, " ) + kind,
+            [cert] { cryX509InfoRelease( cryX509CertificateInfo( cert->get() ) ); }, [x509 = plain[place]] { plainInfo( x509 ); } );
+    }
     bench::pair(
         "chain of three verified, " + kind, [now, ours] { ours->verify( now->get() ); }, [plain] { plainVerify( plain[0], plain[1], plain[2] ); } );
 }

@@ -67,6 +67,22 @@ inline std::string_view view( const pb::Ref<CRY_X509_CERTIFICATE> &cert, pb::Ref
     return view( holder );
 }
 
+// The info of a certificate leaves no errors and comes back from its store. Restoring reads the
+// alternative names only with a Netscape certificate type, and aborts if that stands alone.
+inline void checkInfo( const pb::Ref<CRY_X509_CERTIFICATE> &cert )
+{
+    ERR_clear_error();
+    pb::Ref<CRY_X509_INFO> info = pb::adopt( cryX509CertificateInfo( cert.get() ) );
+    FUZZ_CHECK( !ERR_peek_error() );
+    pb::Ref<PB_STORE> store = pb::adopt( cryX509InfoStore( info.get() ) );
+    if( !cryX509InfoHasNetscapeCertType( info.get() ) )
+        pbStoreDelCstr( store.handle(), "sans", -1 );
+    else if( !cryX509InfoHasSans( info.get() ) )
+        return;
+    info = pb::adopt( cryX509InfoRestore( store.get() ) );
+    FUZZ_CHECK( pbStoreEquals( pb::adopt( cryX509InfoStore( info.get() ) ).get(), store.get() ) );
+}
+
 // The object that the module makes of it: there where OpenSSL's certificate is, with the same DER,
 // and its key is the same where OpenSSL has one.
 inline void checkObject( const pb::Ref<CRY_X509_CERTIFICATE> &cert, const SeenCertificate &plain )
@@ -79,6 +95,7 @@ inline void checkObject( const pb::Ref<CRY_X509_CERTIFICATE> &cert, const SeenCe
     ERR_clear_error();
     SeenCertificate own = seenOf( cry___X509CertificatePeekOpensslX509( cert.get() ) );
     FUZZ_CHECK( own.der == plain.der && own.key == plain.key );
+    checkInfo( cert );
 }
 
 }

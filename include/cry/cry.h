@@ -30,6 +30,7 @@
 #include <cry/cry_uuid_variant.h>
 #include <cry/cry_uuid_version.h>
 #include <cry/cry_vault_item_type.h>
+#include <cry/cry_x509_basic_constraints.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/cry_x509_certificates.h>
 #include <cry/cry_x509_crl.h>
@@ -37,6 +38,7 @@
 #include <cry/cry_x509_csr.h>
 #include <cry/cry_x509_extended_key_usage.h>
 #include <cry/cry_x509_identity.h>
+#include <cry/cry_x509_info.h>
 #include <cry/cry_x509_key_usage.h>
 #include <cry/cry_x509_netscape_cert_type.h>
 #include <cry/cry_x509_policy.h>

@@ -7,6 +7,7 @@
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
 #include <pb/pb_vector.h>
+#include <cry/cry_x509_info.h>
 
 /* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE,
    as OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
@@ -44,6 +45,9 @@ PB_EXPORT PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cer
    none, or if the extension does not decode. URIs that are not UTF-8 are left out. Null aborts
    ("cert"). */
 PB_EXPORT PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificateInfo: what is in the certificate, a new object; a field that does not decode is
+   absent. Null aborts ("cert"). */
+PB_EXPORT CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null if the

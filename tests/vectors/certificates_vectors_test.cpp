@@ -1,5 +1,5 @@
-// Certificates, names, serial numbers and times of the public corpora, compared with OpenSSL's
-// results.
+// Certificates, names, serial numbers, times and usage extensions of the public corpora, compared
+// with OpenSSL's results.
 #include <bn/bn_int.h>
 #include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate.h>
@@ -14,6 +14,7 @@
 #include <openssl/bn.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/x509v3.h>
 #include <unordered_set>
 
 using namespace support;
@@ -92,11 +93,86 @@ std::string wantedTime( const ASN1_TIME *time )
     return strict && ASN1_TIME_to_tm( time, &tm ) ? formatted( tm ) : "(null)";
 }
 
+// Whether an extension is there once and can be read.
+bool hasExtension( const X509 *x509, int nid )
+{
+    int at = X509_get_ext_by_NID( x509, nid, -1 );
+    if( at < 0 || X509_get_ext_by_NID( x509, nid, at ) >= 0 )
+        return false;
+    void *value = X509V3_EXT_d2i( X509_get_ext( x509, at ) );
+    if( value )
+        ASN1_item_free( (ASN1_VALUE *)value, ASN1_ITEM_ptr( X509V3_EXT_get_nid( nid )->it ) );
+    return value;
+}
+
+// OpenSSL's summary has the bits of each byte in reverse order.
+PB_INT wantedKeyUsage( X509 *x509 )
+{
+    uint32_t usage = X509_get_key_usage( x509 );
+    PB_INT   flags = usage & KU_DECIPHER_ONLY ? CRY_X509_KEY_USAGE_DECIPHER_ONLY : 0;
+    for( int bit = 0; bit < 8; bit++ )
+        flags |= usage & KU_DIGITAL_SIGNATURE >> bit ? 1 << bit : 0;
+    return flags;
+}
+
+// The summary does not tell the two kinds of server gated cryptography apart; here they are the
+// older one.
+PB_INT wantedExtendedKeyUsage( X509 *x509 )
+{
+    static constexpr std::pair<uint32_t, PB_INT> known[] = { { XKU_SSL_SERVER, CRY_X509_EXTENDED_KEY_USAGE_SSL_SERVER },
+        { XKU_SSL_CLIENT, CRY_X509_EXTENDED_KEY_USAGE_SSL_CLIENT }, { XKU_SMIME, CRY_X509_EXTENDED_KEY_USAGE_SMIME },
+        { XKU_CODE_SIGN, CRY_X509_EXTENDED_KEY_USAGE_CODE_SIGN }, { XKU_OCSP_SIGN, CRY_X509_EXTENDED_KEY_USAGE_OCSP_SIGN },
+        { XKU_TIMESTAMP, CRY_X509_EXTENDED_KEY_USAGE_TIMESTAMP }, { XKU_DVCS, CRY_X509_EXTENDED_KEY_USAGE_DVCS },
+        { XKU_ANYEKU, CRY_X509_EXTENDED_KEY_USAGE_ANYEKU }, { XKU_SGC, CRY_X509_EXTENDED_KEY_USAGE_NS_SGC } };
+    PB_INT                                       flags   = 0;
+    for( auto [purpose, flag] : known )
+        flags |= X509_get_extended_key_usage( x509 ) & purpose ? flag : 0;
+    return flags;
+}
+
 struct Counts
 {
-    int taken   = 0;
-    int refused = 0;
+    int taken      = 0;
+    int refused    = 0;
+    int summarised = 0;
 };
+
+// The info of a certificate against OpenSSL's functions on its own one.
+void checkInfo( CRY_X509_CERTIFICATE *cert, X509 *wanted, Counts &counts )
+{
+    pb::Ref<CRY_X509_INFO> info = pb::adopt( cryX509CertificateInfo( cert ) );
+    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} );
+    pb::Ref<PB_STORE> store = pb::adopt( cryX509InfoStore( info.get() ) );
+    auto              value = [&]( const char *key ) { return text( pb::adopt( pbStoreValueCstr( store.get(), key, -1 ) ) ); };
+    EXPECT_EQ( value( "subject" ), printedName( X509_get_subject_name( wanted ) ) );
+    EXPECT_EQ( value( "issuer" ), printedName( X509_get_issuer_name( wanted ) ) );
+    EXPECT_EQ( value( "serialNumber" ), decimal( ASN1_INTEGER_to_BN( X509_get0_serialNumber( wanted ), nullptr ) ) );
+    EXPECT_EQ( value( "validFrom" ), wantedTime( X509_get0_notBefore( wanted ) ) );
+    EXPECT_EQ( value( "validUntil" ), wantedTime( X509_get0_notAfter( wanted ) ) );
+    EXPECT_EQ( cryX509InfoHasBasicConstraints( info.get() ), hasExtension( wanted, NID_basic_constraints ) );
+    EXPECT_EQ( cryX509InfoHasKeyUsage( info.get() ), hasExtension( wanted, NID_key_usage ) );
+    EXPECT_EQ( cryX509InfoHasExtendedKeyUsage( info.get() ), hasExtension( wanted, NID_ext_key_usage ) );
+    EXPECT_EQ( cryX509InfoHasNetscapeCertType( info.get() ), hasExtension( wanted, NID_netscape_cert_type ) );
+    EXPECT_EQ( cryX509InfoHasSans( info.get() ), hasExtension( wanted, NID_subject_alt_name ) );
+
+    // If any extension is broken, OpenSSL has no summary.
+    uint32_t flags = X509_get_extension_flags( wanted );
+    if( flags & EXFLAG_INVALID )
+        return;
+    counts.summarised++;
+    pb::Ref<CRY_X509_BASIC_CONSTRAINTS> bc = pb::adopt( cryX509InfoBasicConstraints( info.get() ) );
+    EXPECT_EQ( bc && cryX509BasicConstraintsCA( bc.get() ), ( flags & EXFLAG_CA ) != 0 );
+    EXPECT_EQ( bc ? cryX509BasicConstraintsPathlen( bc.get() ) : -1, X509_get_pathlen( wanted ) );
+    if( cryX509InfoHasKeyUsage( info.get() ) )
+        EXPECT_EQ( cryX509InfoKeyUsage( info.get() ), wantedKeyUsage( wanted ) );
+    if( cryX509InfoHasExtendedKeyUsage( info.get() ) )
+    {
+        PB_INT purposes = cryX509InfoExtendedKeyUsage( info.get() );
+        if( purposes & CRY_X509_EXTENDED_KEY_USAGE_MS_SGC )
+            purposes = ( purposes & ~CRY_X509_EXTENDED_KEY_USAGE_MS_SGC ) | CRY_X509_EXTENDED_KEY_USAGE_NS_SGC;
+        EXPECT_EQ( purposes, wantedExtendedKeyUsage( wanted ) );
+    }
+}
 
 // All checks of one certificate, or of bytes that may not be a certificate. The same bytes are
 // checked once in the process.
@@ -133,6 +209,8 @@ void check( const std::string &body, const std::string &where, Counts &counts )
     EXPECT_EQ( decodedSerial( X509_get0_serialNumber( x509 ) ), decimal( ASN1_INTEGER_to_BN( X509_get0_serialNumber( wanted.get() ), nullptr ) ) );
     EXPECT_EQ( decodedTime( X509_get0_notBefore( x509 ) ), wantedTime( X509_get0_notBefore( wanted.get() ) ) );
     EXPECT_EQ( decodedTime( X509_get0_notAfter( x509 ) ), wantedTime( X509_get0_notAfter( wanted.get() ) ) );
+    ERR_clear_error();
+    checkInfo( cert.get(), wanted.get(), counts );
     ERR_clear_error();
 }
 
@@ -254,6 +332,7 @@ TEST( CertificatesVectors, ParsedFactsOfTheCorporaAreOurs )
     }
     EXPECT_EQ( counts.taken, 1232 );
     EXPECT_EQ( counts.refused, 200 );
+    EXPECT_GT( counts.summarised, 500 );
     EXPECT_GT( names, 2000 );
     EXPECT_GE( lax, 7 );
 }

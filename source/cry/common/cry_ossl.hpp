@@ -33,6 +33,10 @@ inline void freeOf( X509_REQ *req ) { X509_REQ_free( req ); }
 inline void freeOf( PKCS12 *pkcs ) { PKCS12_free( pkcs ); }
 inline void freeOf( PKCS8_PRIV_KEY_INFO *info ) { PKCS8_PRIV_KEY_INFO_free( info ); }
 inline void freeOf( X509_SIG *sig ) { X509_SIG_free( sig ); }
+inline void freeOf( ASN1_STRING *string ) { ASN1_STRING_free( string ); }
+inline void freeOf( BASIC_CONSTRAINTS *bcons ) { BASIC_CONSTRAINTS_free( bcons ); }
+inline void freeOf( EXTENDED_KEY_USAGE *extusage ) { EXTENDED_KEY_USAGE_free( extusage ); }
+inline void freeOf( GENERAL_NAMES *names ) { GENERAL_NAMES_free( names ); }
 inline void freeOf( X509_EXTENSION *extension ) { X509_EXTENSION_free( extension ); }
 inline void freeOf( X509_STORE *store ) { X509_STORE_free( store ); }
 inline void freeOf( X509_STORE_CTX *ctx ) { X509_STORE_CTX_free( ctx ); }

@@ -3,6 +3,7 @@
 #include <cry/cry_x509_crl_distribution.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
+#include <cry/internal/cry_x509_info.h>
 
 #include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
@@ -86,6 +87,8 @@ CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Copy( X509 *x
 CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), pb::shareOrNull( cert->pem ); }
 
 PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cryPemStore( cert->pem ); }
+
+CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cry___X509InfoCreateFromOpensslX509( cert->x509 ); }
 
 PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg )
 {

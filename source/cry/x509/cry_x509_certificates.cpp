@@ -2,11 +2,13 @@
 
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_decode.h>
 #include <pb/containers.hpp>
 
 #include "base/cry_pem.hpp"
 #include "common/cry_ossl.hpp"
 
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <pb/published.hpp>
 #include <pb/stored.hpp>
 #include <string_view>
@@ -162,6 +164,23 @@ CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
     CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
     certs->certificates          = pb::restoreEach( store, cryX509CertificateTryRestore );
     return certs;
+}
+
+PB_STORE *cry___X509CertificatesStoreSubjects( CRY_X509_CERTIFICATES *certs )
+{
+    PB_CHECK( certs );
+    openssl::ErrorMark detour;
+    pb::Ref<PB_STORE>  store = pb::adopt( pbStoreCreateArray() );
+    for( CRY_X509_CERTIFICATE *cert : pb::each<CRY_X509_CERTIFICATE>( certs->certificates ) )
+    {
+        // No other field of the certificate's info is needed.
+        X509_NAME *name = X509_get_subject_name( cry___X509CertificatePeekOpensslX509( cert ) );
+        if( pb::Ref<PB_STRING> subject = pb::adopt( cry___X509TryDecodeX509Name( name ) ) )
+            pbStoreAppendValue( store.handle(), subject.get() );
+        else
+            pbStoreAppendValueNull( store.handle() );
+    }
+    return store.take();
 }
 
 // Adds certificates as X509_STORE_add_cert does: each once, and in order. That function is slower,

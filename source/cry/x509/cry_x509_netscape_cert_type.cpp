@@ -1,5 +1,6 @@
 #include <cry/cry_x509_netscape_cert_type.h>
 #include <cry/internal/cry_module.h>
+#include <cry/internal/cry_x509_netscape_cert_type.h>
 
 #include "common/cry_enumeration.hpp"
 
@@ -14,3 +15,15 @@ static constexpr cry::Named names[] = {
 };
 
 CRY_FLAGSET_DEFINE( X509NetscapeCertType, names )
+
+CRY_X509_NETSCAPE_CERT_TYPE cry___X509NetscapeCertTypeFromOpensslNetscapeCertType( const ASN1_BIT_STRING *nscert )
+{
+    PB_CHECK( nscert );
+    CRY_X509_NETSCAPE_CERT_TYPE flags = 0;
+    for( int bit = 0; bit <= 7; bit++ )
+    {
+        if( bit != 4 && ASN1_BIT_STRING_get_bit( nscert, bit ) )
+            flags |= (CRY_X509_NETSCAPE_CERT_TYPE)1 << ( bit < 4 ? bit : bit - 1 );
+    }
+    return flags;
+}

@@ -4,6 +4,7 @@
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
+#include <cry/internal/cry_x509_key_usage.h>
 
 #include "support/certificates.hpp"
 #include "support/contract.hpp"
@@ -183,6 +184,16 @@ TEST( Exhaustion, Chains )
     EXPECT_EQ( textsIn( storeFile, abortsOf( made ) ), ( Texts{ "x509Store", "object", "sk_X509_OBJECT_push( objects, object ) > 0" } ) );
     trusted = certificates( { root } );
     ASSERT_TRUE( verify() );
+}
+
+TEST( Exhaustion, KeyUsage )
+{
+    for( int bit = 0; bit < 9; bit++ )
+    {
+        std::string set    = "ASN1_BIT_STRING_set_bit( result, " + std::to_string( bit ) + ", 1 )";
+        auto        encode = [bit] { ASN1_BIT_STRING_free( cry___X509KeyUsageToOpensslKeyUsage( (PB_INT)1 << bit ) ); };
+        EXPECT_EQ( abortsIn( "source/cry/x509/cry_x509_key_usage.cpp", encode ), ( Texts{ "result", set } ) );
+    }
 }
 
 TEST( Exhaustion, Pkcs12 )
