@@ -48,6 +48,8 @@
 #include <cry/cry_x509_sans.h>
 #include <cry/cry_x509_stack_identity_mode.h>
 #include <cry/cry_x509_stack_trust_mode.h>
+#include <cry/cry_x509_tn_auth_list.h>
+#include <cry/cry_x509_tn_auth_list_entry.h>
 #include <cry/cry_x509_tn_auth_list_entry_type.h>
 
 #endif

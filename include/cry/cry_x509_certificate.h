@@ -6,8 +6,9 @@
 #include <cry/cry_pem.h>
 #include <cry/cry_pkey_private.h>
 #include <cry/cry_pkey_public.h>
-#include <pb/pb_vector.h>
 #include <cry/cry_x509_info.h>
+#include <cry/cry_x509_tn_auth_list.h>
+#include <pb/pb_vector.h>
 
 /* CRY_X509_CERTIFICATE: a parsed certificate with its canonical PEM, under the label CERTIFICATE,
    as OpenSSL writes it. A CRY_X509_CERTIFICATE never changes; many threads may read it. */
@@ -48,6 +49,10 @@ PB_EXPORT PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERT
 /* cryX509CertificateInfo: what is in the certificate, a new object; a field that does not decode is
    absent. Null aborts ("cert"). */
 PB_EXPORT CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert );
+/* cryX509CertificateTNAuthList: the telephone number authorization list (RFC 8226, clause 9), a new
+   object; null if the certificate has none or it does not decode. It is intended that a list with a
+   range count outside of 0 to 2147483647 aborts ("count >= 0"). Null aborts ("cert"). */
+PB_EXPORT CRY_X509_TN_AUTH_LIST *cryX509CertificateTNAuthList( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateStore: the store of the canonical PEM (cryPemStore). */
 PB_EXPORT PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert );
 /* cryX509CertificateTryRestore: the certificate in a store of a PEM (cryPemTryRestore); null if the

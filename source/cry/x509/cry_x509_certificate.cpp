@@ -4,6 +4,7 @@
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_info.h>
+#include <cry/internal/cry_x509_tn_auth_list.h>
 
 #include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
@@ -179,6 +180,11 @@ PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_
     PB_CHECK( cert );
     PB_CHECK( privateKey );
     return X509_check_private_key( cert->x509, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) ) == 1;
+}
+
+CRY_X509_TN_AUTH_LIST *cryX509CertificateTNAuthList( CRY_X509_CERTIFICATE *cert )
+{
+    return PB_CHECK( cert ), cry___X509TNAuthListCreateFromOpensslX509( cert->x509 );
 }
 
 X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cert->x509; }
