@@ -1,6 +1,5 @@
 #include <bn/internal/bn_int.h>
 #include <cry/internal/cry_x509_decode.h>
-#include <pb/pb_charset.h>
 
 #include "common/cry_ossl_pem_object.hpp"
 
@@ -18,10 +17,9 @@ PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name )
     PB_CHECK( name );
     cry::ossl::Ptr<BIO> bio = cry::ossl::memoryBio( pb::Site::here() );
     X509_NAME_print_ex( bio.get(), name, 0, nameFlags );
-    char              *text   = nullptr;
-    long               length = BIO_get_mem_data( bio.get(), &text );
-    pb::Ref<PB_BUFFER> buf    = pb::adopt( pbBufferCreateFromBytes( text, length ) );
-    return pbCharsetTryConvertBufferToStringWithFlags( buf.get(), PB_CHARSET_UTF8, PB_CHARSET_FLAG_STRICT );
+    char *text   = nullptr;
+    long  length = BIO_get_mem_data( bio.get(), &text );
+    return pbStringTryCreateFromCstr( text, length );
 }
 
 BN_INT *cry___X509TryDecodeAsn1Integer( const ASN1_INTEGER *asn1Integer )
