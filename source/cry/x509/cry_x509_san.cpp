@@ -104,9 +104,9 @@ PB_BOOL cryX509SanEqualsWildcard( CRY_X509_SAN *sanA, CRY_X509_SAN *sanB, PB_BOO
     return wildcard && ( covers( sanA->dnsName, sanB->dnsName ) || covers( sanB->dnsName, sanA->dnsName ) );
 }
 
-// Equal for two texts exactly if inDnsIdnaDomainNameEquals finds them equal: it compares ASCII forms
-// without regard to case, but texts that are not domain names as they are written. No ASCII form
-// has an equals sign.
+// Equal for two texts exactly if inDnsIdnaDomainNameEquals finds them equal: it compares ASCII
+// forms without regard to case, but texts that are not domain names as they are written. No ASCII
+// form has an equals sign.
 static pb::StdString<> formOf( PB_STRING *name )
 {
     pb::Ref<PB_STRING> ascii = pb::adopt( inDnsIdnaDomainNameToAscii( name ) );
