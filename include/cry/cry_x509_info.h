@@ -2,18 +2,18 @@
 
    Example:
 
-       // Whether a certificate says that it belongs to an authority.
-       PB_BOOL isAuthority( CRY_X509_CERTIFICATE *cert )
+       // Whether an info, as cryX509CertificateInfo reads it from a certificate, is that of an
+       // authority. A certificate without the extension is none.
+       PB_BOOL isAuthority( CRY_X509_INFO *info )
        {
-           PB_BOOL                     ca   = PB_FALSE;
-           CRY_X509_INFO              *info = cryX509CertificateInfo( cert );
-           CRY_X509_BASIC_CONSTRAINTS *bc   = cryX509InfoBasicConstraints( info );
+           PB_BOOL                     ca = PB_FALSE;
+           CRY_X509_BASIC_CONSTRAINTS *bc = cryX509InfoBasicConstraints( info );
            if( bc )
            {
                ca = cryX509BasicConstraintsCA( bc );
                cryX509BasicConstraintsRelease( bc );
            }
-           cryX509InfoRelease( info );
+
            return ca;
        }
 */
