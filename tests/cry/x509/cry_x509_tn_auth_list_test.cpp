@@ -17,7 +17,7 @@ namespace
 {
 
 constexpr PB_INT spcType   = CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_SERVICE_PROVIDER_CODE,
-                 rangeType = CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_TELEPHONE_NUMBER_RANGE, oneType = CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_TELEPHONE_NUMBER;
+                 rangeType = CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_TELEPHONE_NUMBER_RANGE;
 
 std::string ia5( const std::string &text ) { return tlv( 0x16, text ); }
 std::string spcDer( const std::string &code ) { return tlv( 0xA0, ia5( code ) ); }
