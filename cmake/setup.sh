@@ -18,7 +18,8 @@ need_packages() {
 }
 
 # What the libraries and the tool are built with.
-build_packages=( g++ cmake ninja-build pkg-config libssl-dev libunistring-dev libidn2-dev libcli11-dev nlohmann-json3-dev ca-certificates )
+build_packages=( g++ cmake ninja-build pkg-config libssl-dev libunistring-dev libidn2-dev libasio-dev
+    libcli11-dev nlohmann-json3-dev ca-certificates )
 
 # What the tests need beside that.
 test_packages=( clang-16 lld-16 clang-format-16 libclang-rt-16-dev libgtest-dev libbenchmark-dev liblzma-dev python3 abigail-tools binutils openssl

@@ -12,15 +12,20 @@
 #include <pb/pb_enum.h>
 #include <pb/pb_flagset.h>
 #include <pb/pb_line_source.h>
+#include <pb/pb_locks.h>
 #include <pb/pb_mem.h>
 #include <pb/pb_module.h>
 #include <pb/pb_obj.h>
 #include <pb/pb_path_file.h>
+#include <pb/pb_process.h>
 #include <pb/pb_random.h>
 #include <pb/pb_runtime.h>
+#include <pb/pb_signal.h>
 #include <pb/pb_store.h>
 #include <pb/pb_string.h>
+#include <pb/pb_thread_safety.h>
 #include <pb/pb_time.h>
+#include <pb/pb_timer.h>
 #include <pb/pb_vector.h>
 
 #endif

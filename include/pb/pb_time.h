@@ -17,7 +17,7 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_BOOL pbTimeFieldsOk( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_INT minute, PB_INT second, PB_INT millisecond );
 /* pbTimeCreate: a time; values for which pbTimeFieldsOk is false abort. */
 PB_EXPORT PB_TIME *pbTimeCreate( PB_INT year, PB_INT month, PB_INT day, PB_INT hour, PB_INT minute, PB_INT second, PB_INT millisecond );
-/* pbTimeNow: the time of the system clock. */
+/* pbTimeNow: the time of the system clock, or of the manual clock of pb___ClockSetManual. */
 PB_EXPORT PB_TIME *pbTimeNow( void );
 /* pbTimeTryCreateFromTimeT: from seconds since 1970-01-01 UTC, without leap seconds; null outside
    the years 0 to 9999. */

@@ -16,8 +16,10 @@ void pb___AbortSetFlush( void ( *flush )( void ) ) { currentFlush.store( flush )
 
 void pb___Abort( const char *context, const char *file, PB_INT line, const char *expression )
 {
-    // A handler may leave by longjmp. Then this thread is no longer in its locks and its free slot.
+    // A handler may leave by longjmp. Then this thread is no longer in its locks, its runs and its
+    // free slot.
     pb::threadState.heldLocks = 0;
+    pb::threadState.runs      = 0;
     pb::threadState.frees     = false;
     if( PB_ABORT_HANDLER handler = currentHandler.load() )
         handler( context, file, line, expression );

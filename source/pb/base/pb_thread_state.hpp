@@ -13,6 +13,7 @@ struct ThreadState
     PB_OBJ  *firstAside; // objects that wait to be freed, linked through their counts
     PB_OBJ  *lastAside;
     unsigned heldLocks;    // monitors and regions of the libraries that this thread holds
+    unsigned runs;         // runs of processes on this thread's stack
     bool     frees;        // a free slot of this thread runs
     unsigned liveCellPlus; // the thread's cell of the live count, plus one; 0: it has no cell yet
 };

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "base/pb_sync.hpp"
 #include "objects/pb_obj_count.hpp"
 #include "objects/pb_obj_free.hpp"
 
@@ -63,6 +64,7 @@ void pb::freeAside()
 void pb___ObjFree( PB_OBJ *obj )
 {
     PB_CHECK( obj );
+    pb::sync::checkMayFree();
     putAside( obj );
     pb::freeAside();
 }

@@ -9,13 +9,35 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <string_view>
+#include <unistd.h>
+
+#include "base/pb_thread_state.hpp"
+#include "concurrency/pb_concurrency.hpp"
+
+template<>
+struct pb::Field<PB_EXECUTOR>
+{
+    static void   release( PB_EXECUTOR   &) {}
+    static void   copy( PB_EXECUTOR &to, const PB_EXECUTOR &from ) { to = from; }
+    static PB_INT compare( const PB_EXECUTOR &a, const PB_EXECUTOR &b ) { return Field<PB_INT>::compare( (PB_INT)a, (PB_INT)b ); }
+};
+template<>
+struct pb::Field<void *> : pb::PlainField<void *>
+{
+};
 
 struct PB_RUNTIME_OPTIONS : PB_OBJ
 {
-    PB_VECTOR *modules;
+    PB_VECTOR  *modules;
+    PB_STRING  *stateDirectory;
+    PB_STRING  *productFriendlyName;
+    PB_INT      workers;
+    PB_EXECUTOR executor;
+    void       *executorContext;
 };
 
-static constexpr auto runtimeOptionsFields = pb::fields<&PB_RUNTIME_OPTIONS::modules>;
+static constexpr auto runtimeOptionsFields = pb::fields<&PB_RUNTIME_OPTIONS::modules, &PB_RUNTIME_OPTIONS::stateDirectory,
+    &PB_RUNTIME_OPTIONS::productFriendlyName, &PB_RUNTIME_OPTIONS::workers, &PB_RUNTIME_OPTIONS::executor, &PB_RUNTIME_OPTIONS::executorContext>;
 
 PB_SORT_OF_FIELDS( pb, RuntimeOptions, PB_RUNTIME_OPTIONS, options, runtimeOptionsFields, runtimeOptionsFields )
 
@@ -31,16 +53,72 @@ PB_RUNTIME_OPTIONS *pbRuntimeOptionsCreateFrom( PB_RUNTIME_OPTIONS *source )
     return PB_CHECK( source ), pb::copyOf( runtimeOptionsFields, source );
 }
 
+static PB_RUNTIME_OPTIONS *writable( PB_RUNTIME_OPTIONS **options ) { return pb::makeWritable( options, pbRuntimeOptionsCreateFrom ); }
+
 void pbRuntimeOptionsAppendModuleCstr( PB_RUNTIME_OPTIONS **options, const char *name, PB_INT length )
 {
     PB_CHECK_HANDLE( options );
     PB_CHECK( name );
-    PB_RUNTIME_OPTIONS *target = pb::makeWritable( options, pbRuntimeOptionsCreateFrom );
-    pb::Ref<PB_STRING>  text   = pb::adopt( pbStringCreateFromCstr( name, length ) );
-    pbVectorAppendObj( &target->modules, text.obj() );
+    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromCstr( name, length ) );
+    pbVectorAppendObj( &writable( options )->modules, text.obj() );
 }
 
 PB_VECTOR *pbRuntimeOptionsModules( PB_RUNTIME_OPTIONS *options ) { return PB_CHECK( options ), pb::shareOrNull( options->modules ); }
+
+void pbRuntimeOptionsSetStateDirectoryCstr( PB_RUNTIME_OPTIONS **options, const char *path, PB_INT length )
+{
+    PB_CHECK_HANDLE( options );
+    PB_CHECK( path );
+    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromCstr( path, length ) );
+    pb::assign( writable( options )->stateDirectory, text.get() );
+}
+
+PB_STRING *pbRuntimeOptionsStateDirectory( PB_RUNTIME_OPTIONS *options ) { return PB_CHECK( options ), pb::shareOrNull( options->stateDirectory ); }
+
+void pbRuntimeOptionsSetProductFriendlyNameCstr( PB_RUNTIME_OPTIONS **options, const char *name, PB_INT length )
+{
+    PB_CHECK_HANDLE( options );
+    PB_CHECK( name );
+    pb::Ref<PB_STRING> text = pb::adopt( pbStringCreateFromCstr( name, length ) );
+    pb::assign( writable( options )->productFriendlyName, text.get() );
+}
+
+PB_STRING *pbRuntimeOptionsProductFriendlyName( PB_RUNTIME_OPTIONS *options )
+{
+    return PB_CHECK( options ), pb::shareOrNull( options->productFriendlyName );
+}
+
+void pbRuntimeOptionsSetWorkers( PB_RUNTIME_OPTIONS **options, PB_INT workers )
+{
+    PB_CHECK_HANDLE( options );
+    PB_CHECK( workers >= 0 && workers <= PB_RUNTIME_WORKERS_MAX );
+    writable( options )->workers = workers;
+}
+
+PB_INT pbRuntimeOptionsWorkers( PB_RUNTIME_OPTIONS *options ) { return PB_CHECK( options ), options->workers; }
+
+void pbRuntimeOptionsSetExecutor( PB_RUNTIME_OPTIONS **options, PB_EXECUTOR executor, void *context )
+{
+    PB_CHECK_HANDLE( options );
+    PB_RUNTIME_OPTIONS *target = writable( options );
+    target->executor           = executor;
+    target->executorContext    = context;
+}
+
+struct PB_RUNTIME_PATHS : PB_OBJ
+{
+    PB_STRING *stateDirectory;
+};
+
+static constexpr auto runtimePathsFields = pb::fields<&PB_RUNTIME_PATHS::stateDirectory>;
+
+PB_SORT_OF_FIELDS( pb, RuntimePaths, PB_RUNTIME_PATHS, paths, runtimePathsFields, runtimePathsFields )
+
+PB_STRING *pbRuntimePathsPath( PB_RUNTIME_PATHS *paths, PB_INT kind )
+{
+    PB_CHECK( paths );
+    return kind == PB_RUNTIME_PATH_STATE ? pb::shareOrNull( paths->stateDirectory ) : nullptr;
+}
 
 namespace
 {
@@ -68,7 +146,7 @@ bool moveOn( Phase from, Phase to, pb::Site site = pb::Site::here() )
     return false;
 }
 
-using Text    = pb::StdString<pb::ProcessMemory>;
+using Text    = pb::concurrency::Text;
 using Modules = pb::StdVector<const PB_MODULE *, pb::ProcessMemory>;
 
 // The state of the process. It is made at the first use and kept, since modules stay loaded, and
@@ -79,6 +157,10 @@ struct State
     Modules             running; // in the order of their start
     PB_RUNTIME_OBSERVER observer = nullptr;
     pb::Ref<PB_STRING>  error;
+
+    // Set while no module is started.
+    pb::Ref<PB_STRING> stateDirectory;
+    pb::Ref<PB_STRING> productFriendlyName;
 };
 
 State &state()
@@ -308,30 +390,48 @@ struct Plan
     }
 };
 
-void stopRunning()
+// The number of workers that are used, if nothing else is set.
+PB_INT processors()
+{
+    long count = sysconf( _SC_NPROCESSORS_ONLN );
+    return count < 1 ? 1 : std::min<PB_INT>( count, PB_RUNTIME_WORKERS_MAX );
+}
+
+// Empty, or why the options cannot be used.
+Text problemOf( PB_RUNTIME_OPTIONS *options )
+{
+    if( options->stateDirectory && !pbStringTryPeekCstr( options->stateDirectory ) )
+        return "the state directory has U+0000 in it";
+    PB_INT length = options->productFriendlyName ? pbStringLength( options->productFriendlyName ) : 1;
+    if( length < 1 || length > PB_RUNTIME_FRIENDLY_NAME_LENGTH_MAX )
+        return "the product's friendly name has " + pb::decimal<pb::ProcessMemory>( length ) + " characters, it may have 1 to " +
+            pb::decimal<pb::ProcessMemory>( PB_RUNTIME_FRIENDLY_NAME_LENGTH_MAX );
+    return "";
+}
+
+// Calls one hook of all modules, in the reverse order of the start.
+template<void ( *PB_MODULE::*hook )()>
+void callAll( const char *name )
 {
     Modules &running = state().running;
     for( auto module = running.rbegin(); module != running.rend(); ++module )
     {
-        tell( "halt", *module );
-        ( *module )->halt();
+        tell( name, *module );
+        ( ( *module )->*hook )();
     }
-    for( auto module = running.rbegin(); module != running.rend(); ++module )
-    {
-        tell( "fourth", *module );
-        ( *module )->fourth();
-    }
-    for( auto module = running.rbegin(); module != running.rend(); ++module )
-    {
-        tell( "shutdown", *module );
-        ( *module )->shutdown();
-    }
-    running.clear();
+}
+
+void stopRunning()
+{
+    pb::concurrency::stop( [] { callAll<&PB_MODULE::halt>( "halt" ); }, [] { callAll<&PB_MODULE::fourth>( "fourth" ); },
+        [] { callAll<&PB_MODULE::shutdown>( "shutdown" ); } );
+    state().running.clear();
+    state().stateDirectory      = {};
+    state().productFriendlyName = {};
 }
 
 PB_BOOL refuse( const Text &reason )
 {
-    stopRunning();
     phase         = Phase::stopped;
     state().error = pb::adopt( pbStringCreateFromCstr( reason.c_str(), (PB_INT)reason.size() ) );
     return PB_FALSE;
@@ -366,12 +466,22 @@ PB_BOOL pbRuntimeStart( PB_RUNTIME_OPTIONS *options )
     }
     if( !ok )
         return refuse( plan.error );
+    Text problem = problemOf( options );
+    if( problem.empty() )
+        problem = pb::concurrency::start( options->workers ? options->workers : processors(), options->executor, options->executorContext );
+    if( !problem.empty() )
+        return refuse( problem );
+    state().stateDirectory      = pb::share( options->stateDirectory );
+    state().productFriendlyName = pb::share( options->productFriendlyName );
 
     for( const PB_MODULE *module : plan.order )
     {
         tell( "startup", module );
         if( !module->startup() )
+        {
+            stopRunning();
             return refuse( "module '" + Text( module->record->moduleName ) + "' refused to start" );
+        }
         state().running.push_back( module );
     }
     phase = Phase::started;
@@ -382,6 +492,10 @@ PB_STRING *pbRuntimeStartError() { return pb::shareOrNull( state().error.get() )
 
 void pbRuntimeStop()
 {
+    bool insideRun = pb::threadState.runs != 0;
+    bool holdsLock = pb::threadState.heldLocks != 0;
+    PB_CHECK( !insideRun );
+    PB_CHECK( !holdsLock );
     bool started = moveOn( Phase::started, Phase::stopping );
     PB_CHECK( started );
     stopRunning();
@@ -392,6 +506,19 @@ PB_BOOL pbRuntimeStarted()
 {
     Phase now = phase;
     return now == Phase::started || now == Phase::stopping;
+}
+
+PB_RUNTIME_PATHS *pbRuntimePaths()
+{
+    PB_RUNTIME_PATHS *paths = pb::create<PB_RUNTIME_PATHS>();
+    paths->stateDirectory   = pb::shareOrNull( state().stateDirectory.get() );
+    return paths;
+}
+
+PB_STRING *pbRuntimeVersionProductFriendlyName()
+{
+    PB_STRING *name = state().productFriendlyName.get();
+    return name ? pb::shareOrNull( name ) : pbStringCreateFromCstr( pbModule()->record->productDisplayName, -1 );
 }
 
 void pb___RuntimeSetObserver( PB_RUNTIME_OBSERVER observer ) { state().observer = observer; }

@@ -4,6 +4,8 @@
 
 #include <chrono>
 
+#include "base/pb_clock.hpp"
+
 struct PB_TIME : PB_OBJ
 {
     PB_INT year;
@@ -77,9 +79,8 @@ static PB_TIME *tryCreateFromSeconds( PB_INT seconds, PB_INT millisecond )
 
 PB_TIME *pbTimeNow()
 {
-    timespec now;
-    clock_gettime( CLOCK_REALTIME, &now );
-    PB_TIME *tm = tryCreateFromSeconds( now.tv_sec, now.tv_nsec / 1000000 );
+    PB_INT   milliseconds = pb::clock::time() / 1000000;
+    PB_TIME *tm           = tryCreateFromSeconds( milliseconds / 1000, milliseconds % 1000 );
     PB_CHECK( tm );
     return tm;
 }

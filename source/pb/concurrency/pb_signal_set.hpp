@@ -1,0 +1,154 @@
+// What a signal wakes: objects in the order of their addition, each once.
+#pragma once
+
+#include <pb/containers.hpp>
+#include <pb/ref.hpp>
+
+namespace pb
+{
+
+// Most signals wake nothing or one object, so one has a place of its own. From `indexed` entries
+// on, an index finds them.
+class SignalSet
+{
+public:
+    // False if the object is in the set already. The set retains nothing.
+    bool add( PB_OBJ *obj )
+    {
+        if( !one && !many )
+        {
+            one = obj;
+            return true;
+        }
+        if( !many )
+        {
+            if( one == obj )
+                return false;
+            many = make<Many>();
+            many->entries.push_back( one );
+            one = nullptr;
+        }
+        return many->add( obj );
+    }
+
+    // False if the object is not in the set.
+    bool remove( const PB_OBJ *obj )
+    {
+        if( one && one == obj )
+        {
+            one = nullptr;
+            return true;
+        }
+        if( !many || !many->remove( obj ) )
+            return false;
+        if( many->length() == 0 )
+            clear();
+        return true;
+    }
+
+    PB_INT length() const { return many ? many->length() : one ? 1 : 0; }
+
+    template<class Function>
+    void each( Function function ) const
+    {
+        if( one )
+            function( one );
+        if( many )
+        {
+            for( PB_OBJ *obj : many->entries )
+            {
+                if( obj )
+                    function( obj );
+            }
+        }
+    }
+
+    void clear()
+    {
+        destroy( many );
+        one  = nullptr;
+        many = nullptr;
+    }
+
+private:
+    static constexpr size_t indexed = 500;
+
+    struct Many
+    {
+        StdVector<PB_OBJ *>                      entries; // null: was removed
+        StdUnorderedMap<const PB_OBJ *, size_t> *index = nullptr;
+        size_t                                   gaps  = 0;
+
+        ~Many() { destroy( index ); }
+
+        PB_INT length() const { return (PB_INT)( entries.size() - gaps ); }
+
+        // The place of an object, or the number of entries.
+        size_t find( const PB_OBJ *obj ) const
+        {
+            if( index )
+            {
+                auto found = index->find( obj );
+                return found == index->end() ? entries.size() : found->second;
+            }
+            // What was added last is often removed first.
+            for( size_t place = entries.size(); place-- > 0; )
+            {
+                if( entries[place] == obj )
+                    return place;
+            }
+            return entries.size();
+        }
+
+        bool add( PB_OBJ *obj )
+        {
+            if( find( obj ) != entries.size() )
+                return false;
+            entries.push_back( obj );
+            if( index )
+                index->emplace( obj, entries.size() - 1 );
+            else if( entries.size() > indexed )
+                makeIndex();
+            return true;
+        }
+
+        bool remove( const PB_OBJ *obj )
+        {
+            size_t place = find( obj );
+            if( place == entries.size() )
+                return false;
+            entries[place] = nullptr;
+            gaps++;
+            if( index )
+                index->erase( obj );
+            if( gaps > 16 && gaps > entries.size() / 2 )
+                closeGaps();
+            return true;
+        }
+
+        void closeGaps()
+        {
+            std::erase( entries, nullptr );
+            gaps = 0;
+            destroy( index );
+            index = nullptr;
+            if( entries.size() > indexed )
+                makeIndex();
+        }
+
+        void makeIndex()
+        {
+            index = make<StdUnorderedMap<const PB_OBJ *, size_t>>();
+            for( size_t place = 0; place < entries.size(); place++ )
+            {
+                if( entries[place] )
+                    index->emplace( entries[place], place );
+            }
+        }
+    };
+
+    PB_OBJ *one  = nullptr;
+    Many   *many = nullptr;
+};
+
+}

@@ -1,0 +1,56 @@
+#include "simulation/scenarios.hpp"
+
+#include <cstdlib>
+#include <pb/pb.h>
+
+#include "concurrency/pb_concurrency.hpp"
+#include "simulation/simulation.hpp"
+#include "simulation/toys.hpp"
+
+static unsigned long numberFrom( const char *variable, unsigned long otherwise )
+{
+    const char *text = std::getenv( variable );
+    return text ? std::strtoul( text, nullptr, 10 ) : otherwise;
+}
+
+void stopToys()
+{
+    pb::concurrency::stop( [] {}, [] {}, [] { toys::shutDown = true; } );
+}
+
+// What the base library or a check reports ends the scenario.
+static void report( const char *, const char *file, PB_INT line, const char *expression )
+{
+    simulation::expect( false, ( std::string( file ) + ":" + std::to_string( line ) + ": " + expression ).c_str() );
+}
+
+void play( unsigned kind, const std::function<void()> &scenario )
+{
+    // A few thousand a second.
+    unsigned long total = numberFrom( "CRY_SCENARIOS", 51000 ) / 3;
+    unsigned long one   = numberFrom( "CRY_SEED", 0 );
+    pbAbortSetHandler( report );
+    for( unsigned long count = 1; count <= ( one ? 1 : total ); count++ )
+    {
+        unsigned long seed  = one ? one : count * 4 + kind;
+        PB_INT        alive = pbObjLiveCount();
+        toys::shutDown      = false;
+        pb___ClockSetManual( PB_TRUE );
+        try
+        {
+            simulation::run( seed, [&] {
+                ASSERT_EQ( pb::concurrency::start( 1 + simulation::below( 3 ), nullptr, nullptr ), "" );
+                scenario();
+            } );
+        }
+        catch( const simulation::Failure &failure )
+        {
+            // The state of the libraries is lost, so nothing more can be played.
+            GTEST_FLAG_SET( fail_fast, true );
+            FAIL() << failure.text << "\nthe seed is CRY_SEED=" << seed;
+        }
+        ASSERT_EQ( pbObjLiveCount(), alive ) << "objects are left; the seed is CRY_SEED=" << seed;
+        ASSERT_EQ( pb___ClockArmedTimers(), 0 ) << "CRY_SEED=" << seed;
+    }
+    pbAbortSetHandler( nullptr );
+}

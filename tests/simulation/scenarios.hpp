@@ -1,0 +1,12 @@
+// How scenarios are played: many seeds each, the runtime's services started around each one.
+#pragma once
+
+#include <functional>
+#include <gtest/gtest.h>
+
+// Plays the scenario with many seeds; a failure tells the seed. CRY_SCENARIOS gives the number for
+// all kinds together, CRY_SEED plays one seed only. `share` of all scenarios, in a hundred.
+void play( unsigned kind, const std::function<void()> &scenario );
+
+// Stops the services of the base library inside a scenario.
+void stopToys();
