@@ -160,10 +160,14 @@ class Errors(IdentityTest):
     def test_WrongArgumentsAreJsonToo(self):
         for arguments in (["--json"], ["--json", "frob"], ["frob", "--json"], ["hash", "--json", "--frob"], ["key", "--json"],
                           ["--json", "hash", "x"], ["verify", "--json"],
+                          ["--json=true", "frob"], ["hash", "--json=true", "--frob"], ["key", "--json=1"], ["verify", "--json=yes", "a", "b"],
+                          ["--json=false", "--json=on", "frob"], ["--json=0", "--json", "frob"], ["hash", "--json=x"], ["verify", "--json=", "x"],
                           ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
             with self.subTest(arguments):
                 self.assertError(run(*arguments))
-        for arguments in (["key", "info", "a", "--", "--json"], ["frob", "--jso"], ["hash", "--frob", "--", "--json"]):
+        for arguments in (["key", "info", "a", "--", "--json"], ["frob", "--jso"], ["hash", "--frob", "--", "--json"],
+                          ["key", "info", "a", "b", "--json=false"], ["frob", "--json=on", "--json=off"],
+                          ["hash", "--frob", "--", "--json=true"]):  # fmt: skip
             result = run(*arguments)
             self.assertEqual((result.code, result.out), (2, b""))
 
