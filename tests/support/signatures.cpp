@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <openssl/bn.h>
+#include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/rsa.h>
@@ -47,10 +48,17 @@ void inPieces( const std::string &data, auto feed )
 
 }
 
-Pkey support::newEcKey( const char *group )
+Pkey support::newEcKey( const char *group, const char *encoding )
 {
-    EVP_PKEY *pkey = EVP_EC_gen( group );
-    EXPECT_NE( pkey, nullptr ) << group;
+    EVP_PKEY_CTX *ctx      = EVP_PKEY_CTX_new_from_name( nullptr, "EC", nullptr );
+    OSSL_PARAM    params[] = { OSSL_PARAM_construct_utf8_string( OSSL_PKEY_PARAM_GROUP_NAME, (char *)group, 0 ),
+        encoding ? OSSL_PARAM_construct_utf8_string( OSSL_PKEY_PARAM_EC_ENCODING, (char *)encoding, 0 ) : OSSL_PARAM_construct_end(),
+           OSSL_PARAM_construct_end() };
+    EXPECT_EQ( EVP_PKEY_keygen_init( ctx ), 1 );
+    EXPECT_EQ( EVP_PKEY_CTX_set_params( ctx, params ), 1 );
+    EVP_PKEY *pkey = nullptr;
+    EXPECT_EQ( EVP_PKEY_generate( ctx, &pkey ), 1 ) << group;
+    EVP_PKEY_CTX_free( ctx );
     return { pkey, EVP_PKEY_free };
 }
 

@@ -19,8 +19,8 @@ using PublicKey  = pb::Ref<CRY_PKEY_PUBLIC>;
 inline constexpr const char *digestNames[] = { "MD5", "SHA1", "SHA224", "SHA256", "SHA384", "SHA512", "SHA3-224", "SHA3-256", "SHA3-384",
     "SHA3-512" };
 
-// New keys, made with plain OpenSSL.
-Pkey newEcKey( const char *group );
+// New keys, made with plain OpenSSL. If no encoding of the curve is given, OpenSSL chooses it.
+Pkey newEcKey( const char *group, const char *encoding = nullptr );
 Pkey newRsaKey( size_t bits );
 
 // Keys of the library, parsed from the text that OpenSSL writes, with or without the key-decoding

@@ -92,6 +92,21 @@ class Pki:
 pki = Pki(scratch / "pki")
 
 
+def make_crl(certificate, key, out, revoked=(), start="20260101000000Z", end="20260301000000Z", extensions=""):
+    """A revocation list, made with the openssl command. `revoked` has pairs: a serial number in
+    hexadecimal digits, and a time with maybe a reason after a comma."""
+    folder = Path(out).parent
+    (folder / "crl-index").write_text("".join(f"R\t400101000000Z\t{when}\t{serial}\tunknown\t/CN=x\n" for serial, when in revoked))
+    (folder / "crl-index.attr").write_text("unique_subject=no\n")
+    config = folder / "crl-config"
+    config.write_text(f"[ca]\ndefault_ca=it\n[it]\ndatabase=crl-index\ndefault_md=sha256\ncrl_extensions=more\n[more]\n{extensions}\n")
+    done = subprocess.run(["openssl", "ca", "-gencrl", "-config", config, "-cert", certificate, "-keyfile", key, "-crl_lastupdate", start,
+                    "-crl_nextupdate", end, "-out", out], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)  # fmt: skip
+    if done.returncode:
+        raise AssertionError(done.stderr.decode())
+    return Path(out)
+
+
 class VerifyTest(ToolTest):
     def verify(self, chain, *more, trust=("root",), at=NOW, **keywords):
         arguments = [part for name in trust for part in ("--trust", name if isinstance(name, Path) else pki.file(name))]

@@ -251,7 +251,7 @@ class FullDisk(KeysTest):
 class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
-    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "name check")
+    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check")
     OUT = ("hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
     PASSWORD = ("key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
@@ -282,6 +282,7 @@ class EveryCommand(KeysTest):
             "certificate generate": ["--key", key],
             "request generate": ["--key", key],
             "request check": [data],
+            "crl check": ["--crl", data, certificate],
             "pkcs12 read": [data],
             "pkcs12 write": ["--key", key, "--certificate", certificate, "--out", "-", "--no-password"],
             "name check": ["a"],
@@ -289,8 +290,8 @@ class EveryCommand(KeysTest):
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 19)
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "name"])
+        self.assertEqual(len(self.all), 20)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:
@@ -320,7 +321,7 @@ class EveryCommand(KeysTest):
 
     def test_SurplusArgumentsAreRefused(self):
         for command in self.all:
-            if command[0] not in ("hash", "hmac"):  # these take any number of files
+            if command[0] not in ("hash", "hmac", "crl"):  # these take any number of files
                 result = run(*self.complete(command), "--", "[a,b]")
                 self.assertInputError(result, "one argument too many, '[a,b]'", f"'cry {' '.join(command)} --help' tells more")
 

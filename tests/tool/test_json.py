@@ -11,6 +11,7 @@ from pathlib import Path
 import identity_fixture
 import tool
 from identity_fixture import IdentityTest, file
+from pki_fixture import make_crl
 from tool import PASSWORD, SCHEMA, Result, check_json, data, limited, run, secret
 
 DOCUMENT = Path(__file__).resolve().parents[2] / "docs" / "json.md"
@@ -42,10 +43,13 @@ class Schema(IdentityTest):
     def samples(self):
         """A good output of each kind, with the arguments for it."""
         signature = self.write("json.sig", run("signature", "make", "--key", file("ec.key"), data).out)
-        pkcs12, key = self.make(), file("ec.key")
+        pkcs12, key, named = self.make(), file("ec.key"), self.certificate("--domain", "a.example")
         for arguments in (
             ["--version"], ["verify", "--no-system", "--trust", file("rsa.crt"), file("rsa.crt")],
             ["verify", "--no-system", "--trust", file("ec.crt"), file("rsa.crt")],
+            ["verify", "--no-system", "--trust", named, named, "--host", "a.example"],
+            ["verify", "--no-system", "--trust", named, named, "--host", "b.example"],
+            ["crl", "check", "--crl", self.crl(), file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
@@ -59,6 +63,10 @@ class Schema(IdentityTest):
         ):  # fmt: skip
             arguments = [*map(str, arguments), "--json"]
             yield arguments, run(*arguments)
+
+    def crl(self):
+        """An empty list of the certificate ec.crt."""
+        return make_crl(file("ec.crt"), file("ec.key"), self.folder() / "crl", end="20990101000000Z")
 
     def listed(self, *group):
         return re.findall(r"(?m)^  (\S+) ", run(*group, "--help").text.partition("\nSubcommands:\n")[2])
@@ -160,10 +168,14 @@ class Errors(IdentityTest):
     def test_WrongArgumentsAreJsonToo(self):
         for arguments in (["--json"], ["--json", "frob"], ["frob", "--json"], ["hash", "--json", "--frob"], ["key", "--json"],
                           ["--json", "hash", "x"], ["verify", "--json"],
+                          ["--json=true", "frob"], ["hash", "--json=true", "--frob"], ["key", "--json=1"], ["verify", "--json=yes", "a", "b"],
+                          ["--json=false", "--json=on", "frob"], ["--json=0", "--json", "frob"], ["hash", "--json=x"], ["verify", "--json=", "x"],
                           ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
             with self.subTest(arguments):
                 self.assertError(run(*arguments))
-        for arguments in (["key", "info", "a", "--", "--json"], ["frob", "--jso"], ["hash", "--frob", "--", "--json"]):
+        for arguments in (["key", "info", "a", "--", "--json"], ["frob", "--jso"], ["hash", "--frob", "--", "--json"],
+                          ["key", "info", "a", "b", "--json=false"], ["frob", "--json=on", "--json=off"],
+                          ["hash", "--frob", "--", "--json=true"]):  # fmt: skip
             result = run(*arguments)
             self.assertEqual((result.code, result.out), (2, b""))
 

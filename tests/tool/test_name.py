@@ -5,6 +5,7 @@ import re
 import unittest
 
 import identity_fixture
+from domain_names import ADDRESSES, BAD
 from identity_fixture import IdentityTest, file
 from terminal import run_on_terminal
 from tool import run
@@ -35,7 +36,7 @@ class NameCheck(IdentityTest):
         ("إختبار", "xn--kgbechtv", "إختبار"),
         ("a" * 63 + ".b", "a" * 63 + ".b", "a" * 63 + ".b"),
     ]
-    BAD = ["", ".", "a..b", "a b", "a,b", "a:b", "a/b", "a\nb", "-a", "a-", "a" * 64, "192.0.2.1", "::1", "xn--", "xn--\u00fc", "☃.net",
+    BAD = [*(name for name, _ in [*BAD, *ADDRESSES]), "a b", "a,b", "a:b", "a/b", "a\nb", "-a", "a-", "a" * 64, "xn--", "xn--\u00fc", "☃.net",
            "\u202ea", "a\u200bb\u202e", "\x1b[31m", "\x7f", "\u009b2J", "a\u2028b", "\ufeff,", "http://a.b/", "a@b",
            "ü" * 60, "a." * 127 + "a"]  # fmt: skip
 
@@ -69,6 +70,11 @@ class NameCheck(IdentityTest):
                 self.assertEqual(set(answer), {"format", "given", "verdict", "reason"})
                 self.assertEqual((answer["format"], answer["given"], answer["verdict"]), (1, name, "bad"))
                 self.assertTrue(result.text.endswith(f" is not a domain name: {answer['reason']}\n"))
+
+    def test_ReasonsAreThoseThatTheOtherCommandsGive(self):
+        for name, reason in [*BAD, *ADDRESSES]:
+            given = self.assertDone(run("name", "check", "--json", "--", name), 1).json()["reason"]
+            self.assertEqual(given[: len(reason)], reason, name)
 
     def test_DirectionsHaveAReasonInWords(self):
         reasons = [

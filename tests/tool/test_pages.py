@@ -38,7 +38,7 @@ class Manual(ToolTest):
     def groff(self, device):
         if not shutil.which("groff"):
             self.skipTest("groff is not installed")
-        command = ["groff", "-man", "-ww", "-rLL=300n", f"-T{device}", "-P-cbou", PAGES / "cry.1"]
+        command = ["groff", "-man", "-ww", "-rLL=3000n", f"-T{device}", "-P-cbou", PAGES / "cry.1"]
         return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True)
 
     def test_PageHasNoMistakes(self):
@@ -129,7 +129,7 @@ printf '%s\\n' "${COMPREPLY[@]}"
                 options = re.findall(r"(?m)^  (?:-h,)?(--[a-z0-9-]+)", run(*command, "--help").text)
                 self.assertEqual(self.completed(*command, "--"), sorted(options))
         self.assertEqual(self.completed("ver"), ["verify"])
-        self.assertEqual(self.completed("verify", "--no"), ["--no-system"])
+        self.assertEqual(self.completed("verify", "--no"), ["--no-system", "--no-wildcards"])
         self.assertEqual(self.completed("verify", "--", "--no"), [])
 
     def test_Values(self):

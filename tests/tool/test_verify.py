@@ -11,7 +11,8 @@ import time
 import unittest
 from pathlib import Path
 
-from peers import blocks_of, pem
+from domain_names import BAD
+from peers import blocks_of, element, elements, joined, pem
 from pki_fixture import EXAMPLES, NOW, VerifyTest, fingerprint, pki
 from tool import MIB, limited, run, scratch
 
@@ -254,7 +255,147 @@ class Weakness(VerifyTest):
                 self.assertEqual([(each["depth"], each["message"]) for each in answer.json().get("warnings", [])], messages)
 
     def test_HelpSaysWhatIsNotLookedAt(self):
-        self.assertIn("purpose, names and revocation are not", run("verify", "--help").text)
+        said = run("verify", "--help").text
+        self.assertIn("and names with --host; purpose is not, and\nrevocation is not", said)
+
+
+class Hosts(VerifyTest):
+    """The names of the leaf."""
+
+    SANS = ["DNS:www.example.org", "DNS:*.Wild.example", "DNS:xn--bcher-kva.example", "DNS:UPPER.Example", "email:a@mail.example",
+            "IP:192.0.2.1", "IP:2001:db8::1", "IP:::ffff:192.0.2.7", "URI:http://uri.example/", "DNS:h*.partial.example"]  # fmt: skip
+
+    @classmethod
+    def setUpClass(cls):
+        def named(name, value):
+            pki.issue(name, "root", pki.LEAF + (f"\nsubjectAltName={value}" if value else ""), subject="/O=Test/CN=cn.example")
+
+        names = joined([(0x82, b"ok.example"), (0x82, b"a\x1b[2J\r\n.example"), (0x82, "\u202eb.example".encode()), (0x82, b"\xff\xfe"),
+                        (0x82, b"evil.example\0.ok.example"), (0x82, b"192.0.2.9"), (0x82, b""), (0x87, b"\xc0\0\x02"),
+                        (0x82, b"a, dns b")])  # fmt: skip
+        named("named", ",".join(cls.SANS))
+        named("nameless", "")
+        named("mail", "email:cn.example@cn.example")
+        named("hostile", "DER:" + element(0x30, names).hex(":"))
+        named("listless", "DER:30:00")
+        named("broken-names", "DER:04:01:00")
+
+    def hosts(self, name, *hosts, code=0, more=()):
+        """The answer, which the text output must tell, too."""
+        arguments = [*(part for host in hosts for part in ("--host", host)), *more]
+        answer = self.verify(pki.file(name), "--json", *arguments)
+        self.assertEqual(answer.code, code, answer.out + answer.err)
+        self.assertHarmless(answer.out)
+        result = self.assertDone(self.verify(pki.file(name), *arguments), code)
+        self.assertHarmless(result.out)
+        answer, lines = answer.json(), result.text.split("\n")
+        self.assertEqual(answer["verdict"], "bad" if code else "good")
+        self.assertEqual(lines[0], f"good: the chain of 2 certificates verifies at {NOW}" if not code
+                         else f"bad: the chain of 2 certificates verifies at {NOW}, but {answer['reason']}")  # fmt: skip
+        expected = [f"host {each['given']}: matches {' '.join(each['match'].values()) if 'match' in each else 'no name'}" for each in answer["hosts"]]
+        expected += [f"name {each['type']} {each['value']}" for each in answer["names"]] if code else []
+        self.assertEqual(lines[1 : lines.index("")], expected)
+        self.assertEqual(([each["given"] for each in answer["hosts"]], len(answer["chain"])), (list(hosts), 2))
+        return answer
+
+    def test_NamesThatMatchAreTold(self):
+        for host, kind, value in [
+            ("www.example.org", "dns", "www.example.org"),
+            ("WWW.Example.ORG", "dns", "www.example.org"),
+            ("www.example.org.", "dns", "www.example.org"),
+            ("upper.example", "dns", "UPPER.Example"),
+            ("a.wild.example", "dns", "*.Wild.example"),
+            ("*.wild.example", "dns", "*.Wild.example"),
+            ("*.example.org", "dns", "www.example.org"),
+            ("bücher.example", "dns", "xn--bcher-kva.example"),
+            ("BÜCHER.example", "dns", "xn--bcher-kva.example"),
+            ("xn--bcher-kva.example.", "dns", "xn--bcher-kva.example"),
+            ("XN--BCHER-KVA.example", "dns", "xn--bcher-kva.example"),
+            ("h*.partial.example", "dns", "h*.partial.example"),
+            ("192.0.2.1", "ip", "192.0.2.1"),
+            ("2001:db8::1", "ip", "2001:db8::1"),
+            ("2001:0DB8:0:0:0:0:0:1", "ip", "2001:db8::1"),
+            ("[2001:db8::0.0.0.1]", "ip", "2001:db8::1"),
+            ("::ffff:192.0.2.7", "ip", "::ffff:192.0.2.7"),
+        ]:
+            with self.subTest(host):
+                answer = self.hosts("named", host)
+                self.assertEqual(answer["hosts"], [{"given": host, "verdict": "good", "match": {"type": kind, "value": value}}])
+                self.assertIn({"type": kind, "value": value}, answer["names"])
+
+    def test_OthersDoNotMatch(self):
+        for host in ("example.org", "a.www.example.org", "wild.example", "a.b.wild.example", "cn.example", "a@mail.example".partition("@")[2],
+                     "uri.example", "hx.partial.example", "192.0.2.2", "::ffff:192.0.2.1", "192.0.2.7", "2001:db8::2", "bucher.example"):  # fmt: skip
+            with self.subTest(host):
+                answer = self.hosts("named", host, code=1)
+                self.assertEqual((answer["hosts"], answer["reason"]), ([{"given": host, "verdict": "bad"}], "no name of its leaf matches"))
+                self.assertEqual([f"{each['type']}:{each['value']}".lower() for each in answer["names"]], [each.lower() for each in self.SANS])
+
+    def test_OpensslAgrees(self):
+        for host, match in [("www.example.org", True), ("WWW.EXAMPLE.org", True), ("a.wild.example", True), ("wild.example", False),
+                            ("a.b.wild.example", False), ("192.0.2.1", True), ("2001:db8::1", True), ("192.0.2.2", False)]:  # fmt: skip
+            option = "-verify_ip" if re.fullmatch("[0-9.]+|.*:.*", host) else "-verify_hostname"
+            done = subprocess.run(["openssl", "verify", "-no_check_time", option, host, "-CAfile", pki.file("root"), pki.file("named")],
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)  # fmt: skip
+            self.assertEqual(done.returncode == 0, match, done.stderr)
+            self.hosts("named", host, code=0 if match else 1)
+
+    def test_OneOfSeveralIsEnough(self):
+        answer = self.hosts("named", "other.example", "192.0.2.1", "192.0.2.2", "a.wild.example")
+        self.assertEqual([each["verdict"] for each in answer["hosts"]], ["bad", "good", "bad", "good"])
+        answer = self.hosts("named", "other.example", "192.0.2.2", code=1)
+        self.assertEqual([each["verdict"] for each in answer["hosts"]], ["bad", "bad"])
+
+    def test_WildcardsCanBeSwitchedOff(self):
+        for host, code in (("a.wild.example", 1), ("*.example.org", 1), ("*.WILD.example", 0), ("www.example.org", 0), ("192.0.2.1", 0)):
+            self.hosts("named", host, code=code, more=["--no-wildcards"])
+        self.assertInputError(self.verify(pki.file("named"), "--no-wildcards"), "--no-wildcards requires --host")
+
+    def test_CommonNamesDoNotCount(self):
+        for name, reason in (("nameless", "its leaf has no alternative names; a common name does not count"),
+                             ("mail", "no name of its leaf matches"), ("listless", "its leaf has an empty list of alternative names")):  # fmt: skip
+            answer = self.hosts(name, "cn.example", code=1)
+            self.assertEqual((answer["reason"], len(answer["names"])), (reason, 1 if name == "mail" else 0))
+
+    def test_NamesThatCannotBeReadMatchNothing(self):
+        # OpenSSL calls the chain bad if the extension is broken, but not if it is there twice. The
+        # signature of a trusted certificate does not matter.
+        answer = self.verify(pki.file("broken-names"), "--json", "--host", "www.example.org")
+        self.assertEqual((answer.code, "failure" in answer.json()), (1, True))
+        tbs, *rest = elements(elements(pki.der["named"])[0][1])
+        *fields, (tag, extensions) = elements(tbs[1])
+        found = elements(elements(extensions)[0][1])
+        found.append(next(each for each in found if bytes.fromhex("0603551d11") in each[1]))
+        tbs = (tbs[0], joined([*fields, (tag, element(0x30, joined(found)))]))
+        path = self.write("names-twice.der", element(0x30, joined([tbs, *rest])))
+        answer = self.verify(path, "--json", "--host", "www.example.org", trust=[path])
+        self.assertEqual((answer.code, answer.json()["reason"]), (1, "the alternative names of its leaf cannot be read"))
+        self.assertEqual((answer.json()["names"], answer.json()["hosts"]), ([], [{"given": "www.example.org", "verdict": "bad"}]))
+
+    def test_HostileNamesAreEscaped(self):
+        answer = self.hosts("hostile", "evil.example", "192.0.2.9", "b.example", "a.example", "192.0.2.0", code=1)
+        self.assertEqual([each["value"] for each in answer["names"]],
+                         ["ok.example", r"a\u{1B}[2J\u{D}\u{A}.example", r"\u{202E}b.example", r"\x{FF}\x{FE}", r"evil.example\u{0}.ok.example",
+                          "192.0.2.9", "", "#c00002", r"a\u{2C}\u{20}dns\u{20}b"])  # fmt: skip
+        self.assertEqual(self.hosts("hostile", "ok.example")["hosts"][0]["match"]["value"], "ok.example")
+
+    def test_NamesOfABadChainAreNotCompared(self):
+        for host in ("www.example.org", "other.example"):
+            result = self.verify(pki.file("named"), "--json", "--host", host, trust=["impostor"])
+            self.assertEqual((result.code, set(result.json())), (1, {"format", "verdict", "time", "failure"}))
+            result = self.verify(pki.file("named"), "--host", host, trust=["impostor"])
+            self.assertEqual((result.code, result.text.split("\n")[0]), (1, f"bad: the chain does not verify at {NOW}"))
+            self.assertNotIn("host", result.text)
+
+    def test_TextsThatAreNoHostAreRefused(self):
+        for host, reason in BAD:
+            result = self.verify(pki.file("named"), "--json", f"--host={host}")
+            self.assertInputError(result, "--host: '", f"' is not a domain name: {reason}")
+            self.assertTrue(result.message.endswith("; an IP address is written as 192.0.2.1 or 2001:db8::1\n"))
+            self.assertHarmless(result.err)
+        for host in ("2001:db8::1::", "[2001:db8::1", "[192.0.2.1]", "fe80::1%eth0", "2001:db8::/32", "192.0.2.0/24"):
+            self.assertInputError(self.verify(pki.file("named"), "--host", "ok.example", "--host", host), f"--host: '{host}' is not a domain name: ")
+        self.assertInputError(self.verify(pki.file("named"), "--host", b"\xff"), "--host: '", "is not text in UTF-8")
 
 
 class CertificateText(VerifyTest):

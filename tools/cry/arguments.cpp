@@ -40,6 +40,19 @@ std::string members( const std::string &group )
 
 std::string meant( const std::string &word ) { return word.empty() ? "" : " (did you mean '" + word + "'?)"; }
 
+// Whether CLI11 takes the value of a flag for "no". Values that it does not know are not.
+bool isOff( std::string value )
+{
+    try
+    {
+        return CLI::detail::to_flag_value( std::move( value ) ) <= 0;
+    }
+    catch( const std::exception & )
+    {
+        return false;
+    }
+}
+
 // Only values of flags are converted.
 std::string valueOfFlag( const CLI::App &command )
 {
@@ -113,12 +126,16 @@ tool::Arguments::Arguments( int argc, char **argv )
 
 bool tool::asksForJson( int argc, char **argv )
 {
+    bool asked = false;
     for( int index = 1; index < argc && argv[index] != std::string_view( "--" ); index++ )
     {
-        if( argv[index] == std::string_view( "--json" ) )
-            return true;
+        std::string_view text = argv[index];
+        if( text == "--json" )
+            asked = true;
+        else if( text.starts_with( "--json=" ) )
+            asked = !isOff( std::string( text.substr( text.find( '=' ) + 1 ) ) );
     }
-    return false;
+    return asked;
 }
 
 std::string tool::messageFor( CLI::App &app, const CLI::ParseError &problem )

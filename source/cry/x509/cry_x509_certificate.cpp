@@ -149,6 +149,7 @@ pb::Ref<CRY_X509_CRL_DISTRIBUTION> tryCreateDistribution( const DIST_POINT *poin
 PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *cert )
 {
     PB_CHECK( cert );
+    openssl::ErrorMark              detour;
     cry::ossl::Ptr<CRL_DIST_POINTS> points( (CRL_DIST_POINTS *)X509_get_ext_d2i( cert->x509, NID_crl_distribution_points, nullptr, nullptr ) );
     pb::Ref<PB_VECTOR>              distributions;
     for( int index = 0; index < sk_DIST_POINT_num( points.get() ); index++ )

@@ -357,8 +357,7 @@ struct PublicType : PkeyType
     {
         Pkey                     rsa( EVP_RSA_gen( 512 ), EVP_PKEY_free );
         std::vector<std::string> list;
-        for( const Pkey &pkey :
-            { newEcKey( "secp112r1", nullptr ), newEcKey( "sect113r1", nullptr ), rsa, key( KeyKind::p256 ), key( KeyKind::ed25519 ) } )
+        for( const Pkey &pkey : { newEcKey( "secp112r1" ), newEcKey( "sect113r1" ), rsa, key( KeyKind::p256 ), key( KeyKind::ed25519 ) } )
             list.push_back( spkiOf( pkey.get() ) );
         return list;
     }

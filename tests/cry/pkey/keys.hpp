@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/certificates.hpp"
+#include "support/signatures.hpp"
 #include "support/text.hpp"
 
 #include <gtest/gtest.h>
@@ -79,21 +80,6 @@ inline std::string privateByOpenssl( const std::string &text, std::vector<unsign
     std::string out  = pkey ? pkcs8Text( pkey.get() ) : std::string();
     errors           = takeErrors();
     return out;
-}
-
-// If no encoding is given, OpenSSL chooses it.
-inline Pkey newEcKey( const char *group, const char *encoding = nullptr )
-{
-    EVP_PKEY_CTX *ctx      = EVP_PKEY_CTX_new_from_name( nullptr, "EC", nullptr );
-    OSSL_PARAM    params[] = { OSSL_PARAM_construct_utf8_string( OSSL_PKEY_PARAM_GROUP_NAME, (char *)group, 0 ),
-        encoding ? OSSL_PARAM_construct_utf8_string( OSSL_PKEY_PARAM_EC_ENCODING, (char *)encoding, 0 ) : OSSL_PARAM_construct_end(),
-           OSSL_PARAM_construct_end() };
-    EXPECT_EQ( EVP_PKEY_keygen_init( ctx ), 1 );
-    EXPECT_EQ( EVP_PKEY_CTX_set_params( ctx, params ), 1 );
-    EVP_PKEY *pkey = nullptr;
-    EXPECT_EQ( EVP_PKEY_generate( ctx, &pkey ), 1 ) << group;
-    EVP_PKEY_CTX_free( ctx );
-    return { pkey, EVP_PKEY_free };
 }
 
 inline Pkey newKey( const char *type ) { return { EVP_PKEY_Q_keygen( nullptr, nullptr, type ), EVP_PKEY_free }; }

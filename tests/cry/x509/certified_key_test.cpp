@@ -99,7 +99,7 @@ std::vector<std::pair<std::string, Pkey>> manyKeys()
     for( const char *type : { "ED448", "X25519", "X448" } )
         keys.emplace_back( type, newKey( type ) );
     for( const char *group : { "SM2", "secp112r1", "secp521r1", "sect571r1", "brainpoolP512t1", "wap-wsg-idm-ecid-wtls7" } )
-        keys.emplace_back( std::string( "curve " ) + group, newEcKey( group, nullptr ) );
+        keys.emplace_back( std::string( "curve " ) + group, newEcKey( group ) );
     for( KeyKind kind : allKeyKinds )
         keys.emplace_back( nameOf( kind ), key( kind ) );
     return keys;

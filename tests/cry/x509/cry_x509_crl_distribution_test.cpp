@@ -194,13 +194,20 @@ TEST( CryX509CrlDistribution, IssuersHaveTheOneLineFormOfOpenssl )
 
 TEST( CryX509CrlDistribution, ThereAreNoneWithoutAnExtensionThatDecodes )
 {
-    EXPECT_FALSE( distributions( certificateWith( {} ) ) );
-    EXPECT_FALSE( distributions( certificateWith( { { "basicConstraints", "CA:FALSE" } } ) ) );
-    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} );
-    EXPECT_FALSE( distributions( Texts{} ) );
-    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{} );
-    EXPECT_FALSE( distributions( certificateWith( { { "2.5.29.31", "DER:04:01:00" } } ) ) );
-    EXPECT_NE( takeErrors(), std::vector<unsigned long>{} ) << "OpenSSL's reasons stay";
-    EXPECT_FALSE( distributions( certificateWith( { { "crlDistributionPoints", "URI:http://a" }, { "crlDistributionPoints", "URI:http://b" } } ) ) );
-    takeErrors();
+    const std::vector<std::pair<std::string, std::string>> without[] = {
+        {},
+        { { "basicConstraints", "CA:FALSE" } },
+        { { "2.5.29.31", "DER:30:00" } },
+        { { "2.5.29.31", "DER:04:01:00" } },
+        { { "2.5.29.31", "DER:30:7F:00" } },
+        { { "crlDistributionPoints", "URI:http://a" }, { "crlDistributionPoints", "URI:http://b" } },
+    };
+    for( const auto &extensions : without )
+    {
+        pb::Ref<CRY_X509_CERTIFICATE> cert = certificateWith( extensions );
+        takeErrors();
+        raiseError();
+        EXPECT_FALSE( distributions( cert ) );
+        EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } ) << "OpenSSL's errors are taken back, older ones stay";
+    }
 }

@@ -27,6 +27,8 @@ constexpr tool::Command table[] = {
     { "request", "", "make and check certificate signing requests", nullptr },
     { "generate", "request", "make a certificate signing request (PKCS#10)", tool::addRequestGenerate },
     { "check", "request", "say what a request asks for, and whether its signature and a key are right", tool::addRequestCheck },
+    { "crl", "", "use certificate revocation lists", nullptr },
+    { "check", "crl", "say whether lists name certificates as revoked", tool::addCrlCheck },
     { "pkcs12", "", "read and write PKCS#12 files", nullptr },
     { "read", "pkcs12", "say what is in a PKCS#12 file, and write it to files", tool::addPkcs12Read },
     { "write", "pkcs12", "make a PKCS#12 file", tool::addPkcs12Write },

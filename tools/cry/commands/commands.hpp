@@ -54,6 +54,7 @@ void addSignatureConvert( CLI::App &command, int &exit );
 void addCertificateGenerate( CLI::App &command, int &exit );
 void addRequestGenerate( CLI::App &command, int &exit );
 void addRequestCheck( CLI::App &command, int &exit );
+void addCrlCheck( CLI::App &command, int &exit );
 void addPkcs12Read( CLI::App &command, int &exit );
 void addPkcs12Write( CLI::App &command, int &exit );
 void addNameCheck( CLI::App &command, int &exit );

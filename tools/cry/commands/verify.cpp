@@ -2,13 +2,14 @@
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
 #include "options/command.hpp"
+#include "options/hosts.hpp"
+#include "options/value.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
 #include "output/explain.hpp"
 #include "output/print.hpp"
 #include "output/weakness.hpp"
 #include "text/convert.hpp"
-#include "text/printable.hpp"
 
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_system.h>
@@ -23,6 +24,7 @@ struct Options
     std::vector<std::string>   trust, intermediates;
     std::optional<std::string> time; // now if not given
     std::string                chain;
+    tool::HostOptions          hosts;
     bool                       noSystem = false, json = false;
 };
 
@@ -33,25 +35,10 @@ struct Input
     pb::Ref<PB_TIME>               tm;
 };
 
-pb::Ref<PB_TIME> timeOf( const Options &options )
-{
-    if( !options.time )
-        return pb::adopt( pbTimeTryCreateFromTimeT( time( nullptr ) ) );
-    const std::string &text = *options.time;
-    pb::Ref<PB_STRING> str  = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
-    pb::Ref<PB_TIME>   tm   = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
-    time_t             seconds;
-    if( !tm )
-        throw tool::InputError( "--time: " + tool::shown( text ) + " is not a time in UTC as 2026-01-31T12:00:00Z" );
-    if( !pbTimeTryConvertToTimeT( tm.get(), &seconds ) )
-        throw tool::InputError( "--time: " + tool::shown( text ) + " is a day that does not exist" );
-    return tm;
-}
-
 Input readInput( const Options &options )
 {
     Input input;
-    input.tm = timeOf( options );
+    input.tm = tool::timeValue( options.time );
     if( options.noSystem && options.trust.empty() )
         throw tool::InputError( "nothing is trusted: give --trust FILE, or leave out --no-system" );
     std::vector<std::string> inputs = options.trust;
@@ -83,9 +70,11 @@ std::string details( const tool::Facts &facts, const std::string &indent )
         line( "SHA-256      ", tool::orMissing( facts.fingerprint ) );
 }
 
-void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::string &time )
+void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::string &time, const tool::Hosts &hosts )
 {
-    tool::print( tool::green( "good" ) + ": the chain of " + tool::counted( chain.size(), "certificate" ) + " verifies at " + time + "\n\n" );
+    bool good = hosts.reason().empty();
+    tool::print( ( good ? tool::green( "good" ) : tool::red( "bad" ) ) + ": the chain of " + tool::counted( chain.size(), "certificate" ) +
+        " verifies at " + time + ( good ? "" : ", but " + hosts.reason() ) + "\n" + hosts.text() + "\n" );
     for( size_t depth = 0; depth < chain.size(); depth++ )
     {
         tool::Facts facts( chain[depth].get() );
@@ -127,23 +116,28 @@ void printReason( const tool::Reason &reason, const std::string &time )
 
 int verify( Options &options )
 {
+    tool::Hosts                    hosts( options.hosts );
     Input                          input = readInput( options );
     std::string                    time  = tool::take( pbTimeToString( input.tm.get() ) );
     pb::Ref<CRY_X509_CERTIFICATES> chain = pb::adopt(
         cry___X509CertificateChainTryVerifyCertificate( input.leaf.get(), input.extra.get(), input.trusted.get(), input.tm.get() ) );
-    nlohmann::ordered_json json{ { "verdict", chain ? "good" : "bad" }, { "time", time } };
+    // The names of a certificate that does not verify tell nothing.
+    bool                   good = chain && ( !hosts.given() || hosts.match( input.leaf.get() ) );
+    nlohmann::ordered_json json{ { "verdict", good ? "good" : "bad" }, { "time", time } };
     if( chain )
     {
         std::vector<pb::Ref<CRY_X509_CERTIFICATE>> all = tool::elements( chain.get() );
         tool::warnOfWeakness( all );
-        if( !options.json )
+        if( options.json )
         {
-            printChain( all, time );
-            return tool::exitGood;
+            json["chain"] = tool::factsJson( all );
+            if( hosts.given() )
+                hosts.addTo( json );
+            tool::printJson( json );
         }
-        json["chain"] = tool::factsJson( all );
-        tool::printJson( json );
-        return tool::exitGood;
+        else
+            printChain( all, time, hosts );
+        return good ? tool::exitGood : tool::exitNegative;
     }
     tool::Reason reason = tool::explain( input.leaf.get(), input.extra.get(), input.trusted.get(), input.tm.get() );
     if( !options.json )
@@ -163,13 +157,18 @@ int verify( Options &options )
 void tool::addVerify( CLI::App &command, int &exit )
 {
     Options &options = addOptions( command, exit, verify,
-        "Signatures, validity, constraints and key usage for signing are checked; purpose, names and revocation are not.\n"
+        "Signatures, validity, constraints and key usage for signing are checked, and names with --host; purpose is not, and\n"
+        "revocation is not (see 'cry crl check').\n"
         "Any trusted certificate may end the chain, self-signed or not.\n"
         "Prints the chain from the leaf to the trusted certificate, or OpenSSL's error code, its text, the depth and\n"
         "the certificate that it speaks of.\n"
         "Warns of each RSA, DSA or DH key below 2048 bits and each EC key below 224 bits in a good chain, and of each\n"
         "signature with MD2, MD4, MD5, MDC-2, RIPEMD-160 or SHA-1 below the trusted certificate; the verdict stays.\n"
-        "Exit: 0 the chain verifies; 1 it does not; 2 wrong use, or input that cannot be read." );
+        "With --host, a domain name or IP address among the alternative names of the leaf must match; a common name never\n"
+        "counts. Case, a full stop at the end, and the ASCII or Unicode form make no difference. *. stands for exactly one\n"
+        "label, in the certificate's name or in NAME. Addresses match addresses only. The names of a bad chain are not\n"
+        "compared.\n"
+        "Exit: 0 the chain verifies and, with --host, a name matches; 1 one of both does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chain, "certificates in PEM or DER: the leaf first, then untrusted intermediates; - is standard input" )
         ->required();
     valuesOf( command.get_option( "CHAIN" ) ).kind = Values::input;
@@ -177,4 +176,5 @@ void tool::addVerify( CLI::App &command, int &exit )
     command.add_flag( "--no-system", options.noSystem, "do not trust the platform's roots" );
     addRepeated( command, "--intermediates", options.intermediates, "FILE", "further untrusted intermediates" );
     addOption( command, "--time", options.time, "TIME", "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now if left out" );
+    options.hosts.addTo( command );
 }

@@ -4,11 +4,6 @@
 #include "options/command.hpp"
 #include "options/value.hpp"
 #include "output/error.hpp"
-#include "text/convert.hpp"
-#include "text/printable.hpp"
-
-#include <in/in.h>
-#include <in/internal/in_dns_idna.h>
 
 namespace
 {
@@ -40,8 +35,7 @@ tool::Subject::Subject( SubjectOptions &options )
     if( options.domain )
     {
         domain = utf8Value( *options.domain, "--domain" );
-        if( PB_STRING *problem = in___DnsIdnaDomainNameProblem( domain.get() ) )
-            throw InputError( "--domain: " + shown( *options.domain ) + " is not a domain name: " + take( problem ) );
+        checkDomainName( domain.get(), "--domain" );
         if( !options.commonName )
             checkCommonName( domain.get(), "--domain", "; --common-name gives another one" );
     }

@@ -59,9 +59,14 @@ std::optional<std::vector<tool::Name>> tool::namesIn( const ASN1_OCTET_STRING *v
     ERR_clear_error();
     if( !list || at != end )
         return {};
+    return namesOf( list.get() );
+}
+
+std::vector<tool::Name> tool::namesOf( const GENERAL_NAMES *list )
+{
     std::vector<Name> names;
-    for( int index = 0; index < sk_GENERAL_NAME_num( list.get() ); index++ )
-        names.push_back( ::nameOf( sk_GENERAL_NAME_value( list.get(), index ) ) );
+    for( int index = 0; index < sk_GENERAL_NAME_num( list ); index++ )
+        names.push_back( ::nameOf( sk_GENERAL_NAME_value( list, index ) ) );
     return names;
 }
 

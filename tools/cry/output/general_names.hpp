@@ -18,6 +18,8 @@ struct Name
 
 // The names in an extension's value; nothing if it is not a list of names.
 std::optional<std::vector<Name>> namesIn( const ASN1_OCTET_STRING *value );
+// The names of a list, one for each.
+std::vector<Name> namesOf( const GENERAL_NAMES *list );
 
 nlohmann::ordered_json namesJson( const std::vector<Name> &names );
 

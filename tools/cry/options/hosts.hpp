@@ -1,0 +1,56 @@
+// Hosts that a certificate should be for, compared with its names.
+#pragma once
+
+#include "output/general_names.hpp"
+
+#include <CLI/CLI.hpp>
+#include <cry/cry_x509_certificate.h>
+#include <cry/cry_x509_sans.h>
+#include <pb/ref.hpp>
+
+#include <string>
+#include <vector>
+
+namespace tool
+{
+
+// The options --host and --no-wildcards of a command.
+struct HostOptions
+{
+    std::vector<std::string> hosts;
+    bool                     noWildcards = false;
+
+    void addTo( CLI::App &command );
+};
+
+class Hosts
+{
+public:
+    // Throws InputError for a text that is neither a domain name nor an IP address.
+    explicit Hosts( const HostOptions &options );
+
+    bool given() const { return !all.empty(); }
+
+    // Whether the certificate is for one of the hosts, which the module's sets of names decide. The
+    // other functions are for use after this one.
+    bool match( CRY_X509_CERTIFICATE *certificate );
+
+    const std::string &reason() const { return problem; } // why it is for none; empty if it is for one
+    std::string        text() const;                      // lines
+    void               addTo( nlohmann::ordered_json &json ) const;
+
+private:
+    struct Host
+    {
+        std::string            given;
+        pb::Ref<CRY_X509_SANS> wanted;
+        std::optional<Name>    found; // the certificate's name that is for it
+    };
+
+    std::vector<Host> all;
+    PB_BOOL           wildcards;
+    std::vector<Name> names;
+    std::string       problem;
+};
+
+}
