@@ -11,6 +11,7 @@
 #include <pb/pb_dict.h>
 #include <pb/pb_enum.h>
 #include <pb/pb_flagset.h>
+#include <pb/pb_identifier.h>
 #include <pb/pb_line_source.h>
 #include <pb/pb_mem.h>
 #include <pb/pb_module.h>

@@ -40,6 +40,7 @@ TEST( PbPoison, Names )
 {
     expectPoison( pb::adopt( pbEnumCreate() ), "pp" );
     expectPoison( pb::adopt( pbFlagsetCreate() ), "pp" );
+    expectPoison( pb::adopt( pbIdentifierCreate() ), "p" );
 }
 
 TEST( PbPoison, Streams )
