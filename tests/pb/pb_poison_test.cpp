@@ -43,6 +43,15 @@ TEST( PbPoison, Names )
     expectPoison( pb::adopt( pbIdentifierCreate() ), "p" );
 }
 
+TEST( PbPoison, Headers )
+{
+    expectPoison( pb::adopt( pbHeaderInfoGenerate() ), "ppp" );
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    pbStoreHeaderSetModuleVersion( header.handle(), str( "0.2" ).get() );
+    pbStoreHeaderGenerateInfo( header.handle() );
+    expectPoison( std::move( header ), "ppp" );
+}
+
 TEST( PbPoison, Streams )
 {
     pb::Ref<PB_BYTE_SOURCE> bytes = pb::adopt( pbBufferByteSourceCreate( buf( "a\nb\n" ).get() ) );
