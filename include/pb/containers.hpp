@@ -77,8 +77,8 @@ using StdMap = std::map<Key, Value, Before, Allocator<std::pair<const Key, Value
 template<class Key>
 using StdSet = std::set<Key, std::less<Key>, Allocator<Key>>;
 
-template<class Key, class Value>
-using StdUnorderedMap = std::unordered_map<Key, Value, std::hash<Key>, std::equal_to<Key>, Allocator<std::pair<const Key, Value>>>;
+template<class Key, class Value, class Hash = std::hash<Key>>
+using StdUnorderedMap = std::unordered_map<Key, Value, Hash, std::equal_to<Key>, Allocator<std::pair<const Key, Value>>>;
 
 // decimal: a number as text.
 template<class Memory = ObjectMemory>

@@ -11,6 +11,8 @@
 #include <pb/pb_dict.h>
 #include <pb/pb_enum.h>
 #include <pb/pb_flagset.h>
+#include <pb/pb_header_info.h>
+#include <pb/pb_identifier.h>
 #include <pb/pb_line_source.h>
 #include <pb/pb_locks.h>
 #include <pb/pb_mem.h>
@@ -22,6 +24,9 @@
 #include <pb/pb_runtime.h>
 #include <pb/pb_signal.h>
 #include <pb/pb_store.h>
+#include <pb/pb_store_codec.h>
+#include <pb/pb_store_header.h>
+#include <pb/pb_store_legacy_binary.h>
 #include <pb/pb_string.h>
 #include <pb/pb_thread_safety.h>
 #include <pb/pb_time.h>

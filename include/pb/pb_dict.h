@@ -2,6 +2,7 @@
 #ifndef PB_PB_DICT_H
 #define PB_PB_DICT_H
 
+#include <pb/pb_identifier.h>
 #include <pb/pb_obj.h>
 #include <pb/pb_vector.h>
 
@@ -21,24 +22,30 @@ PB_EXPORT PB_DICT *pbDictCreateFrom( PB_DICT *source );
 /* pbDictLength: the number of keys. */
 PB_EXPORT PB_INT pbDictLength( PB_DICT *dict );
 
-/* pbDictObjKey, pbDictIntKey, pbDictStringKey: the value under a key, a new reference, or null. */
+/* pbDictObjKey, pbDictIntKey, pbDictStringKey, pbDictIdentifierKey: the value under a key, a new
+   reference, or null. */
 PB_EXPORT PB_OBJ *pbDictObjKey( PB_DICT *dict, PB_OBJ *key );
 PB_EXPORT PB_OBJ *pbDictIntKey( PB_DICT *dict, PB_INT key );
 PB_EXPORT PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key );
-/* pbDictHasObjKey, pbDictHasIntKey, pbDictHasStringKey: whether there is a value under a key. */
+PB_EXPORT PB_OBJ *pbDictIdentifierKey( PB_DICT *dict, PB_IDENTIFIER *key );
+/* pbDictHasObjKey, pbDictHasIntKey, pbDictHasStringKey, pbDictHasIdentifierKey: whether there is a
+   value under a key. */
 PB_EXPORT PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key );
 PB_EXPORT PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key );
 PB_EXPORT PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key );
-/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey: put a value under a key; it replaces the
-   value that was there. */
+PB_EXPORT PB_BOOL pbDictHasIdentifierKey( PB_DICT *dict, PB_IDENTIFIER *key );
+/* pbDictSetObjKey, pbDictSetIntKey, pbDictSetStringKey, pbDictSetIdentifierKey: put a value under a
+   key; it replaces the value that was there. */
 PB_EXPORT void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value );
 PB_EXPORT void pbDictSetIntKey( PB_DICT **dict, PB_INT key, PB_OBJ *value );
 PB_EXPORT void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value );
-/* pbDictDelObjKey, pbDictDelIntKey, pbDictDelStringKey: remove a key. If it is not there, nothing
-   happens. */
+PB_EXPORT void pbDictSetIdentifierKey( PB_DICT **dict, PB_IDENTIFIER *key, PB_OBJ *value );
+/* pbDictDelObjKey, pbDictDelIntKey, pbDictDelStringKey, pbDictDelIdentifierKey: remove a key. If it
+   is not there, nothing happens. */
 PB_EXPORT void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key );
 PB_EXPORT void pbDictDelIntKey( PB_DICT **dict, PB_INT key );
 PB_EXPORT void pbDictDelStringKey( PB_DICT **dict, PB_STRING *key );
+PB_EXPORT void pbDictDelIdentifierKey( PB_DICT **dict, PB_IDENTIFIER *key );
 /* pbDictInclude: puts every key of another dictionary, with its value, into this one; it replaces
    the value that was there. `other` may be null. */
 PB_EXPORT void pbDictInclude( PB_DICT **dict, PB_DICT *other );

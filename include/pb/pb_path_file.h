@@ -3,6 +3,7 @@
 #define PB_PB_PATH_FILE_H
 
 #include <pb/pb_buffer.h>
+#include <pb/pb_store_codec.h>
 #include <pb/pb_string.h>
 
 PB_BEGIN_DECLS
@@ -17,6 +18,25 @@ PB_EXPORT PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength 
    complete new content or no new content, even if the process is killed or the disk is full. When
    the function returns, the content is on the disk. Blocks until then. */
 PB_EXPORT PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content );
+
+/* pbPathFileReadStore: the store of a file (pbStoreTryDecode), a new reference. If `header` is not
+   null, the file's header is put into it, a new reference, or null if there is none; the old value
+   is not released. Null if pbPathFileTryReadBuffer or pbStoreTryDecode gives null. The file may
+   hold secrets, so all strings of the store and of the header are sensitive. Blocks while the file
+   is read. */
+PB_EXPORT PB_STORE *pbPathFileReadStore( PB_STRING *path, PB_STORE_HEADER **header );
+/* pbPathFileWriteStore: writes a store and its header, which may be null, as pbPathFileWriteBuffer
+   does. False too, and nothing has changed, if pbPathFileReadStore could not read the file. */
+PB_EXPORT PB_BOOL pbPathFileWriteStore( PB_STRING *path, PB_STORE *store, PB_STORE_HEADER *header );
+
+/* pbPathFileExists: whether there is a file at this path, or something else with this name. Links
+   are followed. False also if that cannot be found out, or if the path holds U+0000. */
+PB_EXPORT PB_BOOL pbPathFileExists( PB_STRING *path );
+/* pbPathFileDelete: removes a file; of a link, only the link. True if after that there is nothing
+   at this path, so also if there was nothing. False if the file cannot be removed, if it is a
+   directory, or if the path holds U+0000. When the function returns, the removal is on the disk.
+   Blocks until then. */
+PB_EXPORT PB_BOOL pbPathFileDelete( PB_STRING *path );
 
 /* pb___PathFileWrite: the same, with the permissions of the file (as for chmod; the umask does not
    matter), and with `replace`: whether an existing file may be replaced. If the path leads to

@@ -90,6 +90,8 @@ TEST( PbContainersContracts, DictKeys )
         EXPECT_ABORT( dictFile, "key", pbDictStringKey( each, nullptr ) );
         EXPECT_ABORT( dictFile, "key", pbDictHasObjKey( each, nullptr ) );
         EXPECT_ABORT( dictFile, "key", pbDictHasStringKey( each, nullptr ) );
+        EXPECT_ABORT( dictFile, "key", pbDictIdentifierKey( each, nullptr ) );
+        EXPECT_ABORT( dictFile, "key", pbDictHasIdentifierKey( each, nullptr ) );
         EXPECT_EQ( pbDictIntKey( each, 1 ), nullptr );
         EXPECT_FALSE( pbDictHasIntKey( each, 1 ) );
         EXPECT_EQ( pbDictLength( each ), 0 );
@@ -109,6 +111,11 @@ TEST( PbContainersContracts, DictEditors )
     EXPECT_ABORT( dictFile, "*dict", pbDictSetStringKey( &none, text.get(), text.obj() ) );
     EXPECT_ABORT( dictFile, "key", pbDictSetStringKey( dict.handle(), nullptr, text.obj() ) );
     EXPECT_ABORT( dictFile, "value", pbDictSetStringKey( dict.handle(), text.get(), nullptr ) );
+    pb::Ref<PB_IDENTIFIER> ident = pb::adopt( pbIdentifierCreate() );
+    EXPECT_ABORT( dictFile, "dict", pbDictSetIdentifierKey( nullptr, ident.get(), text.obj() ) );
+    EXPECT_ABORT( dictFile, "*dict", pbDictSetIdentifierKey( &none, ident.get(), text.obj() ) );
+    EXPECT_ABORT( dictFile, "key", pbDictSetIdentifierKey( dict.handle(), nullptr, text.obj() ) );
+    EXPECT_ABORT( dictFile, "value", pbDictSetIdentifierKey( dict.handle(), ident.get(), nullptr ) );
     EXPECT_ABORT( dictFile, "dict", pbDictSetIntKey( nullptr, 1, text.obj() ) );
     EXPECT_ABORT( dictFile, "*dict", pbDictSetIntKey( &none, 1, text.obj() ) );
     EXPECT_ABORT( dictFile, "value", pbDictSetIntKey( dict.handle(), 1, nullptr ) );
@@ -119,6 +126,9 @@ TEST( PbContainersContracts, DictEditors )
     EXPECT_ABORT( dictFile, "dict", pbDictDelStringKey( nullptr, text.get() ) );
     EXPECT_ABORT( dictFile, "*dict", pbDictDelStringKey( &none, text.get() ) );
     EXPECT_ABORT( dictFile, "key", pbDictDelStringKey( dict.handle(), nullptr ) );
+    EXPECT_ABORT( dictFile, "dict", pbDictDelIdentifierKey( nullptr, ident.get() ) );
+    EXPECT_ABORT( dictFile, "*dict", pbDictDelIdentifierKey( &none, ident.get() ) );
+    EXPECT_ABORT( dictFile, "key", pbDictDelIdentifierKey( dict.handle(), nullptr ) );
     EXPECT_ABORT( dictFile, "dict", pbDictDelIntKey( nullptr, 1 ) );
     EXPECT_ABORT( dictFile, "*dict", pbDictDelIntKey( &none, 1 ) );
 

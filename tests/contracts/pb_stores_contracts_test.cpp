@@ -6,14 +6,62 @@
 
 using namespace support;
 
-static constexpr char file[]     = "source/pb/stores/pb_store.cpp";
-static constexpr char array[]    = "pbStoreIsArray( *store )";
-static constexpr char notArray[] = "!pbStoreIsArray( *store )";
+static constexpr char file[]       = "source/pb/stores/pb_store.cpp";
+static constexpr char codecFile[]  = "source/pb/stores/pb_store_codec.cpp";
+static constexpr char binaryFile[] = "source/pb/stores/pb_store_legacy_binary.cpp";
+static constexpr char headerFile[] = "source/pb/stores/pb_store_header.cpp";
+static constexpr char infoFile[]   = "source/pb/stores/pb_header_info.cpp";
+static constexpr char array[]      = "pbStoreIsArray( *store )";
+static constexpr char notArray[]   = "!pbStoreIsArray( *store )";
 
 TEST( PbStoresContracts, StandardFunctions )
 {
     pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreate() );
     EXPECT_STANDARD_CHECKS( file, pb, Store, PB_STORE, "store", store.get() );
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    pb::Ref<PB_HEADER_INFO>  info   = pb::adopt( pbHeaderInfoGenerate() );
+    EXPECT_STANDARD_CHECKS( headerFile, pb, StoreHeader, PB_STORE_HEADER, "header", header.get() );
+    EXPECT_STANDARD_CHECKS( infoFile, pb, HeaderInfo, PB_HEADER_INFO, "info", info.get() );
+}
+
+TEST( PbStoresContracts, Codecs )
+{
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    EXPECT_ABORT( codecFile, "store", pbStoreEncode( nullptr, header.get() ) );
+    EXPECT_ABORT( codecFile, "store", pbStoreTryEncode( nullptr, nullptr ) );
+    EXPECT_ABORT( codecFile, "buffer", pbStoreTryDecode( nullptr, header.handle() ) );
+    EXPECT_ABORT( binaryFile, "store", pbStoreLegacyBinaryEncodeToBuffer( nullptr ) );
+    EXPECT_ABORT( infoFile, "info", pbHeaderInfoStore( nullptr ) );
+}
+
+TEST( PbStoresContracts, Headers )
+{
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    pb::Ref<PB_STORE>        store  = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STRING>       text   = str( "x" );
+    PB_STORE_HEADER         *none   = nullptr;
+    EXPECT_ABORT( headerFile, "type", pbStoreHeaderCreate( nullptr ) );
+    EXPECT_ABORT( headerFile, "type", pbStoreHeaderCreateCstr( nullptr, 0 ) );
+    EXPECT_ABORT( headerFile, "length >= -1", pbStoreHeaderCreateCstr( "T", -2 ) );
+    EXPECT_ABORT( headerFile, "source", pbStoreHeaderCreateFrom( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderType( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderIsType( nullptr, text.get() ) );
+    EXPECT_ABORT( headerFile, "type", pbStoreHeaderIsType( header.get(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderIsTypeCstr( nullptr, "T", -1 ) );
+    EXPECT_ABORT( headerFile, "type", pbStoreHeaderIsTypeCstr( header.get(), nullptr, 0 ) );
+    EXPECT_ABORT( headerFile, "length >= -1", pbStoreHeaderIsTypeCstr( header.get(), "T", -2 ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderModuleVersion( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderInfo( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderSetModuleVersion( nullptr, text.get() ) );
+    EXPECT_ABORT( headerFile, "*header", pbStoreHeaderSetModuleVersion( &none, text.get() ) );
+    EXPECT_ABORT( headerFile, "version", pbStoreHeaderSetModuleVersion( header.handle(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderSetInfo( nullptr, store.get() ) );
+    EXPECT_ABORT( headerFile, "*header", pbStoreHeaderSetInfo( &none, store.get() ) );
+    EXPECT_ABORT( headerFile, "info", pbStoreHeaderSetInfo( header.handle(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderGenerateInfo( nullptr ) );
+    EXPECT_ABORT( headerFile, "*header", pbStoreHeaderGenerateInfo( &none ) );
+    EXPECT_ABORT( headerFile, "header", pbStoreHeaderStore( nullptr ) );
+    EXPECT_ABORT( headerFile, "store", pbStoreHeaderTryRestore( nullptr ) );
 }
 
 TEST( PbStoresContracts, ReadersByIndex )

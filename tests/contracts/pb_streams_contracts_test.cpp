@@ -95,6 +95,11 @@ TEST( PbStreamsContracts, PathFiles )
     EXPECT_ABORT( pathFile, "maxLength >= 0", pbPathFileTryReadBuffer( str( "/dev/null" ).get(), -1 ) );
     EXPECT_ABORT( pathFile, "path", pbPathFileWriteBuffer( nullptr, buf( "" ).get() ) );
     EXPECT_ABORT( pathFile, "content", pbPathFileWriteBuffer( str( "/dev/null" ).get(), nullptr ) );
+    EXPECT_ABORT( pathFile, "path", pbPathFileReadStore( nullptr, nullptr ) );
+    EXPECT_ABORT( pathFile, "path", pbPathFileWriteStore( nullptr, pb::adopt( pbStoreCreate() ).get(), nullptr ) );
+    EXPECT_ABORT( pathFile, "store", pbPathFileWriteStore( str( "/dev/null" ).get(), nullptr, nullptr ) );
+    EXPECT_ABORT( pathFile, "path", pbPathFileExists( nullptr ) );
+    EXPECT_ABORT( pathFile, "path", pbPathFileDelete( nullptr ) );
     EXPECT_ABORT( pathFile, "path", pb___PathFileWrite( nullptr, buf( "" ).get(), 0600, PB_TRUE ) );
     EXPECT_ABORT( pathFile, "content", pb___PathFileWrite( "/dev/null", nullptr, 0600, PB_TRUE ) );
 }

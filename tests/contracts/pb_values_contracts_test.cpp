@@ -5,14 +5,15 @@
 
 using namespace support;
 
-static constexpr char stringFile[]  = "source/pb/values/pb_string.cpp";
-static constexpr char formatFile[]  = "source/pb/values/pb_string_format.cpp";
-static constexpr char bufferFile[]  = "source/pb/values/pb_buffer.cpp";
-static constexpr char bytesFile[]   = "source/pb/values/pb_bytes.hpp";
-static constexpr char boxedFile[]   = "source/pb/values/pb_boxed_int.cpp";
-static constexpr char enumFile[]    = "source/pb/names/pb_enum.cpp";
-static constexpr char flagsetFile[] = "source/pb/names/pb_flagset.cpp";
-static constexpr char timeFile[]    = "source/pb/values/pb_time.cpp";
+static constexpr char stringFile[]     = "source/pb/values/pb_string.cpp";
+static constexpr char formatFile[]     = "source/pb/values/pb_string_format.cpp";
+static constexpr char bufferFile[]     = "source/pb/values/pb_buffer.cpp";
+static constexpr char bytesFile[]      = "source/pb/values/pb_bytes.hpp";
+static constexpr char boxedFile[]      = "source/pb/values/pb_boxed_int.cpp";
+static constexpr char enumFile[]       = "source/pb/names/pb_enum.cpp";
+static constexpr char flagsetFile[]    = "source/pb/names/pb_flagset.cpp";
+static constexpr char identifierFile[] = "source/pb/names/pb_identifier.cpp";
+static constexpr char timeFile[]       = "source/pb/values/pb_time.cpp";
 
 namespace
 {
@@ -33,17 +34,19 @@ PB_STRING *formatArgs( const char *format, PB_INT length, ... )
 
 TEST( PbValuesContracts, StandardFunctions )
 {
-    pb::Ref<PB_STRING>    text        = str( "x" );
-    pb::Ref<PB_BUFFER>    data        = buf( "x" );
-    pb::Ref<PB_BOXED_INT> number      = pb::adopt( pbBoxedIntCreate( 1 ) );
-    pb::Ref<PB_ENUM>      enumeration = pb::adopt( pbEnumCreate() );
-    pb::Ref<PB_FLAGSET>   flagset     = pb::adopt( pbFlagsetCreate() );
-    pb::Ref<PB_TIME>      time        = pb::adopt( pbTimeCreate( 2026, 7, 21, 13, 1, 14, 0 ) );
+    pb::Ref<PB_STRING>     text        = str( "x" );
+    pb::Ref<PB_BUFFER>     data        = buf( "x" );
+    pb::Ref<PB_BOXED_INT>  number      = pb::adopt( pbBoxedIntCreate( 1 ) );
+    pb::Ref<PB_ENUM>       enumeration = pb::adopt( pbEnumCreate() );
+    pb::Ref<PB_FLAGSET>    flagset     = pb::adopt( pbFlagsetCreate() );
+    pb::Ref<PB_IDENTIFIER> ident       = pb::adopt( pbIdentifierCreate() );
+    pb::Ref<PB_TIME>       time        = pb::adopt( pbTimeCreate( 2026, 7, 21, 13, 1, 14, 0 ) );
     EXPECT_STANDARD_CHECKS( stringFile, pb, String, PB_STRING, "str", text.get() );
     EXPECT_STANDARD_CHECKS( bufferFile, pb, Buffer, PB_BUFFER, "buf", data.get() );
     EXPECT_STANDARD_CHECKS( boxedFile, pb, BoxedInt, PB_BOXED_INT, "bi", number.get() );
     EXPECT_STANDARD_CHECKS( enumFile, pb, Enum, PB_ENUM, "enumeration", enumeration.get() );
     EXPECT_STANDARD_CHECKS( flagsetFile, pb, Flagset, PB_FLAGSET, "flagset", flagset.get() );
+    EXPECT_STANDARD_CHECKS( identifierFile, pb, Identifier, PB_IDENTIFIER, "ident", ident.get() );
     EXPECT_STANDARD_CHECKS( timeFile, pb, Time, PB_TIME, "tm", time.get() );
 }
 
@@ -234,6 +237,13 @@ TEST( PbValuesContracts, Enumerations )
     EXPECT_ABORT( enumFile, "enumeration", pbEnumParse( nullptr, str( "one" ).get() ) );
     EXPECT_ABORT( enumFile, "name", pbEnumParse( enumeration.get(), nullptr ) );
     EXPECT_EQ( text( pb::adopt( pbEnumGenerate( enumeration.get(), 1 ) ) ), "one" );
+}
+
+TEST( PbValuesContracts, Identifiers )
+{
+    EXPECT_ABORT( identifierFile, "text", pbIdentifierTryCreateFromString( nullptr ) );
+    EXPECT_ABORT( identifierFile, "text", pbIdentifierTryCreateFromCstr( nullptr, 0 ) );
+    EXPECT_ABORT( identifierFile, "length >= -1", pbIdentifierTryCreateFromCstr( "a", -2 ) );
 }
 
 TEST( PbValuesContracts, Flagsets )

@@ -374,3 +374,92 @@ TEST( PbPathFile, IsWholeWheneverTheProcessIsKilled )
         }
     }
 }
+
+TEST( PbPathFile, WritesAStoreAndReadsItBack )
+{
+    TemporaryFolder          folder;
+    pb::Ref<PB_STRING>       path   = str( ( folder.path / "file" ).string() );
+    pb::Ref<PB_STORE>        store  = pb::adopt( pbStoreTryDecode( buf( "{\"a\":[1,\"text\"]}" ).get(), nullptr ) );
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    pbStoreHeaderGenerateInfo( header.handle() );
+    for( PB_STORE_HEADER *each : { header.get(), (PB_STORE_HEADER *)nullptr } )
+    {
+        // The file of the second round replaces the first one, which others may read.
+        EXPECT_TRUE( pbPathFileWriteStore( path.get(), store.get(), each ) );
+        EXPECT_EQ( read( folder.path / "file" ), bytes( pb::adopt( pbStoreEncode( store.get(), each ) ) ) );
+        EXPECT_EQ( modeOf( folder.path / "file" ), 0600u );
+        ASSERT_EQ( chmod( ( folder.path / "file" ).c_str(), 0644 ), 0 );
+        PB_STORE_HEADER  *found = header.get();
+        pb::Ref<PB_STORE> back  = pb::adopt( pbPathFileReadStore( path.get(), &found ) );
+        EXPECT_TRUE( pbStoreEquals( back.get(), store.get() ) );
+        EXPECT_TRUE( pbStoreHeaderEquals( pb::adopt( found ).get(), each ) );
+        EXPECT_TRUE( pbStoreEquals( pb::adopt( pbPathFileReadStore( path.get(), nullptr ) ).get(), store.get() ) );
+        // The next writing of this store must leave no secrets behind.
+        EXPECT_TRUE( pbBufferSensitive( pb::adopt( pbStoreEncode( back.get(), nullptr ) ).get() ) );
+    }
+}
+
+TEST( PbPathFile, GivesNoStoreForOtherFiles )
+{
+    TemporaryFolder folder;
+    write( folder.path / "text", "[1" );
+    write( folder.path / "empty", "" );
+    for( const char *name : { "text", "empty", "missing", "" } )
+    {
+        pb::Ref<PB_STORE_HEADER> old    = pb::adopt( pbStoreHeaderCreateCstr( "OLD", -1 ) );
+        PB_STORE_HEADER         *header = old.get();
+        EXPECT_FALSE( pb::adopt( pbPathFileReadStore( str( ( folder.path / name ).string() ).get(), &header ) ) ) << name;
+        EXPECT_EQ( header, nullptr ) << name;
+    }
+}
+
+TEST( PbPathFile, WritesNoStoreThatItCouldNotRead )
+{
+    TemporaryFolder   folder;
+    pb::Ref<PB_STORE> store = pb::adopt( pbStoreCreateArray() );
+    for( int level = 1; level < 129; level++ )
+    {
+        pb::Ref<PB_STORE> outer = pb::adopt( pbStoreCreateArray() );
+        pbStoreAppendStore( outer.handle(), store.get() );
+        store = outer;
+    }
+    write( folder.path / "file", "[]" );
+    EXPECT_FALSE( pbPathFileWriteStore( str( ( folder.path / "file" ).string() ).get(), store.get(), nullptr ) );
+    EXPECT_EQ( read( folder.path / "file" ), "[]" );
+    EXPECT_FALSE( pbPathFileWriteStore( str( ( folder.path / "missing" / "file" ).string() ).get(), pb::adopt( pbStoreCreate() ).get(), nullptr ) );
+}
+
+TEST( PbPathFile, KnowsWhetherSomethingIsThere )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "" );
+    std::filesystem::create_symlink( "file", folder.path / "link" );
+    std::filesystem::create_symlink( "nowhere", folder.path / "dangling" );
+    auto exists = [&]( const std::filesystem::path &name ) { return (bool)pbPathFileExists( str( ( folder.path / name ).string() ).get() ); };
+    EXPECT_TRUE( exists( "file" ) );
+    EXPECT_TRUE( exists( "link" ) );
+    EXPECT_TRUE( exists( "" ) );
+    EXPECT_FALSE( exists( "dangling" ) );
+    EXPECT_FALSE( exists( "missing" ) );
+    EXPECT_FALSE( exists( "file/file" ) );
+    EXPECT_FALSE( pbPathFileExists( str( ( folder.path / "file" ).string() + std::string( "\0", 1 ) ).get() ) );
+    EXPECT_FALSE( pbPathFileExists( str( "" ).get() ) );
+}
+
+TEST( PbPathFile, RemovesAFile )
+{
+    TemporaryFolder folder;
+    write( folder.path / "file", "" );
+    write( folder.path / "kept", "" );
+    std::filesystem::create_directory( folder.path / "deep" );
+    std::filesystem::create_symlink( "kept", folder.path / "link" );
+    auto remove = [&]( const std::filesystem::path &name ) { return (bool)pbPathFileDelete( str( ( folder.path / name ).string() ).get() ); };
+    EXPECT_FALSE( pbPathFileDelete( str( ( folder.path / "file" ).string() + std::string( "\0", 1 ) ).get() ) );
+    EXPECT_TRUE( remove( "file" ) );
+    EXPECT_TRUE( remove( "file" ) );
+    EXPECT_TRUE( remove( "missing/file" ) );
+    EXPECT_TRUE( remove( "kept/file" ) );
+    EXPECT_FALSE( remove( "deep" ) );
+    EXPECT_TRUE( remove( "link" ) );
+    EXPECT_EQ( namesIn( folder.path ), ( Names{ "deep", "kept" } ) );
+}

@@ -40,6 +40,16 @@ TEST( PbPoison, Names )
 {
     expectPoison( pb::adopt( pbEnumCreate() ), "pp" );
     expectPoison( pb::adopt( pbFlagsetCreate() ), "pp" );
+    expectPoison( pb::adopt( pbIdentifierCreate() ), "p" );
+}
+
+TEST( PbPoison, Headers )
+{
+    expectPoison( pb::adopt( pbHeaderInfoGenerate() ), "ppp" );
+    pb::Ref<PB_STORE_HEADER> header = pb::adopt( pbStoreHeaderCreateCstr( "TYPE", -1 ) );
+    pbStoreHeaderSetModuleVersion( header.handle(), str( "0.2" ).get() );
+    pbStoreHeaderGenerateInfo( header.handle() );
+    expectPoison( std::move( header ), "ppp" );
 }
 
 TEST( PbPoison, Streams )

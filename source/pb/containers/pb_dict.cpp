@@ -111,11 +111,15 @@ PB_OBJ *pbDictIntKey( PB_DICT *dict, PB_INT key ) { return pbDictObjKey( dict, b
 
 PB_OBJ *pbDictStringKey( PB_DICT *dict, PB_STRING *key ) { return PB_CHECK( key ), pbDictObjKey( dict, pbStringObj( key ) ); }
 
+PB_OBJ *pbDictIdentifierKey( PB_DICT *dict, PB_IDENTIFIER *key ) { return PB_CHECK( key ), pbDictObjKey( dict, pbIdentifierObj( key ) ); }
+
 PB_BOOL pbDictHasObjKey( PB_DICT *dict, PB_OBJ *key ) { return PB_CHECK( key ), mapOf( dict ).contains( key ); }
 
 PB_BOOL pbDictHasIntKey( PB_DICT *dict, PB_INT key ) { return pbDictHasObjKey( dict, boxed( key ).get() ); }
 
 PB_BOOL pbDictHasStringKey( PB_DICT *dict, PB_STRING *key ) { return PB_CHECK( key ), pbDictHasObjKey( dict, pbStringObj( key ) ); }
+
+PB_BOOL pbDictHasIdentifierKey( PB_DICT *dict, PB_IDENTIFIER *key ) { return PB_CHECK( key ), pbDictHasObjKey( dict, pbIdentifierObj( key ) ); }
 
 void pbDictSetObjKey( PB_DICT **dict, PB_OBJ *key, PB_OBJ *value )
 {
@@ -140,6 +144,14 @@ void pbDictSetStringKey( PB_DICT **dict, PB_STRING *key, PB_OBJ *value )
     set( dict, pb::share( pbStringObj( key ) ), pb::share( value ) );
 }
 
+void pbDictSetIdentifierKey( PB_DICT **dict, PB_IDENTIFIER *key, PB_OBJ *value )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    PB_CHECK( value );
+    set( dict, pb::share( pbIdentifierObj( key ) ), pb::share( value ) );
+}
+
 void pbDictDelObjKey( PB_DICT **dict, PB_OBJ *key )
 {
     PB_CHECK_HANDLE( dict );
@@ -161,6 +173,13 @@ void pbDictDelStringKey( PB_DICT **dict, PB_STRING *key )
     PB_CHECK_HANDLE( dict );
     PB_CHECK( key );
     pbDictDelObjKey( dict, pbStringObj( key ) );
+}
+
+void pbDictDelIdentifierKey( PB_DICT **dict, PB_IDENTIFIER *key )
+{
+    PB_CHECK_HANDLE( dict );
+    PB_CHECK( key );
+    pbDictDelObjKey( dict, pbIdentifierObj( key ) );
 }
 
 void pbDictInclude( PB_DICT **dict, PB_DICT *other )

@@ -25,10 +25,8 @@ struct File
 
 }
 
-PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
+static PB_BUFFER *tryRead( PB_STRING *path, PB_INT maxLength, bool sensitive )
 {
-    PB_CHECK( path );
-    PB_CHECK( maxLength >= 0 );
     const char *name = pbStringTryPeekCstr( path );
     // With O_NONBLOCK, the open does not block if the path leads to a pipe.
     File        file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
@@ -40,6 +38,8 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
     PB_INT             expected = status.st_size;
     pb::Ref<PB_BUFFER> content  = pb::adopt( pb___BufferCreateLength( expected, &bytes ) );
     PB_INT             length   = 0;
+    if( sensitive )
+        pbBufferSetSensitive( content.handle() );
     while( length < expected )
     {
         ssize_t count = ::read( file.descriptor, bytes + length, (size_t)( expected - length ) );
@@ -54,6 +54,13 @@ PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
     // The file may have become shorter in the meantime.
     pbBufferDelInner( content.handle(), length, expected - length );
     return content.take();
+}
+
+PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength )
+{
+    PB_CHECK( path );
+    PB_CHECK( maxLength >= 0 );
+    return tryRead( path, maxLength, false );
 }
 
 namespace
@@ -169,19 +176,24 @@ int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB
     return problem;
 }
 
+// Puts the names of a directory on the disk. The files themselves are there already. Some file
+// systems cannot sync a directory; that is not an error.
+void syncFolder( const pb::StdString<> &folder )
+{
+    File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
+    if( directory.descriptor >= 0 )
+        fsync( directory.descriptor );
+}
+
 int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     pb::StdString<> folder  = folderOf( target );
     int             problem = writeNameless( folder, target, content, mode, replace );
     if( problem < 0 )
         problem = writeNamed( folder, target, content, mode, replace );
-    if( problem )
-        return problem;
-    File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
-    // The content is written. Some file systems cannot sync a directory; that is not an error.
-    if( directory.descriptor >= 0 )
-        fsync( directory.descriptor );
-    return 0;
+    if( !problem )
+        syncFolder( folder );
+    return problem;
 }
 
 // The path to which symbolic links lead, also if it has no file.
@@ -229,4 +241,41 @@ PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content )
     PB_CHECK( content );
     const char *name = pbStringTryPeekCstr( path );
     return name && pb___PathFileWrite( name, content, 0600, PB_TRUE ) == 0;
+}
+
+PB_STORE *pbPathFileReadStore( PB_STRING *path, PB_STORE_HEADER **header )
+{
+    PB_CHECK( path );
+    if( header )
+        *header = nullptr;
+    pb::Ref<PB_BUFFER> content = pb::adopt( tryRead( path, PB_STORE_BYTES_MAX, true ) );
+    return content ? pbStoreTryDecode( content.get(), header ) : nullptr;
+}
+
+PB_BOOL pbPathFileWriteStore( PB_STRING *path, PB_STORE *store, PB_STORE_HEADER *header )
+{
+    PB_CHECK( path );
+    PB_CHECK( store );
+    pb::Ref<PB_BUFFER> content = pb::adopt( pbStoreTryEncode( store, header ) );
+    return content && pbPathFileWriteBuffer( path, content.get() );
+}
+
+PB_BOOL pbPathFileExists( PB_STRING *path )
+{
+    PB_CHECK( path );
+    const char *name = pbStringTryPeekCstr( path );
+    struct stat status;
+    return name && stat( name, &status ) == 0;
+}
+
+PB_BOOL pbPathFileDelete( PB_STRING *path )
+{
+    PB_CHECK( path );
+    const char *name = pbStringTryPeekCstr( path );
+    if( !name )
+        return PB_FALSE;
+    if( unlink( name ) != 0 )
+        return errno == ENOENT || errno == ENOTDIR;
+    syncFolder( folderOf( name ) );
+    return PB_TRUE;
 }

@@ -1,4 +1,5 @@
 #include <pb/containers.hpp>
+#include <pb/pb_random.h>
 #include <pb/pb_store.h>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
@@ -8,20 +9,14 @@
 #include <string_view>
 #include <unistr.h>
 
+#include "base/pb_sip_hash.hpp"
 #include "containers/pb_compare.hpp"
+#include "stores/pb_store_entries.hpp"
 
 namespace
 {
 
-enum class Kind : PB_INT
-{
-    null,
-    boolean,
-    integer,
-    string,
-    store,
-    gap // an entry that was deleted
-};
+using Kind = pb::StoreKind;
 
 struct Entry
 {
@@ -31,12 +26,19 @@ struct Entry
     pb::Ref<PB_OBJ>    object;
 };
 
-std::string_view viewOf( PB_STRING *str )
+// Keys may come from files of strangers. Nobody can choose them so that the search takes long.
+struct KeyHash
 {
-    PB_INT      length;
-    const char *text = pbStringPeekUtf8( str, &length );
-    return { text, (size_t)length };
-}
+    size_t operator()( std::string_view key ) const
+    {
+        static const pb::SipKey secret = [] {
+            pb::SipKey random;
+            pbRandomBytes( (PB_BYTE *)&random, sizeof random );
+            return random;
+        }();
+        return pb::sipHash( secret, key );
+    }
+};
 
 // The entries in order, and the slot of each key. Closing the gap of a deleted entry takes long if
 // many entries are behind it. So gaps stay until there are more gaps than entries. While there are
@@ -87,19 +89,20 @@ public:
         return index;
     }
 
-    // Adds an entry behind all others.
-    void add( Entry entry )
+    // Adds an entry behind all others. False if its key is already there.
+    bool add( Entry entry )
     {
-        if( entry.key )
-            places.emplace( viewOf( entry.key.get() ), slots.size() );
+        if( entry.key && !places.emplace( pb::viewOf( entry.key.get() ), slots.size() ).second )
+            return false;
         slots.push_back( std::move( entry ) );
         if( !gaps )
-            return;
+            return true;
         size_t node  = slots.size();
         size_t count = 1;
         for( size_t step = 1; step < lowBit( node ); step *= 2 )
             count += counts[node - step - 1];
         counts.push_back( count );
+        return true;
     }
 
     // Replaces the entry under its key, which must be there.
@@ -112,7 +115,7 @@ public:
     void remove( const Entry *entry )
     {
         size_t slot = (size_t)( entry - slots.data() );
-        places.erase( viewOf( entry->key.get() ) );
+        places.erase( pb::viewOf( entry->key.get() ) );
         if( !gaps && slot + 1 == slots.size() )
         {
             slots.pop_back();
@@ -159,13 +162,13 @@ private:
         counts = {};
         gaps   = 0;
         for( size_t slot = 0; slot < slots.size(); slot++ )
-            places.find( viewOf( slots[slot].key.get() ) )->second = slot;
+            places.find( pb::viewOf( slots[slot].key.get() ) )->second = slot;
     }
 
-    pb::StdVector<Entry>                          slots;
-    pb::StdUnorderedMap<std::string_view, size_t> places; // the slot of each key
-    pb::StdVector<size_t>                         counts; // empty while there are no gaps
-    size_t                                        gaps = 0;
+    pb::StdVector<Entry>                                   slots;
+    pb::StdUnorderedMap<std::string_view, size_t, KeyHash> places; // the slot of each key
+    pb::StdVector<size_t>                                  counts; // empty while there are no gaps
+    size_t                                                 gaps = 0;
 };
 
 }
@@ -215,6 +218,21 @@ pb::CompareNext pb::nextOfStores( PB_OBJ *objA, PB_OBJ *objB, CompareCursor &cur
     return CompareNext::pair( entryA->object.get(), entryB->object.get() );
 }
 
+bool pb::nextStoreEntry( PB_STORE *store, size_t &place, StoreEntry &entry )
+{
+    const Entry *found = store->content->next( place );
+    if( !found )
+        return false;
+    place++;
+    entry = { found->key.get(), found->kind, found->number, found->object.get() };
+    return true;
+}
+
+bool pb::addStoreEntry( PB_STORE *store, Ref<PB_STRING> key, StoreKind kind, PB_INT number, Ref<PB_OBJ> object )
+{
+    return store->content->add( { std::move( key ), kind, number, std::move( object ) } );
+}
+
 static PB_STORE *createEmpty( PB_BOOL array )
 {
     PB_STORE *store = pb::create<PB_STORE>();
@@ -243,7 +261,7 @@ static Key keyOf( const char *key, PB_INT length, pb::Site site = pb::Site::here
     if( !u8_check( (const uint8_t *)text.data(), text.size() ) )
         return { {}, text };
     pb::Ref<PB_STRING> str = pb::adopt( pbStringCreateFromCstr( text.data(), (PB_INT)text.size() ) );
-    return { str, viewOf( str.get() ) };
+    return { str, pb::viewOf( str.get() ) };
 }
 
 static const Entry *entryUnder( PB_STORE *store, const Key &key ) { return store->content->find( key.text ); }

@@ -6,6 +6,7 @@
 #include <unistr.h>
 
 #include "values/pb_bytes.hpp"
+#include "values/pb_string_fill.hpp"
 
 struct PB_STRING : PB_OBJ
 {
@@ -116,6 +117,23 @@ static PB_STRING *createFromUtf8( const void *text, PB_INT length, PB_BOOL sensi
     str->content.sensitive = sensitive;
     appendUtf8( str, text, length );
     return str;
+}
+
+PB_STRING *pb::createStringOfLength( PB_INT length, PB_BOOL sensitive, PB_BYTE *&bytes )
+{
+    PB_STRING *str         = createWithRoom( length );
+    str->content.sensitive = sensitive;
+    // The length is that of the whole memory at once, so that all of it is overwritten if the
+    // string is released before it is finished.
+    bytes = str->content.extend( length );
+    return str;
+}
+
+void pb::finishString( PB_STRING *str, PB_INT length )
+{
+    str->content.shrink( length );
+    str->content.bytes[length] = 0;
+    str->characters            = countCharacters( str->content.bytes, length );
 }
 
 static bool sameBytes( const void *a, const void *b, PB_INT count ) { return !count || std::memcmp( a, b, (size_t)count ) == 0; }
