@@ -29,6 +29,8 @@
 #include <cry/cry_uuid_string_flags.h>
 #include <cry/cry_uuid_variant.h>
 #include <cry/cry_uuid_version.h>
+#include <cry/cry_vault.h>
+#include <cry/cry_vault_item.h>
 #include <cry/cry_vault_item_type.h>
 #include <cry/cry_x509_basic_constraints.h>
 #include <cry/cry_x509_certificate.h>
@@ -48,6 +50,7 @@
 #include <cry/cry_x509_sans.h>
 #include <cry/cry_x509_stack_identity_mode.h>
 #include <cry/cry_x509_stack_trust_mode.h>
+#include <cry/cry_x509_system.h>
 #include <cry/cry_x509_tn_auth_list.h>
 #include <cry/cry_x509_tn_auth_list_entry.h>
 #include <cry/cry_x509_tn_auth_list_entry_type.h>

@@ -10,6 +10,7 @@
 #include <pb/pb_charset.h>
 #include <pb/pb_dict.h>
 #include <pb/pb_enum.h>
+#include <pb/pb_file_lock.h>
 #include <pb/pb_flagset.h>
 #include <pb/pb_header_info.h>
 #include <pb/pb_identifier.h>

@@ -38,10 +38,14 @@ PB_EXPORT PB_BOOL pbPathFileExists( PB_STRING *path );
    Blocks until then. */
 PB_EXPORT PB_BOOL pbPathFileDelete( PB_STRING *path );
 
-/* pb___PathFileWrite: the same, with the permissions of the file (as for chmod; the umask does not
-   matter), and with `replace`: whether an existing file may be replaced. If the path leads to
-   something else than a file, for example to a pipe or a terminal, the content is written into
-   that. Returns 0 or a number of <errno.h>, EEXIST if the file may not be replaced. */
+/* pbPathDirectoryCreate: makes a directory that only its owner can use (0700), and those above it
+   that are missing. True if there is a directory at this path afterwards. */
+PB_EXPORT PB_BOOL pbPathDirectoryCreate( PB_STRING *path );
+
+/* pb___PathFileWrite: as pbPathFileWriteBuffer, with the permissions of the file (as for chmod; the
+   umask does not matter), and with `replace`: whether an existing file may be replaced. If the path
+   leads to something else than a file, for example to a pipe or a terminal, the content is written
+   into that. Returns 0 or a number of <errno.h>, EEXIST if the file may not be replaced. */
 PB_EXPORT int pb___PathFileWrite( const char *path, PB_BUFFER *content, unsigned int mode, PB_BOOL replace );
 
 PB_END_DECLS

@@ -2,6 +2,8 @@
 
 #include <cry/cry_module.h>
 #include <cry/internal/cry_module.h>
+#include <cry/internal/cry_vault.h>
+#include <cry/internal/cry_x509_system.h>
 #include <pb/module.hpp>
 
 #define CRY_MODULE_GLOBAL( Name )                     \
@@ -19,6 +21,8 @@ static constexpr cry::ModuleGlobal moduleGlobalTable[] = {
     CRY_MODULE_GLOBAL( UuidVariant ),
     CRY_MODULE_GLOBAL( UuidVersion ),
     CRY_MODULE_GLOBAL( VaultItemType ),
+    CRY_MODULE_GLOBAL( Vault ),
+    CRY_MODULE_GLOBAL( X509System ),
     CRY_MODULE_GLOBAL( X509StackIdentityMode ),
     CRY_MODULE_GLOBAL( X509StackTrustMode ),
     CRY_MODULE_GLOBAL( X509PolicyFlags ),
@@ -35,7 +39,15 @@ static PB_BOOL startup()
 {
     for( const cry::ModuleGlobal &each : moduleGlobalTable )
         each.startup();
+    // A vault that cannot be read is an empty one.
+    cry___VaultLoad();
     return PB_TRUE;
+}
+
+static void halt()
+{
+    cry___X509SystemHalt();
+    cry___VaultHalt();
 }
 
 static void shutdown()
@@ -44,4 +56,4 @@ static void shutdown()
         moduleGlobalTable[index].shutdown();
 }
 
-PB_MODULE_DEFINE( cry, "Cryptography", "0.2", "bn cs in openssl pb rfc tr", startup, pb::doNothing, shutdown )
+PB_MODULE_DEFINE( cry, "Cryptography", "0.2", "bn cs in openssl pb rfc tr", startup, halt, shutdown )

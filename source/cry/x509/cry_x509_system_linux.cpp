@@ -22,6 +22,16 @@ namespace
 class Roots
 {
 public:
+    explicit Roots( CRY_X509_CERTIFICATES *knownCertificates )
+    {
+        for( PB_INT index = 0; knownCertificates && index < cryX509CertificatesCertificatesLength( knownCertificates ); index++ )
+        {
+            pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificatesCertificateAt( knownCertificates, index ) );
+            pb::Ref<CRY_PEM>              pem  = pb::adopt( cryX509CertificatePem( cert.get() ) );
+            pbDictSetObjKey( parsed.handle(), pem.obj(), cert.obj() );
+        }
+    }
+
     // Adds every certificate of a file. Text between blocks and blocks that do not parse are
     // skipped.
     void addFile( const pb::StdString<> &path )
@@ -65,8 +75,12 @@ private:
 
     void addBlock( pb::Ref<PB_BUFFER> text )
     {
-        pb::Ref<CRY_PEM>              pem  = pb::adopt( cryPemTryDecode( text.get() ) );
-        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( pem ? cryX509CertificateTryCreateFromPem( pem.get() ) : nullptr );
+        pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( text.get() ) );
+        if( !pem )
+            return;
+        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateFrom( pbDictObjKey( parsed.get(), pem.obj() ) ) );
+        if( !cert )
+            cert = pb::adopt( cryX509CertificateTryCreateFromPem( pem.get() ) );
         if( !cert || pbDictHasObjKey( known.get(), cert.obj() ) )
             return;
         pbDictSetObjKey( known.handle(), cert.obj(), cert.obj() );
@@ -75,13 +89,14 @@ private:
 
     pb::Ref<CRY_X509_CERTIFICATES> certificates = pb::adopt( cryX509CertificatesCreate() );
     pb::Ref<PB_DICT>               known        = pb::adopt( pbDictCreate() );
+    pb::Ref<PB_DICT>               parsed       = pb::adopt( pbDictCreate() ); // from the PEM to the certificate
 };
 
 }
 
-CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> places )
+CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> places, CRY_X509_CERTIFICATES *known )
 {
-    Roots roots;
+    Roots roots( known );
     // A block that is skipped is not a failure, so its reasons do not stay in the queue.
     openssl::ErrorMark skipped;
     for( const char *place : places )
@@ -98,4 +113,10 @@ CRY_X509_CERTIFICATES *cry::x509::loadFirstPlace( std::span<const char *const> p
     return roots.take();
 }
 
-CRY_X509_CERTIFICATES *cry___X509SystemPlatformTrustedCertificatesLoad() { return cry::x509::loadFirstPlace( cry___x509SystemPlaces ); }
+static constinit std::span<const char *const> usedPlaces = cry___x509SystemPlaces;
+
+void cry::x509::setPlaces( std::span<const char *const> places ) { usedPlaces = places.empty() ? cry___x509SystemPlaces : places; }
+
+CRY_X509_CERTIFICATES *cry::x509::loadPlatformRoots( CRY_X509_CERTIFICATES *known ) { return loadFirstPlace( usedPlaces, known ); }
+
+CRY_X509_CERTIFICATES *cry___X509SystemPlatformTrustedCertificatesLoad() { return cry::x509::loadPlatformRoots( nullptr ); }

@@ -279,3 +279,17 @@ PB_BOOL pbPathFileDelete( PB_STRING *path )
     syncFolder( folderOf( name ) );
     return PB_TRUE;
 }
+
+PB_BOOL pbPathDirectoryCreate( PB_STRING *path )
+{
+    PB_CHECK( path );
+    const char *name = pbStringTryPeekCstr( path );
+    if( !name || !*name )
+        return PB_FALSE;
+    pb::StdString<> whole = name;
+    for( size_t slash = whole.find( '/', 1 ); slash != whole.npos; slash = whole.find( '/', slash + 1 ) )
+        mkdir( whole.substr( 0, slash ).c_str(), 0700 );
+    mkdir( name, 0700 );
+    struct stat status;
+    return stat( name, &status ) == 0 && S_ISDIR( status.st_mode );
+}
