@@ -37,5 +37,6 @@ void registerKeys();
 void registerX509();
 void registerIdentity();
 void registerCrl();
+void registerConcurrency();
 
 }

@@ -135,55 +135,9 @@ void dequeue( PB_PROCESS *process ) PB_NEEDS( runState.lock )
 
 void begin( PB_PROCESS *process ) PB_NEEDS( runState.lock )
 {
-    runState.inProgress++;
     // From here on, a wish that comes too late for this run is a wish for the next one.
     process->state.fetch_and( ~wanted );
     process->state.fetch_or( running );
-}
-
-// Releases the object of a process that has been halted, and lets those go on who wait for its end.
-void end( PB_PROCESS *process, PB_OBJ *obj )
-{
-    pb::releaseOrNull( obj );
-    process->state.fetch_or( ended );
-    pb::waiters::wake();
-}
-
-// One run, which has begun; takes over a reference to the process.
-void run( PB_PROCESS *process )
-{
-    pb::threadState.runs++;
-    process->function( process->obj );
-    pb::threadState.runs--;
-    bool holdsLock = pb::threadState.heldLocks != 0;
-    PB_CHECK( !holdsLock );
-
-    PB_OBJ *obj   = nullptr;
-    bool    again = false;
-    bool    last  = false;
-    {
-        Hold     hold( runState.lock );
-        uint32_t state = process->state.fetch_and( ~running );
-        last           = state & halted;
-        if( last )
-            std::swap( obj, process->obj );
-        else if( state & wanted )
-        {
-            again = maySchedule();
-            if( again )
-                enqueue( process ); // with the reference of this run
-            else
-                process->state.fetch_and( ~wanted );
-        }
-    }
-    if( last )
-        end( process, obj );
-    if( !again )
-        pb::releaseOrNull( process );
-    Hold hold( runState.lock );
-    runState.inProgress--;
-    if( runState.phase != Phase::started )
-        runState.fewer.wakeAll( runState.lock );
 }
 
 // Takes the first process that waits and begins its run; null if there is none.
@@ -198,30 +152,116 @@ PB_PROCESS *beginNext( PB_PROCESS_CLASS processClass ) PB_NEEDS( runState.lock )
     return process;
 }
 
+void call( PB_PROCESS *process )
+{
+    pb::threadState.runs++;
+    process->function( process->obj );
+    pb::threadState.runs--;
+    bool holdsLock = pb::threadState.heldLocks != 0;
+    PB_CHECK( !holdsLock );
+}
+
+// Releases the object of a process that has been halted, and lets those go on who wait for its end.
+void end( PB_PROCESS *process, PB_OBJ *obj )
+{
+    pb::releaseOrNull( obj );
+    process->state.fetch_or( ended );
+    pb::waiters::wake();
+}
+
+// What is left to do after a run, outside the lock.
+struct Rest
+{
+    PB_PROCESS *process = nullptr; // to release; null: nothing is left to do
+    PB_OBJ     *obj     = nullptr;
+    bool        last    = false; // it was the last run of a halted process
+
+    void settle()
+    {
+        if( last )
+            end( process, obj );
+        pb::releaseOrNull( process );
+        *this = {};
+    }
+};
+
+// A run has ended. Its reference to the process goes to the queue or to what is left to do.
+Rest finishRun( PB_PROCESS *process ) PB_NEEDS( runState.lock )
+{
+    Rest     rest{ process };
+    uint32_t state = process->state.fetch_and( ~running );
+    if( state & halted )
+    {
+        rest.last = true;
+        std::swap( rest.obj, process->obj );
+    }
+    else if( ( state & wanted ) && maySchedule() )
+    {
+        enqueue( process );
+        return {};
+    }
+    else if( state & wanted )
+        process->state.fetch_and( ~wanted );
+    return rest;
+}
+
+// The stop waits for all runs in progress, and for what is left to do after them.
+void leaveRuns() PB_NEEDS( runState.lock )
+{
+    runState.inProgress--;
+    if( runState.phase != Phase::started )
+        runState.fewer.wakeAll( runState.lock );
+}
+
+// One run, which has begun and is in progress; takes over a reference to the process.
+void run( PB_PROCESS *process )
+{
+    call( process );
+    Rest rest;
+    {
+        Hold hold( runState.lock );
+        rest = finishRun( process );
+    }
+    rest.settle();
+    Hold hold( runState.lock );
+    leaveRuns();
+}
+
+// Runs what is in the queue, with one section of the lock for each run.
 void useTicket( void *argument )
 {
     // A host's executor may have other work, so a ticket gives way now and then.
     static constexpr int runsOfTicket = 64;
-    uintptr_t            ticket       = (uintptr_t)argument;
-    PB_PROCESS_CLASS     processClass = (PB_PROCESS_CLASS)( ticket & 1 );
+    PB_PROCESS_CLASS     processClass = (PB_PROCESS_CLASS)( (uintptr_t)argument & 1 );
+    PB_PROCESS          *process      = nullptr;
+    Rest                 rest;
+    {
+        Hold hold( runState.lock );
+        if( ticketFor( processClass, runState.start ) != (uintptr_t)argument )
+            return;
+        runState.inProgress++;
+    }
     for( int count = 0;; count++ )
     {
-        PB_PROCESS *process = nullptr;
         {
-            Hold hold( runState.lock );
-            if( ticketFor( processClass, runState.start ) != ticket )
-                return;
+            Hold   hold( runState.lock );
             Queue &queue = runState.queues[processClass];
-            if( count == runsOfTicket && queue.first && mayBegin( processClass ) )
-                return postTicket( processClass );
-            process = beginNext( processClass );
-            if( !process )
+            if( process )
+                rest = finishRun( process );
+            bool giveWay = count >= runsOfTicket && queue.first && mayBegin( processClass );
+            process      = giveWay ? nullptr : beginNext( processClass );
+            if( !process && !rest.process )
             {
-                queue.tickets--;
-                return;
+                if( giveWay )
+                    postTicket( processClass );
+                else
+                    queue.tickets--;
+                return leaveRuns();
             }
         }
-        run( process );
+        rest.settle();
+        if( process )
+            call( process );
     }
 }
 
@@ -300,6 +340,7 @@ void pb___ProcessRunInline( PB_PROCESS *process )
             if( wasQueued )
                 dequeue( process );
             begin( process );
+            runState.inProgress++;
         }
     }
     PB_CHECK( !stopped );
@@ -369,6 +410,7 @@ void pb::runs::finish()
                 runState.phase = Phase::finished;
                 return;
             }
+            runState.inProgress++;
         }
         run( process );
     }

@@ -4,6 +4,8 @@
 #include <pb/containers.hpp>
 #include <pb/ref.hpp>
 
+#include <bit>
+
 namespace pb
 {
 
@@ -75,21 +77,24 @@ private:
 
     struct Many
     {
-        StdVector<PB_OBJ *>                      entries; // null: was removed
-        StdUnorderedMap<const PB_OBJ *, size_t> *index = nullptr;
-        size_t                                   gaps  = 0;
-
-        ~Many() { destroy( index ); }
+        StdVector<PB_OBJ *> entries; // null: was removed
+        StdVector<uint32_t> index;   // open addressing: places in the entries, plus one; 0: free
+        size_t              gaps = 0;
 
         PB_INT length() const { return (PB_INT)( entries.size() - gaps ); }
+
+        // The slot of the index in which a search for an object begins.
+        size_t firstSlot( const PB_OBJ *obj ) const { return ( ( (uintptr_t)obj >> 4 ) * 0x9E3779B97F4A7C15u >> 32 ) & ( index.size() - 1 ); }
 
         // The place of an object, or the number of entries.
         size_t find( const PB_OBJ *obj ) const
         {
-            if( index )
+            if( !index.empty() )
             {
-                auto found = index->find( obj );
-                return found == index->end() ? entries.size() : found->second;
+                size_t slot = firstSlot( obj );
+                while( index[slot] && entries[index[slot] - 1] != obj )
+                    slot = ( slot + 1 ) & ( index.size() - 1 );
+                return index[slot] ? index[slot] - 1 : entries.size();
             }
             // What was added last is often removed first.
             for( size_t place = entries.size(); place-- > 0; )
@@ -105,8 +110,8 @@ private:
             if( find( obj ) != entries.size() )
                 return false;
             entries.push_back( obj );
-            if( index )
-                index->emplace( obj, entries.size() - 1 );
+            if( !index.empty() && entries.size() <= index.size() / 2 )
+                addToIndex( entries.size() - 1 );
             else if( entries.size() > indexed )
                 makeIndex();
             return true;
@@ -117,10 +122,9 @@ private:
             size_t place = find( obj );
             if( place == entries.size() )
                 return false;
+            // Its slot of the index stays in use, so that searches go on behind it.
             entries[place] = nullptr;
             gaps++;
-            if( index )
-                index->erase( obj );
             if( gaps > 16 && gaps > entries.size() / 2 )
                 closeGaps();
             return true;
@@ -130,19 +134,28 @@ private:
         {
             std::erase( entries, nullptr );
             gaps = 0;
-            destroy( index );
-            index = nullptr;
             if( entries.size() > indexed )
                 makeIndex();
+            else
+                index.clear();
         }
 
+        void addToIndex( size_t place )
+        {
+            size_t slot = firstSlot( entries[place] );
+            while( index[slot] )
+                slot = ( slot + 1 ) & ( index.size() - 1 );
+            index[slot] = (uint32_t)( place + 1 );
+        }
+
+        // Twice to four times as many slots as entries.
         void makeIndex()
         {
-            index = make<StdUnorderedMap<const PB_OBJ *, size_t>>();
+            index.assign( std::bit_ceil( entries.size() ) * 2, 0 );
             for( size_t place = 0; place < entries.size(); place++ )
             {
                 if( entries[place] )
-                    index->emplace( entries[place], place );
+                    addToIndex( place );
             }
         }
     };
