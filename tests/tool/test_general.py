@@ -254,7 +254,7 @@ class EveryCommand(KeysTest):
     NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "name check")
     OUT = ("hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
-    PASSWORD = ("key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
+    PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
                 "pkcs12 read", "pkcs12 write")  # fmt: skip
 
     @staticmethod
@@ -290,7 +290,7 @@ class EveryCommand(KeysTest):
 
     def test_HelpListsThem(self):
         self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 19)
+        self.assertEqual(len(self.all), 20)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:
@@ -320,7 +320,7 @@ class EveryCommand(KeysTest):
 
     def test_SurplusArgumentsAreRefused(self):
         for command in self.all:
-            if command[0] not in ("hash", "hmac"):  # these take any number of files
+            if command[0] not in ("hash", "hmac", "inspect"):  # these take any number of files
                 result = run(*self.complete(command), "--", "[a,b]")
                 self.assertInputError(result, "one argument too many, '[a,b]'", f"'cry {' '.join(command)} --help' tells more")
 

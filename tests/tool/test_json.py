@@ -46,6 +46,7 @@ class Schema(IdentityTest):
         for arguments in (
             ["--version"], ["verify", "--no-system", "--trust", file("rsa.crt"), file("rsa.crt")],
             ["verify", "--no-system", "--trust", file("ec.crt"), file("rsa.crt")],
+            ["inspect", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
@@ -83,9 +84,9 @@ class Schema(IdentityTest):
         for name, kind in members(SCHEMA):
             kinds.setdefault(name, set()).add(json.dumps(kind))
         # One command has not all verdicts or variants. Files have a digest, a MAC or a verdict.
-        # Keys and names have a type.
+        # Keys and names have a type. Each kind of item has other members.
         several = {name for name, kind in kinds.items() if len(kind) > 1}
-        self.assertEqual(several, {"verdict", "variant", "files", "type", "value"})
+        self.assertEqual(several, {"verdict", "variant", "files", "type", "value", "kind"})
         for name, kind in (("key", "key"), ("certificate", "certificate"), ("file", "path"), ("out", "path"), ("error", "problem")):
             self.assertEqual(kinds[name], {json.dumps({"$ref": f"#/$defs/{kind}"})})
 
