@@ -252,7 +252,7 @@ class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
     NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "name check")
-    OUT = ("hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
+    OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
                 "pkcs12 read", "pkcs12 write")  # fmt: skip
@@ -272,6 +272,7 @@ class EveryCommand(KeysTest):
         key, certificate = file("rsa.key"), file("rsa.crt")
         needed = {
             "verify": [certificate],
+            "convert": ["--to", "pem", certificate],
             "random": ["1"],
             "key generate": ["ec", "P-256"],
             "key public": [key],
@@ -290,7 +291,7 @@ class EveryCommand(KeysTest):
 
     def test_HelpListsThem(self):
         self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 20)
+        self.assertEqual(len(self.all), 21)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:

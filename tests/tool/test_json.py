@@ -46,7 +46,7 @@ class Schema(IdentityTest):
         for arguments in (
             ["--version"], ["verify", "--no-system", "--trust", file("rsa.crt"), file("rsa.crt")],
             ["verify", "--no-system", "--trust", file("ec.crt"), file("rsa.crt")],
-            ["inspect", file("ec.crt")],
+            ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
