@@ -251,7 +251,7 @@ class FullDisk(KeysTest):
 class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
-    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "name check")
+    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "name check", "tn-list")
     OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
@@ -273,6 +273,7 @@ class EveryCommand(KeysTest):
         needed = {
             "verify": [certificate],
             "convert": ["--to", "pem", certificate],
+            "tn-list": [certificate],
             "random": ["1"],
             "key generate": ["ec", "P-256"],
             "key public": [key],
@@ -291,7 +292,7 @@ class EveryCommand(KeysTest):
 
     def test_HelpListsThem(self):
         self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 21)
+        self.assertEqual(len(self.all), 22)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:

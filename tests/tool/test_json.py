@@ -11,6 +11,7 @@ from pathlib import Path
 import identity_fixture
 import tool
 from identity_fixture import IdentityTest, file
+from peers import openssl
 from tool import PASSWORD, SCHEMA, Result, check_json, data, limited, run, secret
 
 DOCUMENT = Path(__file__).resolve().parents[2] / "docs" / "json.md"
@@ -47,6 +48,7 @@ class Schema(IdentityTest):
             ["--version"], ["verify", "--no-system", "--trust", file("rsa.crt"), file("rsa.crt")],
             ["verify", "--no-system", "--trust", file("ec.crt"), file("rsa.crt")],
             ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
+            ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
@@ -60,6 +62,12 @@ class Schema(IdentityTest):
         ):  # fmt: skip
             arguments = [*map(str, arguments), "--json"]
             yield arguments, run(*arguments)
+
+    def listed_numbers(self):
+        """A certificate with a telephone number authorization list."""
+        openssl("req", "-x509", "-new", "-config", "config", "-key", "ec.key", "-subj", "/CN=a", "-addext",
+                "1.3.6.1.5.5.7.1.26=DER:3008a006160431323334", "-out", "numbers.crt")  # fmt: skip
+        return file("numbers.crt")
 
     def listed(self, *group):
         return re.findall(r"(?m)^  (\S+) ", run(*group, "--help").text.partition("\nSubcommands:\n")[2])
@@ -95,7 +103,7 @@ class Schema(IdentityTest):
         self.assertEqual([name for name, _ in members(SCHEMA) if f"`{name}`" not in text and not name.endswith("Hex")], [])
         for name in SCHEMA["$defs"]:
             if name.startswith("command-") and name != "command-version":
-                self.assertRegex(text, rf"(?m)^#+ cry {name.removeprefix('command-').replace('-', ' ')}$")
+                self.assertRegex(text, rf"(?m)^#+ cry {name.removeprefix('command-').replace('-', '[ -]')}$")
 
     def test_WrongOutputsAreRefused(self):
         for arguments, result in self.samples():

@@ -41,6 +41,7 @@ void printVersion( bool json );
 void addVerify( CLI::App &command, int &exit );
 void addInspect( CLI::App &command, int &exit );
 void addConvert( CLI::App &command, int &exit );
+void addTnList( CLI::App &command, int &exit );
 void addHash( CLI::App &command, int &exit );
 void addRoots( CLI::App &command, int &exit );
 void addHmac( CLI::App &command, int &exit );
