@@ -251,10 +251,10 @@ class FullDisk(KeysTest):
 class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
-    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check")
-    OUT = ("hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
+    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check", "tn-list")
+    OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
-    PASSWORD = ("key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
+    PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
                 "pkcs12 read", "pkcs12 write")  # fmt: skip
 
     @staticmethod
@@ -272,6 +272,8 @@ class EveryCommand(KeysTest):
         key, certificate = file("rsa.key"), file("rsa.crt")
         needed = {
             "verify": [certificate],
+            "convert": ["--to", "pem", certificate],
+            "tn-list": [certificate],
             "random": ["1"],
             "key generate": ["ec", "P-256"],
             "key public": [key],
@@ -291,7 +293,7 @@ class EveryCommand(KeysTest):
 
     def test_HelpListsThem(self):
         self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 20)
+        self.assertEqual(len(self.all), 23)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:
@@ -321,7 +323,7 @@ class EveryCommand(KeysTest):
 
     def test_SurplusArgumentsAreRefused(self):
         for command in self.all:
-            if command[0] not in ("hash", "hmac", "crl"):  # these take any number of files
+            if command[0] not in ("hash", "hmac", "crl", "inspect"):  # these take any number of files
                 result = run(*self.complete(command), "--", "[a,b]")
                 self.assertInputError(result, "one argument too many, '[a,b]'", f"'cry {' '.join(command)} --help' tells more")
 

@@ -43,6 +43,8 @@ class Output(KeysTest):
             (["key", "generate", "ec", "P-256"], True),
             (["key", "generate", "ec", "P-256", "--json"], True),
             (["key", "public", keys / "rsa"], False),
+            (["convert", "--to", "pem", keys / "P-256"], True),
+            (["convert", "--to", "der", keys / "P-256.crt"], False),
             (["signature", "make", "--key", keys / "P-256", data], False),
             (["signature", "convert", "--curve", "P-256", "--to", "raw", self.write("a.der", signature_of(5, 7))], False),
         ]

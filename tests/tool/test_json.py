@@ -12,6 +12,7 @@ import identity_fixture
 import tool
 from identity_fixture import IdentityTest, file
 from pki_fixture import make_crl
+from peers import openssl
 from tool import PASSWORD, SCHEMA, Result, check_json, data, limited, run, secret
 
 DOCUMENT = Path(__file__).resolve().parents[2] / "docs" / "json.md"
@@ -50,6 +51,8 @@ class Schema(IdentityTest):
             ["verify", "--no-system", "--trust", named, named, "--host", "a.example"],
             ["verify", "--no-system", "--trust", named, named, "--host", "b.example"],
             ["crl", "check", "--crl", self.crl(), file("ec.crt")],
+            ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
+            ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
@@ -67,6 +70,11 @@ class Schema(IdentityTest):
     def crl(self):
         """An empty list of the certificate ec.crt."""
         return make_crl(file("ec.crt"), file("ec.key"), self.folder() / "crl", end="20990101000000Z")
+    def listed_numbers(self):
+        """A certificate with a telephone number authorization list."""
+        openssl("req", "-x509", "-new", "-config", "config", "-key", "ec.key", "-subj", "/CN=a", "-addext",
+                "1.3.6.1.5.5.7.1.26=DER:3008a006160431323334", "-out", "numbers.crt")  # fmt: skip
+        return file("numbers.crt")
 
     def listed(self, *group):
         return re.findall(r"(?m)^  (\S+) ", run(*group, "--help").text.partition("\nSubcommands:\n")[2])
@@ -91,9 +99,9 @@ class Schema(IdentityTest):
         for name, kind in members(SCHEMA):
             kinds.setdefault(name, set()).add(json.dumps(kind))
         # One command has not all verdicts or variants. Files have a digest, a MAC or a verdict.
-        # Keys and names have a type.
+        # Keys and names have a type. Each kind of item has other members.
         several = {name for name, kind in kinds.items() if len(kind) > 1}
-        self.assertEqual(several, {"verdict", "variant", "files", "type", "value"})
+        self.assertEqual(several, {"verdict", "variant", "files", "type", "value", "kind"})
         for name, kind in (("key", "key"), ("certificate", "certificate"), ("file", "path"), ("out", "path"), ("error", "problem")):
             self.assertEqual(kinds[name], {json.dumps({"$ref": f"#/$defs/{kind}"})})
 
@@ -102,7 +110,7 @@ class Schema(IdentityTest):
         self.assertEqual([name for name, _ in members(SCHEMA) if f"`{name}`" not in text and not name.endswith("Hex")], [])
         for name in SCHEMA["$defs"]:
             if name.startswith("command-") and name != "command-version":
-                self.assertRegex(text, rf"(?m)^#+ cry {name.removeprefix('command-').replace('-', ' ')}$")
+                self.assertRegex(text, rf"(?m)^#+ cry {name.removeprefix('command-').replace('-', '[ -]')}$")
 
     def test_WrongOutputsAreRefused(self):
         for arguments, result in self.samples():

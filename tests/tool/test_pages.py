@@ -141,6 +141,7 @@ printf '%s\\n' "${COMPREPLY[@]}"
             (("signature", "make", "--key", "x", "--algorithm", "md"), ["md5"]),
             (("signature", "convert", "--to", ""), ["der", "raw"]),
             (("signature", "convert", "--to", "="), ["der", "raw"]),
+            (("convert", "--to", ""), ["der", "pem"]),
             (("signature", "convert", "--curve", ""), ["P-256", "P-384", "P-521"]),
             (("uuid", "--namespace", ""), ["dns", "oid", "url", "x500"]),
             (("key", "generate", ""), ["ec", "rsa"]),

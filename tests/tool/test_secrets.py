@@ -108,6 +108,13 @@ class FreedMemory(KeysTest):
                 public = (keys / f"{name}.pub").read_text()
                 self.assertEqual([line for line in found if line not in public], [], (name, arguments))
 
+    def test_KeysThatAreInspectedOrConvertedAreNotLeft(self):
+        for name in ("rsa", "P-256"):
+            public, out = (keys / f"{name}.pub").read_text(), self.folder() / "out"
+            for arguments in (["inspect"], ["inspect", "--json"], ["convert", "--to", "pem"], ["convert", "--to", "der", "--out", out]):
+                _, found = self.freed(*arguments, keys / name)
+                self.assertEqual([line for line in found if line not in public], [], (name, arguments))
+
 
 class EndOfMemory(KeysTest):
     def ends(self, arguments, mebibytes):

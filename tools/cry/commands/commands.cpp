@@ -8,6 +8,9 @@ namespace
 
 constexpr tool::Command table[] = {
     { "verify", "", "verify a certificate chain", tool::addVerify },
+    { "inspect", "", "say what is in files of certificates, requests, CRLs, keys and PKCS#12", tool::addInspect },
+    { "convert", "", "write certificates, requests, CRLs, keys and PKCS#12 as PEM or DER", tool::addConvert },
+    { "tn-list", "", "print the telephone numbers that a certificate is for (RFC 8226)", tool::addTnList },
     { "hash", "", "compute or check digests of files", tool::addHash },
     { "roots", "", "list the platform's trusted roots", tool::addRoots },
     { "hmac", "", "compute keyed digests (HMAC, RFC 2104) of files", tool::addHmac },

@@ -39,6 +39,9 @@ void printVersion( bool json );
 
 // The functions of the table. Each is defined in the file of its name, or of its group's name.
 void addVerify( CLI::App &command, int &exit );
+void addInspect( CLI::App &command, int &exit );
+void addConvert( CLI::App &command, int &exit );
+void addTnList( CLI::App &command, int &exit );
 void addHash( CLI::App &command, int &exit );
 void addRoots( CLI::App &command, int &exit );
 void addHmac( CLI::App &command, int &exit );

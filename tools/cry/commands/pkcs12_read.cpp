@@ -3,6 +3,7 @@
 #include "input/file.hpp"
 #include "input/password.hpp"
 #include "input/pem.hpp"
+#include "input/pkcs12_file.hpp"
 #include "options/command.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
@@ -13,12 +14,8 @@
 #include "text/printable.hpp"
 
 #include <array>
-#include <cry/cry_pkcs12.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <openssl/asn1.h>
-#include <openssl/err.h>
-#include <openssl/pkcs12.h>
-#include <openssl/proverr.h>
 
 namespace
 {
@@ -53,47 +50,22 @@ std::string description( PB_BUFFER *content )
     return "is not a PKCS#12 file";
 }
 
-struct Attempt
-{
-    pb::Ref<CRY_PKCS12> pkcs12;
-    std::string         diagnostics;
-    int32_t             code = 0;
-
-    Attempt( PB_BUFFER *content, const pb::Ref<PB_BUFFER> &password )
-    {
-        PB_STRING         *text = nullptr;
-        pb::Ref<PB_STRING> str  = tool::passwordText( password );
-        pkcs12                  = pb::adopt( cryPkcs12TryCreateFromBufferWithDiagnosticsAndCode( content, str.get(), &text, &code ) );
-        if( text )
-            diagnostics = tool::take( text );
-        ERR_clear_error();
-    }
-
-    bool isReason( int library, int reason ) const
-    {
-        unsigned long error = (unsigned long)(uint32_t)code;
-        return !pkcs12 && ERR_GET_LIB( error ) == library && ERR_GET_REASON( error ) == reason;
-    }
-    bool wrongPassword() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_VERIFY_FAILURE ) || isReason( ERR_LIB_PROV, PROV_R_BAD_DECRYPT ); }
-    bool withoutMac() const { return isReason( ERR_LIB_PKCS12, PKCS12_R_MAC_ABSENT ); }
-};
-
 pb::Ref<CRY_PKCS12> readFile( Options &options )
 {
     pb::Ref<PB_BUFFER> content = tool::readWhole( options.file, tool::Content::secret ), password;
     if( options.password.given() )
         password = options.password.get( options.file );
-    Attempt attempt( content.get(), password );
+    tool::Pkcs12Attempt attempt( content.get(), password );
     // A file without a password is read without asking for one.
     if( attempt.wrongPassword() && !password )
     {
         password = options.password.get( options.file );
-        attempt  = Attempt( content.get(), password );
+        attempt  = tool::Pkcs12Attempt( content.get(), password );
     }
     if( attempt.withoutMac() )
     {
         // It may not be protected at all.
-        Attempt again( content.get(), {} );
+        tool::Pkcs12Attempt again( content.get(), {} );
         if( again.pkcs12 )
             return again.pkcs12;
         throw tool::InputError( options.file,

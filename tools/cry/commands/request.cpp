@@ -5,9 +5,8 @@
 #include "options/subject.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
-#include "output/general_names.hpp"
+#include "output/extensions.hpp"
 #include "output/key_facts.hpp"
-#include "output/notices.hpp"
 #include "output/openssl_reason.hpp"
 #include "output/out_file.hpp"
 #include "output/print.hpp"
@@ -17,9 +16,8 @@
 
 #include <cry/cry_generate_csr.h>
 #include <cry/internal/cry_x509_csr.h>
-#include <memory>
 #include <openssl/err.h>
-#include <openssl/x509v3.h>
+#include <openssl/x509.h>
 #include <optional>
 
 namespace
@@ -97,102 +95,6 @@ pb::Ref<CRY_X509_CSR> readRequest( const std::string &path )
     return csr;
 }
 
-// The value of an extension as OpenSSL prints it, in one line; empty if it cannot.
-std::string textOf( X509_EXTENSION *extension )
-{
-    std::unique_ptr<BIO, decltype( &BIO_free )> bio( BIO_new( BIO_s_mem() ), BIO_free );
-    X509V3_EXT_print( bio.get(), extension, X509V3_EXT_DUMP_UNKNOWN, 0 );
-    ERR_clear_error();
-    char       *bytes  = nullptr;
-    long        length = BIO_get_mem_data( bio.get(), &bytes );
-    std::string line;
-    for( char c : std::string_view( bytes, (size_t)length ) )
-    {
-        if( c != '\n' )
-            line += c;
-        else if( !line.empty() && line.back() != ' ' )
-            line += ' ';
-    }
-    while( line.ends_with( ' ' ) )
-        line.pop_back();
-    return line;
-}
-
-// One extension that is asked for.
-struct Extension
-{
-    std::string                            oid, name, hex, text; // text is empty if OpenSSL cannot print it, and for names
-    bool                                   critical = false;
-    std::optional<std::vector<tool::Name>> names;
-
-    explicit Extension( X509_EXTENSION *extension ) :
-        oid( tool::oidText( X509_EXTENSION_get_object( extension ) ) ), hex( tool::hexText( X509_EXTENSION_get_data( extension ) ) ),
-        critical( X509_EXTENSION_get_critical( extension ) == 1 )
-    {
-        int nid = OBJ_obj2nid( X509_EXTENSION_get_object( extension ) );
-        name    = nid == NID_undef ? oid : OBJ_nid2ln( nid );
-        if( nid == NID_subject_alt_name || nid == NID_issuer_alt_name )
-            names = tool::namesIn( X509_EXTENSION_get_data( extension ) );
-        else
-            text = tool::printable( textOf( extension ) );
-    }
-
-    nlohmann::ordered_json json() const
-    {
-        nlohmann::ordered_json json{ { "oid", oid }, { "name", name }, { "critical", critical }, { "hex", hex } };
-        if( names )
-            json["names"] = tool::namesJson( *names );
-        else if( !text.empty() )
-            json["text"] = text;
-        else
-            json["problem"] = "OpenSSL cannot read it";
-        return json;
-    }
-
-    // A line; for names one line each, since a name may look like two.
-    void print() const
-    {
-        std::string start = "asks for   " + name + ( critical ? " (critical): " : ": " );
-        if( !names || names->empty() )
-            return tool::print( start + ( names ? "(no names)" : text.empty() ? "(unreadable) " + hex : text ) + "\n" );
-        for( const tool::Name &each : *names )
-            tool::print( start + each.type + " " + each.value + "\n" );
-    }
-};
-
-bool asksForExtensions( X509_ATTRIBUTE *attribute )
-{
-    int nid = OBJ_obj2nid( X509_ATTRIBUTE_get0_object( attribute ) );
-    return nid == NID_ext_req || nid == NID_ms_ext_req;
-}
-
-// The extensions that are asked for, in all the places for them. What cannot be read is reported.
-std::vector<Extension> extensionsOf( X509_REQ *req, const std::string &path )
-{
-    std::vector<Extension> all;
-    for( int index = 0; index < X509_REQ_get_attr_count( req ); index++ )
-    {
-        X509_ATTRIBUTE *attribute = X509_REQ_get_attr( req, index );
-        for( int part = 0; asksForExtensions( attribute ) && part < X509_ATTRIBUTE_count( attribute ); part++ )
-        {
-            ASN1_TYPE *value                 = X509_ATTRIBUTE_get0_type( attribute, part );
-            STACK_OF( X509_EXTENSION ) *list = nullptr;
-            if( ASN1_TYPE_get( value ) == V_ASN1_SEQUENCE )
-            {
-                const unsigned char *at = ASN1_STRING_get0_data( value->value.sequence );
-                list                    = d2i_X509_EXTENSIONS( nullptr, &at, ASN1_STRING_length( value->value.sequence ) );
-            }
-            if( !list )
-                tool::report( { path, "extensions that it asks for cannot be read" + tool::opensslReasonInBrackets() } );
-            for( int each = 0; each < sk_X509_EXTENSION_num( list ); each++ )
-                all.emplace_back( sk_X509_EXTENSION_value( list, each ) );
-            sk_X509_EXTENSION_pop_free( list, X509_EXTENSION_free );
-        }
-    }
-    ERR_clear_error();
-    return all;
-}
-
 std::string verdict( bool good, const char *yes, const char *no ) { return good ? tool::green( yes ) : tool::red( no ); }
 
 int check( CheckOptions &options )
@@ -210,9 +112,9 @@ int check( CheckOptions &options )
         matches       = pkey && cryX509CsrCheckPrivateKey( csr.get(), key.privateKey.get() );
     }
     ERR_clear_error();
-    tool::KeyFacts         keyFacts( X509_REQ_get0_pubkey( req ) );
-    std::string            subject    = tool::nameText( X509_REQ_get_subject_name( req ) );
-    std::vector<Extension> extensions = extensionsOf( req, options.file );
+    tool::KeyFacts               keyFacts( X509_REQ_get0_pubkey( req ) );
+    std::string                  subject    = tool::nameText( X509_REQ_get_subject_name( req ) );
+    std::vector<tool::Extension> extensions = tool::requestedExtensions( req, options.file );
     if( options.json )
     {
         nlohmann::ordered_json json{ { "file", options.file }, { "verdict", signedWell && matches ? "good" : "bad" },
@@ -223,15 +125,16 @@ int check( CheckOptions &options )
             json["keyVerdict"] = matches ? "good" : "bad";
         json["subject"]    = subject;
         json["key"]        = keyFacts.json();
-        json["extensions"] = nlohmann::ordered_json::array();
-        for( const Extension &each : extensions )
-            json["extensions"].push_back( each.json() );
+        json["extensions"] = tool::extensionsJson( extensions );
         tool::printJson( json );
         return signedWell && matches ? tool::exitGood : tool::exitNegative;
     }
     tool::print( "subject    " + tool::nameOrNone( subject ) + "\nkey        " + keyFacts.text() + "\n" );
-    for( const Extension &each : extensions )
-        each.print();
+    for( const tool::Extension &each : extensions )
+    {
+        for( const std::string &line : each.lines() )
+            tool::print( "asks for   " + each.name + ( each.critical ? " (critical): " : ": " ) + line + "\n" );
+    }
     tool::print( "signature  " + verdict( signedWell, "good", "bad" ) + ( reason.empty() ? "" : " (" + tool::printable( reason ) + ")" ) + "\n" );
     if( options.key )
         tool::print( "key match  " + verdict( matches, "yes, the private key is the request's", "no, the private key is another one" ) + "\n" );

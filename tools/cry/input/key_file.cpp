@@ -2,6 +2,7 @@
 
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
+#include "input/key_parts.hpp"
 #include "input/pem.hpp"
 #include "input/protected_key.hpp"
 #include "output/error.hpp"
@@ -15,7 +16,6 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
-#include <openssl_module/internal/openssl_key_limits.h>
 
 namespace
 {
@@ -23,17 +23,6 @@ namespace
 bool isPrivate( const std::string &label ) { return label.ends_with( "PRIVATE KEY" ); }
 bool isPublic( const std::string &label ) { return label == "PUBLIC KEY"; }
 bool isCertificate( const std::string &label ) { return label == "CERTIFICATE" || label == "X509 CERTIFICATE"; }
-
-std::string formOf( const std::string &label )
-{
-    if( label == "PRIVATE KEY" )
-        return "PKCS#8";
-    if( label == "ENCRYPTED PRIVATE KEY" )
-        return "PKCS#8, protected by a password";
-    if( label == "EC PRIVATE KEY" )
-        return "SEC 1";
-    return "traditional";
-}
 
 // The certificate's key, which OpenSSL must be able to decode.
 pb::Ref<CRY_PKEY_PUBLIC> keyIn( CRY_X509_CERTIFICATE *certificate, std::string &problem )
@@ -99,71 +88,20 @@ private:
     void readPrivate( const tool::Block &block, tool::Key &key )
     {
         std::string problem;
-        key.form = formOf( block.label );
+        key.form = tool::formOf( block.label );
         if( block.headers )
             key.form += ", protected by a password";
         else if( !block.pem )
             fail( block.problemLine, block.problem );
         if( block.headers )
-            takeUnprotected(
+            tool::takeUnprotected(
                 tool::decryptOldPem( pbBufferBytes( content.get() ) + block.offset, block.length, password, path ), key.privateKey, problem );
         else if( block.label == "ENCRYPTED PRIVATE KEY" )
-            readEncrypted( pb::adopt( cryPemData( block.pem.get() ) ).get(), key.privateKey, problem );
+            tool::readEncryptedKey( pb::adopt( cryPemData( block.pem.get() ) ).get(), password, path, key.privateKey, problem );
         else
-            readPlain( block.pem.get(), key.privateKey, problem );
+            tool::readPlainKey( block.pem.get(), key.privateKey, problem );
         if( !key.privateKey )
             fail( block.line, problem );
-    }
-
-    static void readPlain( CRY_PEM *pem, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
-    {
-        problem = problemIn( pb::adopt( cryPemData( pem ) ).get() );
-        if( !problem.empty() )
-            return;
-        ERR_clear_error();
-        key = pb::adopt( cryPkeyPrivateTryCreateFromPem( pem ) );
-        if( !key )
-            problem = "the private key does not parse" + tool::opensslReasonInBrackets();
-    }
-
-    void readEncrypted( PB_BUFFER *der, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
-    {
-        ERR_clear_error();
-        const unsigned char                                  *at = pbBufferBytes( der );
-        std::unique_ptr<X509_SIG, decltype( &X509_SIG_free )> sig( d2i_X509_SIG( nullptr, &at, (long)pbBufferLength( der ) ), X509_SIG_free );
-        if( sig )
-            takeUnprotected( tool::decryptPkcs8( sig.get(), password, path ), key, problem );
-        else
-            problem = "the private key does not parse" + tool::opensslReasonInBrackets();
-    }
-
-    static void takeUnprotected( const tool::Unprotected &unprotected, pb::Ref<CRY_PKEY_PRIVATE> &key, std::string &problem )
-    {
-        problem = unprotected.problem;
-        if( !unprotected.der )
-            return;
-        pb::Ref<PB_STRING> label = pb::adopt( pbStringCreateFromCstr( unprotected.label.data(), (PB_INT)unprotected.label.size() ) );
-        pb::Ref<CRY_PEM>   pem   = pb::adopt( cryPemCreate() );
-        cryPemSetLabel( pem.handle(), label.get() );
-        cryPemSetData( pem.handle(), unprotected.der.get() );
-        readPlain( pem.get(), key, problem );
-        if( !key && !problem.starts_with( "the key has" ) )
-            problem = "the password is wrong, or the key is damaged: " + problem;
-    }
-
-    // Larger numbers would keep the tool busy for minutes, and OpenSSL does not verify with them.
-    static std::string problemIn( PB_BUFFER *der )
-    {
-        switch( openssl___KeyProblem( pbBufferBytes( der ), pbBufferLength( der ) ) )
-        {
-        case OPENSSL___KEY_PROBLEM_NUMBER:
-            return "the key has a number of more than 16,384 bits, the limit";
-        case OPENSSL___KEY_PROBLEM_FORM:
-            return "the private key does not parse: it is nested deeper than any key is, or is in pieces";
-        case OPENSSL___KEY_PROBLEM_NONE:
-            break;
-        }
-        return "";
     }
 
     bool findPublic( tool::Key &key )
@@ -212,13 +150,13 @@ private:
         if( protectedKey && at == bytes + length )
         {
             key.form = "PKCS#8 in DER, protected by a password";
-            takeUnprotected( tool::decryptPkcs8( protectedKey.get(), password, path ), key.privateKey, problem );
+            tool::takeUnprotected( tool::decryptPkcs8( protectedKey.get(), password, path ), key.privateKey, problem );
             if( !key.privateKey )
                 throw tool::InputError( path, problem );
             return true;
         }
         // It may still be a certificate.
-        refusal = problemIn( content.get() );
+        refusal = tool::problemInKey( content.get() );
         if( !refusal.empty() )
             return false;
         at = bytes;
@@ -267,7 +205,7 @@ private:
         key.file = path;
         if( !key.privateKey )
         {
-            std::string problem = problemIn( pb::adopt( cryPemData( pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) ).get() ) ).get() );
+            std::string problem = tool::problemInKey( pb::adopt( cryPemData( pb::adopt( cryPkeyPublicPem( key.publicKey.get() ) ).get() ) ).get() );
             if( !problem.empty() )
                 throw tool::InputError( path, problem );
             return key;

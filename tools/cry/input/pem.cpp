@@ -106,6 +106,14 @@ bool tool::Blocks::next( Block &block )
     return true;
 }
 
+pb::Ref<CRY_PEM> tool::pemOf( const std::string &label, PB_BUFFER *der )
+{
+    pb::Ref<CRY_PEM> pem = pb::adopt( cryPemCreate() );
+    cryPemSetLabel( pem.handle(), pb::adopt( pbStringCreateFromCstr( label.data(), (PB_INT)label.size() ) ).get() );
+    cryPemSetData( pem.handle(), der );
+    return pem;
+}
+
 pb::Ref<PB_BUFFER> tool::pemText( CRY_PEM *pem )
 {
     pb::Ref<PB_BUFFER> encoded = pb::adopt( cryPemEncode( pem ) );

@@ -49,6 +49,9 @@ private:
     std::set<std::string> labels;
 };
 
+// A block of a label, which must be one, and bytes.
+pb::Ref<CRY_PEM> pemOf( const std::string &label, PB_BUFFER *der );
+
 // The text of PEM, with the line ends of text files.
 pb::Ref<PB_BUFFER> pemText( CRY_PEM *pem );
 

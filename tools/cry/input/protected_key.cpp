@@ -50,27 +50,6 @@ struct Asked
     }
 };
 
-// The text of a block as OpenSSL wants it: without blanks around its lines, which end with LF.
-pb::Ref<PB_BUFFER> tidied( const PB_BYTE *bytes, PB_INT length )
-{
-    pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
-    pbBufferSetSensitive( text.handle() );
-    auto isBlank = []( PB_BYTE c ) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; };
-    for( PB_INT begin = 0, end; begin < length; begin = end + ( end + 1 < length && bytes[end] == '\r' && bytes[end + 1] == '\n' ? 2 : 1 ) )
-    {
-        for( end = begin; end < length && bytes[end] != '\r' && bytes[end] != '\n'; )
-            end++;
-        PB_INT first = begin, last = end;
-        while( first < last && isBlank( bytes[first] ) )
-            first++;
-        while( last > first && isBlank( bytes[last - 1] ) )
-            last--;
-        pbBufferAppendBytes( text.handle(), bytes + first, last - first );
-        pbBufferAppendByte( text.handle(), '\n' );
-    }
-    return text;
-}
-
 // DER that OpenSSL allocated, which is freed.
 pb::Ref<PB_BUFFER> secretBuffer( unsigned char *der, long length )
 {
@@ -101,6 +80,26 @@ std::string decryptionProblem()
 
 }
 
+pb::Ref<PB_BUFFER> tool::tidiedPem( const PB_BYTE *bytes, PB_INT length )
+{
+    pb::Ref<PB_BUFFER> text = pb::adopt( pbBufferCreate() );
+    pbBufferSetSensitive( text.handle() );
+    auto isBlank = []( PB_BYTE c ) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; };
+    for( PB_INT begin = 0, end; begin < length; begin = end + ( end + 1 < length && bytes[end] == '\r' && bytes[end + 1] == '\n' ? 2 : 1 ) )
+    {
+        for( end = begin; end < length && bytes[end] != '\r' && bytes[end] != '\n'; )
+            end++;
+        PB_INT first = begin, last = end;
+        while( first < last && isBlank( bytes[first] ) )
+            first++;
+        while( last > first && isBlank( bytes[last - 1] ) )
+            last--;
+        pbBufferAppendBytes( text.handle(), bytes + first, last - first );
+        pbBufferAppendByte( text.handle(), '\n' );
+    }
+    return text;
+}
+
 tool::Unprotected tool::decryptPkcs8( const X509_SIG *sig, PasswordOptions &password, const std::string &path )
 {
     const X509_ALGOR *algorithm;
@@ -120,7 +119,7 @@ tool::Unprotected tool::decryptPkcs8( const X509_SIG *sig, PasswordOptions &pass
 
 tool::Unprotected tool::decryptOldPem( const PB_BYTE *text, PB_INT length, PasswordOptions &password, const std::string &path )
 {
-    pb::Ref<PB_BUFFER>                    tidy = tidied( text, length );
+    pb::Ref<PB_BUFFER>                    tidy = tidiedPem( text, length );
     std::unique_ptr<BIO, Freer<BIO_free>> bio( BIO_new_mem_buf( pbBufferBytes( tidy.get() ), (int)pbBufferLength( tidy.get() ) ) );
     Asked                                 asked{ password, path, nullptr };
     unsigned char                        *der       = nullptr;

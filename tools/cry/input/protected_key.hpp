@@ -20,6 +20,10 @@ struct Unprotected
     std::string        label, problem;
 };
 
+// The text of a block as OpenSSL wants it: without blanks around its lines, which end with LF. It
+// is sensitive.
+pb::Ref<PB_BUFFER> tidiedPem( const PB_BYTE *bytes, PB_INT length );
+
 // The content of encrypted PKCS#8 (RFC 5958, 3), decrypted with the password for the file. Throws
 // InputError if there is no password to be had.
 Unprotected decryptPkcs8( const X509_SIG *sig, PasswordOptions &password, const std::string &path );

@@ -5,32 +5,18 @@
 #include "text/printable.hpp"
 
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_decode.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
-#include <pb/pb_time.h>
 #include <pb/ref.hpp>
 
 namespace
 {
 
-std::string timeText( const ASN1_TIME *time )
-{
-    PB_TIME *decoded = cry___X509TryDecodeAsn1Time( time );
-    if( !decoded )
-        return "(unreadable)";
-    std::string text = tool::take( pbTimeToString( decoded ) );
-    pbTimeRelease( decoded );
-    return text;
-}
-
 std::string signatureText( X509 *x509 )
 {
-    if( int nid = X509_get_signature_nid( x509 ); nid != NID_undef )
-        return OBJ_nid2ln( nid );
     const X509_ALGOR *algorithm;
     X509_get0_signature( nullptr, &algorithm, x509 );
-    return tool::oidText( algorithm->algorithm );
+    return tool::longNameOf( algorithm->algorithm );
 }
 
 std::string fingerprintText( CRY_X509_CERTIFICATE *certificate )
@@ -52,8 +38,8 @@ tool::Facts::Facts( CRY_X509_CERTIFICATE *certificate ) : key( keyOf( certificat
     X509 *x509         = cry___X509CertificatePeekOpensslX509( certificate );
     subject            = tool::nameText( X509_get_subject_name( x509 ) );
     issuer             = tool::nameText( X509_get_issuer_name( x509 ) );
-    validFrom          = timeText( X509_get0_notBefore( x509 ) );
-    validUntil         = timeText( X509_get0_notAfter( x509 ) );
+    validFrom          = tool::timeText( X509_get0_notBefore( x509 ) );
+    validUntil         = tool::timeText( X509_get0_notAfter( x509 ) );
     signatureAlgorithm = signatureText( x509 );
     fingerprint        = fingerprintText( certificate );
 }

@@ -15,12 +15,17 @@ namespace
 
 std::string fingerprintOf( EVP_PKEY *key )
 {
-    std::string        der    = tool::derOf<EVP_PKEY>( key, i2d_PUBKEY );
-    pb::Ref<PB_BUFFER> bytes  = pb::adopt( pbBufferCreateFromBytes( der.data(), (PB_INT)der.size() ) );
-    pb::Ref<PB_BUFFER> digest = pb::adopt( der.empty() ? nullptr : cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, bytes.get() ) );
-    return digest ? tool::withColons( digest.get() ) : "";
+    std::string        der   = tool::derOf<EVP_PKEY>( key, i2d_PUBKEY );
+    pb::Ref<PB_BUFFER> bytes = pb::adopt( pbBufferCreateFromBytes( der.data(), (PB_INT)der.size() ) );
+    return der.empty() ? "" : tool::sha256Text( bytes.get() );
 }
 
+}
+
+std::string tool::sha256Text( PB_BUFFER *bytes )
+{
+    pb::Ref<PB_BUFFER> digest = pb::adopt( cryHashTryCompute( CRY_HASH_ALGORITHM_SHA2_256, bytes ) );
+    return digest ? withColons( digest.get() ) : "";
 }
 
 tool::KeyFacts::KeyFacts( EVP_PKEY *key )

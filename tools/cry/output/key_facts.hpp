@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <openssl/evp.h>
+#include <pb/pb_buffer.h>
 #include <string>
 
 namespace tool
@@ -22,6 +23,9 @@ struct KeyFacts
     std::string            text() const;
     nlohmann::ordered_json json() const;
 };
+
+// The SHA-256 fingerprint of bytes; empty if there is no SHA-256.
+std::string sha256Text( PB_BUFFER *bytes );
 
 // The text alone.
 std::string keyText( EVP_PKEY *key );

@@ -12,6 +12,22 @@ std::string tool::oidText( const ASN1_OBJECT *oid )
     return text;
 }
 
+std::string tool::longNameOf( const ASN1_OBJECT *oid )
+{
+    int nid = OBJ_obj2nid( oid );
+    return nid == NID_undef ? oidText( oid ) : OBJ_nid2ln( nid );
+}
+
+std::string tool::timeText( const ASN1_TIME *time )
+{
+    PB_TIME *decoded = cry___X509TryDecodeAsn1Time( time );
+    if( !decoded )
+        return "(unreadable)";
+    std::string text = take( pbTimeToString( decoded ) );
+    pbTimeRelease( decoded );
+    return text;
+}
+
 std::string tool::nameText( const X509_NAME *name )
 {
     if( PB_STRING *text = cry___X509TryDecodeX509Name( const_cast<X509_NAME *>( name ) ) )
