@@ -1,5 +1,6 @@
 #include <bn/internal/bn_int.h>
 #include <cry/internal/cry_x509_decode.h>
+#include <pb/containers.hpp>
 
 #include "common/cry_ossl_pem_object.hpp"
 
@@ -12,9 +13,86 @@ static constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_
     ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
 static_assert( nameFlags == 0x12031B );
 
+namespace
+{
+
+std::string_view viewOf( const ASN1_STRING *string )
+{
+    return { (const char *)ASN1_STRING_get0_data( string ), (size_t)ASN1_STRING_length( string ) };
+}
+
+// Whether the bytes of a string are ASCII characters if they are below 0x80. Other types have this
+// property too, but they are rare.
+bool isBytewise( const ASN1_STRING *string )
+{
+    int type = ASN1_STRING_type( string );
+    return type == V_ASN1_UTF8STRING || type == V_ASN1_PRINTABLESTRING || type == V_ASN1_IA5STRING;
+}
+
+bool isAscii( std::string_view text )
+{
+    unsigned char all = 0;
+    for( char c : text )
+        all |= (unsigned char)c;
+    return all < 0x80;
+}
+
+// The characters that the flags above never escape or quote, in the middle of a value.
+struct Unescaped
+{
+    bool has[256] = {};
+
+    consteval Unescaped()
+    {
+        for( std::string_view some : { "ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz", "0123456789", " '()*-./:=?@_&" } )
+        {
+            for( char c : some )
+                has[(unsigned char)c] = true;
+        }
+    }
+};
+constexpr Unescaped unescaped;
+
+bool isUnescaped( std::string_view value )
+{
+    for( char c : value )
+    {
+        if( !unescaped.has[(unsigned char)c] )
+            return false;
+    }
+    return !value.starts_with( ' ' ) && !value.ends_with( ' ' );
+}
+
+// Writes a name as X509_NAME_print_ex does, which takes several times as long. False if a part of
+// the name needs more than to be copied.
+bool tryWritePlain( const X509_NAME *name, pb::StdString<> &text )
+{
+    int setBefore = -1;
+    for( int index = X509_NAME_entry_count( name ) - 1; index >= 0; index-- )
+    {
+        const X509_NAME_ENTRY *entry = X509_NAME_get_entry( name, index );
+        const ASN1_STRING     *value = X509_NAME_ENTRY_get_data( entry );
+        int                    nid   = OBJ_obj2nid( X509_NAME_ENTRY_get_object( entry ) );
+        const char            *field = nid == NID_undef ? nullptr : OBJ_nid2sn( nid );
+        if( !field || !isBytewise( value ) || !isUnescaped( viewOf( value ) ) )
+            return false;
+        int set = X509_NAME_ENTRY_set( entry );
+        if( setBefore != -1 )
+            text += set == setBefore ? " + " : ", ";
+        setBefore = set;
+        text.append( field ).append( "=" ).append( viewOf( value ) );
+    }
+    return true;
+}
+
+}
+
 PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name )
 {
     PB_CHECK( name );
+    pb::StdString<> plain;
+    if( tryWritePlain( name, plain ) )
+        return pbStringTryCreateFromCstr( plain.data(), (PB_INT)plain.size() );
     cry::ossl::Ptr<BIO> bio = cry::ossl::memoryBio( pb::Site::here() );
     X509_NAME_print_ex( bio.get(), name, 0, nameFlags );
     char *text   = nullptr;
@@ -32,6 +110,11 @@ BN_INT *cry___X509TryDecodeAsn1Integer( const ASN1_INTEGER *asn1Integer )
 PB_STRING *cry___X509TryDecodeAsn1String( const ASN1_STRING *asn1String )
 {
     PB_CHECK( asn1String );
+    if( isBytewise( asn1String ) && isAscii( viewOf( asn1String ) ) )
+    {
+        std::string_view plain = viewOf( asn1String );
+        return plain.empty() ? nullptr : pbStringCreateFromCstr( plain.data(), (PB_INT)plain.size() );
+    }
     unsigned char *text   = nullptr;
     int            length = ASN1_STRING_to_UTF8( &text, asn1String );
     PB_STRING     *str    = length > 0 ? pbStringCreateFromCstr( (const char *)text, length ) : nullptr;

@@ -1,6 +1,7 @@
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
+#include <algorithm>
 #include <unicase.h>
 #include <unictype.h>
 #include <unistr.h>
@@ -47,8 +48,25 @@ static PB_STRING *createWithRoom( PB_INT bytes )
     return str;
 }
 
+// Most texts are ASCII. Eight bytes are looked at in each step.
+static bool isAscii( const PB_BYTE *bytes, PB_INT length )
+{
+    uint64_t all   = 0, eight;
+    PB_INT   index = 0;
+    for( ; index + 8 <= length; index += 8 )
+    {
+        std::memcpy( &eight, bytes + index, 8 );
+        all |= eight;
+    }
+    for( ; index < length; index++ )
+        all |= bytes[index];
+    return !( all & 0x8080808080808080 );
+}
+
 static PB_INT countCharacters( const PB_BYTE *bytes, PB_INT length )
 {
+    if( isAscii( bytes, length ) )
+        return length;
     PB_INT count = 0;
     for( PB_INT index = 0; index < length; index++ )
         count += ( bytes[index] & 0xC0 ) != 0x80;
@@ -65,7 +83,10 @@ static void appendValid( PB_STRING *str, const void *bytes, PB_INT length )
     str->content.bytes[str->content.length] = 0;
 }
 
-static bool validUtf8( const void *bytes, PB_INT length ) { return u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr; }
+static bool validUtf8( const void *bytes, PB_INT length )
+{
+    return isAscii( (const PB_BYTE *)bytes, length ) || u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr;
+}
 
 static void appendChar( PB_STRING *str, PB_CHAR character )
 {
@@ -343,9 +364,24 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
     }
 }
 
+// In ASCII, only the capital letters fold.
+static PB_STRING *foldAscii( PB_STRING *str )
+{
+    auto           isCapital = []( PB_BYTE byte ) { return byte >= 'A' && byte <= 'Z'; };
+    const PB_BYTE *begin     = str->content.bytes;
+    if( std::none_of( begin, begin + str->content.length, isCapital ) )
+        return pb::shareOrNull( str );
+    PB_STRING *result = pbStringCreateFrom( str );
+    for( PB_BYTE *byte = result->content.bytes; byte < result->content.bytes + result->content.length; byte++ )
+        *byte = isCapital( *byte ) ? (PB_BYTE)( *byte + 'a' - 'A' ) : *byte;
+    return result;
+}
+
 PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
+    if( str->characters == str->content.length )
+        return foldAscii( str );
     // No character folds to more than three times its bytes. If the room is enough, the library
     // allocates no memory, which it would free without overwriting it.
     size_t   room   = (size_t)str->content.length * 3 + 16;
