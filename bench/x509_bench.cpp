@@ -201,14 +201,14 @@ void registerNames()
     }
 }
 
-// Most names need no quotes; this one is printed by OpenSSL in both ways.
-void registerQuotedName( const bench::Certificate &leaf )
+// Few names need an escape; these are printed by OpenSSL in both ways.
+void registerEscapedName( const bench::Certificate &leaf )
 {
     std::shared_ptr<X509> x509( bench::plainCertificate( leaf.der ), X509_free );
     for( X509_NAME *name : { X509_get_subject_name( x509.get() ), X509_get_issuer_name( x509.get() ) } )
-        X509_NAME_add_entry_by_txt( name, "O", MBSTRING_ASC, (const unsigned char *)"Example, Inc.", -1, -1, 0 );
+        X509_NAME_add_entry_by_txt( name, "O", MBSTRING_ASC, (const unsigned char *)"Example \\ Inc.", -1, -1, 0 );
     bench::pair(
-        "info of a leaf with quotes in its names", [x509] { cryX509InfoRelease( cry___X509InfoCreateFromOpensslX509( x509.get() ) ); },
+        "info of a leaf with escapes in its names", [x509] { cryX509InfoRelease( cry___X509InfoCreateFromOpensslX509( x509.get() ) ); },
         [x509] { plainInfo( x509.get() ); } );
 }
 
@@ -285,7 +285,7 @@ void bench::registerX509()
 {
     registerKind( "RSA", material().rsa );
     registerKind( "EC", material().ec );
-    registerQuotedName( material().ec[0] );
+    registerEscapedName( material().ec[0] );
     registerNames();
 
     const char *bundle = cry___x509SystemPlaces[0];

@@ -37,35 +37,26 @@ bool isAscii( std::string_view text )
     return all < 0x80;
 }
 
-// The characters that the flags above never escape or quote, in the middle of a value.
-struct Unescaped
+// Writes a value. False if it needs an escape or may not be UTF-8.
+bool tryWriteValue( const ASN1_STRING *value, pb::StdString<> &text )
 {
-    bool has[256] = {};
-
-    consteval Unescaped()
+    std::string_view view   = viewOf( value );
+    bool             isUtf8 = ASN1_STRING_type( value ) == V_ASN1_UTF8STRING;
+    // OpenSSL puts no quotes around a number sign that is alone.
+    bool quotes = view.starts_with( ' ' ) || view.ends_with( ' ' ) || ( view.starts_with( '#' ) && view.size() > 1 );
+    for( char c : view )
     {
-        for( std::string_view some : { "ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz", "0123456789", " '()*-./:=?@_&" } )
-        {
-            for( char c : some )
-                has[(unsigned char)c] = true;
-        }
-    }
-};
-constexpr Unescaped unescaped;
-
-bool isUnescaped( std::string_view value )
-{
-    for( char c : value )
-    {
-        if( !unescaped.has[(unsigned char)c] )
+        if( (unsigned char)c < ' ' || c == '"' || c == '\\' || c == '\x7F' || ( (unsigned char)c >= 0x80 && !isUtf8 ) )
             return false;
+        quotes |= c == ',' || c == '+' || c == ';' || c == '<' || c == '>';
     }
-    return !value.starts_with( ' ' ) && !value.ends_with( ' ' );
+    text.append( quotes ? "\"" : "" ).append( view ).append( quotes ? "\"" : "" );
+    return true;
 }
 
-// Writes a name as X509_NAME_print_ex does, which takes several times as long. False if a part of
-// the name needs more than to be copied.
-bool tryWritePlain( const X509_NAME *name, pb::StdString<> &text )
+// Writes a name as X509_NAME_print_ex does, which takes several times as long. False if that
+// function must do it.
+bool tryWriteName( const X509_NAME *name, pb::StdString<> &text )
 {
     int setBefore = -1;
     for( int index = X509_NAME_entry_count( name ) - 1; index >= 0; index-- )
@@ -74,13 +65,15 @@ bool tryWritePlain( const X509_NAME *name, pb::StdString<> &text )
         const ASN1_STRING     *value = X509_NAME_ENTRY_get_data( entry );
         int                    nid   = OBJ_obj2nid( X509_NAME_ENTRY_get_object( entry ) );
         const char            *field = nid == NID_undef ? nullptr : OBJ_nid2sn( nid );
-        if( !field || !isBytewise( value ) || !isUnescaped( viewOf( value ) ) )
+        if( !field || !isBytewise( value ) )
             return false;
         int set = X509_NAME_ENTRY_set( entry );
         if( setBefore != -1 )
             text += set == setBefore ? " + " : ", ";
         setBefore = set;
-        text.append( field ).append( "=" ).append( viewOf( value ) );
+        text.append( field ).append( "=" );
+        if( !tryWriteValue( value, text ) )
+            return false;
     }
     return true;
 }
@@ -90,9 +83,10 @@ bool tryWritePlain( const X509_NAME *name, pb::StdString<> &text )
 PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name )
 {
     PB_CHECK( name );
-    pb::StdString<> plain;
-    if( tryWritePlain( name, plain ) )
-        return pbStringTryCreateFromCstr( plain.data(), (PB_INT)plain.size() );
+    pb::StdString<> written;
+    PB_STRING      *str = tryWriteName( name, written ) ? pbStringTryCreateFromCstr( written.data(), (PB_INT)written.size() ) : nullptr;
+    if( str )
+        return str;
     cry::ossl::Ptr<BIO> bio = cry::ossl::memoryBio( pb::Site::here() );
     X509_NAME_print_ex( bio.get(), name, 0, nameFlags );
     char *text   = nullptr;

@@ -177,6 +177,42 @@ void expectPrinted( X509_NAME *name ) { ASSERT_EQ( text( pb::adopt( cry___X509Tr
 
 }
 
+// Texts outside ASCII, well-formed or not.
+TEST( CryX509DecodeName, OtherCharactersAreWrittenAsOpensslWritesThem )
+{
+    Name name( X509_NAME_new(), X509_NAME_free );
+    ASSERT_EQ( X509_NAME_add_entry_by_txt( name.get(), "CN", MBSTRING_ASC, (const unsigned char *)"x", 1, -1, 0 ), 1 );
+    auto check = [&]( const std::string &value ) {
+        for( int type : { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING } )
+        {
+            setValue( name.get(), 0, type, value );
+            expectPrinted( name.get() );
+            ASSERT_FALSE( HasFatalFailure() ) << type << " " << hex( value );
+        }
+    };
+    for( PB_CHAR character : { 0x80, 0x7FF, 0x800, 0xD7FF, 0xD800, 0xDFFF, 0xE000, 0xFFFD, 0xFFFE, 0xFFFF, 0x10000, 0x10FFFF, 0x110000, 0x1FFFFF } )
+    {
+        // Also what is no character.
+        std::string value = character < 0x800 ? std::string{ (char)( 0xC0 | character >> 6 ) }
+            : character < 0x10000             ? std::string{ (char)( 0xE0 | character >> 12 ), (char)( 0x80 | ( character >> 6 & 0x3F ) ) }
+                                              : std::string{ (char)( 0xF0 | character >> 18 ), (char)( 0x80 | ( character >> 12 & 0x3F ) ),
+                                        (char)( 0x80 | ( character >> 6 & 0x3F ) ) };
+        value += (char)( 0x80 | ( character & 0x3F ) );
+        check( value );
+        check( "a, " + value + " " );
+        check( value.substr( 0, value.size() - 1 ) );
+    }
+    std::mt19937               random( 1 );
+    constexpr std::string_view bytes = "ab ,#\x80\xBF\xC0\xC3\xA9\xE0\xE2\x82\xAC\xED\xA0\xEF\xF0\x9F\x98\xF4\xF8\xFC\xFF";
+    for( int time = 0; time < 50000; time++ )
+    {
+        std::string value( 1 + random() % 6, 0 );
+        for( char &c : value )
+            c = bytes[random() % bytes.size()];
+        check( value );
+    }
+}
+
 // Every value of one and two bytes, also at the ends of a longer value; of the types that are not
 // UTF-8 every eleventh.
 TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
@@ -203,7 +239,7 @@ TEST( CryX509DecodeName, LongerNamesAreWrittenAsOpensslWritesThem )
 {
     std::mt19937               random( 1 );
     constexpr const char      *fields[] = { "CN", "O", "OU", "C", "DC", "emailAddress", "1.2.3.4" };
-    constexpr std::string_view common = "abcXYZ019 .-@/:=?'()*_&", rare = "#,+\"\\<>;\n\x7F\xC3\xA9~!$%[]{}|^`";
+    constexpr std::string_view common = "abcXYZ019 .-@/:=?'()*_&#,+<>;~!$%[]{}|^`", rare = "\"\\\n\x7F\xC3\xA9";
     for( int time = 0; time < 20000; time++ )
     {
         Name name( X509_NAME_new(), X509_NAME_free );
