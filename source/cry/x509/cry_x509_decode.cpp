@@ -1,5 +1,6 @@
 #include <bn/internal/bn_int.h>
 #include <cry/internal/cry_x509_decode.h>
+#include <pb/ascii.hpp>
 #include <pb/containers.hpp>
 
 #include "common/cry_ossl_pem_object.hpp"
@@ -27,14 +28,6 @@ bool isBytewise( const ASN1_STRING *string )
 {
     int type = ASN1_STRING_type( string );
     return type == V_ASN1_UTF8STRING || type == V_ASN1_PRINTABLESTRING || type == V_ASN1_IA5STRING;
-}
-
-bool isAscii( std::string_view text )
-{
-    unsigned char all = 0;
-    for( char c : text )
-        all |= (unsigned char)c;
-    return all < 0x80;
 }
 
 // Writes a value. False if it needs an escape or may not be UTF-8.
@@ -104,11 +97,9 @@ BN_INT *cry___X509TryDecodeAsn1Integer( const ASN1_INTEGER *asn1Integer )
 PB_STRING *cry___X509TryDecodeAsn1String( const ASN1_STRING *asn1String )
 {
     PB_CHECK( asn1String );
-    if( isBytewise( asn1String ) && isAscii( viewOf( asn1String ) ) )
-    {
-        std::string_view plain = viewOf( asn1String );
+    std::string_view plain = viewOf( asn1String );
+    if( isBytewise( asn1String ) && pb::isAscii( plain.data(), plain.size() ) )
         return plain.empty() ? nullptr : pbStringCreateFromCstr( plain.data(), (PB_INT)plain.size() );
-    }
     unsigned char *text   = nullptr;
     int            length = ASN1_STRING_to_UTF8( &text, asn1String );
     PB_STRING     *str    = length > 0 ? pbStringCreateFromCstr( (const char *)text, length ) : nullptr;

@@ -1,3 +1,4 @@
+#include <pb/ascii.hpp>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
@@ -48,24 +49,9 @@ static PB_STRING *createWithRoom( PB_INT bytes )
     return str;
 }
 
-// Most texts are ASCII. Eight bytes are looked at in each step.
-static bool isAscii( const PB_BYTE *bytes, PB_INT length )
-{
-    uint64_t all   = 0, eight;
-    PB_INT   index = 0;
-    for( ; index + 8 <= length; index += 8 )
-    {
-        std::memcpy( &eight, bytes + index, 8 );
-        all |= eight;
-    }
-    for( ; index < length; index++ )
-        all |= bytes[index];
-    return !( all & 0x8080808080808080 );
-}
-
 static PB_INT countCharacters( const PB_BYTE *bytes, PB_INT length )
 {
-    if( isAscii( bytes, length ) )
+    if( pb::isAscii( bytes, (size_t)length ) )
         return length;
     PB_INT count = 0;
     for( PB_INT index = 0; index < length; index++ )
@@ -85,7 +71,7 @@ static void appendValid( PB_STRING *str, const void *bytes, PB_INT length )
 
 static bool validUtf8( const void *bytes, PB_INT length )
 {
-    return isAscii( (const PB_BYTE *)bytes, length ) || u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr;
+    return pb::isAscii( bytes, (size_t)length ) || u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr;
 }
 
 static void appendChar( PB_STRING *str, PB_CHAR character )
