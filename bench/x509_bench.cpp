@@ -6,6 +6,7 @@
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_certificates.h>
+#include <cry/internal/cry_x509_info.h>
 #include <cry/internal/cry_x509_sans.h>
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
@@ -48,13 +49,17 @@ void plainVerify( X509 *leaf, X509 *intermediate, X509 *root )
     X509_STORE_free( store );
 }
 
+// The form of names that the library gives.
+constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT |
+    ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
+
 // What a program writes that looks at names, serial number, validity and usage extensions.
 void plainInfo( const X509 *x509 )
 {
     for( const X509_NAME *name : { X509_get_subject_name( x509 ), X509_get_issuer_name( x509 ) } )
     {
         BIO *bio = BIO_new( BIO_s_mem() );
-        X509_NAME_print_ex( bio, name, 0, XN_FLAG_RFC2253 );
+        X509_NAME_print_ex( bio, name, 0, nameFlags );
         BIO_free( bio );
     }
     BN_free( ASN1_INTEGER_to_BN( X509_get0_serialNumber( x509 ), nullptr ) );
@@ -89,14 +94,16 @@ struct OursChain
     }
 };
 
-// A certificate that has only names: host-0.example.com to host-98.example.com and a wildcard.
-std::shared_ptr<X509> certificateWithHundredNames()
+std::string hostName( int number ) { return "host-" + std::to_string( number ) + ".example.com"; }
+
+// A certificate that has only names: host-0.example.com and so on, and a wildcard as the last one.
+std::shared_ptr<X509> certificateWithNames( int count )
 {
     std::shared_ptr<X509>          x509( X509_new(), X509_free );
     std::shared_ptr<GENERAL_NAMES> names( GENERAL_NAMES_new(), GENERAL_NAMES_free );
-    for( int number = 0; number < 100; number++ )
+    for( int number = 0; number < count; number++ )
     {
-        std::string     host = number < 99 ? "host-" + std::to_string( number ) + ".example.com" : "*.example.org";
+        std::string     host = number < count - 1 ? hostName( number ) : "*.example.org";
         ASN1_IA5STRING *text = ASN1_IA5STRING_new();
         ASN1_STRING_set( text, host.data(), (int)host.size() );
         GENERAL_NAME *name = GENERAL_NAME_new();
@@ -113,6 +120,19 @@ pb::Ref<CRY_X509_SANS> namesOf( X509 *x509 )
     pb::Ref<CRY_X509_SANS> sans  = pb::adopt( cry___X509SansCreateFromOpensslSubjectAltNames( names ) );
     GENERAL_NAMES_free( names );
     return sans;
+}
+
+// What a program writes that looks at all names.
+void plainNames( const X509 *x509 )
+{
+    GENERAL_NAMES *names = (GENERAL_NAMES *)X509_get_ext_d2i( x509, NID_subject_alt_name, nullptr, nullptr );
+    for( int index = 0; index < sk_GENERAL_NAME_num( names ); index++ )
+    {
+        unsigned char *text;
+        ASN1_STRING_to_UTF8( &text, sk_GENERAL_NAME_value( names, index )->d.dNSName );
+        OPENSSL_free( text );
+    }
+    GENERAL_NAMES_free( names );
 }
 
 // The host must match the wildcard, which is the last name.
@@ -132,16 +152,64 @@ void plainCheckHost( X509 *x509, const char *host )
         std::abort();
 }
 
+// None of the hosts may match.
+void checkOtherHosts( CRY_X509_SANS *names, int count )
+{
+    pb::Ref<CRY_X509_SANS> wanted = pb::adopt( cryX509SansCreate() );
+    for( int number = 0; number < count; number++ )
+    {
+        pb::Ref<PB_STRING>    text = pb::adopt( pbStringCreateFromCstr( ( "other-" + hostName( number ) ).c_str(), -1 ) );
+        pb::Ref<CRY_X509_SAN> san  = pb::adopt( cryX509SanTryCreateFromHost( text.get() ) );
+        cryX509SansSet( wanted.handle(), san.get() );
+    }
+    if( cryX509SansHasMatch( names, wanted.get(), PB_TRUE ) )
+        std::abort();
+}
+
+void plainCheckOtherHosts( X509 *x509, int count )
+{
+    for( int number = 0; number < count; number++ )
+    {
+        if( X509_check_host( x509, ( "other-" + hostName( number ) ).c_str(), 0, 0, nullptr ) != 0 )
+            std::abort();
+    }
+}
+
 void registerNames()
 {
     static constexpr char host[]    = "www.example.org";
-    std::shared_ptr<X509> x509      = certificateWithHundredNames();
+    std::shared_ptr<X509> x509      = certificateWithNames( 100 );
     auto                  names     = std::make_shared<pb::Ref<CRY_X509_SANS>>( namesOf( x509.get() ) );
     auto                  plainWork = [x509] { plainCheckHost( x509.get(), host ); };
     bench::pair(
         "one host against a hundred names, names read", [x509] { checkHost( namesOf( x509.get() ).get(), host ); }, plainWork );
     bench::pair(
         "one host against a hundred names", [names] { checkHost( names->get(), host ); }, plainWork );
+
+    constexpr int         count    = 1000;
+    std::shared_ptr<X509> thousand = certificateWithNames( count );
+    auto                  read     = std::make_shared<pb::Ref<CRY_X509_SANS>>( namesOf( thousand.get() ) );
+    bench::pair(
+        "a thousand hosts against a thousand names, no match", [read] { checkOtherHosts( read->get(), count ); },
+        [thousand] { plainCheckOtherHosts( thousand.get(), count ); } );
+
+    for( int count : { 10'000, 100'000, 1'000'000 } )
+    {
+        std::shared_ptr<X509> large = certificateWithNames( count );
+        bench::pair(
+            "names of a certificate read, " + std::to_string( count ), [large] { namesOf( large.get() ); }, [large] { plainNames( large.get() ); } );
+    }
+}
+
+// Few names need an escape; these are printed by OpenSSL in both ways.
+void registerEscapedName( const bench::Certificate &leaf )
+{
+    std::shared_ptr<X509> x509( bench::plainCertificate( leaf.der ), X509_free );
+    for( X509_NAME *name : { X509_get_subject_name( x509.get() ), X509_get_issuer_name( x509.get() ) } )
+        X509_NAME_add_entry_by_txt( name, "O", MBSTRING_ASC, (const unsigned char *)"Example \\ Inc.", -1, -1, 0 );
+    bench::pair(
+        "info of a leaf with escapes in its names", [x509] { cryX509InfoRelease( cry___X509InfoCreateFromOpensslX509( x509.get() ) ); },
+        [x509] { plainInfo( x509.get() ); } );
 }
 
 void registerKind( const std::string &kind, const Chain &chain )
@@ -217,6 +285,7 @@ void bench::registerX509()
 {
     registerKind( "RSA", material().rsa );
     registerKind( "EC", material().ec );
+    registerEscapedName( material().ec[0] );
     registerNames();
 
     const char *bundle = cry___x509SystemPlaces[0];

@@ -1,5 +1,6 @@
 #include <in/in_dns_idna.h>
 #include <in/internal/in_dns_idna.h>
+#include <pb/ascii.hpp>
 #include <pb/containers.hpp>
 #include <pb/ref.hpp>
 
@@ -38,19 +39,18 @@ constexpr char lower( char c ) { return c >= 'A' && c <= 'Z' ? (char)( c + 32 ) 
 
 bool isIdna( std::string_view label )
 {
-    for( char c : label )
-    {
-        if( (unsigned char)c >= 0x80 )
-            return true;
-    }
+    if( !pb::isAscii( label.data(), label.size() ) )
+        return true;
     return label.size() >= 4 && lower( label[0] ) == 'x' && lower( label[1] ) == 'n' && label[2] == '-' && label[3] == '-';
 }
 
 bool hasIdna( std::string_view name )
 {
-    for( size_t index = 0; index < name.size(); index++ )
+    if( !pb::isAscii( name.data(), name.size() ) )
+        return true;
+    for( size_t hyphens = name.find( "--" ); hyphens != name.npos; hyphens = name.find( "--", hyphens + 1 ) )
     {
-        if( (unsigned char)name[index] >= 0x80 || ( name[index] == '-' && index >= 3 && isIdna( name.substr( index - 3, 4 ) ) ) )
+        if( hyphens >= 2 && isIdna( name.substr( hyphens - 2, 4 ) ) )
             return true;
     }
     return false;

@@ -7,6 +7,8 @@
 #include <functional>
 #include <random>
 #include <sstream>
+#include <unicase.h>
+#include <unistr.h>
 
 using namespace support;
 
@@ -447,6 +449,64 @@ TEST( PbString, FoldsCaseFully )
     EXPECT_EQ( folded( "\xCE\x90" ), "\xCE\xB9\xCC\x88\xCC\x81" );                 // two bytes become six
 }
 
+// Every ASCII text of one or two characters, and random longer ones, also with a character outside
+// ASCII, against the library's own folding.
+TEST( PbString, FoldsAsciiAsTheLibraryDoes )
+{
+    auto check = []( const std::string &content ) {
+        size_t   length = 0;
+        uint8_t *wanted = u8_casefold( (const uint8_t *)content.data(), content.size(), nullptr, nullptr, nullptr, &length );
+        ASSERT_EQ( folded( content ), std::string( (const char *)wanted, length ) );
+        std::free( wanted );
+    };
+    for( int a = 0; a < 128; a++ )
+    {
+        check( { (char)a } );
+        for( int b = 0; b < 128; b++ )
+            check( { (char)a, (char)b } );
+    }
+    std::mt19937 random( 1 );
+    for( int time = 0; time < 2000; time++ )
+    {
+        std::string content( random() % 40, 0 );
+        for( char &c : content )
+            c = (char)( random() % 128 );
+        check( content );
+        check( content + "\u00C9" + content );
+    }
+}
+
+TEST( PbString, FoldingLeavesOtherHoldersAlone )
+{
+    for( std::string_view content : { "Ab", "ab" } )
+    {
+        pb::Ref<PB_STRING> string = str( content ), fold = pb::adopt( pbStringToCaseFold( string.get() ) );
+        pbStringAppendChar( fold.handle(), '!' );
+        EXPECT_EQ( text( string ), content );
+        EXPECT_EQ( text( fold ), "ab!" );
+    }
+}
+
+// A byte of each class at each place, so that a check of several bytes at once misses none of them.
+TEST( PbString, EveryPlaceOfAShortTextIsCheckedForUtf8 )
+{
+    for( size_t length = 1; length < 30; length++ )
+    {
+        for( size_t place = 0; place < length; place++ )
+        {
+            for( const char *part : { "\x7F", "\x80", "\xC0", "\xC3", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xFF" } )
+            {
+                std::string        content = std::string( place, 'a' ) + part + std::string( length - place - 1, 'b' );
+                bool               valid   = !u8_check( (const uint8_t *)content.data(), content.size() );
+                pb::Ref<PB_STRING> string  = pb::adopt( pbStringTryCreateFromCstr( content.data(), (PB_INT)content.size() ) );
+                ASSERT_EQ( (bool)string, valid ) << hex( content );
+                if( valid )
+                    ASSERT_EQ( pbStringLength( string.get() ), (PB_INT)length ) << hex( content );
+            }
+        }
+    }
+}
+
 // Every line of the Unicode Character Database's CaseFolding.txt that full folding uses, if that
 // file is installed.
 TEST( PbString, FoldsAsTheUnicodeCharacterDatabaseSays )
@@ -664,6 +724,8 @@ TEST( PbString, FoldingASensitiveStringLeavesNothingInTheHeap )
         for( volatile char &character : masked )
             pbStringAppendChar( string.handle(), (PB_CHAR)( character ^ mask ) );
     }
+    // The library does not fold ASCII texts.
+    pbStringAppendChar( string.handle(), 0xE9 );
     // The search finds the strings, unless a tool replaced the heap.
     if( remains() != 20u )
         GTEST_SKIP() << "strings are not in the heap that is searched";

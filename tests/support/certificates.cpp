@@ -196,6 +196,16 @@ std::string support::pemText( std::string_view label, std::string_view body )
     return content( bio );
 }
 
+std::string support::fromBase64( const std::string &text )
+{
+    std::string out( text.size() / 4 * 3 + 3, 0 );
+    int         length  = EVP_DecodeBlock( (unsigned char *)out.data(), (const unsigned char *)text.data(), (int)text.size() );
+    size_t      padding = text.size() - text.find_last_not_of( '=' ) - 1;
+    EXPECT_GE( length, 0 ) << text;
+    out.resize( length < 0 || text.empty() ? 0 : (size_t)length - padding );
+    return out;
+}
+
 std::string support::pkcs8Text( EVP_PKEY *pkey )
 {
     Bio bio = memory();

@@ -73,7 +73,8 @@ std::string        der( X509 *x509 );
 inline std::string der( const Cert &cert ) { return der( cert.get() ); }
 std::string        pemText( const Cert &cert );
 std::string        pemText( std::string_view label, std::string_view body );
-std::string        pkcs8Text( EVP_PKEY *pkey ); // empty if it cannot be written
+std::string        fromBase64( const std::string &text ); // without line breaks
+std::string        pkcs8Text( EVP_PKEY *pkey );           // empty if it cannot be written
 
 // The certificate that d2i_X509 reads from some bytes in the default context, or null.
 Cert parseDer( std::string_view der );

@@ -23,16 +23,6 @@ namespace fs = std::filesystem;
 namespace
 {
 
-std::string fromBase64( const std::string &text )
-{
-    std::string out( text.size() / 4 * 3 + 3, 0 );
-    int         length  = EVP_DecodeBlock( (unsigned char *)out.data(), (const unsigned char *)text.data(), (int)text.size() );
-    size_t      padding = text.size() - text.find_last_not_of( '=' ) - 1;
-    EXPECT_GE( length, 0 ) << text;
-    out.resize( length < 0 || text.empty() ? 0 : (size_t)length - padding );
-    return out;
-}
-
 // The expected result of the name decoder: OpenSSL's text, if it is UTF-8.
 std::string printedName( const X509_NAME *name )
 {

@@ -17,16 +17,6 @@ namespace fs = std::filesystem;
 namespace
 {
 
-std::string fromBase64( const std::string &text )
-{
-    std::string out( text.size() / 4 * 3 + 3, 0 );
-    int         length  = EVP_DecodeBlock( (unsigned char *)out.data(), (const unsigned char *)text.data(), (int)text.size() );
-    size_t      padding = text.size() - text.find_last_not_of( '=' ) - 1;
-    EXPECT_GE( length, 0 ) << text;
-    out.resize( length < 0 || text.empty() ? 0 : (size_t)length - padding );
-    return out;
-}
-
 nlohmann::json readJson( const fs::path &path ) { return support::parseJson( support::read( path ) ); }
 
 // Whether the request is signed with its own key, as the library returns that key. False if the key

@@ -1,5 +1,7 @@
 #include <bn/internal/bn_int.h>
 #include <cry/internal/cry_x509_decode.h>
+#include <pb/ascii.hpp>
+#include <pb/containers.hpp>
 
 #include "common/cry_ossl_pem_object.hpp"
 
@@ -12,9 +14,72 @@ static constexpr unsigned long nameFlags = ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_
     ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV;
 static_assert( nameFlags == 0x12031B );
 
+namespace
+{
+
+std::string_view viewOf( const ASN1_STRING *string )
+{
+    return { (const char *)ASN1_STRING_get0_data( string ), (size_t)ASN1_STRING_length( string ) };
+}
+
+// Whether the bytes of a string are ASCII characters if they are below 0x80. Other types have this
+// property too, but they are rare.
+bool isBytewise( const ASN1_STRING *string )
+{
+    int type = ASN1_STRING_type( string );
+    return type == V_ASN1_UTF8STRING || type == V_ASN1_PRINTABLESTRING || type == V_ASN1_IA5STRING;
+}
+
+// Writes a value. False if it needs an escape or may not be UTF-8.
+bool tryWriteValue( const ASN1_STRING *value, pb::StdString<> &text )
+{
+    std::string_view view   = viewOf( value );
+    bool             isUtf8 = ASN1_STRING_type( value ) == V_ASN1_UTF8STRING;
+    // OpenSSL puts no quotes around a number sign that is alone.
+    bool quotes = view.starts_with( ' ' ) || view.ends_with( ' ' ) || ( view.starts_with( '#' ) && view.size() > 1 );
+    for( char c : view )
+    {
+        if( (unsigned char)c < ' ' || c == '"' || c == '\\' || c == '\x7F' || ( (unsigned char)c >= 0x80 && !isUtf8 ) )
+            return false;
+        quotes |= c == ',' || c == '+' || c == ';' || c == '<' || c == '>';
+    }
+    text.append( quotes ? "\"" : "" ).append( view ).append( quotes ? "\"" : "" );
+    return true;
+}
+
+// Writes a name as X509_NAME_print_ex does, which takes several times as long. False if that
+// function must do it.
+bool tryWriteName( const X509_NAME *name, pb::StdString<> &text )
+{
+    int setBefore = -1;
+    for( int index = X509_NAME_entry_count( name ) - 1; index >= 0; index-- )
+    {
+        const X509_NAME_ENTRY *entry = X509_NAME_get_entry( name, index );
+        const ASN1_STRING     *value = X509_NAME_ENTRY_get_data( entry );
+        int                    nid   = OBJ_obj2nid( X509_NAME_ENTRY_get_object( entry ) );
+        const char            *field = nid == NID_undef ? nullptr : OBJ_nid2sn( nid );
+        if( !field || !isBytewise( value ) )
+            return false;
+        int set = X509_NAME_ENTRY_set( entry );
+        if( setBefore != -1 )
+            text += set == setBefore ? " + " : ", ";
+        setBefore = set;
+        text.append( field ).append( "=" );
+        if( !tryWriteValue( value, text ) )
+            return false;
+    }
+    return true;
+}
+
+}
+
 PB_STRING *cry___X509TryDecodeX509Name( X509_NAME *name )
 {
     PB_CHECK( name );
+    pb::StdString<> written;
+    PB_STRING      *str = tryWriteName( name, written ) ? pbStringTryCreateFromCstr( written.data(), (PB_INT)written.size() ) : nullptr;
+    if( str )
+        return str;
     cry::ossl::Ptr<BIO> bio = cry::ossl::memoryBio( pb::Site::here() );
     X509_NAME_print_ex( bio.get(), name, 0, nameFlags );
     char *text   = nullptr;
@@ -32,6 +97,9 @@ BN_INT *cry___X509TryDecodeAsn1Integer( const ASN1_INTEGER *asn1Integer )
 PB_STRING *cry___X509TryDecodeAsn1String( const ASN1_STRING *asn1String )
 {
     PB_CHECK( asn1String );
+    std::string_view plain = viewOf( asn1String );
+    if( isBytewise( asn1String ) && pb::isAscii( plain.data(), plain.size() ) )
+        return plain.empty() ? nullptr : pbStringCreateFromCstr( plain.data(), (PB_INT)plain.size() );
     unsigned char *text   = nullptr;
     int            length = ASN1_STRING_to_UTF8( &text, asn1String );
     PB_STRING     *str    = length > 0 ? pbStringCreateFromCstr( (const char *)text, length ) : nullptr;

@@ -1,6 +1,8 @@
+#include <pb/ascii.hpp>
 #include <pb/pb_string.h>
 #include <pb/sort.hpp>
 
+#include <algorithm>
 #include <unicase.h>
 #include <unictype.h>
 #include <unistr.h>
@@ -50,6 +52,8 @@ static PB_STRING *createWithRoom( PB_INT bytes )
 
 static PB_INT countCharacters( const PB_BYTE *bytes, PB_INT length )
 {
+    if( pb::isAscii( bytes, (size_t)length ) )
+        return length;
     PB_INT count = 0;
     for( PB_INT index = 0; index < length; index++ )
         count += ( bytes[index] & 0xC0 ) != 0x80;
@@ -66,7 +70,10 @@ static void appendValid( PB_STRING *str, const void *bytes, PB_INT length )
     str->content.bytes[str->content.length] = 0;
 }
 
-static bool validUtf8( const void *bytes, PB_INT length ) { return u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr; }
+static bool validUtf8( const void *bytes, PB_INT length )
+{
+    return pb::isAscii( bytes, (size_t)length ) || u8_check( (const uint8_t *)bytes, (size_t)length ) == nullptr;
+}
 
 static void appendChar( PB_STRING *str, PB_CHAR character )
 {
@@ -361,9 +368,24 @@ PB_VECTOR *pbStringSplitChar( PB_STRING *str, PB_CHAR separator )
     }
 }
 
+// In ASCII, only the capital letters fold.
+static PB_STRING *foldAscii( PB_STRING *str )
+{
+    auto           isCapital = []( PB_BYTE byte ) { return byte >= 'A' && byte <= 'Z'; };
+    const PB_BYTE *begin     = str->content.bytes;
+    if( std::none_of( begin, begin + str->content.length, isCapital ) )
+        return pb::shareOrNull( str );
+    PB_STRING *result = pbStringCreateFrom( str );
+    for( PB_BYTE *byte = result->content.bytes; byte < result->content.bytes + result->content.length; byte++ )
+        *byte = isCapital( *byte ) ? (PB_BYTE)( *byte + 'a' - 'A' ) : *byte;
+    return result;
+}
+
 PB_STRING *pbStringToCaseFold( PB_STRING *str )
 {
     PB_CHECK( str );
+    if( str->characters == str->content.length )
+        return foldAscii( str );
     // No character folds to more than three times its bytes. If the room is enough, the library
     // allocates no memory, which it would free without overwriting it.
     size_t   room   = (size_t)str->content.length * 3 + 16;

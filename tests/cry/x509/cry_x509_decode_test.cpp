@@ -9,6 +9,7 @@
 #include <openssl/bn.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
+#include <random>
 
 using namespace support;
 
@@ -141,6 +142,124 @@ TEST( CryX509DecodeName, LongNamesComeWhole )
     X509_NAME_free( name );
 }
 
+namespace
+{
+
+constexpr int characterTypes[] = { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING, V_ASN1_T61STRING, V_ASN1_VISIBLESTRING,
+    V_ASN1_NUMERICSTRING, V_ASN1_BMPSTRING, V_ASN1_UNIVERSALSTRING, V_ASN1_GENERALSTRING, V_ASN1_OCTET_STRING };
+
+using Name = std::unique_ptr<X509_NAME, decltype( &X509_NAME_free )>;
+
+// Sets the value of a part without any check.
+void setValue( X509_NAME *name, int index, int type, std::string_view value )
+{
+    ASN1_STRING *data = X509_NAME_ENTRY_get_data( X509_NAME_get_entry( name, index ) );
+    ASN1_STRING_set( data, value.data(), (int)value.size() );
+    data->type = type;
+}
+
+// OpenSSL's text, if it is UTF-8.
+std::string printedName( const X509_NAME *name )
+{
+    BIO *bio = BIO_new( BIO_s_mem() );
+    X509_NAME_print_ex( bio, name, 0,
+        ASN1_STRFLGS_ESC_2253 | ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_ESC_QUOTE | ASN1_STRFLGS_UTF8_CONVERT | ASN1_STRFLGS_DUMP_UNKNOWN |
+            ASN1_STRFLGS_DUMP_DER | XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV );
+    char       *printed = nullptr;
+    long        length  = BIO_get_mem_data( bio, &printed );
+    std::string out     = text( pb::adopt( pbStringTryCreateFromCstr( printed ? printed : "", length ) ) );
+    BIO_free( bio );
+    ERR_clear_error();
+    return out;
+}
+
+void expectPrinted( X509_NAME *name ) { ASSERT_EQ( text( pb::adopt( cry___X509TryDecodeX509Name( name ) ) ), printedName( name ) ); }
+
+}
+
+// Texts outside ASCII, well-formed or not.
+TEST( CryX509DecodeName, OtherCharactersAreWrittenAsOpensslWritesThem )
+{
+    Name name( X509_NAME_new(), X509_NAME_free );
+    ASSERT_EQ( X509_NAME_add_entry_by_txt( name.get(), "CN", MBSTRING_ASC, (const unsigned char *)"x", 1, -1, 0 ), 1 );
+    auto check = [&]( const std::string &value ) {
+        for( int type : { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING } )
+        {
+            setValue( name.get(), 0, type, value );
+            expectPrinted( name.get() );
+            ASSERT_FALSE( HasFatalFailure() ) << type << " " << hex( value );
+        }
+    };
+    for( PB_CHAR character : { 0x80, 0x7FF, 0x800, 0xD7FF, 0xD800, 0xDFFF, 0xE000, 0xFFFD, 0xFFFE, 0xFFFF, 0x10000, 0x10FFFF, 0x110000, 0x1FFFFF } )
+    {
+        // Also what is no character.
+        std::string value = character < 0x800 ? std::string{ (char)( 0xC0 | character >> 6 ) }
+            : character < 0x10000             ? std::string{ (char)( 0xE0 | character >> 12 ), (char)( 0x80 | ( character >> 6 & 0x3F ) ) }
+                                              : std::string{ (char)( 0xF0 | character >> 18 ), (char)( 0x80 | ( character >> 12 & 0x3F ) ),
+                                        (char)( 0x80 | ( character >> 6 & 0x3F ) ) };
+        value += (char)( 0x80 | ( character & 0x3F ) );
+        check( value );
+        check( "a, " + value + " " );
+        check( value.substr( 0, value.size() - 1 ) );
+    }
+    std::mt19937               random( 1 );
+    constexpr std::string_view bytes = "ab ,#\x80\xBF\xC0\xC3\xA9\xE0\xE2\x82\xAC\xED\xA0\xEF\xF0\x9F\x98\xF4\xF8\xFC\xFF";
+    for( int time = 0; time < 50000; time++ )
+    {
+        std::string value( 1 + random() % 6, 0 );
+        for( char &c : value )
+            c = bytes[random() % bytes.size()];
+        check( value );
+    }
+}
+
+// Every value of one and two bytes, also at the ends of a longer value; of the types that are not
+// UTF-8 every eleventh.
+TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
+{
+    Name name( X509_NAME_new(), X509_NAME_free );
+    ASSERT_EQ( X509_NAME_add_entry_by_txt( name.get(), "CN", MBSTRING_ASC, (const unsigned char *)"x", 1, -1, 0 ), 1 );
+    for( int type : characterTypes )
+    {
+        for( int pair = 0; pair < 0x10000; pair += type == V_ASN1_UTF8STRING ? 1 : 11 )
+        {
+            const char first = (char)( pair >> 8 ), last = (char)pair;
+            for( const std::string &value : { std::string( 1, last ), std::string{ first, last }, std::string{ first, 'x', ' ', last } } )
+            {
+                setValue( name.get(), 0, type, value );
+                expectPrinted( name.get() );
+                if( HasFatalFailure() )
+                    FAIL() << type << " " << hex( value );
+            }
+        }
+    }
+}
+
+TEST( CryX509DecodeName, LongerNamesAreWrittenAsOpensslWritesThem )
+{
+    std::mt19937               random( 1 );
+    constexpr const char      *fields[] = { "CN", "O", "OU", "C", "DC", "emailAddress", "1.2.3.4" };
+    constexpr std::string_view common = "abcXYZ019 .-@/:=?'()*_&#,+<>;~!$%[]{}|^`", rare = "\"\\\n\x7F\xC3\xA9";
+    for( int time = 0; time < 20000; time++ )
+    {
+        Name name( X509_NAME_new(), X509_NAME_free );
+        int  parts = (int)( random() % 6 );
+        for( int part = 0; part < parts; part++ )
+        {
+            std::string value( random() % 12, 0 );
+            for( char &c : value )
+                c = random() % 40 ? common[random() % common.size()] : rare[random() % rare.size()];
+            const char *field = fields[random() % ( random() % 5 ? 6 : 7 )];
+            int         set   = random() % 3 ? 0 : -1;
+            ASSERT_EQ( X509_NAME_add_entry_by_txt( name.get(), field, V_ASN1_UTF8STRING, (const unsigned char *)"x", 1, -1, set ), 1 ) << field;
+            setValue( name.get(), part, characterTypes[random() % ( random() % 5 ? 3 : 10 )], value );
+        }
+        expectPrinted( name.get() );
+        if( HasFatalFailure() )
+            FAIL() << time;
+    }
+}
+
 TEST( CryX509DecodeInteger, KeepsSizeAndSign )
 {
     for( const char *decimal :
@@ -185,6 +304,32 @@ TEST( CryX509DecodeString, MalformedAndOtherTypesAreNone )
     EXPECT_EQ( decodedString( V_ASN1_OCTET_STRING, "abc" ), "(null)" );
     EXPECT_EQ( decodedString( V_ASN1_INTEGER, "abc" ), "(null)" );
     ERR_clear_error();
+}
+
+TEST( CryX509DecodeString, IsTheTextThatOpensslMakes )
+{
+    auto check = []( int type, std::string_view value ) {
+        ASN1_STRING *string = ASN1_STRING_type_new( type );
+        ASN1_STRING_set( string, value.data(), (int)value.size() );
+        unsigned char *wanted = nullptr;
+        int            length = ASN1_STRING_to_UTF8( &wanted, string );
+        EXPECT_EQ(
+            text( pb::adopt( cry___X509TryDecodeAsn1String( string ) ) ), length > 0 ? std::string( (char *)wanted, (size_t)length ) : "(null)" )
+            << type << " " << hex( value );
+        OPENSSL_free( wanted );
+        ASN1_STRING_free( string );
+        ERR_clear_error();
+    };
+    for( int type : characterTypes )
+    {
+        for( int a = 0; a < 256; a++ )
+        {
+            check( type, std::string( 1, (char)a ) );
+            for( int b = 0; b < 256; b += 5 )
+                check( type, std::string{ (char)a, (char)b } );
+            check( type, std::string( 11, 'a' ) + (char)a + std::string( 4, 'b' ) );
+        }
+    }
 }
 
 TEST( CryX509DecodeTime, TwoDigitYearsAre1950To2049 )
