@@ -19,8 +19,8 @@ std::string binary( std::string_view json )
 
 }
 
-// The examples of RFC 8949, Appendix A, that stores can hold; numbers and texts stand in an array of
-// one entry (81).
+// The examples of RFC 8949, Appendix A, that stores can hold; numbers and texts stand in an array
+// of one entry (81).
 TEST( PbStoreLegacyBinary, EncodesTheExamplesOfTheRfc )
 {
     struct
