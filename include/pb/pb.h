@@ -6,12 +6,14 @@
 #include <pb/pb_base.h>
 #include <pb/pb_boxed_int.h>
 #include <pb/pb_buffer.h>
+#include <pb/pb_byte_sink.h>
 #include <pb/pb_byte_source.h>
 #include <pb/pb_charset.h>
 #include <pb/pb_dict.h>
 #include <pb/pb_enum.h>
 #include <pb/pb_file_lock.h>
 #include <pb/pb_flagset.h>
+#include <pb/pb_header.h>
 #include <pb/pb_header_info.h>
 #include <pb/pb_identifier.h>
 #include <pb/pb_line_source.h>

@@ -3,6 +3,8 @@
 #define PB_PB_BYTE_SOURCE_H
 
 #include <pb/pb_buffer.h>
+#include <pb/pb_header.h>
+#include <pb/pb_string.h>
 
 PB_OBJECT_TYPE( PB_BYTE_SOURCE );
 /* Only one thread at a time may use a PB_BYTE_SOURCE, also for reading. */
@@ -19,6 +21,19 @@ PB_EXPORT PB_BYTE_SOURCE *pbBufferByteSourceCreate( PB_BUFFER *buf );
 /* pbCallbackByteSourceCreate: reads through `read`. When the source is freed, `release` (may be
    null) is called with `closure`. */
 PB_EXPORT PB_BYTE_SOURCE *pbCallbackByteSourceCreate( PB_BYTE_SOURCE_READ read, void ( *release )( void *closure ), void *closure );
+/* pbFileByteSourceTryCreate: reads a file, a pipe or a device. Null if it cannot be opened or is a
+   directory, or if the path holds U+0000. It blocks if the opening of a pipe blocks. */
+PB_EXPORT PB_BYTE_SOURCE *pbFileByteSourceTryCreate( PB_STRING *path );
+
+/* pbHeaderByteSourceCreate: reads the header of a stream (pb_header.h) from a source at once, and
+   then gives the body. It never reads behind the header before the body is asked for. If the stream
+   has no good header (another mark, a length of more than PB_HEADER_BYTES_MAX, an end or an error
+   too early, or a text for which pb___HeaderTryDecode gives null), the new source has an error from
+   the start. It takes memory as bytes arrive, however long the header claims to be. */
+PB_EXPORT PB_BYTE_SOURCE *pbHeaderByteSourceCreate( PB_BYTE_SOURCE *source );
+/* pbHeaderByteSourceHeader: the header, a new reference, or null if the stream has no good one.
+   Aborts for a source of another kind ("source->under"). */
+PB_EXPORT PB_HEADER *pbHeaderByteSourceHeader( PB_BYTE_SOURCE *source );
 
 /* pbByteSourceRead: appends up to `max` bytes to a buffer and returns their number; 0 at the end
    and after an error. It blocks if the callback blocks. */

@@ -178,4 +178,13 @@ TEST( PbStoresContracts, ExhaustedMemory )
             pbStoreDelCstr( copy.handle(), std::to_string( number ).c_str(), -1 );
     } ),
         120u );
+    // A text needs memory for each store, key and string, and a buffer.
+    pb::Ref<PB_BUFFER> text = buf( "{\"header\":{\"type\":\"T\"},\"store\":{\"a\":[\"text\",\"esc\\u0061ped\"],\"b\":1}}" );
+    EXPECT_GE( expectAbortWhereverMemoryEnds( [&] {
+        pb::Ref<PB_STORE_HEADER> header;
+        pb::Ref<PB_STORE>        store = pb::adopt( pbStoreTryDecode( text.get(), header.handle() ) );
+        pb::adopt( pbStoreEncode( store.get(), header.get() ) );
+        pb::adopt( pbStoreLegacyBinaryEncodeToBuffer( store.get() ) );
+    } ),
+        20u );
 }

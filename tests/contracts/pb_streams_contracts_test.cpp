@@ -9,6 +9,8 @@
 using namespace support;
 
 static constexpr char byteFile[]    = "source/pb/streams/pb_byte_source.cpp";
+static constexpr char sinkFile[]    = "source/pb/streams/pb_byte_sink.cpp";
+static constexpr char headerFile[]  = "source/pb/streams/pb_header.cpp";
 static constexpr char charsetFile[] = "source/pb/streams/pb_charset.cpp";
 static constexpr char lineFile[]    = "source/pb/streams/pb_line_source.cpp";
 static constexpr char pathFile[]    = "source/pb/files/pb_path_file.cpp";
@@ -19,6 +21,10 @@ TEST( PbStreamsContracts, StandardFunctions )
     pb::Ref<PB_CHAR_SOURCE> characters = pb::adopt( pbCharsetCreateCharSource( bytes.get(), PB_CHARSET_UTF8, 0 ) );
     pb::Ref<PB_LINE_SOURCE> lines      = pb::adopt( pbNlfLineSourceCreate( characters.get(), 1 ) );
     EXPECT_STANDARD_CHECKS( byteFile, pb, ByteSource, PB_BYTE_SOURCE, "source", bytes.get() );
+    pb::Ref<PB_BYTE_SINK> sink   = pb::adopt( pbBufferByteSinkCreate() );
+    pb::Ref<PB_HEADER>    header = pb::adopt( pbHeaderCreateCstr( "T", -1 ) );
+    EXPECT_STANDARD_CHECKS( sinkFile, pb, ByteSink, PB_BYTE_SINK, "sink", sink.get() );
+    EXPECT_STANDARD_CHECKS( headerFile, pb, Header, PB_HEADER, "header", header.get() );
     EXPECT_STANDARD_CHECKS( charsetFile, pb, CharSource, PB_CHAR_SOURCE, "source", characters.get() );
     EXPECT_STANDARD_CHECKS( lineFile, pb, LineSource, PB_LINE_SOURCE, "ls", lines.get() );
 }
@@ -36,8 +42,58 @@ TEST( PbStreamsContracts, ByteSources )
     EXPECT_ABORT( byteFile, "max >= 0", pbByteSourceRead( source.get(), to.handle(), -1 ) );
     EXPECT_ABORT( byteFile, "source", pbByteSourceEnd( nullptr ) );
     EXPECT_ABORT( byteFile, "source", pbByteSourceError( nullptr ) );
+    EXPECT_ABORT( byteFile, "path", pbFileByteSourceTryCreate( nullptr ) );
+    EXPECT_ABORT( byteFile, "source", pbHeaderByteSourceCreate( nullptr ) );
+    EXPECT_ABORT( byteFile, "source", pbHeaderByteSourceHeader( nullptr ) );
+    EXPECT_ABORT( byteFile, "source->under", pbHeaderByteSourceHeader( source.get() ) );
     // The refused calls read nothing.
     EXPECT_EQ( pbByteSourceRead( source.get(), to.handle(), 10 ), 3 );
+}
+
+TEST( PbStreamsContracts, ByteSinks )
+{
+    pb::Ref<PB_BYTE_SINK> sink   = pb::adopt( pbBufferByteSinkCreate() );
+    pb::Ref<PB_HEADER>    header = pb::adopt( pbHeaderCreateCstr( "T", -1 ) );
+    pb::Ref<PB_BYTE_SINK> other  = pb::adopt( pbHeaderByteSinkCreate( sink.get(), header.get() ) );
+    EXPECT_ABORT( sinkFile, "sink", pbBufferByteSinkBuffer( nullptr ) );
+    EXPECT_ABORT( sinkFile, "sink->buffer", pbBufferByteSinkBuffer( other.get() ) );
+    EXPECT_ABORT( sinkFile, "write", pbCallbackByteSinkCreate( nullptr, nullptr, nullptr, nullptr ) );
+    EXPECT_ABORT( sinkFile, "path", pbFileByteSinkTryCreate( nullptr ) );
+    EXPECT_ABORT( sinkFile, "sink", pbHeaderByteSinkCreate( nullptr, header.get() ) );
+    EXPECT_ABORT( sinkFile, "header", pbHeaderByteSinkCreate( sink.get(), nullptr ) );
+    EXPECT_ABORT( sinkFile, "sink", pbByteSinkWrite( nullptr, buf( "" ).get() ) );
+    EXPECT_ABORT( sinkFile, "buf", pbByteSinkWrite( sink.get(), nullptr ) );
+    EXPECT_ABORT( sinkFile, "sink", pbByteSinkFlush( nullptr ) );
+    EXPECT_ABORT( sinkFile, "sink", pbByteSinkError( nullptr ) );
+    EXPECT_FALSE( pbByteSinkError( sink.get() ) );
+}
+
+TEST( PbStreamsContracts, Headers )
+{
+    pb::Ref<PB_HEADER> header = pb::adopt( pbHeaderCreateCstr( "T", -1 ) );
+    pb::Ref<PB_STORE>  store  = pb::adopt( pbStoreCreate() );
+    pb::Ref<PB_STRING> text   = str( "x" );
+    PB_HEADER         *none   = nullptr;
+    EXPECT_ABORT( headerFile, "type", pbHeaderCreate( nullptr ) );
+    EXPECT_ABORT( headerFile, "type", pbHeaderCreateCstr( nullptr, 0 ) );
+    EXPECT_ABORT( headerFile, "length >= -1", pbHeaderCreateCstr( "T", -2 ) );
+    EXPECT_ABORT( headerFile, "source", pbHeaderCreateFrom( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderType( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderIsType( nullptr, text.get() ) );
+    EXPECT_ABORT( headerFile, "type", pbHeaderIsType( header.get(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderIsTypeCstr( nullptr, "T", -1 ) );
+    EXPECT_ABORT( headerFile, "type", pbHeaderIsTypeCstr( header.get(), nullptr, 0 ) );
+    EXPECT_ABORT( headerFile, "length >= -1", pbHeaderIsTypeCstr( header.get(), "T", -2 ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderModuleVersion( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderStore( nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderSetModuleVersion( nullptr, text.get() ) );
+    EXPECT_ABORT( headerFile, "*header", pbHeaderSetModuleVersion( &none, text.get() ) );
+    EXPECT_ABORT( headerFile, "version", pbHeaderSetModuleVersion( header.handle(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pbHeaderSetStore( nullptr, store.get() ) );
+    EXPECT_ABORT( headerFile, "*header", pbHeaderSetStore( &none, store.get() ) );
+    EXPECT_ABORT( headerFile, "store", pbHeaderSetStore( header.handle(), nullptr ) );
+    EXPECT_ABORT( headerFile, "header", pb___HeaderTryEncode( nullptr ) );
+    EXPECT_ABORT( headerFile, "text", pb___HeaderTryDecode( nullptr ) );
 }
 
 TEST( PbStreamsContracts, CallbacksThatClaimWhatCannotBe )

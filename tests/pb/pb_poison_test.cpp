@@ -50,6 +50,7 @@ TEST( PbPoison, Headers )
     pbStoreHeaderSetModuleVersion( header.handle(), str( "0.2" ).get() );
     pbStoreHeaderGenerateInfo( header.handle() );
     expectPoison( std::move( header ), "ppp" );
+    expectPoison( pb::adopt( pbHeaderCreateCstr( "TYPE", -1 ) ), "ppp" );
 }
 
 TEST( PbPoison, Streams )
@@ -58,7 +59,9 @@ TEST( PbPoison, Streams )
     pb::Ref<PB_CHAR_SOURCE> chars = characters( bytes, PB_CHARSET_UTF8, 0 );
     expectPoison( pb::adopt( pbNlfLineSourceCreate( chars.get(), 100 ) ), "pp" );
     expectPoison( std::move( chars ), "pp" );
-    expectPoison( std::move( bytes ), "p" );
+    expectPoison( pb::adopt( pbHeaderByteSourceCreate( bytes.get() ) ), "p-pp" );
+    expectPoison( std::move( bytes ), "p-pp" );
+    expectPoison( pb::adopt( pbBufferByteSinkCreate() ), "p" );
 }
 
 TEST( PbPoison, RuntimeOptions )

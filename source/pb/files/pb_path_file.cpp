@@ -10,28 +10,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace
-{
+#include "base/pb_descriptor.hpp"
 
-struct File
-{
-    int descriptor;
-    ~File()
-    {
-        if( descriptor >= 0 )
-            close( descriptor );
-    }
-};
-
-}
+using pb::Descriptor;
 
 static PB_BUFFER *tryRead( PB_STRING *path, PB_INT maxLength, bool sensitive )
 {
     const char *name = pbStringTryPeekCstr( path );
     // With O_NONBLOCK, the open does not block if the path leads to a pipe.
-    File        file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
+    Descriptor  file{ name ? open( name, O_RDONLY | O_CLOEXEC | O_NONBLOCK ) : -1 };
     struct stat status;
-    if( file.descriptor < 0 || fstat( file.descriptor, &status ) != 0 || !S_ISREG( status.st_mode ) || status.st_size > maxLength )
+    if( !file.isOpen() || fstat( file.get(), &status ) != 0 || !S_ISREG( status.st_mode ) || status.st_size > maxLength )
         return nullptr;
 
     PB_BYTE           *bytes;
@@ -42,9 +31,7 @@ static PB_BUFFER *tryRead( PB_STRING *path, PB_INT maxLength, bool sensitive )
         pbBufferSetSensitive( content.handle() );
     while( length < expected )
     {
-        ssize_t count = ::read( file.descriptor, bytes + length, (size_t)( expected - length ) );
-        if( count < 0 && errno == EINTR )
-            continue;
+        PB_INT count = pb::readSome( file, bytes + length, expected - length );
         if( count < 0 )
             return nullptr;
         if( count == 0 )
@@ -68,30 +55,15 @@ namespace
 
 // These functions return 0 or an error number.
 
-int writeAll( int descriptor, const PB_BYTE *bytes, PB_INT length )
-{
-    while( length )
-    {
-        ssize_t count = ::write( descriptor, bytes, (size_t)length );
-        if( count < 0 && errno == EINTR )
-            continue;
-        if( count < 0 )
-            return errno;
-        bytes += count;
-        length -= count;
-    }
-    return 0;
-}
-
 int resultOf( int status ) { return status == 0 ? 0 : errno; }
 
-int fillFile( int descriptor, PB_BUFFER *content, unsigned int mode )
+int fillFile( const Descriptor &file, PB_BUFFER *content, unsigned int mode )
 {
-    if( int problem = writeAll( descriptor, pbBufferBytes( content ), pbBufferLength( content ) ) )
+    if( int problem = pb::writeAll( file, pbBufferBytes( content ), pbBufferLength( content ) ) )
         return problem;
-    if( int problem = resultOf( fchmod( descriptor, (mode_t)mode ) ) )
+    if( int problem = resultOf( fchmod( file.get(), (mode_t)mode ) ) )
         return problem;
-    return resultOf( fsync( descriptor ) );
+    return resultOf( fsync( file.get() ) );
 }
 
 pb::StdString<> folderOf( const pb::StdString<> &path )
@@ -127,10 +99,10 @@ int renameFile( const pb::StdString<> &from, const pb::StdString<> &to, bool rep
     return 0;
 }
 
-int nameFile( const File &file, const pb::StdString<> &name )
+int nameFile( const Descriptor &file, const pb::StdString<> &name )
 {
     char self[40];
-    std::snprintf( self, sizeof self, "/proc/self/fd/%d", file.descriptor );
+    std::snprintf( self, sizeof self, "/proc/self/fd/%d", file.get() );
     return resultOf( linkat( AT_FDCWD, self, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW ) );
 }
 
@@ -147,10 +119,10 @@ int finish( const pb::StdString<> &neighbour, const pb::StdString<> &target, boo
 // has no such files.
 int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
-    File file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
-    if( file.descriptor < 0 )
+    Descriptor file{ open( folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 ) };
+    if( !file.isOpen() )
         return -1;
-    if( int problem = fillFile( file.descriptor, content, mode ) )
+    if( int problem = fillFile( file, content, mode ) )
         return problem;
     if( !replace )
     {
@@ -166,10 +138,10 @@ int writeNameless( const pb::StdString<> &folder, const pb::StdString<> &target,
 int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
 {
     pb::StdString<> neighbour = neighbourIn( folder );
-    File            file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
-    if( file.descriptor < 0 )
+    Descriptor      file{ open( neighbour.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600 ) };
+    if( !file.isOpen() )
         return errno;
-    int problem = fillFile( file.descriptor, content, mode );
+    int problem = fillFile( file, content, mode );
     if( !problem )
         return finish( neighbour, target, replace );
     unlink( neighbour.c_str() );
@@ -180,9 +152,9 @@ int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB
 // systems cannot sync a directory; that is not an error.
 void syncFolder( const pb::StdString<> &folder )
 {
-    File directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
-    if( directory.descriptor >= 0 )
-        fsync( directory.descriptor );
+    Descriptor directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
+    if( directory.isOpen() )
+        fsync( directory.get() );
 }
 
 int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
@@ -213,8 +185,8 @@ pb::StdString<> endOfLinks( pb::StdString<> path )
 
 int writeInto( const char *path, PB_BUFFER *content )
 {
-    File file{ open( path, O_WRONLY | O_CLOEXEC | O_NOCTTY ) };
-    return file.descriptor < 0 ? errno : writeAll( file.descriptor, pbBufferBytes( content ), pbBufferLength( content ) );
+    Descriptor file{ open( path, O_WRONLY | O_CLOEXEC | O_NOCTTY ) };
+    return !file.isOpen() ? errno : pb::writeAll( file, pbBufferBytes( content ), pbBufferLength( content ) );
 }
 
 }
