@@ -1,9 +1,15 @@
 #include <pb/pb.h>
+#include <pb/pb_locks.h>
+#include <pb/pb_runtime.h>
+#include <pb/pb_timer.h>
+#include <pb/ref.hpp>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -15,6 +21,35 @@ void handler( const char *context, const char *file, PB_INT line, const char *ex
 
 void flush() { std::fprintf( stderr, "flush\n" ); }
 
+// While it is set, the C library gives no aligned memory. Tickets for the workers need some.
+bool noAlignedMemory = false;
+
+PB_MONITOR *monitor = nullptr;
+
+void startRuntime()
+{
+    pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+    if( !pbRuntimeStart( options.get() ) )
+        _exit( 1 );
+    monitor = pbMonitorCreate();
+}
+
+PB_PROCESS *processOf( PB_PROCESS_FUNCTION function ) { return pbProcessCreateCstr( function, nullptr, "test", -1, PB_PROCESS_CLASS_ORDINARY ); }
+
+// Schedules one run on a worker, and waits until it has ended.
+void runOnWorker( PB_PROCESS_FUNCTION function )
+{
+    startRuntime();
+    pbProcessSchedule( processOf( function ) );
+    pbRuntimeStop();
+}
+
+}
+
+extern "C" void *aligned_alloc( size_t alignment, size_t size )
+{
+    void *memory = nullptr;
+    return noAlignedMemory || posix_memalign( &memory, alignment, size ) != 0 ? nullptr : memory;
 }
 
 TEST( AbortDeathTest, WritesOneLineAndEndsTheProcess )
@@ -65,6 +100,40 @@ TEST( AbortDeathTest, IsWhatABrokenContractOfAnExportedFunctionCalls )
     EXPECT_EXIT( pbObjRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: source/pb/objects/pb_obj.cpp:[0-9]+: obj\n$" );
     EXPECT_EXIT(
         pbStringRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: stdfunc retain: source/pb/values/pb_string.cpp:[0-9]+: obj\n$" );
+}
+
+// Checks on a worker, and checks that leave a process in the middle of its run.
+TEST( AbortDeathTest, ARunEndsInNoLock )
+{
+    EXPECT_EXIT( runOnWorker( []( PB_OBJ * ) { pbMonitorEnter( monitor ); } ), testing::KilledBySignal( SIGABRT ),
+        "^abort: source/pb/concurrency/pb_process.cpp:[0-9]+: !holdsLock\n$" );
+    EXPECT_EXIT(
+        {
+            startRuntime();
+            pb___ProcessRunInline( processOf( []( PB_OBJ * ) { pb___GateEnter(); } ) );
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/pb/concurrency/pb_process.cpp:[0-9]+: !holdsLock\n$" );
+}
+
+TEST( AbortDeathTest, ARunNeitherWaitsNorStopsTheRuntime )
+{
+    EXPECT_EXIT( runOnWorker( []( PB_OBJ * ) { pb___ProcessEndWait( processOf( []( PB_OBJ * ) {} ) ); } ), testing::KilledBySignal( SIGABRT ),
+        "^abort: source/pb/concurrency/pb_process.cpp:[0-9]+: !insideRun\n$" );
+    EXPECT_EXIT( runOnWorker( []( PB_OBJ * ) { pbSignalWait( pbSignalCreate(), 0 ); } ), testing::KilledBySignal( SIGABRT ),
+        "^abort: source/pb/concurrency/pb_signal.cpp:[0-9]+: !insideRun\n$" );
+    EXPECT_EXIT( runOnWorker( []( PB_OBJ * ) { pbRuntimeStop(); } ), testing::KilledBySignal( SIGABRT ),
+        "^abort: source/pb/runtime/pb_runtime.cpp:[0-9]+: !insideRun\n$" );
+}
+
+TEST( AbortDeathTest, ATicketNeedsMemory )
+{
+    EXPECT_EXIT(
+        {
+            startRuntime();
+            noAlignedMemory = true;
+            pbProcessSchedule( processOf( []( PB_OBJ * ) {} ) );
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/pb/concurrency/pb_pool.cpp:[0-9]+: memory\n$" );
 }
 
 TEST( Abort, HandlersReplaceEachOther )
