@@ -2,6 +2,7 @@
 """`cry inspect`, with openssl as its peer. CRY_TOOL names the program."""
 
 import base64
+import math
 import os
 import re
 import subprocess
@@ -300,8 +301,14 @@ class Validity(InspectTest):
         item, said = self.one(path)
         self.assertEqual(said.message, f"cry: warning: {path}:1: the certificate expired at 2021-01-01T00:00:00Z\n")
         self.assertEqual(self.values(said, "valid"), ["2020-01-01T00:00:00Z to 2021-01-01T00:00:00Z (expired)"])
-        expected = int((datetime(2021, 1, 1, tzinfo=timezone.utc).timestamp() - time.time()) / DAY)
-        self.assertIn(item["daysLeft"], (expected, expected - 1))
+        expected = math.floor((datetime(2021, 1, 1, tzinfo=timezone.utc).timestamp() - time.time()) / DAY)
+        self.assertIn(item["daysLeft"], (expected, expected + 1))
+
+    def test_OneThatHasJustExpiredHasLessThanNoDaysLeft(self):
+        end = datetime.fromtimestamp(time.time() - 60, timezone.utc)
+        item, said = self.one(self.dated("20200101000000Z", end.strftime("%Y%m%d%H%M%SZ")))
+        self.assertEqual(item["daysLeft"], -1)
+        self.assertIn("the certificate expired at ", said.message)
 
     def test_FutureOnesAreWarnedOf(self):
         path = self.dated("20900101000000Z", "20910101000000Z")

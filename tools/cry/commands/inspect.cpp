@@ -96,8 +96,12 @@ std::optional<time_t> secondsOf( const ASN1_TIME *time )
     return seconds;
 }
 
-// Whole days, without those that have only begun.
-PB_INT daysBetween( time_t from, time_t until ) { return (PB_INT)( until - from ) / ( 24 * 60 * 60 ); }
+// Whole days that are left; less than none if the time is over.
+PB_INT daysBetween( time_t from, time_t until )
+{
+    constexpr PB_INT day = 24 * 60 * 60;
+    return until >= from ? (PB_INT)( until - from ) / day : -( (PB_INT)( from - until ) + day - 1 ) / day;
+}
 
 void describeKey( Description &description, const tool::KeyFacts &facts )
 {
