@@ -2,8 +2,10 @@
 #pragma once
 
 #include "libcrypto.hpp"
+#include "module.hpp"
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,7 +26,7 @@ struct Values
         output, // a file that is written; - is standard output
         descriptor,
     } kind = text;
-    std::vector<std::string> known; // texts that are taken
+    std::function<std::vector<std::string>()> known; // gives the texts that are taken; may need the module
 };
 
 // What is known of the values of an option of any command; it may be changed.
@@ -46,7 +48,7 @@ CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value
 // Says which texts an option takes, for shells.
 inline void addKnown( CLI::App &command, const std::string &name, std::vector<std::string> known )
 {
-    valuesOf( command.get_option( name ) ).known = std::move( known );
+    valuesOf( command.get_option( name ) ).known = [known = std::move( known )] { return known; };
 }
 
 // Adds an option whose values are files that the command writes.
@@ -78,8 +80,12 @@ inline void addFiles( CLI::App &command, std::vector<std::string> &files )
     addArgument( command, "FILE", files, "files to read; - and none at all are standard input" )->expected( 0, -1 );
 }
 
-// Makes the options of a command and adds --json. If the command is given, its exit code is the
-// result of `run`.
+// Options of a command that are for the start of the module.
+template<class Options>
+concept StartsItself = requires( Options &options, pb::Ref<PB_RUNTIME_OPTIONS> &start ) { options.prepare( start ); };
+
+// Makes the options of a command and adds --json. If the command is given, the module is started,
+// and the exit code is the result of `run`.
 template<class Options>
 Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), const char *footer )
 {
@@ -87,6 +93,10 @@ Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), co
     command.add_flag( "--json", options->json, "print the result as JSON" );
     command.footer( footer );
     command.callback( [options, &command, &exit, run] {
+        pb::Ref<PB_RUNTIME_OPTIONS> start = moduleOptions();
+        if constexpr( StartsItself<Options> )
+            options->prepare( start );
+        Module module( start.get() );
         requireAlgorithms();
         checkInputsStay( command );
         exit = run( *options );
