@@ -71,7 +71,7 @@ TEST( TrContracts, StreamsWithASink )
     expectStreamChecks();
     for( const char *format : { "%~o", "a %s %-~8o", "%%%0~o" } )
         EXPECT_ABORT( streamFile, "!consumes", trStreamTextFormatCstr( owner.get(), format, -1, nullptr ) );
-    trStreamTextFormatCstr( owner.get(), "%%~o ~ %i %~o", 11, PB_INT{ 1 } );
+    trStreamTextFormatCstr( owner.get(), "%%~o ~ %i %~o", 10, PB_INT{ 1 } );
     trSinkDetach( sink.get() );
     EXPECT_EQ( pbVectorLength( pb::adopt( trSinkEvents( sink.get() ) ).get() ), 1 );
 }
