@@ -311,6 +311,7 @@ class EveryCommand(KeysTest):
                 self.assertRegex(said, r"(?m)^Exit: 0 .*; 2 wrong use")
                 self.assertEqual("; 1 " in said.partition("Exit: ")[2], name in self.NEGATIVE)
                 self.assertIn("--json", said)
+                self.assertIn("--trace FILE", said)
                 self.assertEqual(("--out" in said, "--force" in said), (name in self.OUT, name in self.OUT + self.FORCE))
                 self.assertEqual("--password-file" in said, name in self.PASSWORD)
                 self.assertLess(max(map(len, said.splitlines())), 160)

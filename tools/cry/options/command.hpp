@@ -3,6 +3,7 @@
 
 #include "libcrypto.hpp"
 #include "module.hpp"
+#include "output/trace.hpp"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -22,8 +23,9 @@ struct Values
     enum Kind
     {
         text,
-        input,  // a file that is read; - is standard input
-        output, // a file that is written; - is standard output
+        input,    // a file that is read; - is standard input
+        output,   // a file that is written; - is standard output
+        appended, // a file that gets more lines
         descriptor,
     } kind = text;
     std::function<std::vector<std::string>()> known; // gives the texts that are taken; may need the module
@@ -32,7 +34,7 @@ struct Values
 // What is known of the values of an option of any command; it may be changed.
 Values &valuesOf( const CLI::Option *option );
 
-// Throws InputError if a file that would be replaced is one that the command reads, too.
+// Throws InputError if a file that would be changed is one that the command reads, too.
 void checkInputsStay( const CLI::App &command );
 
 // Adds an option with a value; `type` is how the help calls the value. A FILE is an input.
@@ -84,22 +86,26 @@ inline void addFiles( CLI::App &command, std::vector<std::string> &files )
 template<class Options>
 concept StartsItself = requires( Options &options, pb::Ref<PB_RUNTIME_OPTIONS> &start ) { options.prepare( start ); };
 
-// Makes the options of a command and adds --json. If the command is given, the module is started,
-// and the exit code is the result of `run`.
+// Makes the options of a command and adds --json and --trace. If the command is given, the module
+// is started, and the exit code is the result of `run`.
 template<class Options>
 Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), const char *footer )
 {
     auto options = std::make_shared<Options>();
+    auto traces  = std::make_shared<TraceOptions>();
     command.add_flag( "--json", options->json, "print the result as JSON" );
+    traces->addTo( command );
     command.footer( footer );
-    command.callback( [options, &command, &exit, run] {
+    command.callback( [options, traces, &command, &exit, run] {
         pb::Ref<PB_RUNTIME_OPTIONS> start = moduleOptions();
         if constexpr( StartsItself<Options> )
             options->prepare( start );
         Module module( start.get() );
         requireAlgorithms();
         checkInputsStay( command );
+        Trace trace( *traces );
         exit = run( *options );
+        trace.finish();
     } );
     return *options;
 }

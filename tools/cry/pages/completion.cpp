@@ -15,7 +15,7 @@ std::string joined( const std::vector<std::string> &words )
 
 std::vector<std::string> wordsOf( const tool::Values &values ) { return values.known ? values.known() : std::vector<std::string>(); }
 
-bool isFile( const tool::Values &values ) { return values.kind == tool::Values::input || values.kind == tool::Values::output; }
+bool isFile( const tool::Values &values ) { return values.kind != tool::Values::text && values.kind != tool::Values::descriptor; }
 
 std::string summary( const Entry &entry ) { return entry.app->get_description(); }
 
