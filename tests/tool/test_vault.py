@@ -204,11 +204,11 @@ class Files(VaultTest):
         good = self.vault.read_bytes()
         for content in (b"", b"x", good[: len(good) // 2], good.replace(b"CRY_VAULT", b"CRY_OTHER")):
             self.vault.write_bytes(content)
-            results = [self.vault_run(*command) for command in (["list"], ["show", "a"], ["delete", "a"])]
+            results = [self.vault_run(*command) for command in (["list"], ["show", "a"], ["delete", "a"], ["delete", "a", "--force"])]
             for result in (*results, self.set("b"), self.set("b", "--json")):
                 self.assertInputError(result, f"{self.vault}: is not the file of a vault, or is damaged; there is no backup that can be read")
                 self.assertEqual(self.vault.read_bytes(), content)
-            self.assertIn("--force", self.set("b").message)
+            self.assertEqual(["--force" in self.set("b").message, "--force" in self.vault_run("delete", "a").message], [True, False])
             self.assertDone(self.set("b", "--force"))
             self.assertEqual(self.names(), ["b"])
             self.assertEqual(self.taken(self.state), ["cry_vault.lock", "cry_vault.qmstore"])

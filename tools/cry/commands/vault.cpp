@@ -170,7 +170,7 @@ int set( SetOptions &options )
     pb::Ref<CRY_VAULT_ITEM>    item     = pb::adopt( cryVaultItemCreateIdentity( identifier.get(), identity.get() ) );
     bool                       replaced;
     {
-        tool::VaultChange change( options.directory, options.force );
+        tool::VaultChange change( options.directory, options.force, true );
         replaced = (bool)pb::adopt( cryVaultItem( identifier.get() ) );
         cryVaultSetItem( item.get() );
         change.save();
@@ -189,7 +189,7 @@ int remove( DeleteOptions &options )
     if( !tool::VaultFiles( options.directory ).exist() )
         return printMissing( options );
     {
-        tool::VaultChange change( options.directory, options.force );
+        tool::VaultChange change( options.directory, options.force, false );
         if( !pb::adopt( cryVaultItem( identifier.get() ) ) )
             return printMissing( options );
         cryVaultDelItem( identifier.get() );

@@ -139,7 +139,7 @@ std::vector<pb::Ref<CRY_VAULT_ITEM>> tool::vaultItems( const std::string &direct
     return items;
 }
 
-tool::VaultChange::VaultChange( const std::string &directory, bool force ) : files( directory )
+tool::VaultChange::VaultChange( const std::string &directory, bool force, bool begins ) : files( directory )
 {
     if( !pbPathDirectoryCreate( stringOf( directory ).get() ) )
         throw InputError( directory, "is not a directory and cannot be made one" );
@@ -160,8 +160,8 @@ tool::VaultChange::VaultChange( const std::string &directory, bool force ) : fil
             throw InputError( files.primary, unknownText( unknown ) + ", and would be lost; nothing was changed; --force changes it all the same" );
         return;
     }
-    if( exist && !force )
-        throw unreadable( files, "; nothing was changed; --force replaces it by a new vault" );
+    if( exist && !( force && begins ) )
+        throw unreadable( files, begins ? "; nothing was changed; --force replaces it by a new vault" : "" );
     // What was there at the start of the module is not there any more.
     cry___VaultTryRestore( pb::adopt( pbStoreCreate() ).get() );
 }

@@ -38,8 +38,9 @@ class VaultChange
 public:
     // Waits for other processes, then reads the file again, because they may have changed it.
     // Throws InputError if it cannot be read or has unknown entries, which a change would lose.
-    // With `force` they are lost, and a file that cannot be read is an empty vault.
-    VaultChange( const std::string &directory, bool force );
+    // With `force` they are lost. With `force` and `begins`, a file that cannot be read is an empty
+    // vault.
+    VaultChange( const std::string &directory, bool force, bool begins );
     // Throws InputError if the file cannot be written.
     void save() const;
 
