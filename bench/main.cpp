@@ -19,6 +19,7 @@ int main( int argc, char **argv )
     bench::registerX509();
     bench::registerIdentity();
     bench::registerCrl();
+    bench::registerTraces();
     bench::registerConcurrency();
     benchmark::Initialize( &argc, argv );
     benchmark::RunSpecifiedBenchmarks();

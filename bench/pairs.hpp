@@ -37,6 +37,7 @@ void registerKeys();
 void registerX509();
 void registerIdentity();
 void registerCrl();
+void registerTraces();
 void registerConcurrency();
 
 }

@@ -21,6 +21,7 @@ public:
             pbRuntimeOptionsAppendModuleCstr( options.handle(), module, -1 );
         running = pbRuntimeStart( options.get() );
     }
+    explicit Runtime( PB_RUNTIME_OPTIONS *options ) : running( pbRuntimeStart( options ) ) {}
     ~Runtime()
     {
         if( running )

@@ -3,6 +3,9 @@
 #define TR_TR_H
 
 #include <pb/pb_module.h>
+#include <tr/tr_anchor.h>
+#include <tr/tr_sink.h>
+#include <tr/tr_stream.h>
 
 PB_BEGIN_DECLS
 

@@ -251,11 +251,13 @@ class FullDisk(KeysTest):
 class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
-    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check", "tn-list")
+    NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check", "tn-list",
+                "vault show", "vault delete")
+    FORCE = ("vault set", "vault delete")  # beside those with --out
     OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
            "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
-                "pkcs12 read", "pkcs12 write")  # fmt: skip
+                "pkcs12 read", "pkcs12 write", "vault set")  # fmt: skip
 
     @staticmethod
     def listed(*group):
@@ -287,13 +289,17 @@ class EveryCommand(KeysTest):
             "crl check": ["--crl", data, certificate],
             "pkcs12 read": [data],
             "pkcs12 write": ["--key", key, "--certificate", certificate, "--out", "-", "--no-password"],
+            "vault list": ["--state-dir", scratch / "state"],
+            "vault show": ["a", "--state-dir", scratch / "state"],
+            "vault set": ["a", "--key", key, "--certificate", certificate, "--state-dir", scratch / "state"],
+            "vault delete": ["a", "--state-dir", scratch / "state"],
             "name check": ["a"],
         }
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "name"])
-        self.assertEqual(len(self.all), 23)
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "name"])
+        self.assertEqual(len(self.all), 27)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:
@@ -305,7 +311,8 @@ class EveryCommand(KeysTest):
                 self.assertRegex(said, r"(?m)^Exit: 0 .*; 2 wrong use")
                 self.assertEqual("; 1 " in said.partition("Exit: ")[2], name in self.NEGATIVE)
                 self.assertIn("--json", said)
-                self.assertEqual(("--out" in said, "--force" in said), (name in self.OUT,) * 2)
+                self.assertIn("--trace FILE", said)
+                self.assertEqual(("--out" in said, "--force" in said), (name in self.OUT, name in self.OUT + self.FORCE))
                 self.assertEqual("--password-file" in said, name in self.PASSWORD)
                 self.assertLess(max(map(len, said.splitlines())), 160)
         for group in self.groups:

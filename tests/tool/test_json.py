@@ -54,6 +54,7 @@ class Schema(IdentityTest):
             ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
             ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
+            *self.vault_commands(),
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
             ["key", "info", key], ["key", "curves"],
@@ -66,6 +67,12 @@ class Schema(IdentityTest):
         ):  # fmt: skip
             arguments = [*map(str, arguments), "--json"]
             yield arguments, run(*arguments)
+
+    def vault_commands(self):
+        """They are run in this order. The first two have the arguments that say no."""
+        more, pair = ["--state-dir", self.folder()], ["--key", file("ec.key"), "--certificate", file("ec.crt")]
+        steps = (["show", "a"], ["delete", "a"], ["set", "a", *pair], ["list"], ["show", "a"], ["delete", "a"])
+        return [["vault", *step, *more] for step in steps]
 
     def crl(self):
         """An empty list of the certificate ec.crt."""

@@ -1,14 +1,13 @@
 #include "arguments.hpp"
 #include "memory.hpp"
+#include "module.hpp"
 #include "output/error.hpp"
 #include "output/print.hpp"
-#include "text/convert.hpp"
 
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
-#include <pb/runtime.hpp>
 #include <unistd.h>
 
 namespace
@@ -16,9 +15,6 @@ namespace
 
 int run( int argc, char **argv )
 {
-    pb::Runtime runtime{ "cry" };
-    if( !runtime.started() )
-        throw tool::InputError( tool::take( pbRuntimeStartError() ) );
     CLI::App        app;
     bool            version = false, json = false;
     int             exit = tool::exitGood;
@@ -36,7 +32,10 @@ int run( int argc, char **argv )
         throw tool::InputError( tool::messageFor( app, problem ) );
     }
     if( version )
+    {
+        tool::Module module( tool::moduleOptions().get() );
         tool::printVersion( json );
+    }
     else if( app.get_subcommands().empty() )
         tool::print( app.help() );
     return exit;

@@ -35,6 +35,11 @@ constexpr tool::Command table[] = {
     { "pkcs12", "", "read and write PKCS#12 files", nullptr },
     { "read", "pkcs12", "say what is in a PKCS#12 file, and write it to files", tool::addPkcs12Read },
     { "write", "pkcs12", "make a PKCS#12 file", tool::addPkcs12Write },
+    { "vault", "", "keep private keys with their certificates", nullptr },
+    { "list", "vault", "list the identities in the vault", tool::addVaultList },
+    { "show", "vault", "say what an identity has", tool::addVaultShow },
+    { "set", "vault", "put an identity into the vault", tool::addVaultSet },
+    { "delete", "vault", "take an identity out of the vault", tool::addVaultDelete },
     { "name", "", "check domain names", nullptr },
     { "check", "name", "say whether a text is a domain name, and its ASCII and Unicode forms (IDNA)", tool::addNameCheck },
 };

@@ -60,6 +60,10 @@ void addRequestCheck( CLI::App &command, int &exit );
 void addCrlCheck( CLI::App &command, int &exit );
 void addPkcs12Read( CLI::App &command, int &exit );
 void addPkcs12Write( CLI::App &command, int &exit );
+void addVaultList( CLI::App &command, int &exit );
+void addVaultShow( CLI::App &command, int &exit );
+void addVaultSet( CLI::App &command, int &exit );
+void addVaultDelete( CLI::App &command, int &exit );
 void addNameCheck( CLI::App &command, int &exit );
 
 }

@@ -387,10 +387,7 @@ void describeContents( Description &description, CRY_PKCS12 *pkcs12 )
     pb::Ref<CRY_PKEY_PRIVATE>     key         = pb::adopt( cryPkcs12PrivateKey( pkcs12 ) );
     pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryPkcs12Certificate( pkcs12 ) );
     auto                          others      = tool::elements( pb::adopt( cryPkcs12Certificates( pkcs12 ) ).get() );
-    auto                          line        = [&description]( const char *what, CRY_X509_CERTIFICATE *each ) {
-        tool::Facts facts( each );
-        description.line( what, tool::nameOrNone( facts.subject ) + ", by " + tool::nameOrNone( facts.issuer ) + ", until " + facts.validUntil );
-    };
+    auto line = [&description]( const char *what, CRY_X509_CERTIFICATE *each ) { description.line( what, tool::Facts( each ).text() ); };
     describeKey( description, tool::KeyFacts( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) ) );
     line( "certificate", certificate.get() );
     for( const auto &each : others )

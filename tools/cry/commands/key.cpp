@@ -186,10 +186,12 @@ void tool::addKeyGenerate( CLI::App &command, int &exit )
         "Exit: 0 done; 2 wrong use, or OpenSSL cannot make such a key." );
     addArgument( command, "KIND", options.kind, "rsa or ec" )->required();
     addArgument( command, "SIZE", options.size, "for rsa the bits, 1024 to 16384; for ec the curve (see 'cry key curves')" )->required();
-    std::vector<std::string> sizes = curveNames();
-    sizes.insert( sizes.end(), { "2048", "3072", "4096", "8192", "16384" } );
     addKnown( command, "KIND", { "rsa", "ec" } );
-    addKnown( command, "SIZE", sizes );
+    valuesOf( command.get_option( "SIZE" ) ).known = [] {
+        std::vector<std::string> sizes = curveNames();
+        sizes.insert( sizes.end(), { "2048", "3072", "4096", "8192", "16384" } );
+        return sizes;
+    };
     options.output.addTo( command, "the key" );
 }
 

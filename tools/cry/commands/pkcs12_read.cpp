@@ -112,11 +112,7 @@ void describe(
         tool::printJson( json );
         return;
     }
-    auto line = []( const char *what, CRY_X509_CERTIFICATE *each ) {
-        tool::Facts facts( each );
-        tool::print( std::string( what ) + tool::nameOrNone( facts.subject ) + ", by " + tool::nameOrNone( facts.issuer ) + ", until " +
-            facts.validUntil + "\n" );
-    };
+    auto line = []( const char *what, CRY_X509_CERTIFICATE *each ) { tool::print( what + tool::Facts( each ).text() + "\n" ); };
     tool::print( "private key  " + tool::printable( tool::keyText( cry___PkeyPrivatePeekOpensslEvpPkey( key ) ) ) + "\n" );
     line( "certificate  ", certificate );
     for( const auto &each : others )

@@ -1,20 +1,26 @@
 #include "commands/commands.hpp"
+#include "end_signals.hpp"
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
 #include "input/pem.hpp"
 #include "options/command.hpp"
+#include "options/value.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
 #include "output/notices.hpp"
 #include "output/print.hpp"
+#include "text/asn1_text.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
 #include <algorithm>
+#include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 #include <filesystem>
+#include <optional>
 #include <pb/pb_time.h>
+#include <set>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -24,7 +30,8 @@ namespace
 
 struct Options
 {
-    bool count = false, json = false;
+    bool                       count = false, watch = false, json = false;
+    std::optional<std::string> interval; // a minute if not given
 };
 
 // The place of the roots, which is read again for this.
@@ -77,30 +84,38 @@ std::vector<fs::path> hashedFiles( const fs::path &directory )
     return files;
 }
 
-Source findSource()
+// The place that the module uses; null if there is none.
+const char *findPlace( struct stat &status )
 {
-    Source source;
     for( const char *place : cry___x509SystemPlaces )
     {
-        struct stat status;
-        if( stat( place, &status ) != 0 )
-            continue;
-        source.place = place;
-        if( PB_TIME *changed = pbTimeTryCreateFromTimeT( status.st_mtime ) )
-        {
-            source.changed = tool::take( pbTimeToString( changed ) );
-            pbTimeRelease( changed );
-        }
-        source.days = ( time( nullptr ) - status.st_mtime ) / 86400;
-        if( S_ISDIR( status.st_mode ) )
-        {
-            for( const fs::path &file : hashedFiles( place ) )
-                look( file, source );
-        }
-        else
-            look( place, source );
-        break;
+        if( stat( place, &status ) == 0 )
+            return place;
     }
+    return nullptr;
+}
+
+Source findSource()
+{
+    Source      source;
+    struct stat status;
+    const char *place = findPlace( status );
+    if( !place )
+        return source;
+    source.place = place;
+    if( PB_TIME *changed = pbTimeTryCreateFromTimeT( status.st_mtime ) )
+    {
+        source.changed = tool::take( pbTimeToString( changed ) );
+        pbTimeRelease( changed );
+    }
+    source.days = ( time( nullptr ) - status.st_mtime ) / 86400;
+    if( S_ISDIR( status.st_mode ) )
+    {
+        for( const fs::path &file : hashedFiles( place ) )
+            look( file, source );
+    }
+    else
+        look( place, source );
     return source;
 }
 
@@ -111,9 +126,90 @@ std::string ageOf( const Source &source )
     return "last changed " + source.changed + ", " + ( source.days < 0 ? "in the future" : tool::counted( (size_t)source.days, "day" ) + " ago" );
 }
 
+using Certificates = std::vector<pb::Ref<CRY_X509_CERTIFICATE>>;
+
+// ---- watch
+
+Certificates rootsNow() { return tool::elements( pb::adopt( cryX509SystemTrustedCertificates() ).get() ); }
+
+std::string derOf( CRY_X509_CERTIFICATE *certificate ) { return tool::derOf<X509>( cry___X509CertificatePeekOpensslX509( certificate ), i2d_X509 ); }
+
+// Those of `all` that are not in `others`.
+Certificates without( const Certificates &all, const Certificates &others )
+{
+    std::set<std::string> known;
+    for( const auto &each : others )
+        known.insert( derOf( each.get() ) );
+    Certificates left;
+    for( const auto &each : all )
+    {
+        if( !known.contains( derOf( each.get() ) ) )
+            left.push_back( each );
+    }
+    return left;
+}
+
+void printChange( const Options &options, size_t count, const Certificates &added, const Certificates &removed )
+{
+    std::string now  = tool::take( pbTimeToString( tool::timeValue( {} ).get() ) );
+    auto        line = [&now]( const std::string &sign, CRY_X509_CERTIFICATE *each ) {
+        tool::Facts facts( each );
+        tool::print( sign + " " + now + " " + tool::nameOrNone( facts.subject ) + ", until " + facts.validUntil + ", SHA-256 " +
+                   tool::orMissing( facts.fingerprint ) + "\n" );
+    };
+    if( options.json )
+        tool::printJsonLine(
+            { { "time", now }, { "count", count }, { "added", tool::factsJson( added ) }, { "removed", tool::factsJson( removed ) } } );
+    for( size_t index = 0; index < added.size() && !options.json; index++ )
+        line( tool::green( "+" ), added[index].get() );
+    for( size_t index = 0; index < removed.size() && !options.json; index++ )
+        line( tool::red( "-" ), removed[index].get() );
+    tool::flushOutput();
+}
+
+void printBegin( const Options &options, size_t count, PB_INT seconds )
+{
+    struct stat status;
+    const char *place = findPlace( status );
+    if( options.json )
+        return printChange( options, count, {}, {} );
+    tool::print( tool::counted( count, "root" ) + ( place ? " from " + std::string( place ) : "" ) + " now; they are read again every " +
+        tool::counted( (size_t)seconds, "second" ) + "\n" );
+    tool::flushOutput();
+}
+
+int watch( Options &options )
+{
+    PB_INT           seconds = tool::number( options.interval.value_or( "60" ), "--interval", 1, 86400 );
+    tool::EndSignals signals;
+    Certificates     known = rootsNow();
+    printBegin( options, known.size(), seconds );
+    while( !pbSignalAsserted( signals.end() ) )
+    {
+        pb::Ref<PB_SIGNAL>     wake   = pb::adopt( pbSignalCreate() );
+        pb::Ref<PB_SIGNALABLE> change = pb::adopt( pbSignalableCreateSignal( wake.get() ) );
+        pbSignalAddSignal( signals.end(), wake.get() );
+        cryX509SystemTrustedCertificatesAddSignalable( change.get() );
+        Certificates now = rootsNow(), added = without( now, known ), removed = without( known, now );
+        if( !added.empty() || !removed.empty() )
+            printChange( options, now.size(), added, removed );
+        known = now;
+        // The module itself reads them again after twelve hours only.
+        if( !pbSignalWait( wake.get(), seconds * 1000 ) )
+            cry___X509SystemTrustedCertificatesReload();
+        cryX509SystemTrustedCertificatesDelSignalable( change.get() );
+        pbSignalDelSignal( signals.end(), wake.get() );
+    }
+    return tool::exitGood;
+}
+
+// ---- list
+
 int roots( Options &options )
 {
-    auto   all    = tool::elements( pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() ).get() );
+    if( options.watch )
+        return watch( options );
+    auto   all    = rootsNow();
     size_t length = all.size();
     if( options.count && !options.json )
     {
@@ -155,7 +251,12 @@ int roots( Options &options )
 
 void tool::addRoots( CLI::App &command, int &exit )
 {
-    Options &options = addOptions( command, exit, roots,
-        "Ends with where the roots came from, how old that is, and which blocks were skipped and why.\nExit: 0 done; 2 wrong use." );
-    command.add_flag( "--count", options.count, "print only how many there are" );
+    Options     &options = addOptions( command, exit, roots,
+            "Ends with where the roots came from, how old that is, and which blocks were skipped and why.\n"
+                "With --watch: prints a line for each root that is new (+) or gone (-), until SIGINT (Ctrl-C) or SIGTERM ends it.\n"
+                "Exit: 0 done; 2 wrong use." );
+    CLI::Option *count   = command.add_flag( "--count", options.count, "print only how many there are" );
+    CLI::Option *watch   = command.add_flag( "--watch", options.watch, "print changes as they come" )->excludes( count );
+    addOption( command, "--interval", options.interval, "SECONDS", "with --watch: read the roots again after so many seconds; 60 if left out" )
+        ->needs( watch );
 }

@@ -11,8 +11,8 @@
 #include "output/weakness.hpp"
 #include "text/convert.hpp"
 
+#include <cry/cry_x509_system.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
-#include <cry/internal/cry_x509_system.h>
 #include <openssl/x509_vfy.h>
 #include <optional>
 
@@ -55,19 +55,10 @@ Input readInput( const Options &options )
         tool::append( input.trusted, tool::readCertificates( file ) );
     if( !options.noSystem )
     {
-        pb::Ref<CRY_X509_CERTIFICATES> roots = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
+        pb::Ref<CRY_X509_CERTIFICATES> roots = pb::adopt( cryX509SystemTrustedCertificates() );
         cryX509CertificatesAppend( input.trusted.handle(), roots.get() );
     }
     return input;
-}
-
-// The facts of one certificate under its name.
-std::string details( const tool::Facts &facts, const std::string &indent )
-{
-    auto line = [&indent]( const char *what, const std::string &value ) { return indent + tool::faint( what ) + value + "\n"; };
-    return line( "issuer       ", tool::nameOrNone( facts.issuer ) ) + line( "valid        ", facts.validFrom + " to " + facts.validUntil ) +
-        line( "key          ", facts.key.text() ) + line( "signature    ", facts.signatureAlgorithm ) +
-        line( "SHA-256      ", tool::orMissing( facts.fingerprint ) );
 }
 
 void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::string &time, const tool::Hosts &hosts )
@@ -81,7 +72,7 @@ void printChain( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const 
         std::string indent( depth ? 3 * ( depth - 1 ) : 0, ' ' );
         std::string role = depth + 1 == chain.size() ? "  (trusted)" : depth == 0 ? "  (leaf)" : "";
         tool::print( indent + ( depth ? "└─ " : "" ) + tool::nameOrNone( facts.subject ) + tool::faint( role ) + "\n" );
-        tool::print( details( facts, indent + ( depth ? "   " : "" ) + ( depth + 1 < chain.size() ? "│  " : "   " ) ) );
+        tool::print( facts.details( indent + ( depth ? "   " : "" ) + ( depth + 1 < chain.size() ? "│  " : "   " ) ) );
     }
 }
 
@@ -108,7 +99,7 @@ void printReason( const tool::Reason &reason, const std::string &time )
     if( reason.certificate )
     {
         tool::Facts facts( reason.certificate.get() );
-        tool::print( "it speaks of " + tool::nameOrNone( facts.subject ) + "\n" + details( facts, "   " ) );
+        tool::print( "it speaks of " + tool::nameOrNone( facts.subject ) + "\n" + facts.details( "   " ) );
         if( const char *hint = hintFor( reason.code ) )
             tool::print( "\n" + std::string( hint ) + "\n" );
     }

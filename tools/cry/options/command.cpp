@@ -59,13 +59,16 @@ tool::Values &tool::valuesOf( const CLI::Option *option )
 
 void tool::checkInputsStay( const CLI::App &command )
 {
-    const CLI::Option *force = command.get_option_no_throw( "--force" );
-    if( !force || !force->count() )
-        return;
-    std::vector<Input> inputs = inputsOf( command );
+    const CLI::Option *force    = command.get_option_no_throw( "--force" );
+    bool               replaces = force && force->count();
     for( const CLI::Option *option : command.get_options() )
     {
-        for( const std::string &each : valuesOf( option ).kind == Values::output ? option->results() : std::vector<std::string>() )
+        Values::Kind kind    = valuesOf( option ).kind;
+        bool         changes = kind == Values::appended || ( kind == Values::output && replaces );
+        if( !changes || !option->count() )
+            continue;
+        std::vector<Input> inputs = inputsOf( command );
+        for( const std::string &each : option->results() )
         {
             std::string path = plain( each );
             struct stat status;

@@ -2,8 +2,11 @@
 #pragma once
 
 #include "libcrypto.hpp"
+#include "module.hpp"
+#include "output/trace.hpp"
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,17 +23,18 @@ struct Values
     enum Kind
     {
         text,
-        input,  // a file that is read; - is standard input
-        output, // a file that is written; - is standard output
+        input,    // a file that is read; - is standard input
+        output,   // a file that is written; - is standard output
+        appended, // a file that gets more lines
         descriptor,
     } kind = text;
-    std::vector<std::string> known; // texts that are taken
+    std::function<std::vector<std::string>()> known; // gives the texts that are taken; may need the module
 };
 
 // What is known of the values of an option of any command; it may be changed.
 Values &valuesOf( const CLI::Option *option );
 
-// Throws InputError if a file that would be replaced is one that the command reads, too.
+// Throws InputError if a file that would be changed is one that the command reads, too.
 void checkInputsStay( const CLI::App &command );
 
 // Adds an option with a value; `type` is how the help calls the value. A FILE is an input.
@@ -46,7 +50,7 @@ CLI::Option *addOption( CLI::App &command, const std::string &name, Value &value
 // Says which texts an option takes, for shells.
 inline void addKnown( CLI::App &command, const std::string &name, std::vector<std::string> known )
 {
-    valuesOf( command.get_option( name ) ).known = std::move( known );
+    valuesOf( command.get_option( name ) ).known = [known = std::move( known )] { return known; };
 }
 
 // Adds an option whose values are files that the command writes.
@@ -78,18 +82,30 @@ inline void addFiles( CLI::App &command, std::vector<std::string> &files )
     addArgument( command, "FILE", files, "files to read; - and none at all are standard input" )->expected( 0, -1 );
 }
 
-// Makes the options of a command and adds --json. If the command is given, its exit code is the
-// result of `run`.
+// Options of a command that are for the start of the module.
+template<class Options>
+concept StartsItself = requires( Options &options, pb::Ref<PB_RUNTIME_OPTIONS> &start ) { options.prepare( start ); };
+
+// Makes the options of a command and adds --json and --trace. If the command is given, the module
+// is started, and the exit code is the result of `run`.
 template<class Options>
 Options &addOptions( CLI::App &command, int &exit, int ( *run )( Options & ), const char *footer )
 {
     auto options = std::make_shared<Options>();
+    auto traces  = std::make_shared<TraceOptions>();
     command.add_flag( "--json", options->json, "print the result as JSON" );
+    traces->addTo( command );
     command.footer( footer );
-    command.callback( [options, &command, &exit, run] {
+    command.callback( [options, traces, &command, &exit, run] {
+        pb::Ref<PB_RUNTIME_OPTIONS> start = moduleOptions();
+        if constexpr( StartsItself<Options> )
+            options->prepare( start );
+        Module module( start.get() );
         requireAlgorithms();
         checkInputsStay( command );
+        Trace trace( *traces );
         exit = run( *options );
+        trace.finish();
     } );
     return *options;
 }

@@ -1,5 +1,6 @@
 #include "output/certificate_facts.hpp"
 
+#include "output/print.hpp"
 #include "text/asn1_text.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
@@ -51,6 +52,15 @@ nlohmann::ordered_json tool::Facts::json() const
     if( !fingerprint.empty() )
         json["sha256"] = fingerprint;
     return json;
+}
+
+std::string tool::Facts::text() const { return nameOrNone( subject ) + ", by " + nameOrNone( issuer ) + ", until " + validUntil; }
+
+std::string tool::Facts::details( const std::string &indent ) const
+{
+    auto line = [&indent]( const char *what, const std::string &value ) { return indent + faint( what ) + value + "\n"; };
+    return line( "issuer       ", nameOrNone( issuer ) ) + line( "valid        ", validFrom + " to " + validUntil ) +
+        line( "key          ", key.text() ) + line( "signature    ", signatureAlgorithm ) + line( "SHA-256      ", orMissing( fingerprint ) );
 }
 
 nlohmann::ordered_json tool::factsJson( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &certificates )

@@ -22,6 +22,10 @@ struct Facts
     explicit Facts( CRY_X509_CERTIFICATE *certificate );
 
     nlohmann::ordered_json json() const;
+    // One line: "CN=a, by CN=b, until 2027-01-31T12:00:00Z".
+    std::string text() const;
+    // What stands under its name, in lines that begin with `indent`.
+    std::string details( const std::string &indent ) const;
 };
 
 // The facts of several certificates.

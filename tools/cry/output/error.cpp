@@ -18,6 +18,8 @@ tool::InputError::InputError( const InputError &other, const std::string &more )
 
 tool::OutputError::OutputError( int code ) : InputError( std::string( "standard output: " ) + std::strerror( code ) ) {}
 
+tool::OutputError::OutputError( const std::string &path, int code ) : InputError( path, std::strerror( code ) ) {}
+
 void tool::printError( std::string_view text )
 {
     std::fflush( stdout );

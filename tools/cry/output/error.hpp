@@ -33,10 +33,12 @@ struct InputError : std::runtime_error
     InputError( const InputError &other, const std::string &more );
 };
 
-// Standard output cannot be written.
+// Standard output, or a file beside it, cannot be written; the code is one of <errno.h>. The result
+// is printed already, so this error cannot take its place in JSON.
 struct OutputError : InputError
 {
     explicit OutputError( int code );
+    OutputError( const std::string &path, int code );
 };
 
 // Writes one line to standard error, which begins with "cry: ": an error or a warning.

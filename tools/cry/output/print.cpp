@@ -76,16 +76,20 @@ void tool::printSecret( PB_BUFFER *content )
     }
 }
 
-std::string tool::jsonText( nlohmann::ordered_json result )
+static std::string dumped( nlohmann::ordered_json result, int indent )
 {
     nlohmann::ordered_json json{ { "format", 1 } };
     for( auto &each : result.items() )
         json[each.key()] = std::move( each.value() );
-    addNotices( json );
+    tool::addNotices( json );
     makeUtf8( json );
     // Text in ASCII cannot play with the terminal.
-    return json.dump( 2, ' ', true ) + "\n";
+    return json.dump( indent, ' ', true ) + "\n";
 }
+
+std::string tool::jsonText( nlohmann::ordered_json result ) { return dumped( std::move( result ), 2 ); }
+
+void tool::printJsonLine( nlohmann::ordered_json result ) { print( dumped( std::move( result ), -1 ) ); }
 
 void tool::printJson( nlohmann::ordered_json result ) { print( jsonText( std::move( result ) ) ); }
 

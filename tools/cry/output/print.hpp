@@ -27,6 +27,8 @@ void printNameLine( std::string_view line );
 // put in here.
 std::string jsonText( nlohmann::ordered_json result );
 void        printJson( nlohmann::ordered_json result );
+// The same in one line, for commands that print several results.
+void printJsonLine( nlohmann::ordered_json result );
 
 // Prints the error that ends the command, to standard error and, if JSON is asked for, as JSON.
 void printFailure( const std::exception &problem, bool json );

@@ -13,7 +13,9 @@ std::string joined( const std::vector<std::string> &words )
     return text;
 }
 
-bool isFile( const tool::Values &values ) { return values.kind == tool::Values::input || values.kind == tool::Values::output; }
+std::vector<std::string> wordsOf( const tool::Values &values ) { return values.known ? values.known() : std::vector<std::string>(); }
+
+bool isFile( const tool::Values &values ) { return values.kind != tool::Values::text && values.kind != tool::Values::descriptor; }
 
 std::string summary( const Entry &entry ) { return entry.app->get_description(); }
 
@@ -40,7 +42,7 @@ std::vector<std::string> membersOf( const Entry &entry )
 std::string bashValues( const CLI::Option *option )
 {
     const tool::Values &values = tool::valuesOf( option );
-    return isFile( values ) ? "kind=file" : "kind=words words='" + joined( values.known ) + "'";
+    return isFile( values ) ? "kind=file" : "kind=words words='" + joined( wordsOf( values ) ) + "'";
 }
 
 // The rows of a command: its members, options, values and arguments.
@@ -75,7 +77,7 @@ std::string quotedForZsh( const std::string &text )
 std::string zshAction( const CLI::Option *option )
 {
     const tool::Values &values = tool::valuesOf( option );
-    return isFile( values ) ? "_files" : values.known.empty() ? " " : "(" + joined( values.known ) + ")";
+    return isFile( values ) ? "_files" : wordsOf( values ).empty() ? " " : "(" + joined( wordsOf( values ) ) + ")";
 }
 
 std::string zshFunctionName( const Entry &entry ) { return "_cry" + ( entry.path.empty() ? "" : "_" + pages::replaced( entry.path, " ", "_" ) ); }
@@ -133,7 +135,7 @@ std::string fishAt( const Entry &entry ) { return "complete -c cry -n " + quoted
 std::string fishValues( const CLI::Option *option )
 {
     const tool::Values &values = tool::valuesOf( option );
-    return isFile( values ) ? " -F" : values.known.empty() ? " -f" : " -f -a " + quotedForFish( joined( values.known ) );
+    return isFile( values ) ? " -F" : wordsOf( values ).empty() ? " -f" : " -f -a " + quotedForFish( joined( wordsOf( values ) ) );
 }
 
 std::string fishRows( const Entry &entry )

@@ -1,0 +1,27 @@
+// The directory for data that is kept between starts.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <pb/pb_runtime.h>
+#include <pb/ref.hpp>
+#include <string>
+
+namespace tool
+{
+
+// The option --state-dir of a command. A module that is started with such a directory reads the
+// vault, and so private keys; therefore no other command has one.
+struct StateOptions
+{
+    std::string directory; // the one that is used
+
+    void addTo( CLI::App &command );
+    // Throws InputError if no directory is given and the environment names none.
+    void prepare( pb::Ref<PB_RUNTIME_OPTIONS> &start );
+
+private:
+    std::optional<std::string> given;
+};
+
+}
