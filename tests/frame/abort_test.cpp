@@ -1,7 +1,11 @@
+#include <cry/cry.h>
+#include <cry/internal/cry_x509_system.h>
 #include <pb/pb.h>
+#include <pb/ref.hpp>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -65,6 +69,21 @@ TEST( AbortDeathTest, IsWhatABrokenContractOfAnExportedFunctionCalls )
     EXPECT_EXIT( pbObjRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: source/pb/objects/pb_obj.cpp:[0-9]+: obj\n$" );
     EXPECT_EXIT(
         pbStringRetain( nullptr ), testing::KilledBySignal( SIGABRT ), "^abort: stdfunc retain: source/pb/values/pb_string.cpp:[0-9]+: obj\n$" );
+}
+
+// Checks that are made while the thread holds a lock.
+TEST( AbortDeathTest, AlsoEndsUnderALock )
+{
+    EXPECT_EXIT(
+        {
+            pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+            pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+            if( !pbRuntimeStart( options.get() ) )
+                std::exit( 1 );
+            cry___X509SystemHalt();
+            cry___X509SystemHalt();
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/cry/x509/cry_x509_system.cpp:[0-9]+: !cry___X509SystemHalted\n$" );
 }
 
 TEST( Abort, HandlersReplaceEachOther )
