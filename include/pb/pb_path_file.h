@@ -14,9 +14,9 @@ PB_BEGIN_DECLS
 PB_EXPORT PB_BUFFER *pbPathFileTryReadBuffer( PB_STRING *path, PB_INT maxLength );
 
 /* pbPathFileWriteBuffer: makes a file with this content that only its owner can read, or replaces
-   the file that is there. False if that fails; then nothing has changed. The file has either its
-   complete new content or no new content, even if the process is killed or the disk is full. When
-   the function returns, the content is on the disk. Blocks until then. */
+   the file that is there. True if the content is on the disk; blocks until then. False if nothing
+   has changed, or if the file has its new content, but its name may not be on the disk. The file is
+   complete in both cases, even if the process is killed or the disk is full. */
 PB_EXPORT PB_BOOL pbPathFileWriteBuffer( PB_STRING *path, PB_BUFFER *content );
 
 /* pbPathFileReadStore: the store of a file (pbStoreTryDecode), a new reference. If `header` is not
@@ -33,9 +33,9 @@ PB_EXPORT PB_BOOL pbPathFileWriteStore( PB_STRING *path, PB_STORE *store, PB_STO
    are followed. False also if that cannot be found out, or if the path holds U+0000. */
 PB_EXPORT PB_BOOL pbPathFileExists( PB_STRING *path );
 /* pbPathFileDelete: removes a file; of a link, only the link. True if after that there is nothing
-   at this path, so also if there was nothing. False if the file cannot be removed, if it is a
-   directory, or if the path holds U+0000. When the function returns, the removal is on the disk.
-   Blocks until then. */
+   at this path, so also if there was nothing; blocks until that is on the disk. False if the file
+   cannot be removed, if it is a directory, if the path holds U+0000, or if the removal may not be
+   on the disk. */
 PB_EXPORT PB_BOOL pbPathFileDelete( PB_STRING *path );
 
 /* pbPathDirectoryCreate: makes a directory that only its owner can use (0700), and those above it

@@ -156,6 +156,7 @@ TEST( PbStreamsContracts, PathFiles )
     EXPECT_ABORT( pathFile, "store", pbPathFileWriteStore( str( "/dev/null" ).get(), nullptr, nullptr ) );
     EXPECT_ABORT( pathFile, "path", pbPathFileExists( nullptr ) );
     EXPECT_ABORT( pathFile, "path", pbPathFileDelete( nullptr ) );
+    EXPECT_ABORT( pathFile, "path", pbPathDirectoryCreate( nullptr ) );
     EXPECT_ABORT( pathFile, "path", pb___PathFileWrite( nullptr, buf( "" ).get(), 0600, PB_TRUE ) );
     EXPECT_ABORT( pathFile, "content", pb___PathFileWrite( "/dev/null", nullptr, 0600, PB_TRUE ) );
 }

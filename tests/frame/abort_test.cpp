@@ -1,3 +1,5 @@
+#include <cry/cry.h>
+#include <cry/internal/cry_x509_system.h>
 #include <pb/pb.h>
 #include <pb/pb_locks.h>
 #include <pb/pb_runtime.h>
@@ -134,6 +136,21 @@ TEST( AbortDeathTest, ATicketNeedsMemory )
             pbProcessSchedule( processOf( []( PB_OBJ * ) {} ) );
         },
         testing::KilledBySignal( SIGABRT ), "^abort: source/pb/concurrency/pb_pool.cpp:[0-9]+: memory\n$" );
+}
+
+// Checks that are made while the thread holds a lock.
+TEST( AbortDeathTest, AlsoEndsUnderALock )
+{
+    EXPECT_EXIT(
+        {
+            pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+            pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+            if( !pbRuntimeStart( options.get() ) )
+                std::exit( 1 );
+            cry___X509SystemHalt();
+            cry___X509SystemHalt();
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/cry/x509/cry_x509_system.cpp:[0-9]+: !cry___X509SystemHalted\n$" );
 }
 
 TEST( Abort, HandlersReplaceEachOther )

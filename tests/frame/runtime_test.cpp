@@ -257,6 +257,7 @@ TEST_F( Runtime, LeavesNothingBehindInAHundredRounds )
         ASSERT_TRUE( start( { "cry" } ) ) << startError();
         pbRuntimeStop();
         ASSERT_EQ( pbObjLiveCount(), objects ) << "round " << round;
+        ASSERT_EQ( pb___ClockArmedTimers(), 0 ) << "round " << round;
         ASSERT_EQ( threadsSettled( threadCount ), threadCount ) << "round " << round;
         // The first round makes the objects that stay for the whole process: OpenSSL's tables and
         // fetched algorithms. In the second round the loader finds libraries under their plain

@@ -463,3 +463,30 @@ TEST( PbPathFile, RemovesAFile )
     EXPECT_TRUE( remove( "link" ) );
     EXPECT_EQ( namesIn( folder.path ), ( Names{ "deep", "kept" } ) );
 }
+
+TEST( PbPathFile, MakesDirectories )
+{
+    TemporaryFolder folder;
+    mode_t          mask = umask( 0 );
+    auto            make = []( const std::filesystem::path &path ) { return (bool)pbPathDirectoryCreate( str( path.string() ).get() ); };
+    EXPECT_TRUE( make( folder.path / "one" ) );
+    EXPECT_TRUE( make( folder.path / "two" / "three" / "four" ) );
+    EXPECT_TRUE( make( ( folder.path / "five" ).string() + "/" ) );
+    for( const char *name : { "one", "two", "two/three", "two/three/four", "five" } )
+        EXPECT_EQ( modeOf( folder.path / name ), 0700u ) << name;
+    // One that is there stays as it is.
+    ASSERT_EQ( chmod( ( folder.path / "one" ).c_str(), 0755 ), 0 );
+    EXPECT_TRUE( make( folder.path / "one" ) );
+    EXPECT_EQ( modeOf( folder.path / "one" ), 0755u );
+    std::filesystem::create_directory_symlink( "one", folder.path / "link" );
+    EXPECT_TRUE( make( folder.path / "link" ) );
+    EXPECT_TRUE( make( "/" ) );
+    umask( mask );
+
+    write( folder.path / "file", "" );
+    EXPECT_FALSE( make( folder.path / "file" ) );
+    EXPECT_FALSE( make( folder.path / "file" / "one" ) );
+    EXPECT_FALSE( make( "" ) );
+    EXPECT_FALSE( pbPathDirectoryCreate( str( ( folder.path / "new" ).string() + std::string( "\0", 1 ) ).get() ) );
+    EXPECT_FALSE( std::filesystem::exists( folder.path / "new" ) );
+}

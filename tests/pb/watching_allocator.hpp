@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -35,6 +36,9 @@ public:
     static inline int                                leaks = 0;
 
 private:
+    // The threads of a started runtime take and give memory, too.
+    static inline std::mutex mutex;
+
     static bool holdsSecret( std::string_view memory )
     {
         for( const std::string &secret : secrets )
@@ -51,7 +55,8 @@ private:
     static void *take( size_t size )
     {
         // The memory is filled, so that older content is not counted for the next owner.
-        void *memory   = std::memset( std::malloc( size ), 0xA5, size );
+        void           *memory = std::memset( std::malloc( size ), 0xA5, size );
+        std::lock_guard hold( mutex );
         blocks[memory] = size;
         return memory;
     }
@@ -62,9 +67,12 @@ private:
         void *moved = take( size );
         if( memory )
         {
-            auto known = blocks.find( memory );
-            EXPECT_NE( known, blocks.end() );
-            std::memcpy( moved, memory, known->second < size ? known->second : size );
+            {
+                std::lock_guard hold( mutex );
+                auto            known = blocks.find( memory );
+                EXPECT_NE( known, blocks.end() );
+                std::memcpy( moved, memory, known->second < size ? known->second : size );
+            }
             give( memory );
         }
         return moved;
@@ -72,7 +80,8 @@ private:
 
     static void give( void *memory )
     {
-        auto known = blocks.find( memory );
+        std::lock_guard hold( mutex );
+        auto            known = blocks.find( memory );
         EXPECT_NE( known, blocks.end() ) << "freed memory that was not taken here";
         if( known != blocks.end() )
         {

@@ -43,10 +43,12 @@ class EmptyErrorQueue : public testing::EmptyTestEventListener
 
 }
 
-void support::startFamily()
+void support::startFamily( const std::string &stateDirectory )
 {
     pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
     pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+    if( !stateDirectory.empty() )
+        pbRuntimeOptionsSetStateDirectoryCstr( options.handle(), stateDirectory.c_str(), -1 );
     if( !pbRuntimeStart( options.get() ) )
     {
         pb::Ref<PB_STRING> error = pb::adopt( pbRuntimeStartError() );

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <string>
 
 namespace support
 {
 
-// Starts the runtime with all modules; for tests that stopped it.
-void startFamily();
+// Starts the runtime with all modules; for tests that stopped it. The state directory is not made;
+// empty means that there is none.
+void startFamily( const std::string &stateDirectory = {} );
 
 }

@@ -130,7 +130,8 @@ pb::Ref<PB_BUFFER> encode( PB_STORE *store )
 // Writes the backup first, if there is a file. So there is always one complete file.
 bool writeFiles( const Paths &paths, PB_BUFFER *content )
 {
-    if( pbPathFileExists( paths.primary.get() ) && !pbPathFileWriteBuffer( paths.backup.get(), content ) )
+    bool backedUp = pbPathFileExists( paths.primary.get() );
+    if( backedUp && !pbPathFileWriteBuffer( paths.backup.get(), content ) )
     {
         pbPathFileDelete( paths.backup.get() );
         return false;
@@ -140,8 +141,10 @@ bool writeFiles( const Paths &paths, PB_BUFFER *content )
         pbPathFileDelete( paths.backup.get() );
         return true;
     }
-    // If there was a file, the backup is newer than it, and complete.
-    pbPathFileDelete( paths.primary.get() );
+    // The backup is newer than the file, and complete. Without one, the file may be the only copy:
+    // it can be there although it was not seen.
+    if( backedUp )
+        pbPathFileDelete( paths.primary.get() );
     return false;
 }
 

@@ -52,14 +52,12 @@ static void freeLock( PB_FILE_LOCK *lock )
             while( *link != last )
                 link = &( *link )->next;
             *link = last->next;
+            // The lock goes with the descriptor. Nobody may find neither the entry nor the file.
+            close( last->descriptor );
         }
     }
     if( last )
-    {
-        // The lock goes with the descriptor.
-        close( last->descriptor );
         pb::destroy( last );
-    }
 }
 
 PB_SORT_DEFINE( pb, FileLock, PB_FILE_LOCK, .free = pb::slot<freeLock> )
@@ -74,8 +72,10 @@ PB_FILE_LOCK *create( Locked *locked )
     return lock;
 }
 
-// One more user of a file that this process has locked; null if it has not.
-Locked *useAgain( const struct stat &status )
+// Finds the lock that this process has on a file, which gets one more user, or else locks the file.
+// This is one step, so that another thread of this process is not taken for another process. Gives
+// 0 or an error number.
+int lockFile( int descriptor, const struct stat &status, Locked **locked )
 {
     pb::sync::Hold hold( files.lock );
     for( Locked *each = files.first; each; each = each->next )
@@ -83,17 +83,15 @@ Locked *useAgain( const struct stat &status )
         if( each->device == status.st_dev && each->inode == status.st_ino )
         {
             each->users++;
-            return each;
+            *locked = each;
+            return 0;
         }
     }
-    return nullptr;
-}
-
-void add( Locked *locked )
-{
-    pb::sync::Hold hold( files.lock );
-    locked->next = files.first;
-    files.first  = locked;
+    if( flock( descriptor, LOCK_EX | LOCK_NB ) != 0 )
+        return errno;
+    files.first = pb::make<Locked>( Locked{ status.st_dev, status.st_ino, descriptor, 1, files.first } );
+    *locked     = files.first;
+    return 0;
 }
 
 }
@@ -116,18 +114,15 @@ PB_FILE_LOCK *pbFileLockTryCreate( PB_STRING *path, PB_INT timeoutMs, PB_BOOL *b
     }
     for( PB_INT waited = 0;; waited += pauseMs )
     {
-        if( Locked *again = useAgain( status ) )
+        Locked *locked  = nullptr;
+        int     problem = lockFile( descriptor, status, &locked );
+        if( !problem )
         {
-            close( descriptor );
-            return create( again );
-        }
-        if( flock( descriptor, LOCK_EX | LOCK_NB ) == 0 )
-        {
-            Locked *locked = pb::make<Locked>( Locked{ status.st_dev, status.st_ino, descriptor, 1, nullptr } );
-            add( locked );
+            if( locked->descriptor != descriptor )
+                close( descriptor );
             return create( locked );
         }
-        bool other = errno == EWOULDBLOCK || errno == EINTR;
+        bool other = problem == EWOULDBLOCK || problem == EINTR;
         if( busy && other )
             *busy = PB_TRUE;
         if( !other || ( timeoutMs >= 0 && waited >= timeoutMs ) )

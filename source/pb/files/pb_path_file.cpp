@@ -149,12 +149,15 @@ int writeNamed( const pb::StdString<> &folder, const pb::StdString<> &target, PB
 }
 
 // Puts the names of a directory on the disk. The files themselves are there already. Some file
-// systems cannot sync a directory; that is not an error.
-void syncFolder( const pb::StdString<> &folder )
+// systems cannot sync a directory, and a directory that may not be read cannot be opened; that is
+// not an error.
+int syncFolder( const pb::StdString<> &folder )
 {
     Descriptor directory{ open( folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) };
-    if( directory.isOpen() )
-        fsync( directory.get() );
+    if( !directory.isOpen() )
+        return errno == EACCES ? 0 : errno;
+    int problem = resultOf( fsync( directory.get() ) );
+    return problem == EINVAL || problem == EOPNOTSUPP ? 0 : problem;
 }
 
 int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int mode, bool replace )
@@ -163,9 +166,7 @@ int writeWhole( const pb::StdString<> &target, PB_BUFFER *content, unsigned int 
     int             problem = writeNameless( folder, target, content, mode, replace );
     if( problem < 0 )
         problem = writeNamed( folder, target, content, mode, replace );
-    if( !problem )
-        syncFolder( folder );
-    return problem;
+    return problem ? problem : syncFolder( folder );
 }
 
 // The path to which symbolic links lead, also if it has no file.
@@ -248,8 +249,7 @@ PB_BOOL pbPathFileDelete( PB_STRING *path )
         return PB_FALSE;
     if( unlink( name ) != 0 )
         return errno == ENOENT || errno == ENOTDIR;
-    syncFolder( folderOf( name ) );
-    return PB_TRUE;
+    return syncFolder( folderOf( name ) ) == 0;
 }
 
 PB_BOOL pbPathDirectoryCreate( PB_STRING *path )
