@@ -155,7 +155,8 @@ static void playBase()
         } );
         unsigned threads = 2 + below( 3 );
         unsigned fibers[4];
-        // They wait until the signal is asserted and the process is halted, at the end at the latest.
+        // They wait until the signal is asserted and the process is halted: at the end at the
+        // latest.
         unsigned waiters[] = {
             simulation::spawn( [&world] { expect( pbSignalWait( world.signal[0].get(), -1 ), "a wait for a signal ends without it" ); } ),
             simulation::spawn( [&world] {
