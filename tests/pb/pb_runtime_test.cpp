@@ -164,7 +164,7 @@ TEST_F( PbRuntime, AllItsThreadsBlockAllSignals )
         };
         // All but SIGKILL, SIGSTOP and the two that the C library keeps for itself. It blocks those
         // two as well while a thread begins.
-        EXPECT_TRUE( soon( [&] { return blocked() == "SigBlk:\tfffffffe7ffbfeff"; } ) ) << name << " " << blocked();
+        ASSERT_TRUE( soon( [&] { return blocked() == "SigBlk:\tfffffffe7ffbfeff"; } ) ) << name << " " << blocked();
     }
     EXPECT_GE( found, 3u );
 }

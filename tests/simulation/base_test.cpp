@@ -199,10 +199,10 @@ static void playBase()
         // Cycles of signals end when they are asserted.
         for( auto &signal : world.signal )
             pbSignalAssert( signal.get() );
+        simulation::join( waiters[0] );
         for( auto &process : world.process )
             pbProcessHalt( process.get() );
-        for( unsigned waiter : waiters )
-            simulation::join( waiter );
+        simulation::join( waiters[1] );
         simulation::rest();
         expect( pb___ClockArmedTimers() <= world.actors, "a timer stays armed after its end" );
         stopToys();
