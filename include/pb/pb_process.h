@@ -48,7 +48,7 @@ PB_EXPORT PB_BOOL pbProcessHalted( PB_PROCESS *process );
 
 /* pb___ProcessRunInline: runs the process once on the caller's thread. A run that is waiting is
    taken over. What is scheduled meanwhile runs afterwards. A halted process does not run. Aborts if
-   the process runs now ("!isRunning"), and if the runtime is stopped ("!stopped"). While the
+   the process runs now ("!isRunning"), and if the runtime is stopped ("!stopped"); while the
    runtime stops it is allowed until the shut-down hooks, which wait for it. */
 PB_EXPORT void pb___ProcessRunInline( PB_PROCESS *process );
 /* pb___ProcessEnded: whether the process has been halted, no run is left, and its object has been

@@ -99,8 +99,8 @@ TEST( PbConcurrencyContracts, NobodyWaitsInsideARun )
     EXPECT_TRUE( pbSignalWait( asserted.get(), 0 ) );
 }
 
-// An abort takes the thread out of its locks, so it leaves no monitor or region afterwards. The
-// gate is the program's own, so the thread is put back into it.
+// An abort takes the thread out of its locks, so it leaves no monitor or region afterwards. There
+// is only one gate, so the thread is put back into it.
 TEST( PbConcurrencyContracts, NobodyWaitsInALock )
 {
     pb::Ref<PB_PROCESS> halted   = makeProcess();

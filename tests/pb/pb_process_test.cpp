@@ -505,6 +505,7 @@ TEST_F( PbProcessThreads, WorkersRunAtTheSameTime )
     both[0].expectReached();
     both[1].expectReached();
     both[0].open = both[1].open = true;
+    stop();
 }
 
 TEST_F( PbProcessThreads, ARunSeesWhatTheRunBeforeWrote )

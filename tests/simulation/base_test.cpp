@@ -8,6 +8,7 @@ struct TOY_ACTOR : PB_OBJ
 {
     struct BaseWorld *world;
     unsigned          number;
+    PB_PROCESS       *process; // which holds this object
 };
 
 // The watches outlive the objects.
@@ -29,6 +30,7 @@ static void freeActor( TOY_ACTOR *actor )
 {
     PB_CHECK( actor );
     actor->world->watch[actor->number].free();
+    expect( !pb___ProcessEnded( actor->process ), "a process reads as ended before its object is freed" );
 }
 
 PB_SORT_DEFINE( pb, ToyActor, TOY_ACTOR, .free = pb::slot<freeActor> )
@@ -77,6 +79,9 @@ static void step( BaseWorld &world )
         break;
     case 4:
     case 5:
+        // An asserted signal triggers what is added.
+        if( pbSignalAsserted( chosen ) )
+            world.watch[actor].wishes++;
         pbSignalAddSignalable( chosen, world.sigb[actor].get() );
         world.added[signal][actor] |= !pbSignalAsserted( chosen );
         break;
@@ -101,11 +106,16 @@ static void step( BaseWorld &world )
     case 11:
         pb___ClockAdvance( below( 3 ) );
         break;
-    case 12:
-        // A reference of its own, the last one sometimes.
-        pb::Ref<PB_SIGNALABLE>( world.sigb[actor] );
-        pb::adopt( pbSignalableCreateProcess( process ) );
+    case 12: {
+        // A signalable that only a signal holds, deleted or asserted.
+        auto signalOfThis = pb::adopt( pbSignalCreate() );
+        auto sigb         = pb::adopt( pbSignalableCreateProcess( process ) );
+        pbSignalAddSignalable( signalOfThis.get(), sigb.get() );
+        PB_SIGNALABLE *lent = sigb.get();
+        sigb                = {};
+        below( 2 ) ? pbSignalDelSignalable( signalOfThis.get(), lent ) : pbSignalAssert( signalOfThis.get() );
         break;
+    }
     case 13: {
         // A timer that is armed and dropped.
         auto timer = pb::adopt( pbTimerCreateProcess( process ) );
@@ -124,8 +134,9 @@ static void makeActor( BaseWorld &world, unsigned number )
     actor.get()->number   = number;
     world.process[number] = pb::adopt(
         pbProcessCreateCstr( runActor, actor.obj(), "actor", -1, below( 2 ) ? PB_PROCESS_CLASS_ORDINARY : PB_PROCESS_CLASS_BACKGROUND ) );
-    world.sigb[number]  = pb::adopt( pbSignalableCreateProcess( world.process[number].get() ) );
-    world.timer[number] = pb::adopt( pbTimerCreateProcess( world.process[number].get() ) );
+    actor.get()->process = world.process[number].get();
+    world.sigb[number]   = pb::adopt( pbSignalableCreateProcess( world.process[number].get() ) );
+    world.timer[number]  = pb::adopt( pbTimerCreateProcess( world.process[number].get() ) );
 }
 
 static void playBase()
@@ -144,6 +155,15 @@ static void playBase()
         } );
         unsigned threads = 2 + below( 3 );
         unsigned fibers[4];
+        // They wait until the signal is asserted and the process is halted: at the end at the
+        // latest.
+        unsigned waiters[] = {
+            simulation::spawn( [&world] { expect( pbSignalWait( world.signal[0].get(), -1 ), "a wait for a signal ends without it" ); } ),
+            simulation::spawn( [&world] {
+                expect( pb___ProcessEndWait( world.process[0].get() ), "a wait for a process ends without it" );
+                expect( world.watch[0].freed == 1, "a wait for a process ends before its object is freed" );
+            } ),
+        };
         for( unsigned thread = 0; thread < threads; thread++ )
         {
             fibers[thread] = simulation::spawn( [&world] {
@@ -179,8 +199,10 @@ static void playBase()
         // Cycles of signals end when they are asserted.
         for( auto &signal : world.signal )
             pbSignalAssert( signal.get() );
+        simulation::join( waiters[0] );
         for( auto &process : world.process )
             pbProcessHalt( process.get() );
+        simulation::join( waiters[1] );
         simulation::rest();
         expect( pb___ClockArmedTimers() <= world.actors, "a timer stays armed after its end" );
         stopToys();

@@ -94,8 +94,8 @@ struct Source
 
 Source vault, roots;
 
-// Stops the runs' own steps at the end of a scenario.
-bool closing;
+// Runs of validators and carriers in progress.
+unsigned ordinaryRuns;
 
 }
 
@@ -297,6 +297,7 @@ static void runValidator( PB_OBJ *obj )
 {
     TOY_VALIDATOR_IMP *imp = pbToyValidatorImpFrom( obj );
     imp->watch->begin();
+    ordinaryRuns++;
     {
         pb::InMonitor in( imp->monitor );
         expect( !pbSignalAsserted( imp->end ), "a validator runs after its end" );
@@ -304,6 +305,7 @@ static void runValidator( PB_OBJ *obj )
         pbSignalAssert( imp->end );
         pbProcessHalt( imp->process );
     }
+    ordinaryRuns--;
     imp->watch->end();
 }
 
@@ -361,6 +363,9 @@ static void runCarrier( PB_OBJ *obj )
 {
     Watch *watch = pbToyCarrierFrom( obj )->watch;
     watch->begin();
+    ordinaryRuns++;
+    simulation::switchPoint();
+    ordinaryRuns--;
     watch->end();
 }
 
@@ -464,7 +469,7 @@ void step( LiveWorld &world )
 
 void begin( LiveWorld &world )
 {
-    closing       = false;
+    ordinaryRuns  = 0;
     world.places_ = pbMonitorCreate();
     vault.create( true );
     roots.create( false );
@@ -541,6 +546,20 @@ void playLive()
 unsigned users;
 bool     mayUse;
 
+// Processes that the halt hooks schedule: the ordinary one still runs, the background one does not.
+pb::Ref<PB_PROCESS> lateOrdinary, lateBackground;
+unsigned            lateRuns;
+
+void scheduleLate()
+{
+    lateRuns       = 0;
+    lateOrdinary   = pb::adopt( pbProcessCreateCstr( []( PB_OBJ   *) { lateRuns++; }, nullptr, "late", -1, PB_PROCESS_CLASS_ORDINARY ) );
+    lateBackground = pb::adopt( pbProcessCreateCstr(
+        []( PB_OBJ * ) { expect( false, "a background run begins after the stop" ); }, nullptr, "late", -1, PB_PROCESS_CLASS_BACKGROUND ) );
+    pbProcessSchedule( lateOrdinary.get() );
+    pbProcessSchedule( lateBackground.get() );
+}
+
 void dropSome( LiveWorld &world )
 {
     unsigned place = below( world.places );
@@ -591,15 +610,25 @@ void playStop()
         simulation::switchPoint();
     pb::concurrency::stop(
         [] {
+            scheduleLate();
             vault.halt();
             roots.halt();
         },
         [] {
+            expect( ordinaryRuns == 0, "a run is in progress when all have ended" );
+            expect( lateRuns == 1, "an ordinary run that waits at the stop does not run" );
             mayUse = false;
             while( users > 0 )
                 simulation::block( &users );
         },
-        [] { shutDown = true; } );
+        [] {
+            shutDown = true;
+            // Nobody may use them any more.
+            vault.release();
+            roots.release();
+        } );
+    lateOrdinary   = {};
+    lateBackground = {};
     for( unsigned thread = 0; thread <= threads; thread++ )
         simulation::join( fibers[thread] );
     // Last references go after the stop.

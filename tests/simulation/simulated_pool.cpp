@@ -19,18 +19,20 @@ struct Threads
 {
     std::vector<Ticket>   tickets;
     std::vector<unsigned> fibers;
-    bool                  stops = false;
+    bool                  ofHost = false; // the stop does not wait for them; they use tickets late
+    bool                  stops  = false;
 
-    void start( PB_INT count )
+    void start( PB_INT count, bool areOfHost )
     {
-        *this = {};
+        *this  = {};
+        ofHost = areOfHost;
         for( PB_INT index = 0; index < count; index++ )
             fibers.push_back( simulation::spawn( [this] { work(); } ) );
     }
 
     void work()
     {
-        while( !stops )
+        while( !stops || ( ofHost && !tickets.empty() ) )
         {
             if( tickets.empty() )
             {
@@ -57,7 +59,10 @@ struct Threads
         stops = true;
         simulation::wake( this );
         for( unsigned fiber : fibers )
-            simulation::join( fiber );
+        {
+            if( !ofHost )
+                simulation::join( fiber );
+        }
     }
 };
 
@@ -67,8 +72,8 @@ Threads workers, background;
 
 int pb::pool::start( PB_INT count, PB_EXECUTOR, void * )
 {
-    workers.start( count );
-    background.start( 1 );
+    workers.start( count, simulation::below( 2 ) );
+    background.start( 1, false );
     return 0;
 }
 
