@@ -1,4 +1,4 @@
-/* Identifiers: short names for programs, of letters, digits, `.`, `_` and `-`. */
+/* Identifiers: short names of letters, digits, full stops, underscores and hyphens. */
 #ifndef PB_PB_IDENTIFIER_H
 #define PB_PB_IDENTIFIER_H
 
@@ -12,8 +12,8 @@ PB_BEGIN_DECLS
 /* pbIdentifierCreate: a new random identifier of 32 lower-case hexadecimal digits (128 bits). */
 PB_EXPORT PB_IDENTIFIER *pbIdentifierCreate( void );
 /* pbIdentifierTryCreateFromString: an identifier with this text. Null if the text does not have 1
-   to 255 characters, has another character than `A-Z`, `a-z`, `0-9`, `.`, `_` and `-`, or begins
-   with `.` or `-`. */
+   to 255 characters, has another character than the letters and digits of ASCII, full stop,
+   underscore and hyphen, or begins with a full stop or a hyphen. */
 PB_EXPORT PB_IDENTIFIER *pbIdentifierTryCreateFromString( PB_STRING *text );
 /* pbIdentifierTryCreateFromCstr: the same; `length` -1 means zero-terminated. */
 PB_EXPORT PB_IDENTIFIER *pbIdentifierTryCreateFromCstr( const char *text, PB_INT length );

@@ -5,8 +5,8 @@
 #include <pb/pb_obj.h>
 #include <pb/pb_thread_safety.h>
 
-typedef struct PB_LOCK_TYPE( "monitor" ) PB_MONITOR PB_MONITOR;
-typedef struct PB_LOCK_TYPE( "region" ) PB_REGION PB_REGION;
+struct PB_LOCK_TYPE( "monitor" ) PB_MONITOR;
+struct PB_LOCK_TYPE( "region" ) PB_REGION;
 PB_OBJECT_TYPE( PB_MONITOR );
 /* PB_MONITOR: one thread at a time may be in it. */
 PB_OBJECT_TYPE( PB_REGION );

@@ -2,6 +2,8 @@
 #ifndef PB_PB_THREAD_SAFETY_H
 #define PB_PB_THREAD_SAFETY_H
 
+#include <pb/pb_base.h>
+
 /* PB_THREAD_SAFETY: an attribute of the analysis. */
 #if defined( __clang__ )
 #define PB_THREAD_SAFETY( attribute ) __attribute__( ( attribute ) )
