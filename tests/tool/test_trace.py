@@ -30,7 +30,7 @@ class Trace(ToolTest):
         folder = self.folder()
         for path, reason in ((folder, "Is a directory"), (folder / "none" / "trace", "No such file or directory")):
             for more in ([], ["--json"]):
-                self.assertInputError(run("random", "3", "--out", folder / "out", "--trace", path, *more), f"{path}: {reason}\n")
+                self.assertInputError(run("key", "generate", "ec", "P-256", "--out", folder / "out", "--trace", path, *more), f"{path}: {reason}\n")
         for name in ("", "-"):
             self.assertInputError(run("uuid", "--trace", name), f"--trace: '{name}' is not the name of a file; traces go to files only\n")
         self.assertEqual(self.taken(folder), [])
