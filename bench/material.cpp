@@ -80,6 +80,18 @@ const bench::Material &bench::material()
     return made;
 }
 
+std::vector<bench::Certificate> bench::differentLeaves( int count )
+{
+    std::vector<Certificate> leaves;
+    while( (int)leaves.size() < count )
+    {
+        std::array<Certificate, 3> chain;
+        makeChain( chain, [] { return EVP_RSA_gen( 2048 ); } );
+        leaves.insert( leaves.end(), chain.begin(), chain.end() );
+    }
+    return leaves;
+}
+
 EVP_PKEY *bench::plainPrivateKey( const std::string &pem )
 {
     BIO      *bio  = BIO_new_mem_buf( pem.data(), (int)pem.size() );

@@ -5,6 +5,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 #include <string>
+#include <vector>
 
 namespace bench
 {
@@ -22,6 +23,9 @@ struct Material
 };
 
 const Material &material();
+
+// Leaves with RSA-2048 keys of their own, made at each call.
+std::vector<Certificate> differentLeaves( int count );
 
 // What plain OpenSSL makes of them; the caller frees it.
 EVP_PKEY *plainPrivateKey( const std::string &pem );

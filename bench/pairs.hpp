@@ -3,6 +3,7 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <functional>
 #include <pb/pb.h>
 #include <pb/ref.hpp>
 
@@ -11,17 +12,23 @@
 namespace bench
 {
 
+// `prepare` is called before each run and is not measured. Work that takes seconds is repeated only
+// `repetitions` times; 0 means as often as the program is told.
 template<class Ours, class Plain>
-void pair( const std::string &name, Ours ours, Plain plain, int threads = 1 )
+void pair(
+    const std::string &name, Ours ours, Plain plain, int threads = 1, std::function<void()> prepare = [] {}, int repetitions = 0 )
 {
-    auto run = [threads]( const std::string &full, auto work ) {
-        benchmark::RegisterBenchmark( full.c_str(),
-            [work]( benchmark::State &state ) {
+    auto run = [=]( const std::string &full, auto work ) {
+        auto *made = benchmark::RegisterBenchmark( full.c_str(),
+            [work, prepare]( benchmark::State &state ) {
+                prepare();
                 for( auto _ : state )
                     work();
             } )
-            ->Threads( threads )
-            ->UseRealTime();
+                         ->Threads( threads )
+                         ->UseRealTime();
+        if( repetitions )
+            made->Repetitions( repetitions );
     };
     run( name + "/ours", ours );
     run( name + "/plain", plain );
@@ -39,5 +46,6 @@ void registerIdentity();
 void registerCrl();
 void registerTraces();
 void registerConcurrency();
+void registerVault( const std::string &directory ); // the runtime's state directory
 
 }

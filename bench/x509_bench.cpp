@@ -291,15 +291,17 @@ void bench::registerX509()
     const char *bundle = cry___x509SystemPlaces[0];
     if( !std::ifstream( bundle ) )
         return;
+    auto plainRoots = [bundle] {
+        X509_STORE *store = X509_STORE_new();
+        X509_STORE_load_file( store, bundle );
+        X509_STORE_free( store );
+    };
     pair(
         "platform roots loaded, store included",
         [] {
             pb::Ref<CRY_X509_CERTIFICATES> roots = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
             X509_STORE_free( cry___X509CertificatesCreateOpensslX509Store( roots.get() ) );
         },
-        [bundle] {
-            X509_STORE *store = X509_STORE_new();
-            X509_STORE_load_file( store, bundle );
-            X509_STORE_free( store );
-        } );
+        plainRoots );
+    pair( "platform roots reloaded, unchanged", cry___X509SystemTrustedCertificatesReload, plainRoots );
 }

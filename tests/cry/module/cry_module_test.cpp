@@ -1,12 +1,17 @@
 #include "module/cry_module.hpp"
 
+#include "cry/vault/vaults.hpp"
 #include "support/enumerations.hpp"
+#include "support/environment.hpp"
+#include "support/files.hpp"
+#include "x509/cry_x509_system_linux.hpp"
 
 #include <cry/cry_module.h>
+#include <cry/internal/cry_x509_system.h>
 
-#include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -84,4 +89,58 @@ TEST( CryModule, IsAStaticObjectWithAllHooks )
     EXPECT_NE( module->halt, nullptr );
     EXPECT_NE( module->fourth, nullptr );
     EXPECT_NE( module->shutdown, nullptr );
+}
+
+namespace
+{
+
+size_t threads()
+{
+    using Entries = std::filesystem::directory_iterator;
+    return (size_t)std::distance( Entries( "/proc/self/task" ), Entries() );
+}
+
+// Leaves subscriptions, a changed vault and a timer behind.
+void work()
+{
+    pb::Ref<PB_SIGNAL>     signal = pb::adopt( pbSignalCreate() );
+    pb::Ref<PB_SIGNALABLE> sigb   = pb::adopt( pbSignalableCreateSignal( signal.get() ) );
+    cryX509SystemTrustedCertificatesAddSignalable( sigb.get() );
+    support::setItem( "name", 1 );
+    EXPECT_TRUE( cry___VaultSave() );
+    EXPECT_TRUE( cry___VaultLoad() );
+    support::setItem( "other", 2 );
+    cryVaultUpdateAddSignalable( sigb.get() );
+    cry___X509SystemTrustedCertificatesReload();
+    EXPECT_EQ( pb___ClockArmedTimers(), 1 );
+}
+
+}
+
+TEST( CryModule, LeavesNothingBehindInAHundredRoundsOfWork )
+{
+    support::TemporaryFolder folder;
+    std::string              place    = folder.path / "roots.pem";
+    const char              *places[] = { place.c_str() };
+    support::write(
+        place, support::pemText( support::makeCertificate( { .subject = "CN=Root", .subjectKey = support::key( support::KeyKind::p256 ) } ) ) );
+    cry::x509::setPlaces( places );
+    pbRuntimeStop();
+    PB_INT objects = pbObjLiveCount();
+    size_t before  = threads();
+    for( int round = 0; round < 100; round++ )
+    {
+        support::startFamily( folder.path );
+        EXPECT_EQ( support::filed(), round ? support::Names{ "name" } : support::Names{} );
+        work();
+        pbRuntimeStop();
+        ASSERT_EQ( pbObjLiveCount(), objects ) << "round " << round;
+        ASSERT_EQ( pb___ClockArmedTimers(), 0 ) << "round " << round;
+        // A thread that was joined can be visible for a moment longer.
+        for( int tries = 0; tries < 1000 && threads() > before; tries++ )
+            usleep( 1000 );
+        ASSERT_LE( threads(), before ) << "round " << round;
+    }
+    cry::x509::setPlaces( {} );
+    support::startFamily();
 }
