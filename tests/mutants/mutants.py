@@ -24,7 +24,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRATCH = ROOT / "build" / "mutants"
 TREE = SCRATCH / "tree"
 
-SCENARIOS = "240000"  # of the simulation, all kinds together
+SCENARIOS = "320000"  # of the simulation, all kinds together
 LIMIT = 120  # seconds; the tests without a mutant need much less
 
 Mutant = collections.namedtuple("Mutant", "name file old new test rule")
@@ -263,7 +263,8 @@ def run(binary, test):
     lines = result.stdout.splitlines() + result.stderr.splitlines()
     if result.returncode < 0:
         return True, "ends by signal %d" % -result.returncode, needed
-    after = [lines[number + 1].strip() for number, line in enumerate(lines) if line.endswith(": Failure") and number + 1 < len(lines)]
+    after = [each.strip() for number, line in enumerate(lines) if line.endswith(": Failure")
+             for each in lines[number + 1:number + 3] if each != "Failed"]
     return True, after[0][:90] if after else "fails", needed
 
 

@@ -312,7 +312,9 @@ TEST_F( PbConcurrencyStress, ARunSeesWhatWasWrittenBeforeItWasScheduled )
                 word.number.store( number, std::memory_order_relaxed );
             pbProcessSchedule( reader.get() );
         };
-        for( int count = 0; count < handOvers; count++ )
+        // On a machine with other work each hand-over may take much longer.
+        auto limit = std::chrono::steady_clock::now() + std::chrono::seconds( 10 );
+        for( int count = 0; count < handOvers && ( count % 256 || std::chrono::steady_clock::now() < limit ); count++ )
         {
             hand();
             for( unsigned pause = (unsigned)random() % 64; pause > 0; pause-- )

@@ -209,4 +209,23 @@ static void playBase()
     }
 }
 
+// A short scenario, so that the whole stop often comes between two steps of one call.
+static void playQuickStop()
+{
+    pb::Ref<PB_PROCESS> processes[2];
+    for( int each = 0; each < 2; each++ )
+        processes[each] = pb::adopt( pbProcessCreateCstr( []( PB_OBJ * ) { expect( !shutDown, "a run begins after the shut-down" ); }, nullptr,
+            "quick", -1, each ? PB_PROCESS_CLASS_BACKGROUND : PB_PROCESS_CLASS_ORDINARY ) );
+    unsigned fiber = simulation::spawn( [&processes] {
+        for( unsigned count = 1 + below( 2 ); count > 0; count-- )
+            pbProcessSchedule( processes[below( 2 )].get() );
+    } );
+    for( unsigned count = below( 6 ); count > 0; count-- )
+        simulation::switchPoint();
+    stopToys();
+    simulation::join( fiber );
+}
+
 TEST( Simulation, Base ) { play( 1, playBase ); }
+
+TEST( Simulation, QuickStop ) { play( 4, playQuickStop ); }

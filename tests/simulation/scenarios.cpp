@@ -27,7 +27,7 @@ static void report( const char *, const char *file, PB_INT line, const char *exp
 void play( unsigned kind, const std::function<void()> &scenario )
 {
     // A few thousand a second.
-    unsigned long total = numberFrom( "CRY_SCENARIOS", 51000 ) / 3;
+    unsigned long total = numberFrom( "CRY_SCENARIOS", 68000 ) / 4;
     unsigned long one   = numberFrom( "CRY_SEED", 0 );
     pbAbortSetHandler( report );
     for( unsigned long count = 1; count <= ( one ? 1 : total ); count++ )
