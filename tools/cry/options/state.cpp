@@ -9,8 +9,8 @@
 namespace
 {
 
-// The value of a variable if it is an absolute path; any other value is as none (XDG Base Directory
-// Specification).
+// The value of a variable if it is an absolute path; any other value is as none, as the rules for
+// XDG base directories have it.
 std::string absolutePath( const char *name )
 {
     const char *value = std::getenv( name );
