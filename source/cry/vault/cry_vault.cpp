@@ -14,8 +14,10 @@
 static constexpr char   fileType[]           = "CRY_VAULT";
 static constexpr PB_INT lockTimeMilliseconds = 10000;
 
-// Held during a load and a save, so that reading, encoding and writing need no region.
+// Held during a save and while a load publishes, so that encoding and writing need no region. A
+// load decodes without it: what is released while a monitor is held is not freed before its end.
 static PB_MONITOR             *saveMonitor;
+static PB_INT transfers        PB_GUARDED_BY( *saveMonitor ); // counts saves and loads
 static PB_REGION              *region;
 static PB_SIGNAL *updateSignal PB_GUARDED_BY( *region );
 static PB_DICT *items          PB_GUARDED_BY( *region );
@@ -150,6 +152,23 @@ bool writeFiles( const Paths &paths, PB_BUFFER *content )
 
 void replace( pb::Ref<PB_DICT> next ) PB_NEEDS( *region ) { pb::Ref<PB_DICT> old = pb::adopt( std::exchange( items, next.take() ) ); }
 
+// Replaces the items, unless the vault is halted; tells the subscribers in both cases.
+bool restore( pb::Ref<PB_DICT> next )
+{
+    pb::InRegion in( region );
+    bool         done = !halted;
+    if( done )
+        replace( std::move( next ) );
+    signalUpdate();
+    return done;
+}
+
+PB_INT transfersNow()
+{
+    pb::InMonitor in( saveMonitor );
+    return transfers;
+}
+
 }
 
 CRY_VAULT_ITEM *cryVaultItem( PB_IDENTIFIER *ident )
@@ -215,25 +234,28 @@ PB_STORE *cry___VaultStore() { return storeOf( itemsNow().get() ).take(); }
 PB_BOOL cry___VaultTryRestore( PB_STORE *store )
 {
     PB_CHECK( store );
-    pb::Ref<PB_DICT> restored = itemsOf( store );
-    pb::InRegion     in( region );
-    bool             done = !halted;
-    if( done )
-        replace( std::move( restored ) );
-    signalUpdate();
-    return done;
+    return restore( itemsOf( store ) );
 }
 
 PB_BOOL cry___VaultLoad()
 {
-    pb::InMonitor in( saveMonitor );
-    Paths         paths;
-    if( !itemsNow() || !paths )
-        return PB_FALSE;
-    pb::Ref<PB_STORE> store = readFile( paths.primary.get() );
-    if( !store )
-        store = readFile( paths.backup.get() );
-    return store ? cry___VaultTryRestore( store.get() ) : PB_FALSE;
+    for( ;; )
+    {
+        PB_INT before = transfersNow();
+        Paths  paths;
+        if( !itemsNow() || !paths )
+            return PB_FALSE;
+        pb::Ref<PB_STORE> store = readFile( paths.primary.get() );
+        if( !store )
+            store = readFile( paths.backup.get() );
+        if( !store )
+            return PB_FALSE;
+        pb::Ref<PB_DICT> restored = itemsOf( store.get() );
+        pb::InMonitor    in( saveMonitor );
+        if( transfers == before )
+            return transfers++, restore( std::move( restored ) );
+        // Another thread has saved or loaded meanwhile, so this content may be an older one.
+    }
 }
 
 PB_BOOL cry___VaultSave()
@@ -246,6 +268,7 @@ PB_BOOL cry___VaultSave()
     pb::Ref<PB_FILE_LOCK> lock = pb::adopt( pbFileLockTryCreate( paths.lock.get(), lockTimeMilliseconds, nullptr ) );
     if( !lock )
         return PB_FALSE;
+    transfers++;
     pb::Ref<PB_BUFFER> content = encode( storeOf( now.get() ).get() );
     return content && writeFiles( paths, content.get() );
 }

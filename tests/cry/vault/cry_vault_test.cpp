@@ -7,6 +7,7 @@
 
 #include <cry/cry_module.h>
 #include <sys/stat.h>
+#include <thread>
 
 using namespace support;
 namespace fs = std::filesystem;
@@ -364,6 +365,25 @@ TEST_F( CryVaultFile, ChangesThatAreNotSavedAreLostWithALoad )
     EXPECT_TRUE( cry___VaultLoad() );
     EXPECT_TRUE( subscriber.told() );
     EXPECT_EQ( filed(), Names{ "one" } );
+}
+
+TEST_F( CryVaultFile, ALoadDoesNotBringBackWhatWasThereBeforeASave )
+{
+    for( int number = 0; number < 20; number++ )
+        setItem( "item-" + std::to_string( number ), number );
+    ASSERT_TRUE( cry___VaultSave() );
+    pb::Ref<PB_STRING> path = str( primary.string() );
+    for( int round = 0; round < 60; round++ )
+    {
+        setItem( "round-" + std::to_string( round ) );
+        std::thread loads( [] { cry___VaultLoad(); } );
+        std::this_thread::sleep_for( std::chrono::microseconds( round * 50 ) );
+        EXPECT_TRUE( cry___VaultSave() );
+        loads.join();
+        pb::Ref<PB_STORE> table = pb::adopt( cry___VaultStore() );
+        pb::Ref<PB_STORE> file  = pb::adopt( pbPathFileReadStore( path.get(), nullptr ) );
+        ASSERT_TRUE( pbStoreEquals( table.get(), file.get() ) ) << "in round " << round;
+    }
 }
 
 TEST_F( CryVaultFile, OnlyTheOwnerMayUseTheDirectoryAndTheFiles )
