@@ -105,6 +105,7 @@ TEST( PbByteSink, PassesEverythingToTheCallbacks )
 TEST( PbByteSink, StaysFailedAfterAnError )
 {
     Writes                writes{ .failAt = 1 };
+    Writes                other{ .failFlush = true };
     pb::Ref<PB_BYTE_SINK> sink = sinkOf( writes );
     write( sink, "a" );
     EXPECT_FALSE( pbByteSinkError( sink.get() ) );
@@ -116,7 +117,6 @@ TEST( PbByteSink, StaysFailedAfterAnError )
     EXPECT_EQ( writes.calls, 2 );
     EXPECT_EQ( writes.flushes, 0 );
 
-    Writes other{ .failFlush = true };
     sink = sinkOf( other );
     pbByteSinkFlush( sink.get() );
     EXPECT_TRUE( pbByteSinkError( sink.get() ) );
