@@ -15,7 +15,7 @@ import item_fixture
 from identity_fixture import file, text_of
 from item_fixture import ItemTest
 from peers import der_of, element, integer, openssl, pem
-from tool import PASSWORD, ToolTest, data, run, scratch, secret, wrong
+from tool import PASSWORD, ToolTest, data, instrumented, run, scratch, secret, wrong
 
 DAY = 24 * 60 * 60
 
@@ -448,6 +448,8 @@ class Corpus(ToolTest):
         self.assertEqual(kinds, {"certificate", "request", "crl", "private key", "public key", "pkcs12", "other"})
 
     def test_OpensslSaysTheSameOfCertificates(self):
+        if instrumented():
+            self.skipTest("the other build compares; this one has read all files in the test above")
         # One certificate in each file, so that openssl shows the same one.
         items = {}
         for at in range(0, len(self.files), 200):

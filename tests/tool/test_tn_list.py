@@ -12,7 +12,7 @@ import item_fixture
 from identity_fixture import file, text_of
 from item_fixture import ItemTest
 from peers import der_of, element, integer, pem
-from tool import run
+from tool import instrumented, run
 
 OID = "1.3.6.1.5.5.7.1.26"
 TYPE = "CRY_X509_TN_AUTH_LIST_ENTRY_TYPE_"
@@ -142,6 +142,10 @@ class Samples(ItemTest):
         if not path.is_file():
             raise unittest.SkipTest("the public test vectors are not on this machine (see README, CRY_VECTORS)")
         cls.cases = [case for case in json.loads(lzma.open(path).read()) if case["form"] == "certificate"]
+        if instrumented():
+            # All that are refused, and some of the many good ones.
+            good = [case for case in cls.cases if (case["pyasn1_rfc8226"] or {}).get("ok")]
+            cls.cases = [case for case in cls.cases if case not in good] + good[::8]
 
     def entry(self, each):
         values = {"spc": ("serviceProviderCode",), "one": ("telephoneNumber",), "range": ("telephoneNumber", "count")}[each[0]]
