@@ -87,7 +87,9 @@ OPENSSL___KEY_PROBLEM problemIn( const unsigned char *at, long length, int depth
             return OPENSSL___KEY_PROBLEM_FORM;
         if( universal && tag == V_ASN1_INTEGER && size > OPENSSL___MOST_KEY_BITS / 8 + 1 )
             return OPENSSL___KEY_PROBLEM_NUMBER;
-        if( constructed || text )
+        // A shorter string holds no number that is too large. It may be random octets, for example a
+        // point on a curve, and those can look like anything.
+        if( constructed || ( text && size > OPENSSL___MOST_KEY_BITS / 8 ) )
         {
             if( depth == deepest )
                 return OPENSSL___KEY_PROBLEM_FORM;

@@ -101,6 +101,16 @@ TEST_F( OpensslKeyLimits, OctetsInPiecesAreAProblem )
     EXPECT_EQ( problemOf( sequence( std::string( "\x24\x80", 2 ) + octets( half ) + std::string( 2, '\0' ) ) ), form );
 }
 
+TEST_F( OpensslKeyLimits, OctetsThatLookLikePiecesAreNoProblem )
+{
+    // Points on curves and private values are random. These begin with an OCTET STRING of three
+    // octets, and then with one in pieces.
+    std::string point = std::string( "\x04\x03\xCC\x0C\xEC\x24\x21", 7 ) + std::string( 36, 'x' );
+    EXPECT_EQ( problemOf( sequence( tlv( 0x03, '\0' + point ) ) ), none );
+    EXPECT_EQ( problemOf( sequence( octets( point ) ) ), none );
+    EXPECT_EQ( problemOf( sequence( octets( sequence( octets( point ) + tlv( 0xA1, tlv( 0x03, '\0' + point ) ) ) ) ) ), none );
+}
+
 TEST_F( OpensslKeyLimits, DeepNestingIsAProblem )
 {
     std::string der;

@@ -40,8 +40,9 @@ typedef enum
 } OPENSSL___KEY_PROBLEM;
 
 /* openssl___KeyProblem: goes through the DER of a key, which is not encrypted. INTEGERs inside of
-   OCTET STRINGs and BIT STRINGs count, too. There is no problem in bytes that are not DER, since
-   OpenSSL refuses them at once. Leaves no errors in the queue. */
+   OCTET STRINGs and BIT STRINGs count, too, if the string is long enough to hold one that is too
+   large. There is no problem in bytes that are not DER, since OpenSSL refuses them at once. Leaves
+   no errors in the queue. */
 PB_EXPORT OPENSSL___KEY_PROBLEM openssl___KeyProblem( const PB_BYTE *der, PB_INT length );
 
 /* openssl___PrivateKeyIsBounded: false for a DSA or DH key that has such a problem. OpenSSL
