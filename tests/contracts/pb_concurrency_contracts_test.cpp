@@ -9,6 +9,7 @@
 #include "base/pb_thread_state.hpp"
 #include "support/environment.hpp"
 #include "support/processes.hpp"
+#include "support/sanitizers.hpp"
 #include "support/standard_functions.hpp"
 #include "support/text.hpp"
 
@@ -19,10 +20,6 @@ static constexpr char signalFile[]  = "source/pb/concurrency/pb_signal.cpp";
 static constexpr char timerFile[]   = "source/pb/concurrency/pb_timer.cpp";
 static constexpr char locksFile[]   = "source/pb/concurrency/pb_locks.cpp";
 static constexpr char runtimeFile[] = "source/pb/runtime/pb_runtime.cpp";
-
-#ifndef __has_feature
-#define __has_feature( name ) 0
-#endif
 
 namespace
 {
@@ -55,7 +52,7 @@ TEST( PbConcurrencyContracts, Processes )
     EXPECT_STANDARD_CHECKS( processFile, pb, Process, PB_PROCESS, "process", idle.get() );
     EXPECT_ABORT( processFile, "function", pbProcessCreateCstr( nullptr, nullptr, "test", -1, PB_PROCESS_CLASS_ORDINARY ) );
     EXPECT_ABORT( processFile, "name", pbProcessCreateCstr( runNothing, nullptr, nullptr, -1, PB_PROCESS_CLASS_ORDINARY ) );
-#if !__has_feature( undefined_behavior_sanitizer )
+#if !WITH_UNDEFINED_SANITIZER
     // The sanitizer ends the program before the check, since no enumerator has these values.
     for( int wrong : { -1, 2 } )
     {

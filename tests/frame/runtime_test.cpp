@@ -2,6 +2,7 @@
 #include <pb/module.hpp>
 #include <pb/pb.h>
 
+#include "support/sanitizers.hpp"
 #include "support/text.hpp"
 
 #include <algorithm>
@@ -100,17 +101,7 @@ size_t memoryInUse()
     return info.uordblks + info.hblkhd;
 }
 
-#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
-constexpr bool sanitized = true;
-#elif defined( __has_feature )
-#if __has_feature( address_sanitizer ) || __has_feature( thread_sanitizer )
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-#else
-constexpr bool sanitized = false;
-#endif
+constexpr bool sanitized = WITH_ADDRESS_SANITIZER || WITH_THREAD_SANITIZER;
 
 class Runtime : public testing::Test
 {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/files.hpp"
+#include "support/sanitizers.hpp"
 #include "support/text.hpp"
 
 #include <atomic>
@@ -94,16 +95,15 @@ protected:
     fs::path        path = folder.path / "lock";
 };
 
-#ifndef __has_feature
-#define __has_feature( name ) 0
-#endif
-
 class PbFileLockProcesses : public PbFileLock
 {
-#if __has_feature( thread_sanitizer )
-    // With the memory that the sanitizer maps, fork can fail after other tests.
-    void SetUp() override { GTEST_SKIP() << "not with the thread sanitizer"; }
-#endif
+protected:
+    void SetUp() override
+    {
+        // With the memory that the sanitizer maps, fork can fail after other tests.
+        if( WITH_THREAD_SANITIZER )
+            GTEST_SKIP() << "not with the thread sanitizer";
+    }
 };
 
 }

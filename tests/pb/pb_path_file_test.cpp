@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/files.hpp"
+#include "support/sanitizers.hpp"
 #include "support/text.hpp"
 
 #include <cerrno>
@@ -332,17 +333,12 @@ TEST( PbPathFile, ChangesNothingOnAFullDisk )
     EXPECT_EQ( namesIn( folder.path ), Names{ "file" } );
 }
 
-#ifndef __has_feature
-#define __has_feature( name ) 0
-#endif
-
 TEST( PbPathFile, IsWholeWheneverTheProcessIsKilled )
 {
-#if __has_feature( thread_sanitizer )
     // With the memory that the sanitizer maps, fork can fail after other tests. The child has only
     // one thread, so there is no race to find.
-    GTEST_SKIP() << "not with the thread sanitizer";
-#endif
+    if( WITH_THREAD_SANITIZER )
+        GTEST_SKIP() << "not with the thread sanitizer";
     TemporaryFolder   folder;
     int               probe      = open( folder.path.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600 );
     bool              nameless   = probe >= 0;

@@ -242,7 +242,6 @@ struct TOY_SESSION : PB_OBJ
     PB_SIGNAL *stackChanged;
     PB_SIGNAL *changed;
     unsigned   commits;
-    bool       freed;
 };
 
 static void freeSession( TOY_SESSION *session )
@@ -393,7 +392,7 @@ struct LiveWorld
     pb::Ref<TOY_STACK>     stack[places];
     pb::Ref<TOY_SESSION>   session[places];
     pb::Ref<TOY_VALIDATOR> validator[places];
-    PB_MONITOR            *places_ = nullptr; // guards the three
+    PB_MONITOR            *monitor = nullptr; // guards the three
 
     // Each is part of a cycle through the session that hangs on it, which its assertion ends.
     std::vector<pb::Ref<PB_SIGNAL>> hung;
@@ -401,13 +400,13 @@ struct LiveWorld
     template<class T>
     pb::Ref<T> take( pb::Ref<T> &place )
     {
-        pb::InMonitor in( places_ );
+        pb::InMonitor in( monitor );
         return place;
     }
     template<class T>
     void put( pb::Ref<T> &place, pb::Ref<T> value )
     {
-        pb::InMonitor in( places_ );
+        pb::InMonitor in( monitor );
         std::swap( place, value );
         // What was there goes under this monitor.
         value = {};
@@ -470,7 +469,7 @@ void step( LiveWorld &world )
 void begin( LiveWorld &world )
 {
     ordinaryRuns  = 0;
-    world.places_ = pbMonitorCreate();
+    world.monitor = pbMonitorCreate();
     vault.create( true );
     roots.create( false );
 }
@@ -490,7 +489,7 @@ void dropAll( LiveWorld &world )
 
 void end( LiveWorld &world )
 {
-    pb::releaseOrNull( world.places_ );
+    pb::releaseOrNull( world.monitor );
     vault.release();
     roots.release();
 }

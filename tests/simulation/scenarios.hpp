@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 // Plays the scenario with many seeds; a failure tells the seed. CRY_SCENARIOS gives the number for
-// all kinds together, CRY_SEED plays one seed only. `share` of all scenarios, in a hundred.
+// all kinds together, CRY_SEED plays one seed only. Each kind has seeds of its own.
 void play( unsigned kind, const std::function<void()> &scenario );
 
 // Stops the services of the base library inside a scenario.

@@ -151,7 +151,6 @@ private:
 };
 
 inline uintptr_t currentThread() { return simulation::currentFiber(); }
-inline void      switchPoint() { simulation::switchPoint(); }
 inline void      noteTrigger( const void *signal, const void *obj ) { simulation::noteTrigger( signal, obj ); }
 inline void      checkMayFree() { simulation::checkMayFree(); }
 

@@ -1,5 +1,7 @@
 #include "simulation/simulation.hpp"
 
+#include "support/sanitizers.hpp"
+
 #include <map>
 #include <memory>
 #include <sys/mman.h>
@@ -8,10 +10,7 @@
 
 #include "base/pb_thread_state.hpp"
 
-#ifndef __has_feature
-#define __has_feature( name ) 0
-#endif
-#if defined( __SANITIZE_ADDRESS__ ) || __has_feature( address_sanitizer )
+#if WITH_ADDRESS_SANITIZER
 #include <sanitizer/common_interface_defs.h>
 #define SIMULATION_ASAN 1
 #endif

@@ -32,7 +32,6 @@ struct Watch
     bool     hasHalted = false; // the halt has returned
     unsigned wishes    = 0;     // written without order, before the process is scheduled
     unsigned seen      = 0;     // the wishes at the begin of the last run
-    unsigned runCount  = 0;
     unsigned freed     = 0;
 
     void begin()
@@ -42,7 +41,6 @@ struct Watch
         expect( !shutDown, "a run begins after the shut-down" );
         runs = true;
         seen = wishes;
-        runCount++;
     }
     void end()
     {

@@ -134,9 +134,6 @@ private:
 // The identity of the current thread; it is not 0.
 inline uintptr_t currentThread() { return (uintptr_t)pthread_self(); }
 
-// A place at which the simulation may let another thread go on.
-inline void switchPoint() {}
-
 // The simulation counts here what an assertion triggers.
 inline void noteTrigger( const void *, const void * ) {}
 

@@ -15,7 +15,6 @@
 
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_crl.h>
-#include <cry/internal/cry_x509_decode.h>
 #include <memory>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
@@ -33,8 +32,6 @@ struct Options
 
 using Certificate = pb::Ref<CRY_X509_CERTIFICATE>;
 
-std::string timeText( pb::Ref<PB_TIME> tm ) { return tm ? tool::take( pbTimeToString( tm.get() ) ) : "(unreadable)"; }
-
 template<class Object>
 using Owned = std::unique_ptr<Object, void ( * )( Object * )>;
 
@@ -45,9 +42,8 @@ std::string unknownExtension( const X509_CRL *crl )
     for( int index = -1; ( index = X509_CRL_get_ext_by_critical( crl, 1, index ) ) >= 0; )
     {
         const ASN1_OBJECT *oid = X509_EXTENSION_get_object( X509_CRL_get_ext( crl, index ) );
-        int                nid = OBJ_obj2nid( oid );
-        if( nid != NID_issuing_distribution_point )
-            return nid == NID_undef ? tool::oidText( oid ) : OBJ_nid2ln( nid );
+        if( OBJ_obj2nid( oid ) != NID_issuing_distribution_point )
+            return tool::longNameOf( oid );
     }
     return "";
 }
@@ -101,9 +97,9 @@ public:
         count             = std::max( sk_X509_REVOKED_num( X509_CRL_get_REVOKED( x509Crl ) ), 0 );
 
         pb::Ref<PB_TIME> made = pb::adopt( cryX509CrlLastUpdate( crl.get() ) ), next = pb::adopt( cryX509CrlNextUpdate( crl.get() ) );
-        thisUpdate = timeText( made );
-        if( X509_CRL_get0_nextUpdate( x509Crl ) )
-            nextUpdate = timeText( next );
+        thisUpdate = tool::timeText( X509_CRL_get0_lastUpdate( x509Crl ) );
+        if( const ASN1_TIME *time = X509_CRL_get0_nextUpdate( x509Crl ) )
+            nextUpdate = tool::timeText( time );
         if( !made || ( !next && !nextUpdate.empty() ) )
             untimely = "has a time that cannot be read";
         else if( pbTimeCompare( made.get(), now ) > 0 )
@@ -281,10 +277,9 @@ private:
                 reason = "its serial number is in " + name + ", but for another issuer or to take an entry back";
                 return;
             }
-            const ASN1_TIME *date = X509_REVOKED_get0_revocationDate( entry );
-            revocationTime        = timeText( pb::adopt( date ? cry___X509TryDecodeAsn1Time( date ) : nullptr ) );
-            revocationReason      = reasonOf( entry );
-            list                  = &asked;
+            revocationTime   = tool::timeText( X509_REVOKED_get0_revocationDate( entry ) );
+            revocationReason = reasonOf( entry );
+            list             = &asked;
         }
         else if( std::string silence = asked.silenceAbout( certificate ); silence.empty() )
             list = list ? list : &asked;
