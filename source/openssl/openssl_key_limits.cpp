@@ -87,8 +87,8 @@ OPENSSL___KEY_PROBLEM problemIn( const unsigned char *at, long length, int depth
             return OPENSSL___KEY_PROBLEM_FORM;
         if( universal && tag == V_ASN1_INTEGER && size > OPENSSL___MOST_KEY_BITS / 8 + 1 )
             return OPENSSL___KEY_PROBLEM_NUMBER;
-        // A shorter string holds no number that is too large. It may be random octets, for example a
-        // point on a curve, and those can look like anything.
+        // A shorter string holds no number that is too large. It may be random octets, for example
+        // a point on a curve, and those can look like anything.
         if( constructed || ( text && size > OPENSSL___MOST_KEY_BITS / 8 ) )
         {
             if( depth == deepest )

@@ -25,7 +25,7 @@ public:
     // Whether the certificate verifies for a time. Each certificate of the store may end the chain.
     // The certificates of `x509Extra`, which may be null, are untrusted. All arguments are lent and
     // must outlive this object.
-    bool verify( X509_STORE *x509Store, X509 *x509, STACK_OF( X509 ) * x509Extra, PB_TIME *tm )
+    bool verify( X509_STORE *x509Store, X509 *x509, STACK_OF( X509 ) * x509Extra, time_t seconds )
     {
         if( X509_STORE_CTX_init( x509StoreCtx, x509Store, x509, x509Extra ) != 1 )
             return false;
@@ -33,14 +33,18 @@ public:
         PB_CHECK_AT( caller, x509VerifyParam );
         X509_VERIFY_PARAM_set_depth( x509VerifyParam, 255 );
         X509_VERIFY_PARAM_set_flags( x509VerifyParam, X509_V_FLAG_PARTIAL_CHAIN );
+        X509_VERIFY_PARAM_set_time( x509VerifyParam, seconds );
         // The context takes the parameters over.
         X509_STORE_CTX_set0_param( x509StoreCtx, x509VerifyParam );
-        time_t seconds;
-        if( !pbTimeTryConvertToTimeT( tm, &seconds ) )
-            return false;
-        X509_VERIFY_PARAM_set_time( x509VerifyParam, seconds );
         began = true;
         return X509_verify_cert( x509StoreCtx ) == 1;
+    }
+
+    // False too if the time is a day that does not exist.
+    bool verify( X509_STORE *x509Store, X509 *x509, STACK_OF( X509 ) * x509Extra, PB_TIME *tm )
+    {
+        time_t seconds;
+        return pbTimeTryConvertToTimeT( tm, &seconds ) && verify( x509Store, x509, x509Extra, seconds );
     }
 
     // The reason why a certificate does not verify. code: OpenSSL's code, or X509_V_ERR_UNSPECIFIED

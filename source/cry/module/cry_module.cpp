@@ -31,6 +31,7 @@ static constexpr cry::ModuleGlobal moduleGlobalTable[] = {
     CRY_MODULE_GLOBAL( X509NetscapeCertType ),
     CRY_MODULE_GLOBAL( X509SanType ),
     CRY_MODULE_GLOBAL( X509TNAuthListEntryType ),
+    CRY_MODULE_GLOBAL( X509StackCs ),
 };
 
 std::span<const cry::ModuleGlobal> cry::moduleGlobals() { return moduleGlobalTable; }

@@ -9,31 +9,22 @@
 namespace
 {
 
-// The certificates of one verification.
-struct Given
+// The caller's object that holds this OpenSSL certificate, else a new object; null if it cannot be
+// made. OpenSSL gives back the same pointers that it was given, so comparing pointers is enough.
+pb::Ref<CRY_X509_CERTIFICATE> objectOf( const cry::x509::Question &question, X509 *x509 )
 {
-    CRY_X509_CERTIFICATE  *leaf;
-    CRY_X509_CERTIFICATES *extra;
-    CRY_X509_CERTIFICATES *trusted;
-
-    // The caller's object that holds this OpenSSL certificate, else a new object; null if it cannot
-    // be made. OpenSSL gives back the same pointers that it was given, so comparing pointers is
-    // enough.
-    pb::Ref<CRY_X509_CERTIFICATE> objectOf( X509 *x509 ) const
+    if( cry___X509CertificatePeekOpensslX509( question.certificate ) == x509 )
+        return pb::share( question.certificate );
+    for( CRY_X509_CERTIFICATES *certs : { question.extra, question.trusted } )
     {
-        if( cry___X509CertificatePeekOpensslX509( leaf ) == x509 )
-            return pb::share( leaf );
-        for( CRY_X509_CERTIFICATES *certs : { extra, trusted } )
+        for( CRY_X509_CERTIFICATE *cert : cry::x509::each( certs ) )
         {
-            for( CRY_X509_CERTIFICATE *cert : cry::x509::each( certs ) )
-            {
-                if( cry___X509CertificatePeekOpensslX509( cert ) == x509 )
-                    return pb::share( cert );
-            }
+            if( cry___X509CertificatePeekOpensslX509( cert ) == x509 )
+                return pb::share( cert );
         }
-        return pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Copy( x509 ) );
     }
-};
+    return pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Copy( x509 ) );
+}
 
 cry::ossl::Ptr<STACK_OF( X509 )> stackOf( CRY_X509_CERTIFICATES *certs, pb::Site site )
 {
@@ -51,29 +42,37 @@ cry::ossl::Ptr<STACK_OF( X509 )> stackOf( CRY_X509_CERTIFICATES *certs, pb::Site
 
 }
 
-cry::x509::Verdict cry::x509::verifyChain( CRY_X509_CERTIFICATE *certificate, CRY_X509_CERTIFICATES *extraCertificates,
-    CRY_X509_CERTIFICATES *trustedCertificates, PB_TIME *tm, pb::Site site )
+cry::x509::Verdict cry::x509::verifyChain( const Question &question, time_t seconds, pb::Site site )
 {
-    Given                       given{ certificate, extraCertificates, trustedCertificates };
-    ossl::Ptr<STACK_OF( X509 )> x509Extra    = stackOf( extraCertificates, site );
+    ossl::Ptr<STACK_OF( X509 )> x509Extra    = stackOf( question.extra, site );
     auto                        verification = Verification( site );
-    if( !verification.verify( cachedStore( trustedCertificates ), cry___X509CertificatePeekOpensslX509( certificate ), x509Extra.get(), tm ) )
+    X509                       *leaf         = cry___X509CertificatePeekOpensslX509( question.certificate );
+    if( !verification.verify( question.x509Store, leaf, x509Extra.get(), seconds ) )
     {
         X509 *x509 = verification.certificate();
-        return { {}, verification.code(), verification.depth(), x509 ? given.objectOf( x509 ) : pb::Ref<CRY_X509_CERTIFICATE>() };
+        return { {}, verification.code(), verification.depth(), x509 ? objectOf( question, x509 ) : pb::Ref<CRY_X509_CERTIFICATE>(), false };
     }
 
     pb::Ref<CRY_X509_CERTIFICATES> chain = pb::adopt( cryX509CertificatesCreate() );
     STACK_OF( X509 ) *x509Chain          = verification.chain();
     for( int index = 0; index < sk_X509_num( x509Chain ); index++ )
     {
-        pb::Ref<CRY_X509_CERTIFICATE> cert = given.objectOf( sk_X509_value( x509Chain, index ) );
+        pb::Ref<CRY_X509_CERTIFICATE> cert = objectOf( question, sk_X509_value( x509Chain, index ) );
         if( !cert )
-            return { {}, X509_V_ERR_UNSPECIFIED, index, {} };
+            return { {}, X509_V_ERR_UNSPECIFIED, index, {}, true };
         cryX509CertificatesAppendCertificate( chain.handle(), cert.get() );
     }
     PB_CHECK_AT( site, cryX509CertificatesCertificatesLength( chain.get() ) >= 1 );
-    return { std::move( chain ), X509_V_OK, -1, {} };
+    return { std::move( chain ), X509_V_OK, -1, {}, true };
+}
+
+cry::x509::Verdict cry::x509::verifyChain( CRY_X509_CERTIFICATE *certificate, CRY_X509_CERTIFICATES *extraCertificates,
+    CRY_X509_CERTIFICATES *trustedCertificates, PB_TIME *tm, pb::Site site )
+{
+    time_t seconds;
+    if( !pbTimeTryConvertToTimeT( tm, &seconds ) )
+        return { {}, X509_V_ERR_UNSPECIFIED, -1, {}, false };
+    return verifyChain( { certificate, extraCertificates, trustedCertificates, cachedStore( trustedCertificates ) }, seconds, site );
 }
 
 CRY_X509_CERTIFICATES *cry___X509CertificateChainTryVerifyCertificate(
