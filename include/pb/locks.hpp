@@ -1,7 +1,9 @@
-// Guards that hold a monitor or a region until the end of a block. C++ only.
+// Guards that hold a lock until the end of a block. C++ only.
 #pragma once
 
 #include <pb/pb_locks.h>
+
+#include <pthread.h>
 
 namespace pb
 {
@@ -40,6 +42,33 @@ public:
 
 private:
     PB_REGION *region;
+};
+
+// A lock for one file, which is there before the first start and after the last stop. So a free
+// function may take it. While a thread holds it, nothing is released and no function of a caller is
+// called.
+class PB_LOCK_TYPE( "lock" ) PlainLock
+{
+public:
+    void lock() PB_TAKES() PB_UNCHECKED { pthread_mutex_lock( &system ); }
+    void unlock() PB_GIVES() PB_UNCHECKED { pthread_mutex_unlock( &system ); }
+    // False if any thread has the lock, this one too.
+    bool tryLock() PB_THREAD_SAFETY( try_acquire_capability( true ) ) PB_UNCHECKED { return pthread_mutex_trylock( &system ) == 0; }
+
+private:
+    pthread_mutex_t system = PTHREAD_MUTEX_INITIALIZER;
+};
+
+class PB_LOCK_GUARD InPlainLock
+{
+public:
+    explicit InPlainLock( PlainLock &target ) PB_TAKES( target ) : lock( target ) { lock.lock(); }
+    ~InPlainLock() PB_GIVES() { lock.unlock(); }
+    InPlainLock( const InPlainLock & )            = delete;
+    InPlainLock &operator=( const InPlainLock & ) = delete;
+
+private:
+    PlainLock &lock;
 };
 
 }
