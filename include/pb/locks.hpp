@@ -44,9 +44,8 @@ private:
     PB_REGION *region;
 };
 
-// A lock for one file, which is there before the first start and after the last stop. So a free
-// function may take it. While a thread holds it, nothing is released and no function of a caller is
-// called.
+// A lock that is there before the first start and after the last stop, so a free function may take
+// it. The runtime does not know who holds it: an object that is released meanwhile is freed at once.
 class PB_LOCK_TYPE( "lock" ) PlainLock
 {
 public:
