@@ -45,7 +45,8 @@ private:
 };
 
 // A lock that is there before the first start and after the last stop, so a free function may take
-// it. The runtime does not know who holds it: an object that is released meanwhile is freed at once.
+// it. The runtime does not know who holds it: an object that is released meanwhile is freed at
+// once.
 class PB_LOCK_TYPE( "lock" ) PlainLock
 {
 public:
