@@ -2,6 +2,8 @@
 #ifndef CS_CS_H
 #define CS_CS_H
 
+#include <cs/cs_object.h>
+#include <cs/cs_sort_backend.h>
 #include <pb/pb_module.h>
 
 PB_BEGIN_DECLS

@@ -1,7 +1,9 @@
-// Guards that hold a monitor or a region until the end of a block, or leave it meanwhile. C++ only.
+// Guards that hold a lock until the end of a block, or leave it meanwhile. C++ only.
 #pragma once
 
 #include <pb/pb_locks.h>
+
+#include <pthread.h>
 
 namespace pb
 {
@@ -43,8 +45,8 @@ private:
 };
 
 // OutOfMonitor, OutOfRegion: leave a lock that the thread has, for slow work; the end of the block
-// takes it again. What the lock guards may have changed meanwhile. (To the analysis, a destructor that
-// "gives" undoes what the constructor did.)
+// takes it again. What the lock guards may have changed meanwhile. (To the analysis, a destructor
+// that "gives" undoes what the constructor did.)
 class PB_LOCK_GUARD OutOfMonitor
 {
 public:
@@ -67,6 +69,33 @@ public:
 
 private:
     PB_REGION *region;
+};
+
+// A lock that is there before the first start and after the last stop, so a free function may take
+// it. The runtime does not know who holds it: an object that is released meanwhile is freed at
+// once.
+class PB_LOCK_TYPE( "lock" ) PlainLock
+{
+public:
+    void lock() PB_TAKES() PB_UNCHECKED { pthread_mutex_lock( &system ); }
+    void unlock() PB_GIVES() PB_UNCHECKED { pthread_mutex_unlock( &system ); }
+    // False if any thread has the lock, this one too.
+    bool tryLock() PB_THREAD_SAFETY( try_acquire_capability( true ) ) PB_UNCHECKED { return pthread_mutex_trylock( &system ) == 0; }
+
+private:
+    pthread_mutex_t system = PTHREAD_MUTEX_INITIALIZER;
+};
+
+class PB_LOCK_GUARD InPlainLock
+{
+public:
+    explicit InPlainLock( PlainLock &target ) PB_TAKES( target ) : lock( target ) { lock.lock(); }
+    ~InPlainLock() PB_GIVES() { lock.unlock(); }
+    InPlainLock( const InPlainLock & )            = delete;
+    InPlainLock &operator=( const InPlainLock & ) = delete;
+
+private:
+    PlainLock &lock;
 };
 
 }

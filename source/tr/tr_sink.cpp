@@ -1,4 +1,5 @@
 #include <pb/containers.hpp>
+#include <pb/locks.hpp>
 #include <pb/pb_abort.h>
 #include <pb/pb_process.h>
 #include <pb/pb_thread_safety.h>
@@ -6,7 +7,6 @@
 #include <tr/tr_sink.h>
 
 #include <algorithm>
-#include <pthread.h>
 #include <string_view>
 
 #include "tr_event.hpp"
@@ -16,29 +16,8 @@
 namespace
 {
 
-class PB_LOCK_TYPE( "lock" ) Lock
-{
-public:
-    void lock() PB_TAKES() PB_UNCHECKED { pthread_mutex_lock( &system ); }
-    void unlock() PB_GIVES() PB_UNCHECKED { pthread_mutex_unlock( &system ); }
-    // False if any thread has the lock, this one too.
-    bool tryLock() PB_THREAD_SAFETY( try_acquire_capability( true ) ) PB_UNCHECKED { return pthread_mutex_trylock( &system ) == 0; }
-
-private:
-    pthread_mutex_t system = PTHREAD_MUTEX_INITIALIZER;
-};
-
-class PB_LOCK_GUARD Hold
-{
-public:
-    explicit Hold( Lock &target ) PB_TAKES( target ) : lock( target ) { lock.lock(); }
-    ~Hold() PB_GIVES() { lock.unlock(); }
-    Hold( const Hold & )            = delete;
-    Hold &operator=( const Hold & ) = delete;
-
-private:
-    Lock &lock;
-};
+using Lock = pb::PlainLock;
+using Hold = pb::InPlainLock;
 
 // Guards what all sinks hold, and which ones are attached. Traces come from anywhere, so this lock
 // is the last one that a thread takes: under it nothing is released, nothing is allocated and
