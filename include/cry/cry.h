@@ -48,11 +48,16 @@
 #include <cry/cry_x509_san.h>
 #include <cry/cry_x509_san_type.h>
 #include <cry/cry_x509_sans.h>
+#include <cry/cry_x509_session.h>
+#include <cry/cry_x509_stack.h>
 #include <cry/cry_x509_stack_identity_mode.h>
+#include <cry/cry_x509_stack_options.h>
 #include <cry/cry_x509_stack_trust_mode.h>
 #include <cry/cry_x509_system.h>
 #include <cry/cry_x509_tn_auth_list.h>
 #include <cry/cry_x509_tn_auth_list_entry.h>
 #include <cry/cry_x509_tn_auth_list_entry_type.h>
+#include <cry/cry_x509_validator.h>
+#include <cry/cry_x509_validator_failure.h>
 
 #endif

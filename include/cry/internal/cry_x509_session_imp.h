@@ -52,8 +52,8 @@ PB_EXPORT void cry___X509SessionImpTrustChangedDelSignalable( CRY___X509_SESSION
 /* cry___X509SessionImpTraceCompleteAnchor: completes an anchor with the trace stream. */
 PB_EXPORT void cry___X509SessionImpTraceCompleteAnchor( CRY___X509_SESSION_IMP *imp, TR_ANCHOR *anchor );
 
-/* cry___X509SessionImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). An implementation equals only itself. */
+/* cry___X509SessionImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight
+   standard functions (docs/conventions.md). An implementation equals only itself. */
 PB_EXPORT const PB_SORT          *cry___X509SessionImpSort( void );
 PB_EXPORT PB_OBJ                 *cry___X509SessionImpObj( CRY___X509_SESSION_IMP *obj );
 PB_EXPORT CRY___X509_SESSION_IMP *cry___X509SessionImpFrom( PB_OBJ *obj );

@@ -39,8 +39,8 @@ PB_EXPORT void cry___X509StackImpUpdateDelSignalable( CRY___X509_STACK_IMP *imp,
 /* cry___X509StackImpTraceCompleteAnchor: completes an anchor with the trace stream. */
 PB_EXPORT void cry___X509StackImpTraceCompleteAnchor( CRY___X509_STACK_IMP *imp, TR_ANCHOR *anchor );
 
-/* cry___X509StackImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). An implementation equals only itself. */
+/* cry___X509StackImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight
+   standard functions (docs/conventions.md). An implementation equals only itself. */
 PB_EXPORT const PB_SORT        *cry___X509StackImpSort( void );
 PB_EXPORT PB_OBJ               *cry___X509StackImpObj( CRY___X509_STACK_IMP *obj );
 PB_EXPORT CRY___X509_STACK_IMP *cry___X509StackImpFrom( PB_OBJ *obj );

@@ -9,8 +9,8 @@ PB_OBJECT_TYPE( CRY___X509_VALIDATOR_IMP );
 
 PB_BEGIN_DECLS
 
-/* The functions abort on a null object ("imp"). They mean what the functions of cry_x509_validator.h
-   and internal/cry_x509_validator.h with the same name say. */
+/* The functions abort on a null object ("imp"). They mean what the functions of
+   cry_x509_validator.h and internal/cry_x509_validator.h with the same name say. */
 
 /* cry___X509ValidatorImpCreateWithCertificate, cry___X509ValidatorImpCreateWithCertificateChain,
    cry___X509ValidatorImpCreatePreValidated: the three ways to make a validator; its process is
@@ -57,8 +57,8 @@ PB_EXPORT PB_BOOL cry___X509ValidatorImpCheckSans( CRY___X509_VALIDATOR_IMP *imp
 /* cry___X509ValidatorImpTraceCompleteAnchor: completes an anchor with the trace stream. */
 PB_EXPORT void cry___X509ValidatorImpTraceCompleteAnchor( CRY___X509_VALIDATOR_IMP *imp, TR_ANCHOR *anchor );
 
-/* cry___X509ValidatorImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight standard functions
-   (docs/conventions.md). An implementation equals only itself. */
+/* cry___X509ValidatorImpSort/Obj/From/Retain/Release/Compare/Equals/ToString: the eight
+   standard functions (docs/conventions.md). An implementation equals only itself. */
 PB_EXPORT const PB_SORT            *cry___X509ValidatorImpSort( void );
 PB_EXPORT PB_OBJ                   *cry___X509ValidatorImpObj( CRY___X509_VALIDATOR_IMP *obj );
 PB_EXPORT CRY___X509_VALIDATOR_IMP *cry___X509ValidatorImpFrom( PB_OBJ *obj );

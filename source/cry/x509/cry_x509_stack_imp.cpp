@@ -335,8 +335,8 @@ static cry::Step cry___X509StackImpStateTrustSystem( Imp *imp ) PB_NEEDS( *imp->
     // Subscribe before reading.
     if( renewSource( imp, imp->intSystemSignal, imp->intSystemSignalable, cry::x509::delSystemSignalableAtAnyTime ) )
         cryX509SystemTrustedCertificatesAddSignalable( imp->intSystemSignalable );
-    imp->intTrustedCertificates =
-        joined( cryX509StackOptionsTrustedCertificates( imp->intOptions ), pb::adopt( cryX509SystemTrustedCertificates() ) );
+    imp->intTrustedCertificates = joined(
+        cryX509StackOptionsTrustedCertificates( imp->intOptions ), pb::adopt( cryX509SystemTrustedCertificates() ) );
     imp->intTrustedSans = cryX509StackOptionsTrustedSans( imp->intOptions );
     return STATE_TRUST_IDENTITY;
 }
@@ -350,7 +350,7 @@ static cry::Step cry___X509StackImpStateTrustSynchronized( Imp *imp ) PB_NEEDS( 
     dropSystem( imp );
     imp->intTrustedCertificates = joined( cryX509StackOptionsTrustedCertificates( imp->intOptions ),
         pb::adopt( cryX509StackOptionsSynchronizedTrustedCertificates( imp->intOptions ) ) );
-    imp->intTrustedSans = cryX509StackOptionsTrustedSans( imp->intOptions );
+    imp->intTrustedSans         = cryX509StackOptionsTrustedSans( imp->intOptions );
     return STATE_TRUST_IDENTITY;
 }
 
