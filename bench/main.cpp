@@ -32,6 +32,7 @@ int main( int argc, char **argv )
     bench::registerCrl();
     bench::registerTraces();
     bench::registerConcurrency();
+    bench::registerValidators();
     bench::registerVault( directory );
     benchmark::Initialize( &argc, argv );
     benchmark::RunSpecifiedBenchmarks();

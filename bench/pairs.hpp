@@ -46,6 +46,7 @@ void registerIdentity();
 void registerCrl();
 void registerTraces();
 void registerConcurrency();
+void registerValidators();
 void registerVault( const std::string &directory ); // the runtime's state directory
 
 }
