@@ -12,7 +12,7 @@
 namespace
 {
 
-// The state of a process. Only `wanted` is set without the lock of the queue.
+// The state of a process. `wanted`, `ended` and `awaited` are set without the lock of the queue.
 enum : uint32_t
 {
     wanted  = 1,  // a run is asked for
@@ -20,6 +20,7 @@ enum : uint32_t
     running = 4,  // a run is in progress
     halted  = 8,  // no run begins
     ended   = 16, // halted, without a run, and the object is released
+    awaited = 32, // somebody has waited for the end
 };
 
 }
@@ -165,8 +166,8 @@ void call( PB_PROCESS *process )
 void end( PB_PROCESS *process, PB_OBJ *obj )
 {
     pb::releaseOrNull( obj );
-    process->state.fetch_or( ended );
-    pb::waiters::wake();
+    if( process->state.fetch_or( ended ) & awaited )
+        pb::waiters::wake();
 }
 
 // What is left to do after a run, outside the lock.
@@ -358,6 +359,7 @@ PB_BOOL pb___ProcessEndWait( PB_PROCESS *process )
     bool holdsLock = pb::threadState.heldLocks != 0;
     PB_CHECK( !insideRun );
     PB_CHECK( !holdsLock );
+    process->state.fetch_or( awaited );
     return pb::waiters::wait( [process] { return ( process->state.load() & ended ) != 0; }, -1 );
 }
 
