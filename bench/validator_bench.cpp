@@ -7,6 +7,7 @@
 #include <cry/cry.h>
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_session.h>
+#include <cry/internal/cry_x509_validator.h>
 #include <deque>
 #include <memory>
 #include <openssl/x509_vfy.h>
@@ -70,7 +71,7 @@ constexpr int inFlight = 64, rounds = 40;
 class Stream
 {
 public:
-    explicit Stream( const World &from ) : world( from ) {}
+    explicit Stream( const World &from, bool withVerification = true ) : world( from ), verifies( withVerification ) {}
 
     void run()
     {
@@ -96,9 +97,10 @@ private:
         for( int index = 0; index < inFlight / 2; index++ )
         {
             Running each;
-            each.validator = pb::adopt(
-                cryX509ValidatorCreate( world.session.get(), world.policy.get(), world.leaf.get(), world.extra.get(), nullptr ) );
-            each.end = pb::adopt( pbSignalCreate() );
+            each.validator = pb::adopt( verifies
+                    ? cryX509ValidatorCreate( world.session.get(), world.policy.get(), world.leaf.get(), world.extra.get(), nullptr )
+                    : cry___X509ValidatorCreatePreValidated( world.session.get(), world.policy.get(), world.leaf.get(), nullptr ) );
+            each.end       = pb::adopt( pbSignalCreate() );
             cryX509ValidatorEndAddSignalable( each.validator.get(), pb::adopt( pbSignalableCreateSignal( each.end.get() ) ).get() );
             running.push_back( std::move( each ) );
         }
@@ -118,6 +120,7 @@ private:
     }
 
     const World        &world;
+    bool                verifies;
     std::deque<Running> running;
 };
 
@@ -187,6 +190,12 @@ void bench::registerValidators()
     static const World world( material().ec );
     registerKind( "RSA", material().rsa );
     registerKind( "EC", material().ec );
+    timedPair(
+        "validator without verification, 64 in flight: processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count, [] { Stream( world, false ).run(); },
+        [] {
+            for( int index = 0; index < Stream::count; index++ )
+                X509_STORE_CTX_free( X509_STORE_CTX_new() );
+        } );
     pair(
         "session: made and freed", [] { pb::adopt( cryX509SessionCreate( world.stack.get(), nullptr ) ); },
         [] {
