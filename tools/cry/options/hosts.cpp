@@ -25,6 +25,15 @@ pb::Ref<CRY_X509_SANS> setOf( GENERAL_NAME *name )
 
 }
 
+pb::Ref<CRY_X509_SAN> tool::sanValue( const std::string &text, const std::string &option )
+{
+    pb::Ref<PB_STRING>    name = utf8Value( text, option );
+    pb::Ref<CRY_X509_SAN> san  = pb::adopt( cryX509SanTryCreateFromHost( name.get() ) );
+    if( !san )
+        checkDomainName( name.get(), option, "; an IP address is written as 192.0.2.1 or 2001:db8::1" );
+    return san;
+}
+
 void tool::HostOptions::addTo( CLI::App &command )
 {
     CLI::Option *host = addRepeated(
@@ -36,12 +45,8 @@ tool::Hosts::Hosts( const HostOptions &options ) : wildcards( !options.noWildcar
 {
     for( const std::string &text : options.hosts )
     {
-        pb::Ref<PB_STRING>    name = utf8Value( text, "--host" );
-        pb::Ref<CRY_X509_SAN> san  = pb::adopt( cryX509SanTryCreateFromHost( name.get() ) );
-        if( !san )
-            checkDomainName( name.get(), "--host", "; an IP address is written as 192.0.2.1 or 2001:db8::1" );
         Host host{ text, pb::adopt( cryX509SansCreate() ), {} };
-        cryX509SansSet( host.wanted.handle(), san.get() );
+        cryX509SansSet( host.wanted.handle(), sanValue( text, "--host" ).get() );
         all.push_back( host );
     }
 }
