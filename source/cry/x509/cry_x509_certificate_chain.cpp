@@ -1,10 +1,10 @@
 #include "x509/cry_x509_certificate_chain.hpp"
 
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_verification.hpp>
 
 #include "common/cry_ossl.hpp"
 #include "x509/cry_x509_certificates.hpp"
+#include "x509/cry_x509_verification.hpp"
 
 namespace
 {

@@ -41,36 +41,37 @@ void tool::HostOptions::addTo( CLI::App &command )
     command.add_flag( "--no-wildcards", noWildcards, "compare *.example.org with itself only" )->needs( host );
 }
 
-tool::Hosts::Hosts( const HostOptions &options ) : wildcards( !options.noWildcards )
+tool::Hosts::Hosts( const HostOptions &options ) : sans( pb::adopt( cryX509SansCreate() ) ), wildcards( !options.noWildcards )
 {
     for( const std::string &text : options.hosts )
     {
+        pb::Ref<CRY_X509_SAN> san = sanValue( text, "--host" );
+        cryX509SansSet( sans.handle(), san.get() );
         Host host{ text, pb::adopt( cryX509SansCreate() ), {} };
-        cryX509SansSet( host.wanted.handle(), sanValue( text, "--host" ).get() );
+        cryX509SansSet( host.wanted.handle(), san.get() );
         all.push_back( host );
     }
 }
 
-bool tool::Hosts::match( CRY_X509_CERTIFICATE *certificate )
+bool tool::Hosts::find( CRY_X509_CERTIFICATE *certificate )
 {
     int   place = 0;
     Names list( (GENERAL_NAMES *)X509_get_ext_d2i( cry___X509CertificatePeekOpensslX509( certificate ), NID_subject_alt_name, &place, nullptr ),
         GENERAL_NAMES_free );
     ERR_clear_error();
-    pb::Ref<CRY_X509_INFO> info = pb::adopt( cryX509CertificateInfo( certificate ) );
-    pb::Ref<CRY_X509_SANS> sans = pb::adopt( cryX509InfoSans( info.get() ) );
-    if( !list || !sans )
+    if( !list )
     {
         problem = place == -1 ? "its leaf has no alternative names; a common name does not count"
                               : "the alternative names of its leaf cannot be read";
         return false;
     }
-    names = namesOf( list.get() );
+    names                                   = namesOf( list.get() );
+    pb::Ref<CRY_X509_SANS>              its = pb::adopt( cry___X509SansCreateFromOpensslSubjectAltNames( list.get() ) );
     std::vector<pb::Ref<CRY_X509_SANS>> sets; // of the first names, as far as they were needed
     bool                                any = false;
     for( Host &host : all )
     {
-        bool matches = cryX509SansHasMatch( sans.get(), host.wanted.get(), wildcards );
+        bool matches = cryX509SansHasMatch( its.get(), host.wanted.get(), wildcards );
         any          = any || matches;
         for( size_t index = 0; matches && !host.found && index < names.size(); index++ )
         {
@@ -80,9 +81,16 @@ bool tool::Hosts::match( CRY_X509_CERTIFICATE *certificate )
                 host.found = names[index];
         }
     }
-    if( !any )
-        problem = names.empty() ? "its leaf has an empty list of alternative names" : "no name of its leaf matches";
+    problem = names.empty() ? "its leaf has an empty list of alternative names" : "no name of its leaf matches";
     return any;
+}
+
+void tool::Hosts::compare( CRY_X509_CERTIFICATE *certificate, bool accepted )
+{
+    bool any = find( certificate );
+    lenient  = accepted && !any;
+    if( accepted )
+        problem.clear();
 }
 
 std::string tool::Hosts::text() const
@@ -91,7 +99,8 @@ std::string tool::Hosts::text() const
     for( const Host &host : all )
     {
         text += "host " + printable( host.given ) + ": ";
-        text += host.found ? "matches " + host.found->type + " " + host.found->value + "\n" : "matches no name\n";
+        text += host.found ? "matches " + host.found->type + " " + host.found->value : "matches no name";
+        text += lenient ? ", but is the lenient address\n" : "\n";
     }
     for( const Name &each : problem.empty() ? std::vector<Name>() : names )
         text += "name " + each.type + " " + each.value + "\n";
@@ -105,7 +114,7 @@ void tool::Hosts::addTo( nlohmann::ordered_json &json ) const
     json["hosts"] = nlohmann::ordered_json::array();
     for( const Host &host : all )
     {
-        json["hosts"].push_back( { { "given", host.given }, { "verdict", host.found ? "good" : "bad" } } );
+        json["hosts"].push_back( { { "given", host.given }, { "verdict", host.found || lenient ? "good" : "bad" } } );
         if( host.found )
             json["hosts"].back()["match"] = { { "type", host.found->type }, { "value", host.found->value } };
     }

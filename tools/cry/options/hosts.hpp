@@ -33,11 +33,12 @@ public:
     // Throws InputError for a text that is neither a domain name nor an IP address.
     explicit Hosts( const HostOptions &options );
 
-    bool given() const { return !all.empty(); }
+    bool           given() const { return !all.empty(); }
+    CRY_X509_SANS *wanted() const { return sans.get(); } // all of them, lent
 
-    // Whether the certificate is for one of the hosts, which the module's sets of names decide. The
-    // other functions are for use after this one.
-    bool match( CRY_X509_CERTIFICATE *certificate );
+    // Finds the name of a certificate for each host; `accepted` is a validator's verdict on the
+    // names. The other functions are for use after this one.
+    void compare( CRY_X509_CERTIFICATE *certificate, bool accepted );
 
     const std::string &reason() const { return problem; } // why it is for none; empty if it is for one
     std::string        text() const;                      // lines
@@ -51,10 +52,15 @@ private:
         std::optional<Name>    found; // the certificate's name that is for it
     };
 
-    std::vector<Host> all;
-    PB_BOOL           wildcards;
-    std::vector<Name> names;
-    std::string       problem;
+    // Tells the name of the certificate that is for each host; true if one host has one.
+    bool find( CRY_X509_CERTIFICATE *certificate );
+
+    std::vector<Host>      all;
+    pb::Ref<CRY_X509_SANS> sans;
+    PB_BOOL                wildcards;
+    std::vector<Name>      names;
+    std::string            problem;
+    bool                   lenient = false; // accepted although no name matches
 };
 
 }

@@ -28,22 +28,24 @@ void tool::Waiting::show()
     std::fflush( stderr );
 }
 
-tool::Progress::Progress( std::string whatFor, uint64_t totalBytes ) : what( std::move( whatFor ) ), total( totalBytes )
+tool::Progress::Progress( std::string whatFor, uint64_t totalCount, uint64_t worthShowing ) :
+    what( std::move( whatFor ) ), total( totalCount ), visible( total > worthShowing && takesEscapes( STDERR_FILENO ) )
 {
-    static constexpr uint64_t worthShowing = 64u << 20;
-
-    visible = total > worthShowing && takesEscapes( STDERR_FILENO );
 }
 
-tool::Progress::~Progress()
+tool::Progress::~Progress() { hide(); }
+
+void tool::Progress::hide()
 {
-    if( visible )
-        std::fprintf( stderr, "\r\033[K" );
+    if( !visible || shown == -1 )
+        return;
+    std::fprintf( stderr, "\r\033[K" );
+    shown = -1;
 }
 
-void tool::Progress::advance( uint64_t bytes )
+void tool::Progress::advance( uint64_t count )
 {
-    done += bytes;
+    done += count;
     int percent = (int)( done >= total ? 100 : done * 100 / total );
     if( !visible || percent == shown )
         return;

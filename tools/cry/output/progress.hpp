@@ -23,13 +23,16 @@ private:
     bool        terminal;
 };
 
-// A bar, if standard error is such a terminal and there is much to do.
+// A bar, if standard error is such a terminal and there is much to do: more than `worthShowing`, of
+// bytes if it is left out.
 class Progress
 {
 public:
-    Progress( std::string what, uint64_t total );
+    Progress( std::string what, uint64_t total, uint64_t worthShowing = 64u << 20 );
     ~Progress();
-    void advance( uint64_t bytes );
+    void advance( uint64_t count );
+    // Takes the bar away, so that something else can be printed; the next advance brings it back.
+    void hide();
 
 private:
     std::string what;

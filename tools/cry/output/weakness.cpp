@@ -1,5 +1,6 @@
 #include "output/weakness.hpp"
 
+#include "input/file.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/notices.hpp"
 
@@ -48,13 +49,15 @@ std::string weakDigest( X509 *certificate )
 
 }
 
-void tool::warnOfWeakness( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain )
+void tool::warnOfWeakness( const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &chain, const std::optional<std::string> &file )
 {
+    const std::string place = file ? nameOf( *file ) + ": " : "";
     for( size_t depth = 0; depth < chain.size(); depth++ )
     {
         Facts facts( chain[depth].get() );
         auto  say = [&]( const std::string &what ) {
-            warn( { "the certificate at depth " + std::to_string( depth ) + " (" + nameOrNone( facts.subject ) + "): " + what, {}, depth } );
+            warn(
+                { place + "the certificate at depth " + std::to_string( depth ) + " (" + nameOrNone( facts.subject ) + "): " + what, file, depth } );
         };
         if( int fewest = fewestBits( facts.key.type ); facts.key.bits < fewest )
             say( "its " + facts.key.type + " key has " + std::to_string( facts.key.bits ) + " bits; fewer than " + std::to_string( fewest ) +

@@ -1,5 +1,4 @@
-// One run of OpenSSL's chain verification, with the parameters that the module and the tool always
-// use. C++ only.
+// One run of OpenSSL's chain verification, with the parameters that the module always uses.
 #pragma once
 
 #include <pb/pb_time.h>
