@@ -230,7 +230,7 @@ public:
                                    bad              ? "bad"
                                        : unreadable ? "unknown"
                                                     : "good" },
-                { "time", judge.time }, { "counts", { { "good", good }, { "bad", bad }, { "unknown", unreadable } } }, { "results", results } } );
+                { "time", judge.time }, { "counts", { { "good", good }, { "bad", bad }, { "unknown", unreadable } } }, { "files", results } } );
         else
             tool::print( tool::counted( count, "chain" ) + ": " + std::to_string( good ) + " good, " + std::to_string( bad ) + " bad" +
                 ( unreadable ? ", " + std::to_string( unreadable ) + " unreadable" : "" ) + "\n" );

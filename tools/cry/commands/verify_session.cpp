@@ -192,10 +192,12 @@ bool tool::Validation::wait() const
 
 tool::Failure::Failure( CRY_X509_VALIDATOR_FAILURE *failure ) :
     reason( reasonName( cryX509ValidatorFailureReason( failure ) ) ), sentence( printable( take( cryX509ValidatorFailureToString( failure ) ) ) ),
-    depth( cryX509ValidatorFailureDepth( failure ) ), certificate( pb::adopt( cryX509ValidatorFailureCertificate( failure ) ) ),
+    certificate( pb::adopt( cryX509ValidatorFailureCertificate( failure ) ) ),
     wanted( namesOfSet( pb::adopt( cryX509ValidatorFailureWantedSans( failure ) ).get() ) ),
     names( namesOfSet( pb::adopt( cryX509ValidatorFailureCertificateSans( failure ) ).get() ) )
 {
+    if( PB_INT place = cryX509ValidatorFailureDepth( failure ); place >= 0 )
+        depth = place;
     if( !cryX509ValidatorFailureHasOpensslError( failure ) )
         return;
     code     = cryX509ValidatorFailureOpensslError( failure );
@@ -207,10 +209,11 @@ nlohmann::ordered_json tool::Failure::json() const
     nlohmann::ordered_json json{ { "reason", reason }, { "sentence", sentence } };
     if( code )
     {
-        json["code"]  = *code;
-        json["text"]  = codeText;
-        json["depth"] = depth;
+        json["code"] = *code;
+        json["text"] = codeText;
     }
+    if( depth )
+        json["depth"] = *depth;
     if( certificate )
         json["certificate"] = Facts( certificate.get() ).json();
     if( wanted )
@@ -224,7 +227,7 @@ std::string tool::Failure::text() const
 {
     std::string text;
     if( code )
-        text += "error " + std::to_string( *code ) + " at depth " + std::to_string( depth ) + ": " + codeText + "\n";
+        text += "error " + std::to_string( *code ) + ( depth ? " at depth " + std::to_string( *depth ) : "" ) + ": " + codeText + "\n";
     if( certificate )
     {
         Facts facts( certificate.get() );

@@ -63,14 +63,14 @@ struct Failure
 {
     explicit Failure( CRY_X509_VALIDATOR_FAILURE *failure );
 
-    std::string                      reason;    // the check: time, chain, result, trusted-names or acceptable-names
-    std::string                      sentence;  // printable, without a full stop
-    std::optional<PB_INT>            code;      // OpenSSL's X509_V_ERR_...
-    std::string                      codeText;  // OpenSSL's words for it
-    PB_INT                           depth = 0; // 0 is the leaf; only with a code
-    pb::Ref<CRY_X509_CERTIFICATE>    certificate;
-    std::optional<std::vector<Name>> wanted; // of a check of names: those of which one is needed
-    std::optional<std::vector<Name>> names;  // and those of the certificate; nothing if it has no such extension
+    std::string                      reason;      // the check: time, chain, result, trusted-names or acceptable-names
+    std::string                      sentence;    // printable, without a full stop
+    std::optional<PB_INT>            code;        // OpenSSL's X509_V_ERR_...
+    std::string                      codeText;    // OpenSSL's words for it
+    std::optional<PB_INT>            depth;       // 0 is the leaf
+    pb::Ref<CRY_X509_CERTIFICATE>    certificate; // may be null
+    std::optional<std::vector<Name>> wanted;      // of a check of names: those of which one is needed
+    std::optional<std::vector<Name>> names;       // and those of the certificate; nothing if it has no such extension
 
     bool isOfNames() const { return wanted.has_value(); }
 
