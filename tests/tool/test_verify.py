@@ -3,6 +3,7 @@
 
 import calendar
 import hashlib
+import json
 import os
 import re
 import subprocess
@@ -14,7 +15,8 @@ from pathlib import Path
 from domain_names import BAD
 from peers import blocks_of, element, elements, joined, pem
 from pki_fixture import EXAMPLES, NOW, VerifyTest, fingerprint, pki
-from tool import MIB, limited, run, scratch
+from terminal import run_on_terminal
+from tool import MIB, instrumented, limited, run, scratch
 
 VECTORS = Path("/usr/lib/python3/dist-packages/cryptography_vectors/x509")
 
@@ -25,16 +27,15 @@ def setUpModule():
 
 class Arguments(VerifyTest):
     def test_BadTimesAreRefused(self):
-        for bad in ["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z", "2026-01-31 12:00:00Z",
+        for index, bad in enumerate(["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z", "2026-01-31 12:00:00Z",
                     " " + NOW, NOW + " ", "2026-01-31T12:00:00+00:00", "2026-01-31T12:00:00.5Z", "2026-13-01T00:00:00Z",
                     "2026-01-31T24:00:00Z", "2026-01-31T12:60:00Z",
-                    "10000-01-01T00:00:00Z", "-001-01-01T00:00:00Z", "２０２６-01-31T12:00:00Z"]:  # fmt: skip
-            for arguments in (["--time", bad], ["--time=" + bad]):
-                with self.subTest(arguments):
-                    if arguments[0] == "--time" and bad.startswith("-"):
-                        continue  # an option then
-                    result = run("verify", *arguments, EXAMPLES / "rsa-chain.pem")
-                    self.assertInputError(result, f"--time: '{bad}' is not a time in UTC as 2026-01-31T12:00:00Z")
+                    "10000-01-01T00:00:00Z", "-001-01-01T00:00:00Z", "２０２６-01-31T12:00:00Z"]):  # fmt: skip
+            # As a word of its own a text with a hyphen would be an option.
+            arguments = ["--time", bad] if index % 2 and not bad.startswith("-") else ["--time=" + bad]
+            with self.subTest(arguments):
+                result = run("verify", *arguments, EXAMPLES / "rsa-chain.pem")
+                self.assertInputError(result, f"--time: '{bad}' is not a time in UTC as 2026-01-31T12:00:00Z")
         for bad in ("2026-02-30T00:00:00Z", "2025-02-29T00:00:00Z", "2026-04-31T00:00:00Z", "2026-02-00T00:00:00Z"):
             result = run("verify", "--time", bad, EXAMPLES / "rsa-chain.pem")
             self.assertInputError(result, f"--time: '{bad}' is ")
@@ -46,7 +47,7 @@ class Arguments(VerifyTest):
             self.assertEqual((result.code, result.json()["failure"]["code"], result.json()["time"]), (1, code, at))
 
     def test_StandardInputIsGivenOnce(self):
-        for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"]):
+        for arguments in (["--trust", "-", "-"], ["--no-system", "--trust", "-", "--intermediates", "-", "x"], ["-", "x", "-"]):
             self.assertInputError(run("verify", *arguments), "only one of the inputs can be standard input")
 
     def test_TrustInNothingIsRefused(self):
@@ -130,30 +131,40 @@ class Verify(VerifyTest):
     ]
 
     def test_VerdictsAreThoseOfOpenssl(self):
+        groups = {}
         for chain, trust, at, error, place in self.VERDICTS:
-            with self.subTest(chain=chain, trust=trust, at=at):
-                leaf, rest = pki.file(chain[0]), pki.file(*chain[1:]) if chain[1:] else None
-                seconds = calendar.timegm(time.strptime(at, "%Y-%m-%dT%H:%M:%SZ"))
-                reference = subprocess.run(
-                    ["openssl", "verify", "-partial_chain", "-attime", str(seconds), "-no-CApath", "-no-CAstore", "-show_chain",
-                     "-CAfile", pki.file(*trust), *(["-untrusted", rest] if rest else []), leaf],
-                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)  # fmt: skip
-                result = self.verify(pki.file(*chain), "--json", trust=trust, at=at)
-                answer = result.json()
-                self.assertEqual(result.code, 1 if error else 0, answer)
-                self.assertEqual(reference.returncode != 0, result.code != 0, reference.stderr)
-                if error:
-                    first = re.search(r"^error (\d+) at (\d+) depth lookup: (.*)$", reference.stderr, re.MULTILINE)
-                    said = (answer["failure"]["code"], answer["failure"]["depth"], answer["failure"]["text"])
-                    self.assertEqual(said, (int(first[1]), int(first[2]), first[3]))
-                    self.assertEqual(said[0], error)
-                    if place is not None:
-                        self.assertEqual(said[1], place)
-                    self.assertIn(answer["failure"]["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
-                else:
-                    self.assertEqual(len(answer["chain"]), len(re.findall(r"^depth=", reference.stdout, re.MULTILINE)))
-                    if place is not None:
-                        self.assertEqual(len(answer["chain"]), place)
+            groups.setdefault((*trust, at), []).append((chain, error, place))
+        for (*trust, at), rows in groups.items():
+            # One more file, so that there are always several.
+            result = self.verify(pki.file("root"), "--json", *(pki.file(*chain) for chain, _, _ in rows), trust=trust, at=at)
+            for answer, (chain, error, place) in zip(result.json()["files"], rows, strict=False):
+                with self.subTest(chain=chain, trust=trust, at=at):
+                    self.assertEqual(answer["file"], str(pki.file(*chain)))
+                    self.check(answer, chain, trust, at, error, place)
+            self.assertEqual(len(result.json()["files"]), len(rows) + 1)
+
+    def check(self, answer, chain, trust, at, error, place):
+        """Compares an answer with that of the openssl command."""
+        leaf, rest = pki.file(chain[0]), pki.file(*chain[1:]) if chain[1:] else None
+        seconds = calendar.timegm(time.strptime(at, "%Y-%m-%dT%H:%M:%SZ"))
+        reference = subprocess.run(
+            ["openssl", "verify", "-partial_chain", "-attime", str(seconds), "-no-CApath", "-no-CAstore", "-show_chain",
+             "-CAfile", pki.file(*trust), *(["-untrusted", rest] if rest else []), leaf],
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)  # fmt: skip
+        self.assertEqual(answer["verdict"], "bad" if error else "good", answer)
+        self.assertEqual(reference.returncode != 0, bool(error), reference.stderr)
+        if not error:
+            self.assertEqual(len(answer["chain"]), len(re.findall(r"^depth=", reference.stdout, re.MULTILINE)))
+            if place is not None:
+                self.assertEqual(len(answer["chain"]), place)
+            return
+        failure = answer["failure"]
+        first = re.search(r"^error (\d+) at (\d+) depth lookup: (.*)$", reference.stderr, re.MULTILINE)
+        self.assertEqual((failure["code"], failure["depth"], failure["text"]), (int(first[1]), int(first[2]), first[3]))
+        self.assertEqual((failure["reason"], failure["code"]), ("chain", error))
+        if place is not None:
+            self.assertEqual(failure["depth"], place)
+        self.assertIn(failure["certificate"]["sha256"], [fingerprint(pki.der[name]) for name in chain + trust])
 
     def test_ExampleChainsVerifyUnderTheirOwnRootOnly(self):
         for kind, other in (("rsa", "ec"), ("ec", "rsa")):
@@ -296,9 +307,14 @@ class Hosts(VerifyTest):
         expected += [f"name {each['type']} {each['value']}" for each in answer["names"]] if code else []
         self.assertEqual(lines[1 : lines.index("")], expected)
         self.assertEqual(([each["given"] for each in answer["hosts"]], len(answer["chain"])), (list(hosts), 2))
+        self.assertEqual("failure" in answer, bool(code))
+        if code:
+            self.assertEqual((answer["failure"]["reason"], len(answer["failure"]["wanted"])), ("acceptable-names", len(set(hosts))))
+            self.assertEqual(answer["failure"]["certificate"], answer["chain"][0])
         return answer
 
     def test_NamesThatMatchAreTold(self):
+        expected = []
         for host, kind, value in [
             ("www.example.org", "dns", "www.example.org"),
             ("WWW.Example.ORG", "dns", "www.example.org"),
@@ -318,18 +334,19 @@ class Hosts(VerifyTest):
             ("[2001:db8::0.0.0.1]", "ip", "2001:db8::1"),
             ("::ffff:192.0.2.7", "ip", "::ffff:192.0.2.7"),
         ]:
-            with self.subTest(host):
-                answer = self.hosts("named", host)
-                self.assertEqual(answer["hosts"], [{"given": host, "verdict": "good", "match": {"type": kind, "value": value}}])
-                self.assertIn({"type": kind, "value": value}, answer["names"])
+            expected.append({"given": host, "verdict": "good", "match": {"type": kind, "value": value}})
+        answer = self.hosts("named", *(each["given"] for each in expected))
+        self.assertEqual(answer["hosts"], expected)
+        for each in expected:
+            self.assertIn(each["match"], answer["names"])
 
     def test_OthersDoNotMatch(self):
-        for host in ("example.org", "a.www.example.org", "wild.example", "a.b.wild.example", "cn.example", "a@mail.example".partition("@")[2],
-                     "uri.example", "hx.partial.example", "192.0.2.2", "::ffff:192.0.2.1", "192.0.2.7", "2001:db8::2", "bucher.example"):  # fmt: skip
-            with self.subTest(host):
-                answer = self.hosts("named", host, code=1)
-                self.assertEqual((answer["hosts"], answer["reason"]), ([{"given": host, "verdict": "bad"}], "no name of its leaf matches"))
-                self.assertEqual([f"{each['type']}:{each['value']}".lower() for each in answer["names"]], [each.lower() for each in self.SANS])
+        hosts = ("example.org", "a.www.example.org", "wild.example", "a.b.wild.example", "cn.example", "a@mail.example".partition("@")[2],
+                 "uri.example", "hx.partial.example", "192.0.2.2", "::ffff:192.0.2.1", "192.0.2.7", "2001:db8::2", "bucher.example")  # fmt: skip
+        answer = self.hosts("named", *hosts, code=1)
+        self.assertEqual(answer["reason"], "no name of its leaf matches")
+        self.assertEqual(answer["hosts"], [{"given": host, "verdict": "bad"} for host in hosts])
+        self.assertEqual([f"{each['type']}:{each['value']}".lower() for each in answer["names"]], [each.lower() for each in self.SANS])
 
     def test_OpensslAgrees(self):
         for host, match in [("www.example.org", True), ("WWW.EXAMPLE.org", True), ("a.wild.example", True), ("wild.example", False),
@@ -347,8 +364,9 @@ class Hosts(VerifyTest):
         self.assertEqual([each["verdict"] for each in answer["hosts"]], ["bad", "bad"])
 
     def test_WildcardsCanBeSwitchedOff(self):
-        for host, code in (("a.wild.example", 1), ("*.example.org", 1), ("*.WILD.example", 0), ("www.example.org", 0), ("192.0.2.1", 0)):
-            self.hosts("named", host, code=code, more=["--no-wildcards"])
+        self.hosts("named", "a.wild.example", "*.example.org", code=1, more=["--no-wildcards"])
+        answer = self.hosts("named", "*.WILD.example", "www.example.org", "192.0.2.1", more=["--policy", "Disable-Wildcard-Processing"])
+        self.assertEqual([each["verdict"] for each in answer["hosts"]], ["good", "good", "good"])
         self.assertInputError(self.verify(pki.file("named"), "--no-wildcards"), "--no-wildcards requires --host")
 
     def test_CommonNamesDoNotCount(self):
@@ -398,39 +416,188 @@ class Hosts(VerifyTest):
         self.assertInputError(self.verify(pki.file("named"), "--host", b"\xff"), "--host: '", "is not text in UTF-8")
 
 
+class Several(VerifyTest):
+    """Several files in one call."""
+
+    def setUp(self):
+        self.good, self.bad = pki.file("leaf", "intermediate"), pki.file("expired", "intermediate")
+
+    def test_EachFileHasItsLine(self):
+        sentence = "the certificate CN=expired, O=Test (leaf, depth 0) expired at 2025-01-01T00:00:00Z, 395 days before the time of verification"
+        self.assertEqual(self.assertDone(self.verify(self.good, self.good)).text, f"{self.good}: good\n" * 2 + "2 chains: 2 good, 0 bad\n")
+        result = self.verify(self.good, "/nowhere", self.good)
+        self.assertEqual(result.text, "/nowhere: unreadable\n" + f"{self.good}: good\n" * 2 + "3 chains: 2 good, 0 bad, 1 unreadable\n")
+        self.assertEqual((result.code, result.message), (2, "cry: /nowhere: No such file or directory\n"))
+        # A verdict that is bad counts more than a file without a verdict.
+        result = self.verify("-", self.good, self.bad, "/nowhere", "bad\r\n\x1b[2Jname", stdin=self.good.read_bytes())
+        self.assertEqual(result.text, f"{self.good}: good\n{self.bad}: bad: {sentence}\n/nowhere: unreadable\n"
+                         "bad\\u{D}\\u{A}\\u{1B}[2Jname: unreadable\nstandard input: good\n5 chains: 2 good, 1 bad, 2 unreadable\n")  # fmt: skip
+        self.assertEqual((result.code, result.message.count("\n")), (1, 2))
+
+    def test_JsonHasForEachTheMembersThatItHasAlone(self):
+        host = ["--host", "www.example.org"]
+        chains = [self.good, self.bad, pki.file("inside", "bound")]
+        result = self.verify(chains[-1], "--json", *host, "/nowhere", b"/nowhere/\xff", *chains[:-1])
+        answer = result.json()
+        self.assertEqual((result.code, answer["verdict"], answer["time"]), (1, "bad", NOW))
+        self.assertEqual(answer["counts"], {"good": 1, "bad": 2, "unknown": 2})
+        files = answer["files"]
+        self.assertEqual(files[:2], [{"file": "/nowhere", "verdict": "unknown"},
+                                     {"file": r"/nowhere/\x{FF}", "verdict": "unknown", "fileHex": b"/nowhere/\xff".hex()}])  # fmt: skip
+        self.assertEqual([each["file"] for each in answer["problems"]], [each["file"] for each in files[:2]])
+        for path, each in zip(chains, files[2:], strict=True):
+            alone = self.verify(path, "--json", *host).json()
+            self.assertEqual({"file": str(path)} | {name: value for name, value in alone.items() if name not in ("format", "time")}, each)
+        self.assertEqual([sorted(each) for each in files[2:]],
+                         [["chain", "file", "hosts", "names", "verdict"], ["failure", "file", "verdict"],
+                          ["chain", "failure", "file", "hosts", "names", "reason", "verdict"]])  # fmt: skip
+        self.assertEqual(self.verify(self.good, "--json", "/nowhere").json()["verdict"], "unknown")
+
+    def test_ManyFilesKeepTheirOrder(self):
+        bad = [index % 7 == 3 for index in range(500)]
+        result = self.verify(self.good, *(self.bad if each else self.good for each in bad))
+        lines = result.text.splitlines()
+        self.assertEqual([": bad: " in line for line in lines[:-1]], [*bad, False])
+        self.assertEqual((result.code, lines[-1]), (1, f"501 chains: {501 - sum(bad)} good, {sum(bad)} bad"))
+
+    def test_ManyFilesTakeLittleMemory(self):
+        # One mebibyte in an extension that nobody knows.
+        tbs, *rest = elements(elements(pki.der["template"])[0][1])
+        *fields, (tag, extensions) = elements(tbs[1])
+        more = element(0x30, bytes.fromhex("06032a0304") + element(0x04, bytes(MIB)))
+        tbs = (tbs[0], joined([*fields, (tag, element(0x30, elements(extensions)[0][1] + more))]))
+        path = self.write("large.der", element(0x30, joined([tbs, *rest])))
+        count = 20 if instrumented() else 600
+        result = limited(["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, *[path] * count], 400)
+        self.assertEqual((result.code, result.text.splitlines()[-1]), (1, f"{count} chains: 0 good, {count} bad"))
+
+    def test_ABarIsShownIfTheLinesAreNot(self):
+        arguments = ["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, *[self.good] * 300, "/nowhere"]
+        result = run_on_terminal(*arguments, on={"err"})
+        self.assertEqual((result.code, result.text.splitlines()[-1]), (2, "301 chains: 300 good, 0 bad, 1 unreadable"))
+        self.assertIn(b"\r\x1b[K[###", result.err)
+        # The bar is away before a message comes.
+        self.assertIn(b"\r\x1b[Kcry: /nowhere: ", result.err)
+        self.assertTrue(result.err.endswith(b"\r\x1b[K"), result.err[-100:])
+        result = run_on_terminal(*arguments, on={"out", "err"})
+        self.assertEqual((result.code, result.err), (2, b"cry: /nowhere: No such file or directory\r\n"))
+
+    def test_TracesTellOfEachValidator(self):
+        trace = self.folder() / "trace"
+        self.assertEqual(self.verify(self.good, self.bad, "--trace", trace, "--trace-format", "jsonl").code, 1)
+        lines = [json.loads(line) for line in trace.read_text().splitlines()]
+        streams = {each["stream"] for each in lines if each.get("name") == "CRY_X509_VALIDATOR"}
+        self.assertEqual((len(streams), {"CRY_X509_STACK", "CRY_X509_SESSION"} - {each.get("name") for each in lines}), (2, {"CRY_X509_SESSION"}))
+        success = [each["value"] for each in lines if each.get("key") == "crySuccess"]
+        self.assertEqual(sorted(success), [False, True])
+
+
+class Policy(VerifyTest):
+    """Names that are trusted, and the flags of --policy."""
+
+    SKIPPED = "--policy {}: no name is compared with those of --host"
+
+    def bad_names(self, reason, *arguments, chain=("leaf", "intermediate"), trust=("root",)):
+        result = self.verify(pki.file(*chain), "--json", *arguments, trust=trust)
+        self.assertEqual((result.code, result.json()["failure"]["reason"]), (1, reason), result.out)
+        return result.json()["failure"]
+
+    def test_FlagsHaveSeveralSpellings(self):
+        for flag in ("disable-subject-checks", "CRY_X509_POLICY_FLAG_DISABLE_SUBJECT_CHECKS", "Disable_Subject-Checks"):
+            result = self.verify(pki.file("leaf", "intermediate"), "--policy", flag, "--host", "other.example", "--json")
+            self.assertEqual((result.code, list(result.json())), (0, ["format", "verdict", "time", "chain", "warnings"]))
+            self.assertEqual(result.json()["warnings"], [{"message": self.SKIPPED.format("disable-subject-checks")}])
+        for wrong in ("", "x", "disable-validation|disable-subject-checks", "CRY_X509_POLICY_FLAG_"):
+            self.assertInputError(self.verify(pki.file("leaf"), "--policy", wrong), f"--policy: '{wrong}' is unknown; known are disable-validation, ")
+
+    def test_ValidationCanBeSwitchedOff(self):
+        arguments = ["--policy", "disable-validation", "--host", "other.example"]
+        result = self.verify(pki.file("expired"), *arguments)
+        lines = result.text.splitlines()
+        self.assertEqual((result.code, lines[0]), (0, "good: the chain was not verified (--policy disable-validation)"))
+        self.assertEqual(lines[2], "CN=expired, O=Test  (leaf)")
+        self.assertEqual(result.message, "cry: warning: --policy disable-validation: no chain is verified\n"
+                         f"cry: warning: {self.SKIPPED.format('disable-validation')}\n")  # fmt: skip
+        # Trusted names count in every case.
+        result = self.verify(pki.file("leaf"), *arguments, "--trusted-san", "other.example")
+        self.assertEqual((result.code, result.text.splitlines()[0]),
+                         (1, "bad: the chain was not verified (--policy disable-validation), but its leaf has no trusted name"))  # fmt: skip
+
+    def test_TrustedNamesAreNeeded(self):
+        good = self.verify(pki.file("leaf", "intermediate"), "--trusted-san", "192.0.2.1", "--trusted-san", "*.Example.ORG", "--json")
+        self.assertEqual((good.code, list(good.json())), (0, ["format", "verdict", "time", "chain"]))
+        wanted = ["--trusted-san", "bücher.example", "--trusted-san", "2001:db8::1"]
+        for more in ([], ["--policy", "disable-subject-checks"], ["--host", "www.example.org"]):
+            failure = self.bad_names("trusted-names", *wanted, *more)
+            self.assertEqual(failure["names"], [{"type": "dns", "value": "www.example.org"}])
+            self.assertCountEqual(failure["wanted"], [{"type": "dns", "value": "xn--bcher-kva.example"}, {"type": "ip", "value": "2001:db8::1"}])
+            self.assertEqual(failure["certificate"]["subject"], "CN=leaf, O=Test")
+            self.assertIn("has none of the trusted names: it has www.example.org, and one of these is needed: ", failure["sentence"])
+        self.assertNotIn("names", self.bad_names("trusted-names", *wanted, chain=["alone"], trust=["alone"]))
+        wildcard = ["--trusted-san", "*.example.org", "--policy", "disable-wildcard-processing"]
+        result = self.verify(pki.file("leaf", "intermediate"), *wildcard)
+        lines = result.text.splitlines()
+        self.assertEqual((result.code, lines[:3]), (1, [f"bad: the chain verifies at {NOW}, but its leaf has no trusted name", "",
+                                                        "it speaks of CN=leaf, O=Test"]))  # fmt: skip
+        self.assertEqual(lines[8:10], ["wanted dns *.example.org", "name dns www.example.org"])
+        self.assertIn(lines[11], result.text)
+        self.assertInputError(self.verify(pki.file("leaf"), "--trusted-san", "a..b"), "--trusted-san: 'a..b' is not a domain name: ")
+
+    def test_ALenientAddressStandsForTheNames(self):
+        flag, address = ["--policy", "lenient-ip-address-subject-checks"], ["--lenient-address", "2001:DB8::5"]
+        host = ["--host", "2001:db8::5"]
+        result = self.verify(pki.file("leaf", "intermediate"), *flag, *address, *host, "--json")
+        self.assertEqual((result.code, result.json()["hosts"]), (0, [{"given": "2001:db8::5", "verdict": "good"}]))
+        text = self.verify(pki.file("leaf", "intermediate"), *flag, *address, *host).text
+        self.assertEqual(text.splitlines()[1], "host 2001:db8::5: matches no name, but is the lenient address")
+        for arguments in ([*flag, *host], [*address, *host], [*flag, *address, *host, "--host", "2001:db8::6"],
+                          [*flag, "--lenient-address", "192.0.2.5", *host]):  # fmt: skip
+            self.bad_names("acceptable-names", *arguments)
+        for wrong in ("", "a.example", "192.0.2.1/32", "192.0.2"):
+            self.assertInputError(self.verify(pki.file("leaf"), f"--lenient-address={wrong}"), f"--lenient-address: '{wrong}' is not an IP address")
+
+
 class CertificateText(VerifyTest):
     refused = 0
 
-    def accepts(self, name, content):
-        for how in ("file", "stdin"):
-            path = self.write(name, content)
-            result = self.verify("-", "--json", stdin=path.read_bytes()) if how == "stdin" else self.verify(path, "--json")
-            self.assertEqual((result.code, result.err), (0, b""), result.text)
-            expected = [fingerprint(pki.der[each]) for each in ("leaf", "intermediate", "root")]
-            self.assertEqual([each["sha256"] for each in result.json()["chain"]], expected)
+    def setUp(self):
+        self.listed = []  # what refuses() was given in this test
+
+    def accepts(self, *texts):
+        """Each pair of a name and a content is the usual chain, as a file. The last one is standard
+        input, too."""
+        paths = [self.write(name, content) for name, content in texts]
+        result = self.verify("-", "--json", *paths, stdin=paths[-1].read_bytes())
+        self.assertEqual((result.code, result.err), (0, b""), result.text)
+        expected = [fingerprint(pki.der[each]) for each in ("leaf", "intermediate", "root")]
+        for each in result.json()["files"]:
+            self.assertEqual([one["sha256"] for one in each["chain"]], expected, each["file"])
+        self.assertEqual([each["file"] for each in result.json()["files"]], [*map(str, paths), "-"])
 
     def test_TextAroundBlocksIsSkipped(self):
-        self.accepts("showcerts.txt", "CONNECTED(00000003)\n---\nCertificate chain\n 0 s:O = Test, CN = leaf\n   i:O = Test, CN = intermediate\n"
+        showcerts = ("CONNECTED(00000003)\n---\nCertificate chain\n 0 s:O = Test, CN = leaf\n   i:O = Test, CN = intermediate\n"
                      + "   a:PKEY: id-ecPublicKey, 256 (bit); sigalg: ecdsa-with-SHA256\n" + pki.text["leaf"]
                      + " 1 s:O = Test, CN = intermediate\n   i:O = Test, CN = root\n" + pki.text["intermediate"]
                      + "---\nServer certificate\nsubject=O = Test, CN = leaf\n---\nNo client certificate CA names sent\n-----\nDONE\n")  # fmt: skip
         attributes = "Bag Attributes\n    localKeyID: 01\nsubject=CN = leaf\n"
-        self.accepts("bag.pem", attributes + pki.text["leaf"] + "\n\n# more\n" + pki.text["intermediate"].rstrip())
+        bag = attributes + pki.text["leaf"] + "\n\n# more\n" + pki.text["intermediate"].rstrip()
         noise = bytes(byte for byte in range(256) if byte != 0x2D) * 50
-        self.accepts("noise-around.pem", noise + b"\n" + pki.text["leaf"].encode() + noise + b"\n" + pki.text["intermediate"].encode() + noise)
+        around = noise + b"\n" + pki.text["leaf"].encode() + noise + b"\n" + pki.text["intermediate"].encode() + noise
+        nuls = b"\0\0\n" + pki.text["leaf"].encode() + b"\0\n" + pki.text["intermediate"].encode() + b"\0" * 1000
+        self.accepts(("showcerts.txt", showcerts), ("bag.pem", bag), ("noise-around.pem", around), ("nul.pem", nuls))
 
     def test_LineEndsAndMarksDoNotMatter(self):
         chain = pki.text["leaf"] + pki.text["intermediate"]
-        self.accepts("crlf.pem", chain.replace("\n", "\r\n"))
-        self.accepts("cr.pem", chain.replace("\n", "\r"))
-        self.accepts("mixed.pem", pki.text["leaf"].replace("\n", "\r\n") + pki.text["intermediate"])
-        self.accepts("indented.pem", "".join(f"  {line}\t\n" for line in chain.splitlines()))
-        self.accepts("no-end.pem", chain.rstrip("\n"))
-        # The mark must not hide the leaf. Else the intermediate would be read as the leaf.
-        self.accepts("bom.pem", b"\xef\xbb\xbf" + chain.encode())
-
-    def test_NulBytesBetweenBlocksAreText(self):
-        self.accepts("nul.pem", b"\0\0\n" + pki.text["leaf"].encode() + b"\0\n" + pki.text["intermediate"].encode() + b"\0" * 1000)
+        self.accepts(
+            ("crlf.pem", chain.replace("\n", "\r\n")),
+            ("cr.pem", chain.replace("\n", "\r")),
+            ("mixed.pem", pki.text["leaf"].replace("\n", "\r\n") + pki.text["intermediate"]),
+            ("indented.pem", "".join(f"  {line}\t\n" for line in chain.splitlines())),
+            ("no-end.pem", chain.rstrip("\n")),
+            ("old-label.pem", pki.text["leaf"].replace("CERTIFICATE", "X509 CERTIFICATE") + pki.text["intermediate"]),
+            # The mark must not hide the leaf. Else the intermediate would be read as the leaf.
+            ("bom.pem", b"\xef\xbb\xbf" + chain.encode()),
+        )
 
     def test_KeysBesideCertificatesArePassedOver(self):
         plain = (pki.folder / "leaf.key").read_text()
@@ -438,9 +605,11 @@ class CertificateText(VerifyTest):
         old = pki.openssl("ec", "-in", "leaf.key", "-aes128", "-passout", "pass:secret").decode()
         self.assertIn("DEK-Info", old)
         request, parameters = (pki.folder / "leaf.csr").read_text(), pki.openssl("ecparam", "-name", "P-256").decode()
-        for others in (plain, encrypted, old, request, parameters, plain + old + encrypted):
-            self.accepts("key-first.pem", others + pki.text["leaf"] + pki.text["intermediate"])
-            self.accepts("key-last.pem", pki.text["leaf"] + others + pki.text["intermediate"] + others)
+        texts = []
+        for index, others in enumerate((plain, encrypted, old, request, parameters, plain + old + encrypted)):
+            texts.append((f"key-first-{index}.pem", others + pki.text["leaf"] + pki.text["intermediate"]))
+            texts.append((f"key-last-{index}.pem", pki.text["leaf"] + others + pki.text["intermediate"] + others))
+        self.accepts(*texts)
 
     def test_DerIsTaken(self):
         der = self.write("leaf.der", pki.der["leaf"])
@@ -449,23 +618,34 @@ class CertificateText(VerifyTest):
         self.assertEqual(self.verify(self.write("trailing.der", pki.der["leaf"] + b"\0trailing\n"), trust=["intermediate"]).code, 0)
         self.assertEqual(self.verify("-", trust=["intermediate"], stdin=pki.der["leaf"]).code, 0)
 
-    def test_OldLabelIsTaken(self):
-        self.accepts("x509.pem", pki.text["leaf"].replace("CERTIFICATE", "X509 CERTIFICATE") + pki.text["intermediate"])
-
     def refuses(self, name, content, *said, line=None):
-        """The message for standard input and for a file, which is the chain, trusted or an
-        intermediate in turn."""
+        """The message for standard input, for a trusted certificate or for an intermediate, in turn.
+        refuseTheFiles() is for the same content as a file with a chain."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
-        self.assertInputError(self.verify("-", stdin=path.read_bytes()), f"standard input{place}", *said)
+        self.listed.append((path, f"{path}{place}", said))
         CertificateText.refused += 1
         if CertificateText.refused % 3 == 0:
-            result = self.verify(path)
+            result = self.verify("-", stdin=path.read_bytes())
         elif CertificateText.refused % 3 == 1:
             result = self.verify(pki.file("leaf"), trust=[path])
         else:
             result = self.verify(pki.file("leaf"), "--intermediates", path)
-        self.assertInputError(result, f"{path}{place}", *said)
+        self.assertInputError(result, f"{path if CertificateText.refused % 3 else 'standard input'}{place}", *said)
+
+    def refuseTheFiles(self):
+        """All files that refuses() wrote, as chains in one call."""
+        result = self.verify(pki.file("root"), "--json", *(path for path, _, _ in self.listed))
+        self.assertEqual(result.code, 2)
+        self.assertEqual([each["verdict"] for each in result.json()["files"]], ["unknown"] * len(self.listed) + ["good"])
+        for (path, start, said), problem in zip(self.listed, result.json()["problems"], strict=True):
+            self.assertEqual(problem["file"], str(path))
+            self.assertTrue(problem["message"].startswith(start), problem["message"])
+            for each in said:
+                self.assertIn(each.rstrip("\n"), problem["message"])
+        # One alone is an error.
+        path, start, said = self.listed[len(self.listed) // 2]
+        self.assertInputError(self.verify(path), start, *said)
 
     def test_FilesThatHoldNoCertificateAreRefused(self):
         self.refuses("empty", b"", "is empty")
@@ -485,6 +665,7 @@ class CertificateText(VerifyTest):
         self.refuses("encrypted", encrypted, "holds no certificate, only 'ENCRYPTED PRIVATE KEY'")
         self.refuses("request", (pki.folder / "leaf.csr").read_bytes() * 3, "holds no certificate, only 'CERTIFICATE REQUEST'\n")
         self.refuses("evil-label", pem(b"x", "\x1b[31mKEY"), "'\\u{1B}[31mKEY' is not a label", line=1)
+        self.refuseTheFiles()
 
     def test_DamagedBlocksAreRefusedWithTheirLine(self):
         leaf = pki.text["leaf"].splitlines()
@@ -519,20 +700,27 @@ class CertificateText(VerifyTest):
         self.refuses("not-der-second", pki.text["root"] + leaf[0] + "\nAAAA\n" + leaf[-1] + "\n", "does not parse", line=behind)
         trusted = pki.text["leaf"].replace("CERTIFICATE", "TRUSTED CERTIFICATE")
         self.refuses("trusted", trusted, "a TRUSTED CERTIFICATE is not read", "openssl x509", line=1)
+        self.refuseTheFiles()
 
     def test_EveryCutIsNoticed(self):
         text = pki.text["leaf"]
-        for length in range(1, len(text.rstrip()) - 4, 41):
-            self.assertInputError(self.verify("-", stdin=text[:length].encode()), "standard input")
+        paths = [self.write(f"cut-{length}", text[:length]) for length in range(1, len(text.rstrip()) - 4, 41)]
+        result = self.verify(self.write("cut-0", ""), *paths)
+        self.assertEqual(result.code, 2)
+        lines = result.text.splitlines()
+        self.assertEqual(lines, [f"{path}: unreadable" for path in [*paths, scratch / "cut-0"]] + [lines[-1]])
+        self.assertTrue(lines[-1].endswith(f": 0 good, 0 bad, {len(paths) + 1} unreadable"), lines[-1])
 
     def test_FlippedBytesNeverAbort(self):
-        der = pki.der["leaf"]
+        der, paths = pki.der["leaf"], []
         for at in range(0, len(der), 13):
             changed = bytearray(der)
             changed[at] ^= 0xFF
-            result = self.verify("-", trust=["intermediate"], stdin=bytes(changed))
-            self.assertIn(result.code, (1, 2))
-            self.assertEqual(bool(result.out), result.code == 1)
+            paths.append(self.write(f"flipped-{at}", bytes(changed)))
+        result = self.verify(pki.file("leaf"), "--json", *paths, trust=["intermediate"])
+        *flipped, whole = [each["verdict"] for each in result.json()["files"]]
+        self.assertEqual((result.code, whole, len(flipped)), (1, "good", len(paths)))
+        self.assertLessEqual(set(flipped), {"bad", "unknown"})
 
     def test_WhatCannotBeOpenedIsNamed(self):
         self.assertInputError(self.verify(scratch / "nowhere"), f"{scratch / 'nowhere'}: No such file or directory")
@@ -581,19 +769,21 @@ class Hostile(VerifyTest):
     }
 
     def test_SubjectsAreMadeHarmless(self):
-        for what, (name, shown) in self.NAMES.items():
-            with self.subTest(what):
-                path = self.write("hostile.der", pki.patched(name))
-                good = self.verify(path, trust=[path])
-                self.assertEqual(good.code, 0)
-                self.assertHarmless(good.out)
-                self.assertRegex(good.out, shown)
-                bad = self.verify(path)
-                self.assertEqual(bad.code, 1)
-                self.assertHarmless(bad.out)
-                self.assertRegex(bad.out, shown)
-                self.assertHarmless(self.verify(path, "--json", trust=[path]).out)
-                self.assertHarmless(self.verify(path, "--json").out)
+        paths = {what: self.write(f"hostile-{what}.der", pki.patched(name)) for what, (name, _) in self.NAMES.items()}
+        for what, path in paths.items():
+            for trust, code in (([path], 0), (["root"], 1)):
+                with self.subTest(what, trust=trust):
+                    result = self.verify(path, trust=trust)
+                    self.assertEqual(result.code, code)
+                    self.assertHarmless(result.out)
+                    self.assertRegex(result.out, self.NAMES[what][1])
+        for trust in (list(paths.values()), ["root"]):
+            self.assertHarmless(self.verify(pki.file("root"), "--json", *paths.values(), trust=trust).out)
+        # Each has its own line, with its own sentence.
+        lines = self.verify(pki.file("root"), *paths.values()).out.split(b"\n")
+        self.assertHarmless(b"\n".join(lines))
+        for line, (_, shown) in zip(lines, self.NAMES.values(), strict=False):
+            self.assertRegex(line, b"(?i): bad: .*" + shown)
 
     def test_OrdinaryForeignTextIsShownAsItIs(self):
         path = self.write("foreign.der", pki.patched("Größe 日本 🙂".encode()))
@@ -679,6 +869,7 @@ class Volume(VerifyTest):
             (0, [*arguments, pki.file("leaf", "intermediate")]),
             (1, [*arguments, pki.file("expired", "intermediate")]),
             (2, [*arguments, damaged]),
+            (1, [*arguments, "--host", "x.example", pki.file("leaf", "intermediate"), pki.file("expired", "intermediate"), damaged, "--json"]),
             (2, ["hash", "--check", listed]),
             (2, ["frob"]),
             alsoValgrind=False,

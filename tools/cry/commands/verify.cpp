@@ -147,13 +147,16 @@ struct Verdict
 
 std::string lineOf( const Judge &judge, const Verdict &verdict )
 {
-    if( !judge.verifies() )
-        return ": the chain was not verified (--policy disable-validation)";
-    if( verdict.chain.empty() )
-        return verdict.failure->isOfNames() ? ": the chain verifies at " + judge.time + ", but its leaf has no trusted name"
-                                            : ": the chain does not verify at " + judge.time;
-    return ": the chain of " + tool::counted( verdict.chain.size(), "certificate" ) + " verifies at " + judge.time +
-        ( verdict.good ? "" : ", but " + verdict.hosts->reason() );
+    std::string line = ": the chain was not verified (--policy disable-validation)";
+    if( judge.verifies() )
+    {
+        std::string chain = verdict.chain.empty() ? ": the chain" : ": the chain of " + tool::counted( verdict.chain.size(), "certificate" );
+        bool        good  = verdict.good || verdict.failure->isOfNames();
+        line              = chain + ( good ? " verifies at " : " does not verify at " ) + judge.time;
+    }
+    if( verdict.good || !verdict.failure->isOfNames() )
+        return line;
+    return line + ", but " + ( verdict.hosts ? verdict.hosts->reason() : "its leaf has no trusted name" );
 }
 
 // The whole verdict on one chain, for people.

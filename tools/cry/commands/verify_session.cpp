@@ -108,7 +108,7 @@ void tool::TrustOptions::addTo( CLI::App &command )
     addOption( command, "--time", time, "TIME", "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now if left out" );
     addRepeated(
         command, "--trusted-san", trustedSans, "NAME", "a domain name or IP address: with this option the leaf must have one of these names, too" );
-    addRepeated( command, "--policy", policy, "FLAG", "relax a check; one of " + listOf( policyFlagNames() ) );
+    addRepeated( command, "--policy", policy, "FLAG", "change a check; one of " + listOf( policyFlagNames() ) );
     addKnown( command, "--policy", policyFlagNames() );
     addOption( command, "--lenient-address", lenientAddress, "IP",
         "with --policy lenient-ip-address-subject-checks: if no name of the leaf matches, it still passes if this address is the only --host" );
