@@ -461,14 +461,14 @@ class Several(VerifyTest):
         self.assertEqual((result.code, lines[-1]), (1, f"501 chains: {501 - sum(bad)} good, {sum(bad)} bad"))
 
     def test_ManyFilesTakeLittleMemory(self):
-        # One mebibyte in an extension that nobody knows.
+        # A quarter of a mebibyte in an extension that nobody knows.
         tbs, *rest = elements(elements(pki.der["template"])[0][1])
         *fields, (tag, extensions) = elements(tbs[1])
-        more = element(0x30, bytes.fromhex("06032a0304") + element(0x04, bytes(MIB)))
+        more = element(0x30, bytes.fromhex("06032a0304") + element(0x04, bytes(MIB // 4)))
         tbs = (tbs[0], joined([*fields, (tag, element(0x30, elements(extensions)[0][1] + more))]))
         path = self.write("large.der", element(0x30, joined([tbs, *rest])))
-        count = 20 if instrumented() else 600
-        result = limited(["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, *[path] * count], 400)
+        count = 20 if instrumented() else 300
+        result = limited(["verify", "--no-system", "--trust", pki.file("root"), "--time", NOW, *[path] * count], 140)
         self.assertEqual((result.code, result.text.splitlines()[-1]), (1, f"{count} chains: 0 good, {count} bad"))
 
     def test_ABarIsShownIfTheLinesAreNot(self):
@@ -487,7 +487,8 @@ class Several(VerifyTest):
         self.assertEqual(self.verify(self.good, self.bad, "--trace", trace, "--trace-format", "jsonl").code, 1)
         lines = [json.loads(line) for line in trace.read_text().splitlines()]
         streams = {each["stream"] for each in lines if each.get("name") == "CRY_X509_VALIDATOR"}
-        self.assertEqual((len(streams), {"CRY_X509_STACK", "CRY_X509_SESSION"} - {each.get("name") for each in lines}), (2, {"CRY_X509_SESSION"}))
+        self.assertEqual(len(streams), 2)
+        self.assertIn("CRY_X509_STACK", {each.get("name") for each in lines})
         success = [each["value"] for each in lines if each.get("key") == "crySuccess"]
         self.assertEqual(sorted(success), [False, True])
 
@@ -539,8 +540,8 @@ class Policy(VerifyTest):
         lines = result.text.splitlines()
         self.assertEqual((result.code, lines[:3]), (1, [f"bad: the chain verifies at {NOW}, but its leaf has no trusted name", "",
                                                         "it speaks of CN=leaf, O=Test"]))  # fmt: skip
-        self.assertEqual(lines[8:10], ["wanted dns *.example.org", "name dns www.example.org"])
-        self.assertIn(lines[11], result.text)
+        self.assertEqual(lines[8:11], ["wanted dns *.example.org", "name dns www.example.org", ""])
+        self.assertTrue(lines[11].startswith("the certificate CN=leaf, O=Test (leaf) has none of the trusted names: "), lines[11])
         self.assertInputError(self.verify(pki.file("leaf"), "--trusted-san", "a..b"), "--trusted-san: 'a..b' is not a domain name: ")
 
     def test_ALenientAddressStandsForTheNames(self):
