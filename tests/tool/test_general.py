@@ -57,7 +57,7 @@ class Arguments(ToolTest):
             (["--frob"], "unknown option '--frob'; 'cry --help'"),
             (["verify"], "CHAIN is required; 'cry verify --help'"),
             (["verify", "--frob", "x"], "unknown option '--frob'; 'cry verify --help'"),
-            (["verify", "a", "b"], "one argument too many, 'b'; 'cry verify --help'"),
+            (["tn-list", "a", "b"], "one argument too many, 'b'; 'cry tn-list --help'"),
             (["verify", "--trust"], "--trust: 1 required FILE missing; 'cry verify --help'"),
             (["hash", "-x"], "unknown option '-x'; 'cry hash --help'"),
             (["hash", "--bogus=1"], "unknown option '--bogus=1'"),

@@ -50,6 +50,7 @@ class Schema(IdentityTest):
             ["verify", "--no-system", "--trust", file("ec.crt"), file("rsa.crt")],
             ["verify", "--no-system", "--trust", named, named, "--host", "a.example"],
             ["verify", "--no-system", "--trust", named, named, "--host", "b.example"],
+            ["verify", "--no-system", "--trust", named, named, "/nowhere", named],
             ["crl", "check", "--crl", self.crl(), file("ec.crt")],
             ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
             ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
@@ -183,7 +184,7 @@ class Errors(IdentityTest):
     def test_WrongArgumentsAreJsonToo(self):
         for arguments in (["--json"], ["--json", "frob"], ["frob", "--json"], ["hash", "--json", "--frob"], ["key", "--json"],
                           ["--json", "hash", "x"], ["verify", "--json"],
-                          ["--json=true", "frob"], ["hash", "--json=true", "--frob"], ["key", "--json=1"], ["verify", "--json=yes", "a", "b"],
+                          ["--json=true", "frob"], ["hash", "--json=true", "--frob"], ["key", "--json=1"], ["tn-list", "--json=yes", "a", "b"],
                           ["--json=false", "--json=on", "frob"], ["--json=0", "--json", "frob"], ["hash", "--json=x"], ["verify", "--json=", "x"],
                           ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
             with self.subTest(arguments):

@@ -6,8 +6,8 @@
 namespace tool
 {
 
-// What every command starts the module with. No command has runs that could share the work, so one
-// worker is enough.
+// What every command starts the module with. One worker is enough for commands that have no runs
+// which could share the work.
 pb::Ref<PB_RUNTIME_OPTIONS> moduleOptions();
 
 // Starts the module, and stops it at the end of its scope.
