@@ -27,8 +27,8 @@ def setUpModule():
 
 class Arguments(VerifyTest):
     def test_BadTimesAreRefused(self):
-        for index, bad in enumerate(["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z", "2026-01-31 12:00:00Z",
-                    " " + NOW, NOW + " ", "2026-01-31T12:00:00+00:00", "2026-01-31T12:00:00.5Z", "2026-13-01T00:00:00Z",
+        for index, bad in enumerate(["", "0", "1769860800", "now", "2026-01-31", "2026-01-31T12:00:00", "2026-01-31t12:00:00z",
+                    "2026-01-31 12:00:00Z", " " + NOW, NOW + " ", "2026-01-31T12:00:00+00:00", "2026-01-31T12:00:00.5Z", "2026-13-01T00:00:00Z",
                     "2026-01-31T24:00:00Z", "2026-01-31T12:60:00Z",
                     "10000-01-01T00:00:00Z", "-001-01-01T00:00:00Z", "２０２６-01-31T12:00:00Z"]):  # fmt: skip
             # As a word of its own a text with a hyphen would be an option.
@@ -620,7 +620,7 @@ class CertificateText(VerifyTest):
         self.assertEqual(self.verify("-", trust=["intermediate"], stdin=pki.der["leaf"]).code, 0)
 
     def refuses(self, name, content, *said, line=None):
-        """The message for standard input, for a trusted certificate or for an intermediate, in turn.
+        """The message for standard input, a trusted certificate or an intermediate, in turn.
         refuseTheFiles() is for the same content as a file with a chain."""
         path = self.write(name, content)
         place = f":{line}: " if line else ": "
