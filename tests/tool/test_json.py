@@ -185,7 +185,7 @@ class Errors(IdentityTest):
         for arguments in (["--json"], ["--json", "frob"], ["frob", "--json"], ["hash", "--json", "--frob"], ["key", "--json"],
                           ["--json", "hash", "x"], ["verify", "--json"],
                           ["--json=true", "frob"], ["hash", "--json=true", "--frob"], ["key", "--json=1"], ["tn-list", "--json=yes", "a", "b"],
-                          ["--json=false", "--json=on", "frob"], ["--json=0", "--json", "frob"], ["hash", "--json=x"], ["verify", "--json=", "x"],
+                          ["--json=false", "--json=on", "frob"], ["--json=0", "--json", "frob"], ["hash", "--json=x"], ["tn-list", "--json=", "x"],
                           ["uuid", "--count", "--json"], ["key", "info", "a", "b", "--json", "--", "c"]):  # fmt: skip
             with self.subTest(arguments):
                 self.assertError(run(*arguments))

@@ -111,7 +111,7 @@ void tool::TrustOptions::addTo( CLI::App &command )
     addRepeated( command, "--policy", policy, "FLAG", "change a check; one of " + listOf( policyFlagNames() ) );
     addKnown( command, "--policy", policyFlagNames() );
     addOption( command, "--lenient-address", lenientAddress, "IP",
-        "with --policy lenient-ip-address-subject-checks: if no name of the leaf matches, it still passes if this address is the only --host" );
+        "with --policy lenient-ip-address-subject-checks: if no name matches, the leaf passes if this address is the only --host" );
 }
 
 std::optional<CRY_X509_POLICY_FLAGS> tool::findPolicyFlag( const std::string &text )
