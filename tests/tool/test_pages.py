@@ -166,7 +166,7 @@ printf '%s\\n' "${COMPREPLY[@]}"
     def test_ItWorksInAShell(self):
         path = self.folder() / "only-one.pem"
         path.write_text("")
-        keys = f"cry verify --tru\t{path.parent}/on\t"
+        keys = f"cry ver\t--trust {path.parent}/on\t"
         shown = typed(["bash", "--norc", "--noprofile", "-i"], f"source {PAGES}/cry.bash\n", keys, f"--trust {path}")
         self.assertIn(f"cry verify --trust {path}", shown)
 

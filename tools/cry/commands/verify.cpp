@@ -314,8 +314,7 @@ void tool::addVerify( CLI::App &command, int &exit )
         "counts. Case, a full stop at the end, and the ASCII or Unicode form make no difference. *. stands for exactly one\n"
         "label, in the certificate's name or in NAME. Addresses match addresses only. The names of a bad chain are not\n"
         "compared. Names of --trusted-san are compared in the same way, and also if --policy says that --host is not.\n"
-        "Exit: 0 all chains verify and, with --host or --trusted-san, a name of each leaf matches; 1 one of both does not; 2 wrong use, or\n"
-        "input that cannot be read." );
+        "Exit: 0 all chains verify and, with --host or --trusted-san, a name matches; 1 one does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chains,
         "files of certificates in PEM or DER, each with one chain: the leaf first, then untrusted intermediates; - is standard input" )
         ->required()
