@@ -364,7 +364,9 @@ class Hosts(VerifyTest):
         self.assertEqual([each["verdict"] for each in answer["hosts"]], ["bad", "bad"])
 
     def test_WildcardsCanBeSwitchedOff(self):
-        self.hosts("named", "a.wild.example", "*.example.org", code=1, more=["--no-wildcards"])
+        for more in (["--no-wildcards"], ["--policy", "disable-wildcard-processing"]):
+            answer = self.hosts("named", "a.wild.example", "*.example.org", code=1, more=more)
+            self.assertEqual([each["verdict"] for each in answer["hosts"]], ["bad", "bad"])
         answer = self.hosts("named", "*.WILD.example", "www.example.org", "192.0.2.1", more=["--policy", "Disable-Wildcard-Processing"])
         self.assertEqual([each["verdict"] for each in answer["hosts"]], ["good", "good", "good"])
         self.assertInputError(self.verify(pki.file("named"), "--no-wildcards"), "--no-wildcards requires --host")

@@ -286,6 +286,9 @@ int verifySeveral( const Options &options, const Judge &judge )
 
 int verify( Options &options )
 {
+    // Both options say the same, to the validators and to the search for the name that matches.
+    if( tool::policyFlagsOf( options.trust ) & CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING )
+        options.hosts.noWildcards = true;
     Judge judge( options );
     if( !judge.verifies() )
         tool::warn( { "--policy disable-validation: no chain is verified", {}, {} } );
