@@ -12,20 +12,6 @@ namespace
 
 bool isCertificate( std::string_view label ) { return label == "CERTIFICATE" || label == "X509 CERTIFICATE" || label == "TRUSTED CERTIFICATE"; }
 
-// Every certificate is a sequence; of other bytes OpenSSL says nothing that helps.
-pb::Ref<CRY_X509_CERTIFICATE> certificateInDer( PB_BUFFER *der, std::string &reason )
-{
-    pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryX509CertificateTryCreateFromDer( der ) );
-    if( !certificate && tool::startsWith( der, "\x30" ) )
-    {
-        ERR_clear_error();
-        const unsigned char *at = pbBufferBytes( der );
-        X509_free( d2i_X509( nullptr, &at, (long)pbBufferLength( der ) ) );
-        reason = tool::opensslReasonInBrackets();
-    }
-    return certificate;
-}
-
 }
 
 pb::Ref<CRY_X509_CERTIFICATE> tool::certificateIn( CRY_PEM *pem, std::string &problem )
@@ -47,6 +33,20 @@ pb::Ref<CRY_X509_CERTIFICATE> tool::certificateIn( CRY_PEM *pem, std::string &pr
     {
         std::string reason = opensslReason();
         problem            = "the certificate does not parse" + ( reason.empty() ? "" : ": " + reason );
+    }
+    return certificate;
+}
+
+// Every certificate is a sequence; of other bytes OpenSSL says nothing that helps.
+pb::Ref<CRY_X509_CERTIFICATE> tool::certificateInDer( PB_BUFFER *der, std::string &reason )
+{
+    pb::Ref<CRY_X509_CERTIFICATE> certificate = pb::adopt( cryX509CertificateTryCreateFromDer( der ) );
+    if( !certificate && startsWith( der, "\x30" ) )
+    {
+        ERR_clear_error();
+        const unsigned char *at = pbBufferBytes( der );
+        X509_free( d2i_X509( nullptr, &at, (long)pbBufferLength( der ) ) );
+        reason = opensslReasonInBrackets();
     }
     return certificate;
 }

@@ -19,6 +19,9 @@ std::vector<pb::Ref<CRY_X509_CERTIFICATE>> readCertificates( const std::string &
 // The certificate in a block; if there is none, `problem` says why.
 pb::Ref<CRY_X509_CERTIFICATE> certificateIn( CRY_PEM *pem, std::string &problem );
 
+// The certificate in DER; if there is none, `reason` may say why in brackets.
+pb::Ref<CRY_X509_CERTIFICATE> certificateInDer( PB_BUFFER *der, std::string &reason );
+
 // The members of a list, and how they get into one.
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> elements( CRY_X509_CERTIFICATES *certificates );
 void append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &certificates, size_t from = 0 );

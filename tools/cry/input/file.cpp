@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +32,18 @@ public:
     {
         struct stat status;
         return fstat( file.number, &status ) == 0 && S_ISREG( status.st_mode ) ? (uint64_t)status.st_size : 0;
+    }
+
+    // Waits until it or `stop` can be read; false for `stop`.
+    bool wait( int stop ) const
+    {
+        pollfd both[] = { { file.number, POLLIN, 0 }, { stop, POLLIN, 0 } };
+        while( poll( both, 2, -1 ) < 0 )
+        {
+            if( errno != EINTR )
+                fail();
+        }
+        return !both[1].revents;
     }
 
     // 0 at the end.
@@ -80,13 +93,16 @@ pb::Ref<PB_BUFFER> tool::readWhole( const std::string &path, Content secrecy )
     }
 }
 
-void tool::forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *, PB_INT )> &take )
+void tool::forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *, PB_INT )> &take, int stop )
 {
     Stream               stream( path );
     Progress             progress( path, stream.size() );
     std::vector<PB_BYTE> piece( 1 << 20 );
-    while( size_t count = stream.readSome( piece.data(), piece.size() ) )
+    while( stop < 0 || stream.wait( stop ) )
     {
+        size_t count = stream.readSome( piece.data(), piece.size() );
+        if( !count )
+            return;
         take( piece.data(), (PB_INT)count );
         progress.advance( count );
     }

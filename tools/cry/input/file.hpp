@@ -27,8 +27,9 @@ enum class Content
 pb::Ref<PB_BUFFER> readWhole( const std::string &path, Content content = Content::open );
 
 // Calls take( bytes, count ) for the pieces of a file or of standard input, however large it is,
-// and shows progress if there is much. Throws InputError if it cannot be read.
-void forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *bytes, PB_INT count )> &take );
+// and shows progress if there is much. Throws InputError if it cannot be read. It ends early when
+// the descriptor `stop` can be read; -1 is none.
+void forEachPiece( const std::string &path, const std::function<void( const PB_BYTE *bytes, PB_INT count )> &take, int stop = -1 );
 
 // Warns if users other than the owner can read a file, which holds `what`.
 void warnIfOthersCanRead( const std::string &path, const std::string &what );

@@ -1,0 +1,81 @@
+// Values that were made of texts, kept so that a text that comes again is not read again.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace tool
+{
+
+// Any thread may use it. What has not been used for long is dropped: the values are in two
+// generations, and a value that is used goes to the younger one. When that is full, it takes the
+// place of the older one.
+template<class Value>
+class BoundedCache
+{
+public:
+    // A text, with its hash.
+    struct Key
+    {
+        std::string text;
+        size_t      hash;
+
+        explicit Key( std::string given ) : text( std::move( given ) ), hash( std::hash<std::string>()( text ) ) {}
+        bool operator==( const Key & ) const = default;
+    };
+
+    // `count` and `bytes` are the most values and bytes of text in one generation. A single longer
+    // text is kept too.
+    BoundedCache( size_t count, size_t bytes ) : mostValues( count ), mostBytes( bytes ) {}
+
+    std::optional<Value> find( const Key &key )
+    {
+        Values          dropped; // is freed after the lock
+        std::lock_guard lock( mutex );
+        if( auto found = younger.find( key ); found != younger.end() )
+            return found->second;
+        auto found = older.find( key );
+        if( found == older.end() )
+            return {};
+        Value value = found->second;
+        auto  node  = older.extract( found );
+        makeRoom( key.text.size(), dropped );
+        younger.insert( std::move( node ) );
+        return value;
+    }
+
+    void add( Key key, Value value )
+    {
+        Values          dropped;
+        std::lock_guard lock( mutex );
+        makeRoom( key.text.size(), dropped );
+        younger.emplace( std::move( key ), std::move( value ) );
+    }
+
+private:
+    struct Hash
+    {
+        size_t operator()( const Key &key ) const { return key.hash; }
+    };
+    using Values = std::unordered_map<Key, Value, Hash>;
+
+    void makeRoom( size_t length, Values &dropped )
+    {
+        if( !younger.empty() && ( younger.size() >= mostValues || bytes + length > mostBytes ) )
+        {
+            dropped = std::exchange( older, std::exchange( younger, {} ) );
+            bytes   = 0;
+        }
+        bytes += length;
+    }
+
+    std::mutex mutex;
+    Values     younger, older;
+    size_t     bytes = 0; // in the younger one; a text that two threads add at once counts twice
+    size_t     mostValues, mostBytes;
+};
+
+}
