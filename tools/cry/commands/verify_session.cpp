@@ -137,9 +137,9 @@ CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const TrustOptions &options )
     return flags;
 }
 
-pb::Ref<CRY_X509_STACK_OPTIONS> tool::createStackOptions( const TrustOptions &options )
+pb::Ref<CRY_X509_STACK_OPTIONS> tool::createStackOptions( const TrustOptions &options, bool mayTrustNothing )
 {
-    if( options.noSystem && options.trust.empty() )
+    if( !mayTrustNothing && options.noSystem && options.trust.empty() )
         throw InputError( "nothing is trusted: give --trust FILE, or leave out --no-system" );
     pb::Ref<CRY_X509_STACK_OPTIONS> stackOptions = pb::adopt( cryX509StackOptionsCreate() );
     cryX509StackOptionsSetPolicyFlags( stackOptions.handle(), policyFlagsOf( options ) );

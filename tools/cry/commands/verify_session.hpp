@@ -32,8 +32,8 @@ std::optional<CRY_X509_POLICY_FLAGS> findPolicyFlag( const std::string &text );
 CRY_X509_POLICY_FLAGS policyFlagsOf( const TrustOptions &options );
 
 // The trust and the flags for a stack. Its mode is SYSTEM, or FIXED with --no-system. Throws
-// InputError, also if nothing would be trusted.
-pb::Ref<CRY_X509_STACK_OPTIONS> createStackOptions( const TrustOptions &options );
+// InputError, also if nothing would be trusted and that is not allowed.
+pb::Ref<CRY_X509_STACK_OPTIONS> createStackOptions( const TrustOptions &options, bool mayTrustNothing = false );
 // A session of a new stack, which it holds.
 pb::Ref<CRY_X509_SESSION> createSession( CRY_X509_STACK_OPTIONS *options );
 // A policy with the time, which is now if --time is left out, and the lenient address. The flags

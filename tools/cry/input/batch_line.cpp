@@ -26,8 +26,8 @@ struct Member
 constexpr Member members[] = {
     { "id", Member::id, []( tool::BatchLine &line, std::string &&text ) { line.id = Json( std::move( text ) ).dump( -1, ' ', true ); } },
     { "certificate", Member::text, []( tool::BatchLine &line, std::string &&text ) { line.certificate = std::move( text ); } },
-    { "extraCertificates", Member::list,
-        []( tool::BatchLine &line, std::string &&text ) { line.extraCertificates.push_back( std::move( text ) ); }, []( tool::BatchLine & ) {} },
+    { "extraCertificates", Member::list, []( tool::BatchLine &line, std::string &&text ) { line.extraCertificates.push_back( std::move( text ) ); },
+        []( tool::BatchLine & ) {} },
     { "trustedCertificates", Member::list,
         []( tool::BatchLine &line, std::string &&text ) { line.trustedCertificates->push_back( std::move( text ) ); },
         []( tool::BatchLine &line ) { line.trustedCertificates.emplace(); } },
@@ -49,10 +49,19 @@ public:
 
     bool null() { return other(); }
     bool boolean( bool ) { return other(); }
-    bool number_integer( Json::number_integer_t number ) { return numeric( [number] { return std::to_string( number ); } ); }
-    bool number_unsigned( Json::number_unsigned_t number ) { return numeric( [number] { return std::to_string( number ); } ); }
+    bool number_integer( Json::number_integer_t number )
+    {
+        return numeric( [number] { return std::to_string( number ); } );
+    }
+    bool number_unsigned( Json::number_unsigned_t number )
+    {
+        return numeric( [number] { return std::to_string( number ); } );
+    }
     // The number as it was written loses no digits.
-    bool number_float( Json::number_float_t, const std::string &written ) { return numeric( [&written] { return written; } ); }
+    bool number_float( Json::number_float_t, const std::string &written )
+    {
+        return numeric( [&written] { return written; } );
+    }
     bool binary( Json::binary_t & ) { return other(); }
 
     bool string( std::string &text )
@@ -167,10 +176,10 @@ private:
     }
 
     tool::BatchLine &line;
-    const Member    *member = nullptr; // null for one that is refused
+    const Member    *member                     = nullptr; // null for one that is refused
     bool             seen[std::size( members )] = {};
-    bool             inList = false;
-    size_t           depth  = 0;
+    bool             inList                     = false;
+    size_t           depth                      = 0;
 };
 
 }

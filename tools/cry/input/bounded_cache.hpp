@@ -27,9 +27,8 @@ public:
         bool operator==( const Key & ) const = default;
     };
 
-    // `count` and `bytes` are the most values and bytes of text in one generation. A single longer
-    // text is kept too.
-    BoundedCache( size_t count, size_t bytes ) : mostValues( count ), mostBytes( bytes ) {}
+    // The most values and bytes of text in one generation. A single longer text is kept, too.
+    BoundedCache( size_t values, size_t textBytes ) : mostValues( values ), mostBytes( textBytes ) {}
 
     std::optional<Value> find( const Key &key )
     {

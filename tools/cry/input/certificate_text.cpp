@@ -24,10 +24,12 @@ pb::Ref<CRY_X509_CERTIFICATES> certificatesInPem( const std::string &text, const
         if( block.pem )
             certificate = tool::certificateIn( block.pem.get(), problem );
         if( !certificate )
-            throw tool::InputError( what + ", line " + std::to_string( block.pem ? block.line : block.problemLine ) + " of its text: " +
-                ( block.pem ? problem : block.problem ) );
+            throw tool::InputError( what + ", line " + std::to_string( block.pem ? block.line : block.problemLine ) +
+                " of its text: " + ( block.pem ? problem : block.problem ) );
         cryX509CertificatesAppendCertificate( certificates.handle(), certificate.get() );
     }
+    if( !cryX509CertificatesCertificatesLength( certificates.get() ) )
+        throw tool::InputError( what + ": no line of its text begins with " + std::string( begin ) );
     return certificates;
 }
 

@@ -30,7 +30,7 @@ void tool::checkDomainName( PB_STRING *name, const std::string &option, const st
         throw InputError( option + ": " + shown( take( pbStringRetain( name ) ) ) + " is not a domain name: " + take( problem ) + more );
 }
 
-pb::Ref<PB_TIME> tool::timeValue( const std::optional<std::string> &text )
+pb::Ref<PB_TIME> tool::timeValue( const std::optional<std::string> &text, const std::string &option )
 {
     if( !text )
         return pb::adopt( pbTimeTryCreateFromTimeT( time( nullptr ) ) );
@@ -38,8 +38,8 @@ pb::Ref<PB_TIME> tool::timeValue( const std::optional<std::string> &text )
     pb::Ref<PB_TIME>   tm  = pb::adopt( pbTimeTryCreateFromString( str.get() ) );
     time_t             seconds;
     if( !tm )
-        throw InputError( "--time: " + shown( *text ) + " is not a time in UTC as 2026-01-31T12:00:00Z" );
+        throw InputError( option + ": " + shown( *text ) + " is not a time in UTC as 2026-01-31T12:00:00Z" );
     if( !pbTimeTryConvertToTimeT( tm.get(), &seconds ) )
-        throw InputError( "--time: " + shown( *text ) + " is a day that does not exist" );
+        throw InputError( option + ": " + shown( *text ) + " is a day that does not exist" );
     return tm;
 }

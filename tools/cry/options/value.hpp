@@ -21,7 +21,8 @@ pb::Ref<PB_STRING> utf8Value( const std::string &text, const std::string &option
 // Throws InputError, which names the option and ends with `more`, if a text is not a domain name.
 void checkDomainName( PB_STRING *name, const std::string &option, const std::string &more = "" );
 
-// The time that --time gives, now if it is left out. Throws InputError if the text is not a time.
-pb::Ref<PB_TIME> timeValue( const std::optional<std::string> &text );
+// The time that --time gives, now if it is left out. Throws InputError, which names the option, if
+// the text is not a time.
+pb::Ref<PB_TIME> timeValue( const std::optional<std::string> &text, const std::string &option = "--time" );
 
 }
