@@ -1,9 +1,10 @@
 // Makes chains for `cry verify --batch`, and judges the same ones with plain libcrypto. bench/batch/run
 // compares the two.
 //
-// make FOLDER LINES CHAINS: writes roots.pem, lines.jsonl and the same certificates in DER to
-// chains. Each line has a leaf and an intermediate. CHAINS different ones come again and again; 0
-// stands for a new leaf and a new intermediate in each line.
+// make FOLDER LINES CHAINS KIND: writes roots.pem, lines.jsonl and the same certificates in DER to
+// chains. Each line has a leaf and an intermediate. With the kind "again", as many different chains
+// as CHAINS says come again and again; with "leaves" the leaf is new in each line, and with "all"
+// the intermediate, too.
 //
 // plain FOLDER THREADS: d2i_X509 and X509_verify_cert for each line, with one store. Prints the
 // lines for each second, without the time for reading the files.
@@ -26,8 +27,6 @@
 
 namespace
 {
-
-constexpr int rootCount = 20; // if all chains are different
 
 struct Certificate
 {
@@ -102,46 +101,42 @@ void writeDer( std::ofstream &file, const std::string &der )
     file << der;
 }
 
-int make( const std::string &folder, int lineCount, int chainCount )
+int make( const std::string &folder, int lineCount, int chainCount, const std::string &kind )
 {
-    struct Chain
-    {
-        Certificate intermediate, leaf;
-    };
-    std::vector<Certificate> roots;
-    std::vector<Chain>       chains;
+    bool                     newLeaf = kind != "again", newIntermediate = kind == "all";
+    std::vector<Certificate> roots, intermediates, leaves;
     FILE                    *rootFile = std::fopen( ( folder + "/roots.pem" ).c_str(), "w" );
-    for( int index = 0; index < ( chainCount ? chainCount : rootCount ); index++ )
+    EVP_PKEY                *keys[]   = { newKey( false ), newKey( true ) }; // of the new ones
+    auto                     leafOf   = [&]( int index, EVP_PKEY *key, const Certificate &issuer ) {
+        return newCertificate( "leaf-" + std::to_string( index ), key, &issuer, false );
+    };
+    auto intermediateOf = [&]( int index, EVP_PKEY *key ) {
+        return newCertificate( "intermediate-" + std::to_string( index ), key, &roots[(size_t)( index % chainCount )], true );
+    };
+    for( int index = 0; index < chainCount; index++ )
     {
         roots.push_back( newCertificate( "root-" + std::to_string( index ), newKey( index % 2 ), nullptr, true ) );
         PEM_write_X509( rootFile, roots.back().x509 );
+        intermediates.push_back( intermediateOf( index, newKey( index % 2 ) ) );
+        leaves.push_back( leafOf( index, newKey( index % 2 ), intermediates.back() ) );
     }
     std::fclose( rootFile );
-    EVP_PKEY *leafKeys[] = { newKey( false ), newKey( true ) }, *intermediateKeys[] = { newKey( false ), newKey( true ) };
-    auto      newChain = [&]( int index ) {
-        bool        again        = chainCount > 0;
-        std::string number       = std::to_string( index );
-        Certificate intermediate = newCertificate(
-            "intermediate-" + number, again ? newKey( index % 2 ) : intermediateKeys[index % 2], &roots[(size_t)index % roots.size()], true );
-        Certificate leaf = newCertificate( "leaf-" + number, again ? newKey( index % 2 ) : leafKeys[index % 2], &intermediate, false );
-        return Chain{ intermediate, leaf };
-    };
-    for( int index = 0; index < chainCount; index++ )
-        chains.push_back( newChain( index ) );
 
     std::ofstream lines( folder + "/lines.jsonl" ), ders( folder + "/chains" );
     for( int index = 0; index < lineCount; index++ )
     {
-        Chain chain = chainCount ? chains[(size_t)std::rand() % chains.size()] : newChain( index );
-        lines << "{\"id\":" << index << ",\"certificate\":\"" << base64( chain.leaf.der ) << "\",\"extraCertificates\":[\""
-              << base64( chain.intermediate.der ) << "\"]}\n";
-        writeDer( ders, chain.leaf.der );
-        writeDer( ders, chain.intermediate.der );
-        if( !chainCount )
-        {
-            X509_free( chain.leaf.x509 );
-            X509_free( chain.intermediate.x509 );
-        }
+        size_t      place        = (size_t)( newIntermediate ? index : std::rand() ) % (size_t)chainCount;
+        EVP_PKEY   *key          = keys[place % 2];
+        Certificate intermediate = newIntermediate ? intermediateOf( index, key ) : intermediates[place];
+        Certificate leaf         = newLeaf ? leafOf( index, key, intermediate ) : leaves[place];
+        lines << "{\"id\":" << index << ",\"certificate\":\"" << base64( leaf.der ) << "\",\"extraCertificates\":[\"" << base64( intermediate.der )
+              << "\"]}\n";
+        writeDer( ders, leaf.der );
+        writeDer( ders, intermediate.der );
+        if( newLeaf )
+            X509_free( leaf.x509 );
+        if( newIntermediate )
+            X509_free( intermediate.x509 );
     }
     return 0;
 }
@@ -221,10 +216,10 @@ int plain( const std::string &folder, int threadCount )
 int main( int argc, char **argv )
 {
     std::string what = argc > 1 ? argv[1] : "";
-    if( what == "make" && argc == 5 )
-        return make( argv[2], std::atoi( argv[3] ), std::atoi( argv[4] ) );
+    if( what == "make" && argc == 6 )
+        return make( argv[2], std::atoi( argv[3] ), std::atoi( argv[4] ), argv[5] );
     if( what == "plain" && argc == 4 )
         return plain( argv[2], std::atoi( argv[3] ) );
-    std::fprintf( stderr, "usage: cry_batch_bench make FOLDER LINES CHAINS | plain FOLDER THREADS\n" );
+    std::fprintf( stderr, "usage: cry_batch_bench make FOLDER LINES CHAINS again|leaves|all | plain FOLDER THREADS\n" );
     return 2;
 }

@@ -1,4 +1,5 @@
 #include "commands/commands.hpp"
+#include "commands/verify_batch.hpp"
 #include "commands/verify_session.hpp"
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
@@ -29,12 +30,12 @@ struct Options
     std::vector<std::string> intermediates, chains;
     tool::TrustOptions       trust;
     tool::HostOptions        hosts;
-    bool                     json = false;
+    bool                     json = false, batch = false;
 
     // Several chains are verified by all processors.
     void prepare( pb::Ref<PB_RUNTIME_OPTIONS> &start ) const
     {
-        if( chains.size() > 1 )
+        if( batch || chains.size() > 1 )
             pbRuntimeOptionsSetWorkers( start.handle(), 0 );
     }
 };
@@ -286,6 +287,8 @@ int verifySeveral( const Options &options, const Judge &judge )
 
 int verify( Options &options )
 {
+    if( options.batch )
+        return tool::verifyBatch( options.chains, options.trust );
     // Both options say the same, to the validators and to the search for the name that matches.
     if( tool::policyFlagsOf( options.trust ) & CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING )
         options.hosts.noWildcards = true;
@@ -317,6 +320,10 @@ void tool::addVerify( CLI::App &command, int &exit )
         "counts. Case, a full stop at the end, and the ASCII or Unicode form make no difference. *. stands for exactly one\n"
         "label, in the certificate's name or in NAME. Addresses match addresses only. The names of a bad chain are not\n"
         "compared. Names of --trusted-san are compared in the same way, and also if --policy says that --host is not.\n"
+        "With --batch each line of CHAIN, or of standard input without it, is a JSON object with the members certificate and,\n"
+        "as they are needed, id, extraCertificates, trustedCertificates, time, names and policyFlags. Certificates are PEM\n"
+        "text or DER in base 64. For each line one is printed, in order, with the members id, valid, error, name and chain.\n"
+        "A line that cannot be judged has an error with its number, and the others go on; the exit code is 2 in the end.\n"
         "Exit: 0 all chains verify and, with --host or --trusted-san, a name matches; 1 one does not; 2 wrong use, or input that cannot be read." );
     addArgument( command, "CHAIN", options.chains,
         "files of certificates in PEM or DER, each with one chain: the leaf first, then untrusted intermediates; - is standard input" )
@@ -326,4 +333,10 @@ void tool::addVerify( CLI::App &command, int &exit )
     options.trust.addTo( command );
     addRepeated( command, "--intermediates", options.intermediates, "FILE", "further untrusted intermediates, for all chains" );
     options.hosts.addTo( command );
+    auto useBatch = [&options, &command]( int64_t count ) {
+        options.batch = count > 0;
+        command.get_option( "CHAIN" )->required( !options.batch );
+    };
+    CLI::Option *batch = command.add_flag_function( "--batch", useBatch, "judge each line of a file of JSON lines" )->trigger_on_parse();
+    batch->excludes( command.get_option( "--intermediates" ) )->excludes( command.get_option( "--host" ) );
 }
