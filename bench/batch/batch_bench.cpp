@@ -1,5 +1,5 @@
-// Makes chains for `cry verify --batch`, and judges the same ones with plain libcrypto. bench/batch/run
-// compares the two.
+// Makes chains for `cry verify --batch`, and judges the same ones with plain libcrypto.
+// bench/batch/run compares the two.
 //
 // make FOLDER LINES CHAINS KIND: writes roots.pem, lines.jsonl and the same certificates in DER to
 // chains. Each line has a leaf and an intermediate. With the kind "again", as many different chains
