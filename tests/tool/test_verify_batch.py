@@ -173,6 +173,14 @@ class Verdicts(BatchTest):
         self.assertEqual([(each["valid"], each["name"]) for each in answers],
                          [(True, "unchecked"), (True, "unchecked"), (True, "unchecked"), (False, "unchecked"), (False, "mismatch")])  # fmt: skip
 
+    def test_OptionsHoldForAllLines(self):
+        lines = [line(), line(names="a.example"), line(trustedCertificates=b64("root"), names="www.example.org")]
+        for options, wanted in ((["--trusted-san", "www.example.org"], [(True, "unchecked"), (False, "mismatch"), (True, "match")]),
+                                (["--trusted-san", "b.example"], [(False, "unchecked")] * 3),
+                                (["--policy", "disable-subject-checks"], [(True, "unchecked")] * 3)):  # fmt: skip
+            answers = self.batch(lines, *options)[1]
+            self.assertEqual([(each["valid"], each["name"]) for each in answers], wanted)
+
     def test_IdsAreGivenBack(self):
         ids = [b"0", b"-1", b"18446744073709551615", b"123456789012345678901234567890", b"1.50", b"1E+2", b"-0.0", b'""',
                b'"\\u0000\\n\\"\\\\"', '"Käse \u202e"'.encode(), b'"' + b"x" * 100000 + b'"']  # fmt: skip
