@@ -40,6 +40,10 @@ constexpr tool::Command table[] = {
     { "show", "vault", "say what an identity has", tool::addVaultShow },
     { "set", "vault", "put an identity into the vault", tool::addVaultSet },
     { "delete", "vault", "take an identity out of the vault", tool::addVaultDelete },
+    { "stack", "", "keep an identity and trusted certificates current", nullptr },
+    { "run", "stack", "run a stack and print its changes", tool::addStackRun },
+    { "normalize", "stack", "print a configuration as a stack has it", tool::addStackNormalize },
+    { "options", "stack", "write a configuration", tool::addStackOptions },
     { "name", "", "check domain names", nullptr },
     { "check", "name", "say whether a text is a domain name, and its ASCII and Unicode forms (IDNA)", tool::addNameCheck },
 };

@@ -64,6 +64,9 @@ void addVaultList( CLI::App &command, int &exit );
 void addVaultShow( CLI::App &command, int &exit );
 void addVaultSet( CLI::App &command, int &exit );
 void addVaultDelete( CLI::App &command, int &exit );
+void addStackRun( CLI::App &command, int &exit );
+void addStackNormalize( CLI::App &command, int &exit );
+void addStackOptions( CLI::App &command, int &exit );
 void addNameCheck( CLI::App &command, int &exit );
 
 }

@@ -9,18 +9,15 @@
 #include "output/error.hpp"
 #include "output/notices.hpp"
 #include "output/print.hpp"
-#include "text/asn1_text.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
 #include <algorithm>
-#include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 #include <filesystem>
 #include <optional>
 #include <pb/pb_time.h>
-#include <set>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -126,30 +123,11 @@ std::string ageOf( const Source &source )
     return "last changed " + source.changed + ", " + ( source.days < 0 ? "in the future" : tool::counted( (size_t)source.days, "day" ) + " ago" );
 }
 
-using Certificates = std::vector<pb::Ref<CRY_X509_CERTIFICATE>>;
-
 // ---- watch
 
-Certificates rootsNow() { return tool::elements( pb::adopt( cryX509SystemTrustedCertificates() ).get() ); }
+tool::Certificates rootsNow() { return tool::elements( pb::adopt( cryX509SystemTrustedCertificates() ).get() ); }
 
-std::string derOf( CRY_X509_CERTIFICATE *certificate ) { return tool::derOf<X509>( cry___X509CertificatePeekOpensslX509( certificate ), i2d_X509 ); }
-
-// Those of `all` that are not in `others`.
-Certificates without( const Certificates &all, const Certificates &others )
-{
-    std::set<std::string> known;
-    for( const auto &each : others )
-        known.insert( derOf( each.get() ) );
-    Certificates left;
-    for( const auto &each : all )
-    {
-        if( !known.contains( derOf( each.get() ) ) )
-            left.push_back( each );
-    }
-    return left;
-}
-
-void printChange( const Options &options, size_t count, const Certificates &added, const Certificates &removed )
+void printChange( const Options &options, size_t count, const tool::Certificates &added, const tool::Certificates &removed )
 {
     std::string now  = tool::take( pbTimeToString( tool::timeValue( {} ).get() ) );
     auto        line = [&now]( const std::string &sign, CRY_X509_CERTIFICATE *each ) {
@@ -180,9 +158,9 @@ void printBegin( const Options &options, size_t count, PB_INT seconds )
 
 int watch( Options &options )
 {
-    PB_INT           seconds = tool::number( options.interval.value_or( "60" ), "--interval", 1, 86400 );
-    tool::EndSignals signals;
-    Certificates     known = rootsNow();
+    PB_INT             seconds = tool::number( options.interval.value_or( "60" ), "--interval", 1, 86400 );
+    tool::EndSignals   signals;
+    tool::Certificates known = rootsNow();
     printBegin( options, known.size(), seconds );
     while( !pbSignalAsserted( signals.end() ) )
     {
@@ -190,7 +168,7 @@ int watch( Options &options )
         pb::Ref<PB_SIGNALABLE> change = pb::adopt( pbSignalableCreateSignal( wake.get() ) );
         pbSignalAddSignal( signals.end(), wake.get() );
         cryX509SystemTrustedCertificatesAddSignalable( change.get() );
-        Certificates now = rootsNow(), added = without( now, known ), removed = without( known, now );
+        tool::Certificates now = rootsNow(), added = tool::without( now, known ), removed = tool::without( known, now );
         if( !added.empty() || !removed.empty() )
             printChange( options, now.size(), added, removed );
         known = now;

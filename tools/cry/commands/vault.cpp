@@ -1,20 +1,15 @@
 #include "input/vault.hpp"
 #include "commands/commands.hpp"
-#include "input/certificate_file.hpp"
 #include "input/file.hpp"
-#include "input/key_file.hpp"
-#include "input/signing_check.hpp"
+#include "input/identity_files.hpp"
 #include "options/command.hpp"
 #include "options/state.hpp"
 #include "output/certificate_facts.hpp"
 #include "output/error.hpp"
-#include "output/key_facts.hpp"
+#include "output/identity_facts.hpp"
 #include "output/print.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
-
-#include <cry/cry_sign.h>
-#include <cry/internal/cry_pkey_private.h>
 
 namespace
 {
@@ -37,41 +32,15 @@ struct DeleteOptions : NameOptions
 
 struct SetOptions : DeleteOptions
 {
-    std::string              key, certificate;
-    std::vector<std::string> extra;
-    tool::PasswordOptions    password;
+    tool::IdentityFiles files;
 };
 
-// What an item of the vault has. Its file may have been made elsewhere, so that any part may be
-// missing.
-struct Parts
+// What an item of the vault has.
+struct Parts : tool::IdentityFacts
 {
-    std::string                                identifier;
-    pb::Ref<CRY_PKEY_PRIVATE>                  key;
-    pb::Ref<CRY_X509_CERTIFICATE>              certificate;
-    std::vector<pb::Ref<CRY_X509_CERTIFICATE>> others;
-
-    explicit Parts( CRY_VAULT_ITEM *item )
+    explicit Parts( CRY_VAULT_ITEM *item ) : IdentityFacts( pb::adopt( cryVaultItemIdentity( item ) ).get() )
     {
-        pb::Ref<CRY_X509_IDENTITY> identity = pb::adopt( cryVaultItemIdentity( item ) );
-        identifier                          = tool::take( pbIdentifierToString( pb::adopt( cryVaultItemIdentifier( item ) ).get() ) );
-        key                                 = pb::adopt( cryX509IdentityPrivateKey( identity.get() ) );
-        certificate                         = pb::adopt( cryX509IdentityCertificate( identity.get() ) );
-        others                              = tool::elements( pb::adopt( cryX509IdentityExtraCertificates( identity.get() ) ).get() );
-    }
-
-    tool::KeyFacts keyFacts() const { return tool::KeyFacts( cry___PkeyPrivatePeekOpensslEvpPkey( key.get() ) ); }
-    std::string    keyText() const { return key ? tool::printable( keyFacts().text() ) : "no private key"; }
-
-    nlohmann::ordered_json json() const
-    {
-        nlohmann::ordered_json json{ { "identifier", identifier } };
-        if( key )
-            json["key"] = keyFacts().json();
-        if( certificate )
-            json["certificate"] = tool::Facts( certificate.get() ).json();
-        json["certificates"] = tool::factsJson( others );
-        return json;
+        identifier = tool::take( pbIdentifierToString( pb::adopt( cryVaultItemIdentifier( item ) ).get() ) );
     }
 
     void print() const
@@ -138,35 +107,11 @@ int show( NameOptions &options )
     return printMissing( options );
 }
 
-pb::Ref<CRY_X509_IDENTITY> readIdentity( SetOptions &options )
-{
-    std::vector<std::string> inputs = options.extra;
-    inputs.insert( inputs.end(), { options.key, options.certificate } );
-    tool::checkStandardInput( inputs );
-    tool::Key                                  key    = tool::readPrivateKey( options.key, options.password );
-    std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain  = tool::readCertificates( options.certificate );
-    pb::Ref<CRY_X509_CERTIFICATES>             extras = pb::adopt( cryX509CertificatesCreate() );
-    tool::append( extras, chain, 1 );
-    for( const std::string &file : options.extra )
-        tool::append( extras, tool::readCertificates( file ) );
-    if( !cryX509CertificateHasPublicKey( chain[0].get() ) )
-        throw tool::InputError( options.certificate, "the key of the certificate cannot be read" );
-    if( !cryX509CertificateCheckPrivateKey( chain[0].get(), key.privateKey.get() ) )
-        throw tool::InputError( options.key, "the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
-    if( crySignCanSign( CRY_HASH_ALGORITHM_SHA2_256, key.privateKey.get() ) )
-        tool::checkCanSign( key, CRY_HASH_ALGORITHM_SHA2_256 );
-    pb::Ref<CRY_X509_IDENTITY> identity = pb::adopt( cryX509IdentityCreate() );
-    cryX509IdentitySetPrivateKey( identity.handle(), key.privateKey.get() );
-    cryX509IdentitySetCertificate( identity.handle(), chain[0].get() );
-    cryX509IdentitySetExtraCertificates( identity.handle(), extras.get() );
-    return identity;
-}
-
 int set( SetOptions &options )
 {
     pb::Ref<PB_IDENTIFIER> identifier = tool::identifierOf( options.name );
     // Nobody waits for the lock while a password is typed.
-    pb::Ref<CRY_X509_IDENTITY> identity = readIdentity( options );
+    pb::Ref<CRY_X509_IDENTITY> identity = options.files.read();
     pb::Ref<CRY_VAULT_ITEM>    item     = pb::adopt( cryVaultItemCreateIdentity( identifier.get(), identity.get() ) );
     bool                       replaced;
     {
@@ -234,11 +179,11 @@ void tool::addVaultSet( CLI::App &command, int &exit )
         "A vault that cannot be read is not replaced by a new one, since it may hold the only copy of private keys.\n"
         "Exit: 0 done; 2 wrong use, a key that is not the certificate's, or a file that cannot be read or written." );
     addName( command, options, "the name: 1 to 255 of the characters A-Z, a-z, 0-9, '.', '_' and '-', of which '.' and '-' are not the first" );
-    addOption( command, "--key", options.key, "FILE", "the private key" )->required();
-    addOption( command, "--certificate", options.certificate, "FILE", "its certificate; the others in the file are further ones" )->required();
-    addRepeated( command, "--extra", options.extra, "FILE", "further certificates; may be given several times" );
+    options.files.addTo( command );
+    command.get_option( "--key" )->required();
+    command.get_option( "--certificate" )->required();
     command.add_flag( "--force", options.force, "replace a vault that cannot be read, and lose what cannot be read in one" );
-    options.password.addTo( command, "a protected private key" );
+    options.files.password.addTo( command, "a protected private key" );
 }
 
 void tool::addVaultDelete( CLI::App &command, int &exit )

@@ -2,10 +2,13 @@
 
 #include "input/objects.hpp"
 #include "output/openssl_reason.hpp"
+#include "text/asn1_text.hpp"
 #include "text/printable.hpp"
 
+#include <cry/internal/cry_x509_certificate.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
+#include <set>
 
 namespace
 {
@@ -68,4 +71,19 @@ void tool::append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<pb::Ref
 {
     for( size_t index = from; index < certificates.size(); index++ )
         cryX509CertificatesAppendCertificate( to.handle(), certificates[index].get() );
+}
+
+tool::Certificates tool::without( const Certificates &all, const Certificates &others )
+{
+    auto der = []( CRY_X509_CERTIFICATE *certificate ) { return derOf<X509>( cry___X509CertificatePeekOpensslX509( certificate ), i2d_X509 ); };
+    std::set<std::string> known;
+    for( const auto &each : others )
+        known.insert( der( each.get() ) );
+    Certificates left;
+    for( const auto &each : all )
+    {
+        if( !known.contains( der( each.get() ) ) )
+            left.push_back( each );
+    }
+    return left;
 }

@@ -26,4 +26,9 @@ pb::Ref<CRY_X509_CERTIFICATE> certificateInDer( PB_BUFFER *der, std::string &rea
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> elements( CRY_X509_CERTIFICATES *certificates );
 void append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &certificates, size_t from = 0 );
 
+using Certificates = std::vector<pb::Ref<CRY_X509_CERTIFICATE>>;
+
+// Those of `all` that are not in `others`.
+Certificates without( const Certificates &all, const Certificates &others );
+
 }

@@ -112,11 +112,11 @@ size_t tool::VaultFiles::unknownEntries() const
     return count;
 }
 
-pb::Ref<PB_IDENTIFIER> tool::identifierOf( const std::string &name )
+pb::Ref<PB_IDENTIFIER> tool::identifierOf( const std::string &name, const std::string &option )
 {
     pb::Ref<PB_IDENTIFIER> identifier = pb::adopt( pbIdentifierTryCreateFromCstr( name.data(), (PB_INT)name.size() ) );
     if( !identifier )
-        throw InputError( "NAME: " + shown( name ) +
+        throw InputError( option + ": " + shown( name ) +
             " is not an identifier: 1 to 255 of the characters A-Z, a-z, 0-9, '.', '_' and '-', of which '.' and '-' are not the first" );
     return identifier;
 }

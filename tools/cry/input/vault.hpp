@@ -24,8 +24,9 @@ struct VaultFiles
     size_t unknownEntries() const;
 };
 
-// An identifier. Throws InputError, which says the rule, for a text that is none.
-pb::Ref<PB_IDENTIFIER> identifierOf( const std::string &name );
+// An identifier. Throws InputError, which names the option and says the rule, for a text that is
+// none.
+pb::Ref<PB_IDENTIFIER> identifierOf( const std::string &name, const std::string &option = "NAME" );
 
 // The identities in the vault, in the order of their identifiers. Throws InputError if its file is
 // there and cannot be read; warns of entries that are not known.

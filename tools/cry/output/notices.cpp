@@ -55,3 +55,9 @@ void tool::addNotices( nlohmann::ordered_json &json )
     if( !notices().warnings.empty() )
         json["warnings"] = notices().warnings;
 }
+
+void tool::moveNotices( nlohmann::ordered_json &json )
+{
+    addNotices( json );
+    notices() = Notices();
+}

@@ -30,5 +30,7 @@ nlohmann::ordered_json problemJson( const InputError &problem );
 
 // Adds `problems` and `warnings`, if there are any.
 void addNotices( nlohmann::ordered_json &json );
+// The same; then they are forgotten, since further objects follow.
+void moveNotices( nlohmann::ordered_json &json );
 
 }

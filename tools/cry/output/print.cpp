@@ -76,20 +76,20 @@ void tool::printSecret( PB_BUFFER *content )
     }
 }
 
-static std::string dumped( nlohmann::ordered_json result, int indent )
+static std::string dumped( nlohmann::ordered_json result, int indent, void ( *addNotices )( nlohmann::ordered_json & ) )
 {
     nlohmann::ordered_json json{ { "format", 1 } };
     for( auto &each : result.items() )
         json[each.key()] = std::move( each.value() );
-    tool::addNotices( json );
+    addNotices( json );
     makeUtf8( json );
     // Text in ASCII cannot play with the terminal.
     return json.dump( indent, ' ', true ) + "\n";
 }
 
-std::string tool::jsonText( nlohmann::ordered_json result ) { return dumped( std::move( result ), 2 ); }
+std::string tool::jsonText( nlohmann::ordered_json result ) { return dumped( std::move( result ), 2, addNotices ); }
 
-void tool::printJsonLine( nlohmann::ordered_json result ) { print( dumped( std::move( result ), -1 ) ); }
+void tool::printJsonLine( nlohmann::ordered_json result ) { print( dumped( std::move( result ), -1, moveNotices ) ); }
 
 void tool::printJson( nlohmann::ordered_json result ) { print( jsonText( std::move( result ) ) ); }
 
