@@ -18,10 +18,12 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 PREFIX = "/usr/local"
-# Blocks in these languages are files, which the reader saves under these names.
+# A block of C++ is the first program, or a part of the second one, which the reader has already.
+HASH, STACK = ROOT / "examples" / "hash.cpp", ROOT / "examples" / "stack.cpp"
+# Other blocks in these languages are files, which the reader saves under these names.
 SAVED_AS = {"c": "hash.c", "cpp": "hash.cpp", "cmake": "CMakeLists.txt"}
 # What must be there, so that a README without it does not pass.
-PROMISED = ["cmake --install ", "cc ", "c++ ", "cmake -G Ninja -B build", "./run verify ", "cry signature check "]
+PROMISED = ["cmake --install ", "cc ", "c++ ", "./stack ", "cmake -G Ninja -B build", "./run verify ", "cry signature check "]
 # What a machine may have set, and README does not mention.
 FOREIGN = ["LD_LIBRARY_PATH", "LD_RUN_PATH", "CPATH", "LIBRARY_PATH", "CMAKE_PREFIX_PATH", "PKG_CONFIG_PATH", "CFLAGS", "CXXFLAGS", "LDFLAGS"]
 OWN_PATH = re.compile(r"`((?:examples|docs|include|source|tools|tests|fuzz|bench)/[\w./-]*)`")
@@ -102,10 +104,11 @@ def follow(text, build, work):
             raise Broken(f"no command begins with '{promised}'")
     here, prefix, environment = prepare(build, work)
     for language, block in blocks(text):
-        if language in SAVED_AS:
+        is_part = language == "cpp" and block in STACK.read_text()
+        if language in SAVED_AS and not is_part:
             (here / SAVED_AS[language]).write_text(block)
-        if language == "cpp" and block != (ROOT / "examples" / "hash.cpp").read_text():
-            raise Broken("the C++ program is not examples/hash.cpp")
+        if language == "cpp" and not is_part and block != HASH.read_text():
+            raise Broken("the C++ program is not examples/hash.cpp, and no part of examples/stack.cpp")
         for command, shown in commands(block) if is_session(language, block) else []:
             adapted = ["bash", "-c", command.replace(PREFIX, str(prefix))]
             done = subprocess.run(adapted, cwd=here, env=environment, capture_output=True, text=True, check=False)

@@ -38,6 +38,12 @@ class Readme(unittest.TestCase):
     def test_finds_a_cpp_program_that_is_not_the_example(self):
         self.broken("pb::Runtime runtime(", "pb::Runtime guard(", "is not examples/hash.cpp")
 
+    def test_finds_a_part_that_is_not_in_the_example(self):
+        self.broken("CRY_X509_STACK_TRUST_MODE_SYSTEM", "CRY_X509_STACK_TRUST_MODE_FIXED", "no part of examples/stack.cpp")
+
+    def test_finds_a_verdict_that_is_another_one(self):
+        self.broken("accepted: the chain ends at CN=Example ec root", "accepted: the chain ends at CN=Example rsa root", "'./stack examples/chain")
+
     def test_finds_a_cpp_program_that_does_not_compile(self):
         self.broken("c++ -std=c++20", "c++ -std=c++14", "'c++ -std=c++14")
 

@@ -255,9 +255,9 @@ class EveryCommand(KeysTest):
                 "vault show", "vault delete")
     FORCE = ("vault set", "vault delete")  # beside those with --out
     OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
-           "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
+           "request generate", "pkcs12 read", "pkcs12 write", "stack normalize", "stack options")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
-                "pkcs12 read", "pkcs12 write", "vault set")  # fmt: skip
+                "pkcs12 read", "pkcs12 write", "vault set", "stack options")  # fmt: skip
 
     @staticmethod
     def listed(*group):
@@ -293,13 +293,15 @@ class EveryCommand(KeysTest):
             "vault show": ["a", "--state-dir", scratch / "state"],
             "vault set": ["a", "--key", key, "--certificate", certificate, "--state-dir", scratch / "state"],
             "vault delete": ["a", "--state-dir", scratch / "state"],
+            "stack run": ["--once", "--config", "-"],
+            "stack normalize": ["--config", "-"],
             "name check": ["a"],
         }
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "name"])
-        self.assertEqual(len(self.all), 27)
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "stack", "name"])
+        self.assertEqual(len(self.all), 30)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:

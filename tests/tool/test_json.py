@@ -55,7 +55,7 @@ class Schema(IdentityTest):
             ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
             ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
-            *self.vault_commands(),
+            *self.vault_commands(), *self.stack_commands(),
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
             ["key", "info", key], ["key", "curves"],
@@ -74,6 +74,15 @@ class Schema(IdentityTest):
         more, pair = ["--state-dir", self.folder()], ["--key", file("ec.key"), "--certificate", file("ec.crt")]
         steps = (["show", "a"], ["delete", "a"], ["set", "a", *pair], ["list"], ["show", "a"], ["delete", "a"])
         return [["vault", *step, *more] for step in steps]
+
+    def stack_commands(self):
+        """With and without an identity."""
+        pair, config = ["--key", file("ec.key"), "--certificate", file("ec.crt")], self.private("stack.json", "{}")
+        identity = self.private("identity.json", run("stack", "options", *pair, "--trusted-san", "a.example").out)
+        steps = (["run", "--once", "--config", config], ["run", "--once", "--config", identity], ["options", "--trust-identity"],
+                 ["options", *pair, "--out", self.folder() / "out"], ["normalize", "--config", identity],
+                 ["normalize", "--config", identity, "--out", self.folder() / "out"])  # fmt: skip
+        return [["stack", *step] for step in steps]
 
     def crl(self):
         """An empty list of the certificate ec.crt."""

@@ -193,13 +193,16 @@ void tool::addStackNormalize( CLI::App &command, int &exit )
 
 void tool::addStackOptions( CLI::App &command, int &exit )
 {
-    MakeOptions &options = addOptions( command, exit, make,
-        "Writes a configuration for 'cry stack run'. It has only what is given; for all else a stack has its defaults: it has no\n"
-        "identity and trusts no certificate. A file with a private key is made readable by its owner only.\n"
-        "Identity modes: fixed is that of --key and --certificate; with generate the stack makes a key and a certificate itself\n"
-        "and renews them; vault is the identity of --vault-identifier in the vault (see 'cry vault').\n"
-        "Trust modes: fixed is --trust alone; system adds the platform's roots; synchronized adds --synchronized.\n"
-        "Exit: 0 done; 2 wrong use, a key that is not the certificate's, or a file that cannot be read or written." );
+    std::string footer = "Writes a configuration for 'cry stack run'. It has only what is given; for all else a stack has its defaults: it has no\n"
+                         "identity and trusts no certificate. A file with a private key is made readable by its owner only.\n"
+                         "Identity modes: fixed is that of --key and --certificate; with generate the stack makes a key and a certificate itself\n"
+                         "and renews them; vault is the identity of --vault-identifier in the vault (see 'cry vault').\n"
+                         "Trust modes: fixed is --trust alone; system adds the platform's roots; synchronized adds --synchronized.\n"
+                         "Policy flags: " +
+        policyFlagList() +
+        ".\n"
+        "Exit: 0 done; 2 wrong use, a key that is not the certificate's, or a file that cannot be read or written.";
+    MakeOptions &options = addOptions( command, exit, make, footer.c_str() );
     addMode( command, "--identity-mode", options.identityMode, identityModes,
         "where the identity comes from: fixed, generate or vault; fixed if left out" );
     options.identity.addTo( command );
@@ -220,6 +223,6 @@ void tool::addStackOptions( CLI::App &command, int &exit )
     CLI::Option *trustIdentity = command.add_flag(
         "--trust-identity", options.trustIdentity, "trust the certificate of the stack's own identity, too" );
     command.add_flag( "--no-trust-identity", options.noTrustIdentity, "do not trust it, which is the default" )->excludes( trustIdentity );
-    addPolicyFlags( command, "--policy", options.policy, "a check that validators of the stack omit or relax: " );
+    addPolicyFlags( command, "--policy", options.policy, "a check that validators of the stack omit or relax" );
     options.output.addTo( command, "the configuration" );
 }

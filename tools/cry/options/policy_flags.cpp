@@ -21,14 +21,6 @@ constexpr struct
     { "lenient-ip-address-subject-checks", CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS },
 };
 
-std::string listed()
-{
-    std::string text;
-    for( auto &each : flagNames )
-        text += ( text.empty() ? "" : ", " ) + std::string( each.name );
-    return text;
-}
-
 CRY_X509_POLICY_FLAGS flagOf( const std::string &name, const std::string &option )
 {
     for( auto &each : flagNames )
@@ -36,7 +28,7 @@ CRY_X509_POLICY_FLAGS flagOf( const std::string &name, const std::string &option
         if( tool::isSameName( name, each.name ) || tool::isSameName( name, tool::take( cryX509PolicyFlagsToString( each.flag ) ) ) )
             return each.flag;
     }
-    throw tool::InputError( option + ": " + tool::shown( name ) + " is unknown; known are " + listed() );
+    throw tool::InputError( option + ": " + tool::shown( name ) + " is unknown; known are " + tool::policyFlagList() );
 }
 
 }
@@ -47,6 +39,14 @@ CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const std::vector<std::string> &names
     for( const std::string &name : names )
         flags |= flagOf( name, option );
     return flags;
+}
+
+std::string tool::policyFlagList()
+{
+    std::string text;
+    for( auto &each : flagNames )
+        text += ( text.empty() ? "" : ", " ) + std::string( each.name );
+    return text;
 }
 
 std::vector<std::string> tool::policyFlagNames( CRY_X509_POLICY_FLAGS flags )
@@ -62,6 +62,6 @@ std::vector<std::string> tool::policyFlagNames( CRY_X509_POLICY_FLAGS flags )
 
 void tool::addPolicyFlags( CLI::App &command, const std::string &option, std::vector<std::string> &names, const std::string &what )
 {
-    addRepeated( command, option, names, "FLAG", what + "one of " + listed() + "; may be given several times" );
+    addRepeated( command, option, names, "FLAG", what + "; may be given several times" );
     addKnown( command, option, policyFlagNames( -1 ) );
 }
