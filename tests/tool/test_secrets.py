@@ -128,6 +128,24 @@ class FreedMemory(KeysTest):
                 self.assertNotIn(body[100:160].encode(), out)
 
 
+    def test_KeysInConfigurationsAreNotLeft(self):
+        config, out, key = self.folder() / "stack.json", self.folder() / "out", (keys / "rsa").read_text()
+        public = "".join((keys / f"rsa{end}").read_text().replace("\n", "") for end in (".pub", ".crt"))
+        pair = ["--key", keys / "rsa", "--certificate", keys / "rsa.crt"]
+        steps = [["options", *pair, "--out", config], ["options", *pair, "--json"], ["normalize", "--config", config],
+                 ["normalize", "--config", config, "--with-private-key", "--out", out], ["run", "--once", "--config", config],
+                 ["run", "--once", "--json", "--config", config]]  # fmt: skip
+        for arguments in steps:
+            printed, found = self.freed("stack", *arguments)
+            self.assertEqual([line for line in found if line not in public], [], arguments)
+            self.assertEqual(key.splitlines()[5].encode() in printed, arguments[-1] == "--json", arguments)
+        # A key in a file that cannot be read.
+        self.assertIn(key.splitlines()[5], config.read_text())
+        config.write_text(config.read_text().rstrip()[:-1] + ",}")
+        printed, found = self.freed("stack", "normalize", "--config", config, code=2)
+        self.assertEqual([line for line in found if line not in public], [])
+
+
 class EndOfMemory(KeysTest):
     def ends(self, arguments, mebibytes):
         """The result with so much memory, or nothing if the program cannot even be loaded."""

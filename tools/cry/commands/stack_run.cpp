@@ -62,7 +62,8 @@ struct News
 {
     bool                            configuration = false, identity = false, trust = false, first = false;
     std::optional<tool::InputError> problem;
-    std::vector<std::string>        names() const
+
+    std::vector<std::string> names() const
     {
         std::vector<std::string> all;
         for( auto &[is, name] : { std::pair( configuration, "configuration" ), std::pair( identity, "identity" ), std::pair( trust, "trust" ) } )
