@@ -78,8 +78,7 @@ class Options(StackTest):
         self.assertInputError(run("stack", "options", "--key", file("ec.key")), "--key requires --certificate")
 
     def test_FlagsMayBeSpelledInManyWays(self):
-        for name in ("disable-subject-checks", "DISABLE_SUBJECT_CHECKS", PREFIX + "DISABLE_SUBJECT_CHECKS",
-                     "cry-x509-policy-flag-disable-subject-checks"):  # fmt: skip
+        for name in ("Disable_Subject-checks", PREFIX + "DISABLE_SUBJECT_CHECKS", "cry-x509-policy-flag-disable-subject-checks"):
             made = self.options("--policy", name, "--policy", "lenient-ip-address-subject-checks")
             self.assertEqual(made["policyFlags"], f"{PREFIX}DISABLE_SUBJECT_CHECKS|{PREFIX}LENIENT_IP_ADDRESS_SUBJECT_CHECKS")
 
@@ -193,6 +192,13 @@ class Once(StackTest):
         self.assertDone(run("stack", "run", "--once", "--config", self.config(), env=none))
         (state / "cry_vault.qmstore").write_text("x")
         self.assertInputError(run("stack", "run", "--once", "--config", path, "--state-dir", state), f"{state}/cry_vault.qmstore: is not the file")
+
+
+    def test_NothingLeaks(self):
+        path, wrong = self.config(*pair("ec"), "--trusted-san", "a.example"), self.write("wrong.json", '{"a": 1, "a": 2}')
+        self.assertNothingLeaks((0, ["stack", "run", "--once", "--config", path, "--json"]), (0, ["stack", "options", *pair("ec"), "--json"]),
+                                (0, ["stack", "normalize", "--config", path, "--json"]), (2, ["stack", "run", "--config", wrong]),
+                                alsoValgrind=False)  # fmt: skip
 
 
 class Run(StackTest):
