@@ -223,6 +223,7 @@ void tool::addStackOptions( CLI::App &command, int &exit )
     CLI::Option *trustIdentity = command.add_flag(
         "--trust-identity", options.trustIdentity, "trust the certificate of the stack's own identity, too" );
     command.add_flag( "--no-trust-identity", options.noTrustIdentity, "do not trust it, which is the default" )->excludes( trustIdentity );
-    addPolicyFlags( command, "--policy", options.policy, "a check that validators of the stack omit or relax" );
+    addRepeated( command, "--policy", options.policy, "FLAG", "a check that validators of the stack omit or relax; may be given several times" );
+    addKnown( command, "--policy", policyFlagNames() );
     options.output.addTo( command, "the configuration" );
 }

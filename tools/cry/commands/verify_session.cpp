@@ -8,7 +8,6 @@
 #include "output/error.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
-#include "text/spelling.hpp"
 
 #include <in/in_dns_idna.h>
 #include <openssl/x509_vfy.h>
@@ -16,33 +15,6 @@
 
 namespace
 {
-
-constexpr struct
-{
-    const char           *name;
-    CRY_X509_POLICY_FLAGS flag;
-} policyFlags[] = {
-    { "disable-validation", CRY_X509_POLICY_FLAG_DISABLE_VALIDATION },
-    { "disable-subject-checks", CRY_X509_POLICY_FLAG_DISABLE_SUBJECT_CHECKS },
-    { "disable-wildcard-processing", CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING },
-    { "lenient-ip-address-subject-checks", CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS },
-};
-
-std::vector<std::string> policyFlagNames()
-{
-    std::vector<std::string> all;
-    for( const auto &each : policyFlags )
-        all.emplace_back( each.name );
-    return all;
-}
-
-std::string listOf( const std::vector<std::string> &texts )
-{
-    std::string list;
-    for( const std::string &each : texts )
-        list += ( list.empty() ? "" : ", " ) + each;
-    return list;
-}
 
 const char *reasonName( CRY_X509_VALIDATOR_FAILURE_REASON reason )
 {
@@ -108,34 +80,13 @@ void tool::TrustOptions::addTo( CLI::App &command )
     addOption( command, "--time", time, "TIME", "the time to verify at, in UTC, as 2026-01-31T12:00:00Z; now if left out" );
     addRepeated(
         command, "--trusted-san", trustedSans, "NAME", "a domain name or IP address: with this option the leaf must have one of these names, too" );
-    addRepeated( command, "--policy", policy, "FLAG", "change a check; one of " + listOf( policyFlagNames() ) );
+    addRepeated( command, "--policy", policy, "FLAG", "change a check; one of " + policyFlagList() );
     addKnown( command, "--policy", policyFlagNames() );
     addOption( command, "--lenient-address", lenientAddress, "IP",
         "with --policy lenient-ip-address-subject-checks: if no name matches, the leaf passes if this address is the only --host" );
 }
 
-std::optional<CRY_X509_POLICY_FLAGS> tool::findPolicyFlag( const std::string &text )
-{
-    for( const auto &each : policyFlags )
-    {
-        if( isSameName( text, each.name ) || isSameName( text, take( cryX509PolicyFlagsToString( each.flag ) ) ) )
-            return each.flag;
-    }
-    return {};
-}
-
-CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const TrustOptions &options )
-{
-    CRY_X509_POLICY_FLAGS flags = 0;
-    for( const std::string &text : options.policy )
-    {
-        std::optional<CRY_X509_POLICY_FLAGS> flag = findPolicyFlag( text );
-        if( !flag )
-            throw InputError( "--policy: " + shown( text ) + " is unknown; known are " + listOf( policyFlagNames() ) );
-        flags |= *flag;
-    }
-    return flags;
-}
+CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const TrustOptions &options ) { return policyFlagsOf( options.policy, "--policy" ); }
 
 pb::Ref<CRY_X509_STACK_OPTIONS> tool::createStackOptions( const TrustOptions &options, bool mayTrustNothing )
 {

@@ -1,6 +1,7 @@
 // With what `cry verify` judges certificates: trust, a policy, and validators of a session.
 #pragma once
 
+#include "options/policy_flags.hpp"
 #include "output/general_names.hpp"
 
 #include <CLI/CLI.hpp>
@@ -26,8 +27,6 @@ struct TrustOptions
     void addTo( CLI::App &command );
 };
 
-// The flag of a name, as --policy takes it; nothing for another text.
-std::optional<CRY_X509_POLICY_FLAGS> findPolicyFlag( const std::string &text );
 // All flags of --policy. Throws InputError for a text that is no flag.
 CRY_X509_POLICY_FLAGS policyFlagsOf( const TrustOptions &options );
 

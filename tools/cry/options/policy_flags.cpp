@@ -1,6 +1,5 @@
 #include "options/policy_flags.hpp"
 
-#include "options/command.hpp"
 #include "output/error.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
@@ -21,24 +20,14 @@ constexpr struct
     { "lenient-ip-address-subject-checks", CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS },
 };
 
-CRY_X509_POLICY_FLAGS flagOf( const std::string &name, const std::string &option )
+}
+
+std::vector<std::string> tool::policyFlagNames()
 {
+    std::vector<std::string> names;
     for( auto &each : flagNames )
-    {
-        if( tool::isSameName( name, each.name ) || tool::isSameName( name, tool::take( cryX509PolicyFlagsToString( each.flag ) ) ) )
-            return each.flag;
-    }
-    throw tool::InputError( option + ": " + tool::shown( name ) + " is unknown; known are " + tool::policyFlagList() );
-}
-
-}
-
-CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const std::vector<std::string> &names, const std::string &option )
-{
-    CRY_X509_POLICY_FLAGS flags = 0;
-    for( const std::string &name : names )
-        flags |= flagOf( name, option );
-    return flags;
+        names.emplace_back( each.name );
+    return names;
 }
 
 std::string tool::policyFlagList()
@@ -49,19 +38,25 @@ std::string tool::policyFlagList()
     return text;
 }
 
-std::vector<std::string> tool::policyFlagNames( CRY_X509_POLICY_FLAGS flags )
+std::optional<CRY_X509_POLICY_FLAGS> tool::findPolicyFlag( const std::string &text )
 {
-    std::vector<std::string> names;
     for( auto &each : flagNames )
     {
-        if( flags & each.flag )
-            names.emplace_back( each.name );
+        if( isSameName( text, each.name ) || isSameName( text, take( cryX509PolicyFlagsToString( each.flag ) ) ) )
+            return each.flag;
     }
-    return names;
+    return {};
 }
 
-void tool::addPolicyFlags( CLI::App &command, const std::string &option, std::vector<std::string> &names, const std::string &what )
+CRY_X509_POLICY_FLAGS tool::policyFlagsOf( const std::vector<std::string> &names, const std::string &option )
 {
-    addRepeated( command, option, names, "FLAG", what + "; may be given several times" );
-    addKnown( command, option, policyFlagNames( -1 ) );
+    CRY_X509_POLICY_FLAGS flags = 0;
+    for( const std::string &name : names )
+    {
+        std::optional<CRY_X509_POLICY_FLAGS> flag = findPolicyFlag( name );
+        if( !flag )
+            throw InputError( option + ": " + shown( name ) + " is unknown; known are " + policyFlagList() );
+        flags |= *flag;
+    }
+    return flags;
 }
