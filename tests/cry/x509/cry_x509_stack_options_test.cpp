@@ -251,7 +251,8 @@ TEST( CryX509StackOptions, FreshOptionsStoreNothingUnlessDefaultsAreStored )
 {
     EXPECT_EQ( stored( options() ), "{}" );
     EXPECT_EQ( stored( options(), PB_TRUE ),
-        R"({"identityMode":"CRY_X509_STACK_IDENTITY_MODE_FIXED","trustMode":"CRY_X509_STACK_TRUST_MODE_FIXED","trustIdentity":false,"policyFlags":""})" );
+        R"({"identityMode":"CRY_X509_STACK_IDENTITY_MODE_FIXED","trustMode":"CRY_X509_STACK_TRUST_MODE_FIXED",)"
+        R"("trustIdentity":false,"policyFlags":""})" );
 }
 
 TEST( CryX509StackOptions, TheStoreHasItsKeysInOrder )
@@ -267,7 +268,8 @@ TEST( CryX509StackOptions, TheStoreHasItsKeysInOrder )
             certs( cryX509StackOptionsSynchronizedTrustedCertificates( opt.get() ) ) + R"(,"trustedCertificates":)" +
             certs( cryX509StackOptionsTrustedCertificates( opt.get() ) ) + R"(,"trustedSans":)" +
             json( cryX509SansStore( pb::adopt( cryX509StackOptionsTrustedSans( opt.get() ) ).get() ) ) +
-            R"(,"trustIdentity":true,"policyFlags":"CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING|CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS"})";
+            R"(,"trustIdentity":true,"policyFlags":"CRY_X509_POLICY_FLAG_DISABLE_WILDCARD_PROCESSING|)"
+            R"(CRY_X509_POLICY_FLAG_LENIENT_IP_ADDRESS_SUBJECT_CHECKS"})";
     }
     EXPECT_EQ( stored( opt ), wanted[0] );
     EXPECT_EQ( stored( opt, PB_TRUE ), wanted[0] );
@@ -284,7 +286,8 @@ TEST( CryX509StackOptions, NamesOnlyAreStoredAsTheyWereInTheFirstRelease )
         trustingIdentity( PB_TRUE ), adding( 3 ) );
     const std::string golden =
         R"({"identityMode":"CRY_X509_STACK_IDENTITY_MODE_VAULT","identityVaultIdentifier":"own.name","trustMode":"CRY_X509_STACK_TRUST_MODE_SYSTEM",)"
-        R"("trustedSans":[{"type":"CRY_X509_SAN_TYPE_DNS_NAME","dnsName":"a.example"},{"type":"CRY_X509_SAN_TYPE_IP_ADDRESS","ipAddress":"192.0.2.1"}],)"
+        R"("trustedSans":[{"type":"CRY_X509_SAN_TYPE_DNS_NAME","dnsName":"a.example"},)"
+        R"({"type":"CRY_X509_SAN_TYPE_IP_ADDRESS","ipAddress":"192.0.2.1"}],)"
         R"("trustIdentity":true,"policyFlags":"CRY_X509_POLICY_FLAG_DISABLE_VALIDATION|CRY_X509_POLICY_FLAG_DISABLE_SUBJECT_CHECKS"})";
     EXPECT_EQ( stored( opt ), golden );
     Options back = restored( pb::adopt( pbStoreTryDecode( buf( golden ).get(), nullptr ) ) );

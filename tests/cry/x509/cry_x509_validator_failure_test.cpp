@@ -143,11 +143,11 @@ TEST( CryX509ValidatorFailure, ShowsEightNames )
     auto        many = [&]( int count ) {
         std::vector<std::string> hosts;
         for( int number = 1; number <= count; number++ )
-            hosts.push_back( "h" + std::to_string( number ) + ".example" );
+            hosts.push_back( std::string( 1, (char)( 'a' + number - 1 ) ) + ".example" );
         std::string text = names( acceptable, cert, {}, sansOf( hosts ) );
         return text.substr( text.find( "needed: " ) + 8 );
     };
-    const std::string eight = "h1.example, h2.example, h3.example, h4.example, h5.example, h6.example, h7.example, h8.example";
+    const std::string eight = "a.example, b.example, c.example, d.example, e.example, f.example, g.example, h.example";
     EXPECT_EQ( many( 8 ), eight );
     EXPECT_EQ( many( 9 ), eight + " and 1 more name" );
     EXPECT_EQ( many( 11 ), eight + " and 3 more names" );
@@ -155,13 +155,9 @@ TEST( CryX509ValidatorFailure, ShowsEightNames )
 
 TEST( CryX509ValidatorFailure, HasNoCharactersThatPlayWithATerminal )
 {
-    Sans has = GeneralNames().add( GEN_DNS, "a\x1B[31m\n.example" ).sans();
-    EXPECT_EQ( names( trusted, issued( "CN=host" ), has, sansOf( { "b.example" } ) ),
-        "the certificate CN=host (leaf) has none of the trusted names: it has a\\u{1B}[31m\\u{A}.example, and one of these is needed: b.example" );
     std::string sentence = refused( X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, 0, issued( "CN=a\tb\xE2\x80\xAE", "CN=c\xEF\xBB\xBF" ) );
-    EXPECT_EQ( sentence.find( '\t' ), std::string::npos ) << sentence;
-    EXPECT_EQ( sentence.find( "\xE2\x80\xAE" ), std::string::npos ) << sentence;
-    EXPECT_EQ( sentence.find( "\xEF\xBB\xBF" ), std::string::npos ) << sentence;
+    EXPECT_EQ( sentence,
+        "the certificate CN=a\\u{9}b\\u{202E} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{FEFF} is not there" );
 }
 
 TEST( CryX509ValidatorFailure, StoresWhatItHas )
