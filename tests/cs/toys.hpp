@@ -7,9 +7,8 @@
 #include <pb/stored.hpp>
 #include <tr/tr.h>
 
+#include "support/stores.hpp"
 #include "support/text.hpp"
-
-#include <nlohmann/json.hpp>
 
 PB_OBJECT_TYPE( TOY );
 
@@ -93,13 +92,6 @@ inline pb::Ref<CS_SORT_BACKEND> lookup( const PB_SORT *of = &sort ) { return pb:
 
 inline pb::Ref<PB_STORE> config( PB_INT number ) { return pb::adopt( pb::StoreWriter().integer( "number", number ).take() ); }
 
-// A store in one line.
-inline std::string json( PB_STORE *newReference )
-{
-    pb::Ref<PB_STORE> store = pb::adopt( newReference );
-    if( !store )
-        return "(null)";
-    return nlohmann::ordered_json::parse( support::bytes( pb::adopt( pbStoreEncode( store.get(), nullptr ) ) ) ).dump();
-}
+using support::json;
 
 }

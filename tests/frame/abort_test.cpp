@@ -1,4 +1,5 @@
 #include <cry/cry.h>
+#include <cry/internal/cry_x509_stack_imp.h>
 #include <cry/internal/cry_x509_system.h>
 #include <pb/pb.h>
 #include <pb/pb_locks.h>
@@ -141,16 +142,27 @@ TEST( AbortDeathTest, ATicketNeedsMemory )
 // Checks that are made while the thread holds a lock.
 TEST( AbortDeathTest, AlsoEndsUnderALock )
 {
+    auto start = [] {
+        pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
+        pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
+        if( !pbRuntimeStart( options.get() ) )
+            std::exit( 1 );
+    };
     EXPECT_EXIT(
         {
-            pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
-            pbRuntimeOptionsAppendModuleCstr( options.handle(), "cry", -1 );
-            if( !pbRuntimeStart( options.get() ) )
-                std::exit( 1 );
+            start();
             cry___X509SystemHalt();
             cry___X509SystemHalt();
         },
         testing::KilledBySignal( SIGABRT ), "^abort: source/cry/x509/cry_x509_system.cpp:[0-9]+: !cry___X509SystemHalted\n$" );
+    EXPECT_EXIT(
+        {
+            start();
+            CRY___X509_STACK_IMP *imp = cry___X509StackImpCreate( cryX509StackOptionsCreate(), nullptr );
+            cry___X509StackImpHalt( imp );
+            cry___X509StackImpHalt( imp );
+        },
+        testing::KilledBySignal( SIGABRT ), "^abort: source/cry/x509/cry_x509_stack_imp.cpp:[0-9]+: !pbProcessHalted\\( imp->isProcess \\)\n$" );
 }
 
 TEST( Abort, HandlersReplaceEachOther )
