@@ -298,9 +298,9 @@ extern "C" void __wrap_cry___X509StackImpHalt( CRY___X509_STACK_IMP *imp )
 extern "C" CRY___X509_SESSION_IMP *__wrap_cry___X509SessionImpCreate( CRY_X509_STACK_OPTIONS *options, CRY_X509_IDENTITY *ident,
     CRY_X509_CERTIFICATES *trusted, CRY_X509_SANS *sans, X509_STORE *store, PB_SIGNAL *identitySignal, PB_SIGNAL *trustSignal, TR_ANCHOR *anchor )
 {
-    CRY___X509_SESSION_IMP *imp   = __real_cry___X509SessionImpCreate( options, ident, trusted, sans, store, identitySignal, trustSignal, anchor );
-    auto                    found = std::find_if( stacks.begin(), stacks.end(),
-                           [&]( const Stack &stack ) { return stack.state.identitySignal == identitySignal && stack.state.trustSignal == trustSignal; } );
+    CRY___X509_SESSION_IMP *imp = __real_cry___X509SessionImpCreate( options, ident, trusted, sans, store, identitySignal, trustSignal, anchor );
+    auto isMadeOf = [&]( const Stack &stack ) { return stack.state.identitySignal == identitySignal && stack.state.trustSignal == trustSignal; };
+    auto found    = std::find_if( stacks.begin(), stacks.end(), isMadeOf );
     expect( found != stacks.end(), "a session is made of a state that was not published" );
     expect( options == found->options.get() && ident == found->identity.get() && trusted == found->trusted.get() && sans == found->sans.get() &&
             store == found->state.store,
