@@ -117,7 +117,7 @@ extern "C" CRY_PKEY_PRIVATE *__wrap_cryTryGenerateRsaKeyPair( PB_INT )
     simulation::expect( pb::threadState.heldLocks == 0, "a key is generated under a lock" );
     simulation::switchPoint();
     unsigned number = below( Material::keys );
-    return number < Material::keys - 1 ? pb::shareOrNull( leaves::material().privateKeys[number].get() ) : nullptr;
+    return leaves::scenario.generates && number < Material::keys - 1 ? pb::shareOrNull( leaves::material().privateKeys[number].get() ) : nullptr;
 }
 
 extern "C" CRY_X509_CERTIFICATE *__wrap_cryTryGenerateCertificate( CRY_PKEY_PRIVATE *key, PB_STRING *, PB_STRING *, PB_INT )

@@ -38,6 +38,7 @@ struct Scenario
 {
     unsigned platform                = 0;     // the place of the platform's roots in the material
     bool     reloaded                = true;  // whoever set them last loads them
+    bool     generates               = true;  // keys can be generated
     bool     verifies                = false; // certificates are really verified
     bool     accepts[Material::keys] = {};    // otherwise, these certificates are accepted
     unsigned verifications           = 0;     // in progress

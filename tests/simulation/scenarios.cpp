@@ -47,7 +47,7 @@ PB_INT playSeed( unsigned long seed, const std::function<void()> &scenario )
 
 void play( unsigned kind, unsigned percent, const std::function<void()> &scenario )
 {
-    unsigned long total = numberFrom( "CRY_SCENARIOS", 68000 ) * percent / 100;
+    unsigned long total = numberFrom( "CRY_SCENARIOS", 56000 ) * percent / 100;
     unsigned long one   = numberFrom( "CRY_SEED", 0 );
     pbAbortSetHandler( report );
     for( unsigned long count = 1; count <= ( one ? 1 : total ); count++ )

@@ -158,6 +158,18 @@ void checkParts( CRY_X509_STACK_OPTIONS *options, CRY_X509_IDENTITY *identity, C
     }
 }
 
+// Nothing but the sessions of the present state hangs on the signals of a stack.
+void checkLinks( const Stack &stack )
+{
+    auto count = [&]( unsigned Session::*number, unsigned present ) {
+        return std::count_if(
+            sessions.begin(), sessions.end(), [&]( const Session &session ) { return session.stack == &stack && session.*number == present; } );
+    };
+    expect( pb___SignalLength( stack.state.identitySignal ) == count( &Session::identities, stack.identities ) &&
+            pb___SignalLength( stack.state.trustSignal ) == count( &Session::trusts, stack.trusts ),
+        "a session that is gone hangs on its stack" );
+}
+
 void note( Stack &stack, const StackState &now )
 {
     stack.state = now;
@@ -217,6 +229,7 @@ void stackWatch::checkAtRest()
         if( now.halted )
             continue;
         expect( now.options == now.wanted, "a stack at rest has old options" );
+        checkLinks( stack );
         checkParts( now.options, now.identity, now.trusted, now.sans, roots.get() );
         checkStore( now.store, now.trusted );
         pb::Ref<PB_IDENTIFIER> identifier = pb::adopt( cryX509StackOptionsIdentityVaultIdentifier( now.options ) );
