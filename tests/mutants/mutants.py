@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plants bugs in the concurrency of the base library and looks whether the tests find them.
+"""Plants bugs in the concurrency of the libraries and looks whether the tests find them.
 
 usage: mutants.py [--list] [NAME...]
 
@@ -24,14 +24,15 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRATCH = ROOT / "build" / "mutants"
 TREE = SCRATCH / "tree"
 
-SCENARIOS = "320000"  # of the simulation, all kinds together
+SCENARIOS = "240000"  # of the simulation, all kinds together
 LIMIT = 120  # seconds; the tests without a mutant need much less
 
 Mutant = collections.namedtuple("Mutant", "name file old new test rule")
-Program = collections.namedtuple("Program", "name sources flags libraries")
+Program = collections.namedtuple("Program", "name sources flags linking")
 
 SIMULATION = "simulation"  # the test of a mutant that the simulation finds
 C = "source/pb/concurrency/"
+X = "source/cry/x509/"
 
 
 def threads(tests):
@@ -67,7 +68,7 @@ MUTANTS = [
            "    if( true )\n        enqueue( pb::shareOrNull( process ) );", SIMULATION, "nothing enters a queue after the stop"),
     Mutant("inline-leaves-entry", C + "pb_process.cpp", "            if( wasQueued )\n                dequeue( process );", "",
            threads("PbProcess.RunInlineTakesOverARunThatWaits"), "an inline run takes over the run that waits"),
-    Mutant("late-ticket-counts", C + "pb_process.cpp", "if( ticketFor( processClass, runState.start ) != ticket )", "if( false )",
+    Mutant("late-ticket-counts", C + "pb_process.cpp", "if( ticketFor( processClass, runState.start ) != (uintptr_t)argument )", "if( false )",
            threads("PbRuntimeExecutor.TicketsOfAnotherStartDoNothing"), "tickets of an earlier start do nothing"),
     Mutant("ticket-outside-lock", C + "pb_process.cpp", "    queue.tickets++;\n    postTicket( processClass );",
            "    queue.tickets++;\n    runState.lock.unlock();\n    postTicket( processClass );\n    runState.lock.lock();", SIMULATION,
@@ -139,8 +140,9 @@ MUTANTS = [
     Mutant("assert-recursive", C + "pb_signal.cpp", "        chain.push_back( pb::share( pbSignalFrom( obj ) ) );\n        return;",
            "        pbSignalAssert( pbSignalFrom( obj ) );\n        return;", threads("PbSignal.AChainMayHaveAnyLength"),
            "a chain of signals is asserted without recursion"),
-    Mutant("index-keeps-removed", C + "pb_signal_set.hpp", "            if( index )\n                index->erase( obj );\n", "",
-           threads("PbSignalSet.*"), "the index of a set forgets what is removed"),
+    Mutant("index-keeps-places", C + "pb_signal_set.hpp",
+           "            if( entries.size() > indexed )\n                makeIndex();\n            else\n                index.clear();\n", "",
+           threads("PbSignalSet.*"), "the index of a set is made anew when the gaps are closed"),
     Mutant("timer-clears-flag-late", C + "pb_timer.cpp", "        timer->scheduled.store( false );\n        // The timer's",
            "        pbProcessSchedule( timer->process );\n        timer->scheduled.store( false );\n        // The timer's",
            threads("PbTimer.IsNotScheduledAnyMoreWhenItSchedulesItsProcess"), "a timer is not scheduled any more when it schedules its process"),
@@ -158,6 +160,112 @@ MUTANTS = [
            threads("PbSignal.AChainMayHaveAnyLength"), "no free slot runs inside another"),
     Mutant("threads-take-signals", C + "pb_thread.cpp", "    pthread_sigmask( SIG_SETMASK, &all, &before );",
            "    pthread_sigmask( SIG_BLOCK, nullptr, &before );", threads("PbRuntime.AllItsThreadsBlockAllSignals"), "the threads block all signals"),
+    Mutant("vault-read-first", X + "cry_x509_stack_imp.cpp",
+           """    cryVaultUpdateAddSignalable( imp->intVaultSignalable );
+    pb::Ref<PB_IDENTIFIER>  id   = pb::adopt( cryX509StackOptionsIdentityVaultIdentifier( imp->intOptions ) );
+    pb::Ref<CRY_VAULT_ITEM> item = pb::adopt( id ? cryVaultItem( id.get() ) : nullptr );
+""",
+           """    pb::Ref<PB_IDENTIFIER>  id   = pb::adopt( cryX509StackOptionsIdentityVaultIdentifier( imp->intOptions ) );
+    pb::Ref<CRY_VAULT_ITEM> item = pb::adopt( id ? cryVaultItem( id.get() ) : nullptr );
+    cryVaultUpdateAddSignalable( imp->intVaultSignalable );
+""", SIMULATION, "a stack subscribes to the vault before it reads"),
+    Mutant("roots-read-first", X + "cry_x509_stack_imp.cpp",
+           """    if( renewSource( imp, imp->intSystemSignal, imp->intSystemSignalable, cry::x509::delSystemSignalableAtAnyTime ) )
+        cryX509SystemTrustedCertificatesAddSignalable( imp->intSystemSignalable );
+    imp->intTrustedCertificates = joined(
+        cryX509StackOptionsTrustedCertificates( imp->intOptions ), pb::adopt( cryX509SystemTrustedCertificates() ) );
+""",
+           """    imp->intTrustedCertificates = joined(
+        cryX509StackOptionsTrustedCertificates( imp->intOptions ), pb::adopt( cryX509SystemTrustedCertificates() ) );
+    if( renewSource( imp, imp->intSystemSignal, imp->intSystemSignalable, cry::x509::delSystemSignalableAtAnyTime ) )
+        cryX509SystemTrustedCertificatesAddSignalable( imp->intSystemSignalable );
+""", SIMULATION, "a stack subscribes to the roots before it reads"),
+    Mutant("signal-not-renewed", X + "cry_x509_stack_imp.cpp", "    if( signal && !pbSignalAsserted( signal ) )\n", "    if( signal )\n", SIMULATION,
+           "a stack renews a signal that was asserted"),
+    Mutant("vault-not-added-again", X + "cry_x509_stack_imp.cpp",
+           """    renewSource( imp, imp->intVaultSignal, imp->intVaultSignalable, cry::vault::delSignalableAtAnyTime );
+    // Subscribe before reading.
+    cryVaultUpdateAddSignalable( imp->intVaultSignalable );
+""",
+           """    renewSource( imp, imp->intVaultSignal, imp->intVaultSignalable, cry::vault::delSignalableAtAnyTime );
+""", SIMULATION, "a stack subscribes to the vault"),
+    Mutant("generates-after-halt", X + "cry_x509_stack_imp.cpp",
+           "        if( pbProcessHalted( imp->isProcess ) )\n            return STATE_IDENTITY_GENERATE;\n", "", SIMULATION,
+           "a stack looks for its halt after it has generated a key"),
+    Mutant("commits-after-halt", X + "cry_x509_stack_imp.cpp",
+           "    if( pbProcessHalted( imp->isProcess ) )\n        return STATE_COMMIT;\n", "", SIMULATION,
+           "a stack looks for its halt after it has built the OpenSSL store"),
+    Mutant("trust-without-store", X + "cry_x509_stack_imp.cpp",
+           "    imp->intFormerOpensslX509Store = std::exchange( imp->cnfOpensslX509Store, x509Store.release() );",
+           "    if( !imp->cnfOpensslX509Store )\n        imp->cnfOpensslX509Store = x509Store.release();", SIMULATION,
+           "trust is published together with its OpenSSL store"),
+    Mutant("identity-early", X + "cry_x509_stack_imp.cpp",
+           "    pb::Ref<CRY_X509_STACK_OPTIONS> options             = pb::share( imp->cnfOptions );\n",
+           "    pb::Ref<CRY_X509_STACK_OPTIONS> options             = pb::share( imp->cnfOptions );\n"
+           "    if( imp->cnfOpensslX509Store )\n        pb::assign( imp->cnfIdentity, imp->intIdentity );\n", SIMULATION,
+           "all that a stack publishes changes in one section"),
+    Mutant("changed-before-fields", X + "cry_x509_stack_imp.cpp",
+           "    pb::assign( imp->cnfOptions, imp->intOptions );\n    pb::assign( imp->cnfIdentity, imp->intIdentity );\n",
+           """    if( identityChanged )
+    {
+        assertAndReplace( imp->cnfIdentityChangedSignal );
+        identityChanged = false;
+        pb::OutOfRegion out( imp->region );
+    }
+    pb::assign( imp->cnfOptions, imp->intOptions );
+    pb::assign( imp->cnfIdentity, imp->intIdentity );
+""", SIMULATION, "sessions are marked when the new state is published, not before"),
+    Mutant("update-untold", X + "cry_x509_stack_imp.cpp",
+           "        if( cry::runStateMachine( states, imp->intState, imp ) )\n            assertAndReplace( imp->extUpdateSignal );\n",
+           "        cry::runStateMachine( states, imp->intState, imp );\n", SIMULATION, "a commit with a change is told"),
+    Mutant("options-untold", X + "cry_x509_stack_imp.cpp",
+           "        assertAndReplace( imp->extUpdateSignal );\n    }\n    pbProcessSchedule( imp->isProcess );\n",
+           "        assertAndReplace( imp->extUpdateSignal );\n    }\n", SIMULATION, "new options schedule a run"),
+    Mutant("freed-keeps-vault", X + "cry_x509_stack_imp.cpp",
+           "    dropVault( imp );\n    dropSystem( imp );\n    impFields", "    dropSystem( imp );\n    impFields",
+           SIMULATION, "a stack that is freed takes its subscription to the vault back"),
+    Mutant("freed-keeps-roots", X + "cry_x509_stack_imp.cpp",
+           "    dropVault( imp );\n    dropSystem( imp );\n    impFields", "    dropVault( imp );\n    impFields",
+           SIMULATION, "a stack that is freed takes its subscription to the roots back"),
+    Mutant("generation-not-repeated", X + "cry_x509_stack_imp.cpp",
+           "        pbTimerSchedule( imp->intGenerateTimer, generated ? renewalTime : retryTime );",
+           "        if( generated )\n            pbTimerSchedule( imp->intGenerateTimer, renewalTime );", SIMULATION,
+           "a generation that failed is repeated later"),
+    Mutant("session-outside-region", X + "cry_x509_stack_imp.cpp",
+           "    pb::InRegionShared in( imp->region );\n    PB_CHECK( imp->cnfOptions );\n", "    PB_CHECK( imp->cnfOptions );\n", SIMULATION,
+           "a session is made of one published state"),
+    Mutant("session-mark-missing", X + "cry_x509_session_imp.cpp",
+           "    pbSignalAddSignal( imp->stackTrustChangedSignal, imp->trustChangedSignal );\n", "",
+           SIMULATION, "a session is marked if the trust changes"),
+    Mutant("session-stays-linked", X + "cry_x509_session_imp.cpp",
+           "    pbSignalDelSignal( imp->stackIdentityChangedSignal, imp->identityChangedSignal );\n", "",
+           SIMULATION, "a session that is freed leaves the signals of its stack"),
+    Mutant("pass-after-halt", X + "cry_x509_stack_imp.cpp",
+           "    if( pbProcessHalted( imp->isProcess ) )\n        return STATE_NULL;\n", "", SIMULATION,
+           "a stack looks for its halt before it takes new options"),
+    Mutant("validator-after-halt", X + "cry_x509_validator_imp.cpp",
+           "    if( pbProcessHalted( imp->isProcess ) )\n        return STATE_INITIAL;\n", "", SIMULATION,
+           "a validator looks for its halt after the verification"),
+    Mutant("names-after-halt", X + "cry_x509_validator_imp.cpp",
+           "    if( pbProcessHalted( imp->isProcess ) )\n        return STATE_SANS;\n", "", SIMULATION,
+           "a validator looks for its halt after the names were compared"),
+    Mutant("error-before-end", X + "cry_x509_validator_imp.cpp",
+           "    pbSignalAssert( imp->extEndSignal );\n    pbSignalAssert( imp->extErrorSignal );",
+           "    pbSignalAssert( imp->extErrorSignal );\n    pbSignalAssert( imp->extEndSignal );",
+           SIMULATION, "a validator tells its end before its error"),
+    Mutant("end-before-chain", X + "cry_x509_validator_imp.cpp",
+           "    imp->extCertificateChain = pb::shareOrNull( imp->intCertificateChain );\n    pbSignalAssert( imp->extEndSignal );\n",
+           "    pbSignalAssert( imp->extEndSignal );\n    {\n        pb::OutOfMonitor out( imp->isMonitor );\n    }\n"
+           "    imp->extCertificateChain = pb::shareOrNull( imp->intCertificateChain );\n", SIMULATION,
+           "a validator that has ended has its results"),
+    Mutant("older-roots", X + "cry_x509_system.cpp",
+           "    if( cry___X509SystemHalted || load.number < publishedLoad )", "    if( cry___X509SystemHalted )",
+           SIMULATION, "a load that began before the published one publishes nothing"),
+    Mutant("vault-halts-untold", "source/cry/vault/cry_vault.cpp",
+           "    replace( pb::adopt( pbDictCreate() ) );\n    signalUpdate();", "    replace( pb::adopt( pbDictCreate() ) );",
+           SIMULATION, "the vault tells of its halt"),
+    Mutant("vault-deletes-untold", "source/cry/vault/cry_vault.cpp", "    pbDictDelIdentifierKey( &items, ident );\n    signalUpdate();",
+           "    pbDictDelIdentifierKey( &items, ident );", SIMULATION, "the vault tells of an item that is deleted"),
 ]
 
 
@@ -166,22 +274,36 @@ def fail(text):
     sys.exit(2)
 
 
+def files(folder, pattern="**/*.cpp"):
+    return sorted(path.relative_to(ROOT).as_posix() for path in (ROOT / folder).glob(pattern))
+
+
+def lines(path):
+    return (ROOT / path).read_text().split()
+
+
 def programs():
-    base = sorted(path.relative_to(ROOT).as_posix() for path in (ROOT / "source/pb").rglob("*.cpp"))
+    base = files("source/pb")
     alone = ("pb_pool.cpp", "pb_thread.cpp", "pb_timer_thread.cpp")
-    simulation = sorted(path.relative_to(ROOT).as_posix() for path in (ROOT / "tests/simulation").glob("*.cpp"))
+    # The same parts as in tests/CMakeLists.txt.
+    others = [each for library in LIBRARIES[1:] for each in files("source/" + library)]
+    simulated = [each for each in base if not each.endswith(alone)]
+    simulated += [each for each in others if not each.endswith(tuple(lines("tests/simulation/probed.txt")))]
     tests = ["tests/pb/pb_%s_test.cpp" % name
              for name in ("process", "signal", "signal_set", "timer", "locks", "runtime", "concurrency_stress")]
     return {
-        "simulation": Program("simulation", [each for each in base if not each.endswith(alone)] + simulation, ["-DPB_SIMULATION"],
-                              ["-lgtest", "-lunistring", "-ldl"]),
+        "simulation": Program("simulation", simulated + files("tests/simulation", "*.cpp"), ["-DPB_SIMULATION"],
+                              ["-Wl,--wrap=" + each for each in lines("tests/simulation/wrapped.txt")]
+                              + ["-lgtest", "-lcrypto", "-lidn2", "-lunistring", "-ldl"]),
         "threads": Program("threads", base + tests + ["tests/support/processes.cpp", "tests/mutants/main.cpp"], [],
                            ["-lgtest", "-lunistring", "-ldl", "-pthread"]),
     }
 
 
+LIBRARIES = ("pb", "rfc", "bn", "in", "tr", "cs", "openssl", "cry")
 # The record of the module has to say something.
-FLAGS = ["-std=c++20", "-O2", "-w", "-Isource/pb", "-Iinclude", "-Itests", '-DPB_PRODUCT_SOVERSION="0"', '-DPB_PRODUCT_TAG="mutants"',
+FLAGS = ["-std=c++20", "-O2", "-w", *("-Isource/" + each for each in LIBRARIES), "-Iinclude", "-Itests", '-DPB_PRODUCT_SOVERSION="0"',
+         '-DPB_PRODUCT_TAG="mutants"',
          '-DPB_PRODUCT_DISPLAY_NAME="mutants"', '-DPB_PRODUCT_VENDOR=""', '-DPB_PRODUCT_COPYRIGHT=""', "-DPB_PRODUCT_MAJOR=0", "-DPB_PRODUCT_MINOR=0",
          "-DPB_PRODUCT_BUILD=0", '-DPB_PRODUCT_BUILD_TIME=""', '-DPB_PRODUCT_BUILD_KIND=""']
 COMPILER = (["ccache"] if shutil.which("ccache") else []) + [os.environ.get("CXX", "g++")]
@@ -222,13 +344,13 @@ def compile_all(jobs):
 
 
 def link(program, objects, out):
-    result = subprocess.run([COMPILER[-1], *map(str, objects), *program.libraries, "-o", str(out)], capture_output=True, text=True)
+    result = subprocess.run([COMPILER[-1], *map(str, objects), *program.linking, "-o", str(out)], capture_output=True, text=True)
     if result.returncode:
         fail("%s cannot be linked:\n%s" % (program.name, result.stderr[:3000]))
 
 
 def copy_tree():
-    for folder in ("source/pb", "include/pb", "tests/simulation", "tests/support", "tests/pb", "tests/mutants"):
+    for folder in ("source", "include", "tests/simulation", "tests/support", "tests/pb", "tests/mutants"):
         shutil.copytree(ROOT / folder, TREE / folder, dirs_exist_ok=True)
 
 

@@ -226,6 +226,6 @@ static void playQuickStop()
     simulation::join( fiber );
 }
 
-TEST( Simulation, Base ) { play( 1, playBase ); }
+TEST( Simulation, Base ) { play( 1, 35, playBase ); }
 
-TEST( Simulation, QuickStop ) { play( 4, playQuickStop ); }
+TEST( Simulation, QuickStop ) { play( 4, 30, playQuickStop ); }

@@ -23,6 +23,8 @@ namespace
 
 constexpr size_t stackSize = 128 * 1024;
 
+constexpr unsigned maxSteps = 1000000; // a scenario needs a few thousand
+
 struct Fiber
 {
     ucontext_t            context;
@@ -47,6 +49,8 @@ struct World
     Fiber                              *resting = nullptr; // goes on when all others are blocked or have ended
     unsigned                            calm;              // one switch point of so many lets another fiber go on
     std::string                         failure;
+    unsigned                            quiet = 0; // objects of Quiet
+    unsigned                            steps = 0; // switch points so far
     ucontext_t                          outside;
 
     std::function<void( const void * )>                       onTrigger;
@@ -227,6 +231,9 @@ void expect( bool condition, const char *text )
         fail( text );
 }
 
+Quiet::Quiet() { world->quiet++; }
+Quiet::~Quiet() { world->quiet--; }
+
 unsigned below( unsigned limit ) { return world->random.below( limit ); }
 
 void onTrigger( std::function<void( const void * )> function ) { world->onTrigger = std::move( function ); }
@@ -240,7 +247,11 @@ unsigned triggers( const void *signal, const void *obj )
 // Outside a world there is one thread only.
 void switchPoint()
 {
-    if( !world || !world->current || world->random.below( world->calm ) )
+    if( !world || !world->current || world->quiet )
+        return;
+    if( ++world->steps > maxSteps )
+        fail( "a scenario does not come to its end" );
+    if( world->random.below( world->calm ) )
         return;
     Fiber *next = world->ready[world->random.below( (unsigned)world->ready.size() )];
     if( next != world->current )

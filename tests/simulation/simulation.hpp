@@ -50,6 +50,17 @@ void rest();
 // Ends the scenario with this text, unless the condition holds.
 void expect( bool condition, const char *text );
 
+// No other fiber goes on as long as an object of this class is there, so a check can read what the
+// fibers share. It takes no lock.
+class Quiet
+{
+public:
+    Quiet();
+    ~Quiet();
+    Quiet( const Quiet & )            = delete;
+    Quiet &operator=( const Quiet & ) = delete;
+};
+
 // Random numbers of the running world.
 unsigned below( unsigned limit );
 

@@ -1,5 +1,4 @@
-// Small stand-ins for the objects of the modules, for scenarios: actors, a vault, roots, stacks,
-// sessions and validators. They check what they see, and hold their own locks as the real ones do.
+// What scenarios check of the objects that they make themselves.
 #pragma once
 
 #include <pb/locks.hpp>
