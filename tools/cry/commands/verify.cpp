@@ -287,6 +287,8 @@ int verifySeveral( const Options &options, const Judge &judge )
 
 int verify( Options &options )
 {
+    if( options.batch && ( !options.intermediates.empty() || !options.hosts.hosts.empty() ) )
+        throw tool::InputError( "--batch does not go with --intermediates and --host: lines have extraCertificates and names" );
     if( options.batch )
         return tool::verifyBatch( options.chains, options.trust );
     // Both options say the same, to the validators and to the search for the name that matches.
@@ -337,6 +339,5 @@ void tool::addVerify( CLI::App &command, int &exit )
         options.batch = count > 0;
         command.get_option( "CHAIN" )->required( !options.batch );
     };
-    CLI::Option *batch = command.add_flag_function( "--batch", useBatch, "judge each line of a file of JSON lines" )->trigger_on_parse();
-    batch->excludes( command.get_option( "--intermediates" ) )->excludes( command.get_option( "--host" ) );
+    command.add_flag_function( "--batch", useBatch, "judge each line of a file of JSON lines" )->trigger_on_parse();
 }
