@@ -127,6 +127,8 @@ inline void settle()
         EXPECT_TRUE( pbSignalWait( done.get(), 60000 ) );
         pbProcessHalt( fence.get() );
         EXPECT_TRUE( pb___ProcessEndWait( fence.get() ) );
+        // Then the thread still has a reference for a moment, which tests of lifetimes would count.
+        EXPECT_TRUE( soon( [&fence] { return !pbObjIsShared( fence.obj() ); } ) );
     }
 }
 
