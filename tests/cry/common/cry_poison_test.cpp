@@ -84,5 +84,8 @@ TEST( CryPoison, StacksSessionsAndValidators )
     expectPoison(
         pb::adopt( cryX509ValidatorCreate( sessionOf( stackOf( options() ) ).get(), policy.get(), selfSigned().get(), nullptr, nullptr ) ), "p" );
     pb::Ref<PB_TIME> time = support::time( leafTime );
-    expectPoison( pb::adopt( cry::x509::createFailure( { .reason = CRY_X509_VALIDATOR_FAILURE_REASON_RESULT, .time = time.get() } ) ), "-p--ppp" );
+    // An absent number would look like poison.
+    expectPoison( pb::adopt( cry::x509::createFailure(
+                      { .reason = CRY_X509_VALIDATOR_FAILURE_REASON_CHAIN, .time = time.get(), .opensslError = 10, .depth = 0 } ) ),
+        "-p--ppp" );
 }
