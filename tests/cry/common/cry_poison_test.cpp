@@ -1,8 +1,11 @@
 // A freed object's pointers are all ones, in every type of the module that has pointers.
+#include "x509/cry_x509_validator_failure.hpp"
+
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 
+#include "cry/x509/stacks.hpp"
 #include "support/certificates.hpp"
 #include "support/poison.hpp"
 #include "support/text.hpp"
@@ -70,4 +73,19 @@ TEST( CryPoison, Pkcs12 )
     pb::Ref<CRY_X509_CERTIFICATE>  leaf  = certificate( chainOf( KeyKind::p256 ).leaf );
     pb::Ref<CRY_X509_CERTIFICATES> extra = certificates( { certificate( chainOf( KeyKind::p256 ).intermediate ) } );
     expectPoison( pb::adopt( cryPkcs12TryCreate( leaf.get(), privateKey( 2 ).get(), extra.get() ) ), "ppp" );
+}
+
+TEST( CryPoison, StacksSessionsAndValidators )
+{
+    expectPoison( options( fixedIdentity( 1 ) ), "--pp--ppp---" );
+    expectPoison( stackOf( options() ), "p" );
+    expectPoison( sessionOf( stackOf( options() ) ), "pp" );
+    pb::Ref<CRY_X509_POLICY> policy = pb::adopt( cryX509PolicyCreate() );
+    expectPoison(
+        pb::adopt( cryX509ValidatorCreate( sessionOf( stackOf( options() ) ).get(), policy.get(), selfSigned().get(), nullptr, nullptr ) ), "p" );
+    pb::Ref<PB_TIME> time = support::time( leafTime );
+    // An absent number would look like poison.
+    expectPoison( pb::adopt( cry::x509::createFailure(
+                      { .reason = CRY_X509_VALIDATOR_FAILURE_REASON_CHAIN, .time = time.get(), .opensslError = 10, .depth = 0 } ) ),
+        "-p--ppp" );
 }

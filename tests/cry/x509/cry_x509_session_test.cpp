@@ -179,11 +179,10 @@ TEST( CryX509Session, LeavesNothingWithTheStack )
 {
     Stack   stack = stackOf( first() );
     Session one   = sessionOf( stack );
-    settle();
-    PB_INT alive = pbObjLiveCount();
+    PB_INT  alive = aliveAtRest();
     for( int round = 0; round < 1000; round++ )
         sessionOf( stack );
-    EXPECT_EQ( pbObjLiveCount(), alive );
+    EXPECT_EQ( aliveAtRest(), alive );
     EXPECT_FALSE( cryX509SessionIdentityChanged( one.get() ) );
 }
 

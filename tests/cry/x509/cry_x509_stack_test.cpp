@@ -654,8 +654,7 @@ TEST_F( CryX509StackGenerate, NobodyWaitsForAGeneration )
 
 TEST_F( CryX509StackGenerate, AStackThatIsDroppedWhileItGeneratesPublishesNothing )
 {
-    settle();
-    PB_INT alive = pbObjLiveCount(), timers = pb___ClockArmedTimers();
+    PB_INT alive = aliveAtRest(), timers = pb___ClockArmedTimers();
     {
         Stack        stack = stackOf( options() );
         Random       random( Random::waiting );
@@ -669,7 +668,7 @@ TEST_F( CryX509StackGenerate, AStackThatIsDroppedWhileItGeneratesPublishesNothin
         settle();
         EXPECT_FALSE( later.now() );
     }
-    EXPECT_EQ( pbObjLiveCount(), alive );
+    EXPECT_EQ( aliveAtRest(), alive );
     EXPECT_EQ( pb___ClockArmedTimers(), timers );
 }
 
@@ -725,8 +724,7 @@ TEST_F( CryX509Stack, TracesNoPrivateKeyAndNothingOfThePast )
 
 TEST_F( CryX509Stack, IsKeptByItsSessions )
 {
-    settle();
-    PB_INT  alive = pbObjLiveCount();
+    PB_INT  alive = aliveAtRest();
     Stack   stack = stackOf( options( fromVault( "name" ) ) );
     Session sess  = sessionOf( stack );
     stack         = {};
@@ -736,14 +734,12 @@ TEST_F( CryX509Stack, IsKeptByItsSessions )
     EXPECT_EQ( numberOf( pb::adopt( cryX509SessionStack( sess.get() ) ) ), 1 );
     sess = {};
     emptyVault();
-    settle();
-    EXPECT_EQ( pbObjLiveCount(), alive );
+    EXPECT_EQ( aliveAtRest(), alive );
 }
 
 TEST_F( CryX509Stack, MayBeDroppedBeforeItRuns )
 {
-    settle();
-    PB_INT alive = pbObjLiveCount();
+    PB_INT alive = aliveAtRest();
     {
         BusyBackground none;
         Stack          stack = stackOf( options( fromVault( "name" ) ) );
@@ -753,8 +749,7 @@ TEST_F( CryX509Stack, MayBeDroppedBeforeItRuns )
         EXPECT_TRUE( told.now() );
     }
     emptyVault();
-    settle();
-    EXPECT_EQ( pbObjLiveCount(), alive );
+    EXPECT_EQ( aliveAtRest(), alive );
 }
 
 TEST_F( CryX509Stack, EverySessionHasOneState )
@@ -834,12 +829,12 @@ TEST_F( CryX509StackSystem, AHundredThousandStacksLeaveNothingBehind )
         settle();
     };
     round( 200 );
-    PB_INT objects = pbObjLiveCount();
+    PB_INT objects = aliveAtRest();
 #if !WITH_ADDRESS_SANITIZER && !WITH_THREAD_SANITIZER
     size_t memory = mallinfo2().uordblks;
 #endif
     round( count );
-    EXPECT_EQ( pbObjLiveCount(), objects );
+    EXPECT_EQ( aliveAtRest(), objects );
 #if !WITH_ADDRESS_SANITIZER && !WITH_THREAD_SANITIZER
     // The threads' caches of freed memory count as used.
     EXPECT_LT( mallinfo2().uordblks, memory + 100000 );

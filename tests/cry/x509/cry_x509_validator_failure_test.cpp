@@ -157,7 +157,7 @@ TEST( CryX509ValidatorFailure, HasNoCharactersThatPlayWithATerminal )
 {
     std::string sentence = refused( X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, 0, issued( "CN=a\tb\xE2\x80\xAE", "CN=c\xEF\xBB\xBF" ) );
     EXPECT_EQ( sentence,
-        "the certificate CN=a\\u{9}b\\u{202E} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{FEFF} is not there" );
+        "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{feff} is not there" );
 }
 
 TEST( CryX509ValidatorFailure, StoresWhatItHas )

@@ -440,8 +440,7 @@ TEST( CryX509Validator, ADroppedValidatorNeverEnds )
     Policy  policy = policyOf( {} );
     for( bool running : { false, true } )
     {
-        settle();
-        PB_INT alive = pbObjLiveCount();
+        PB_INT alive = aliveAtRest();
         {
             Told end;
             if( running )
@@ -464,15 +463,14 @@ TEST( CryX509Validator, ADroppedValidatorNeverEnds )
             settle();
             EXPECT_FALSE( end.now() );
         }
-        EXPECT_TRUE( soon( [alive] { return pbObjLiveCount() == alive; } ) ) << pbObjLiveCount() - alive;
+        EXPECT_EQ( aliveAtRest(), alive );
         X509_STORE_set_verify_cb( cry___X509SessionPeekOpensslX509Store( sess.get() ), nullptr );
     }
 }
 
 TEST( CryX509Validator, KeepsItsSessionAndTheStackUntilItsEnd )
 {
-    settle();
-    PB_INT alive = pbObjLiveCount();
+    PB_INT alive = aliveAtRest();
     {
         Told end;
         {
@@ -491,7 +489,7 @@ TEST( CryX509Validator, KeepsItsSessionAndTheStackUntilItsEnd )
         }
         EXPECT_FALSE( end.now() );
     }
-    EXPECT_TRUE( soon( [alive] { return pbObjLiveCount() == alive; } ) ) << pbObjLiveCount() - alive;
+    EXPECT_EQ( aliveAtRest(), alive );
 }
 
 TEST( CryX509Validator, IsAskedFromManyThreads )

@@ -116,6 +116,15 @@ struct ToldOfUpdate : Told
     explicit ToldOfUpdate( const Stack &stack ) { cryX509StackUpdateAddSignalable( stack.get(), sigb() ); }
 };
 
+// Halts a process and waits until nobody else has it. After its last run, the thread still has a
+// reference for a moment, which tests of lifetimes would count.
+inline void haltAndWait( const pb::Ref<PB_PROCESS> &process )
+{
+    pbProcessHalt( process.get() );
+    EXPECT_TRUE( pb___ProcessEndWait( process.get() ) );
+    EXPECT_TRUE( soon( [&process] { return !pbObjIsShared( process.obj() ); } ) );
+}
+
 // Waits until the runs that wait on the background thread have ended. Each may schedule one more.
 inline void settle()
 {
@@ -125,8 +134,7 @@ inline void settle()
         pb::Ref<PB_PROCESS> fence = process( [done] { pbSignalAssert( done.get() ); }, PB_PROCESS_CLASS_BACKGROUND );
         pbProcessSchedule( fence.get() );
         EXPECT_TRUE( pbSignalWait( done.get(), 60000 ) );
-        pbProcessHalt( fence.get() );
-        EXPECT_TRUE( pb___ProcessEndWait( fence.get() ) );
+        haltAndWait( fence );
     }
 }
 
@@ -154,8 +162,7 @@ public:
         go.release( (std::ptrdiff_t)processes.size() );
         for( const pb::Ref<PB_PROCESS> &each : processes )
         {
-            pbProcessHalt( each.get() );
-            pb___ProcessEndWait( each.get() );
+            haltAndWait( each );
         }
     }
     Busy( const Busy & ) = delete;
@@ -176,6 +183,14 @@ struct BusyWorkers : Busy
 {
     BusyWorkers() : Busy( PB_PROCESS_CLASS_ORDINARY, threadNames( "pb-worker" ).size() ) {}
 };
+
+// The number of live objects after all runs that wait now have ended.
+inline PB_INT aliveAtRest()
+{
+    settle();
+    BusyWorkers();
+    return pbObjLiveCount();
+}
 
 // Sets options and waits until their state is published.
 inline void setOptions( const Stack &stack, const Options &opt )
