@@ -4,7 +4,8 @@
 #include <pb/pb_runtime.h>
 #include <pb/ref.hpp>
 
-void support::startFamily()
+// The base library keeps no state.
+void support::startFamily( const std::string & )
 {
     pb::Ref<PB_RUNTIME_OPTIONS> options = pb::adopt( pbRuntimeOptionsCreate() );
     ASSERT_TRUE( pbRuntimeStart( options.get() ) );
