@@ -38,7 +38,8 @@ make_development() {
 # issue NAME SUBJECT ISSUER CA USAGE: NAME.pem for NAME.key.
 issue() {
     openssl req -new -key "$1.key" -subj "/CN=$2" -out request -config /dev/null
-    openssl x509 -req -sha256 -days 7300 -in request -CA "$3.pem" -CAkey "$3.key" -CAcreateserial -out "$1.pem" -extfile <( extensions "$4" "$5" ) 2>/dev/null
+    openssl x509 -req -sha256 -days 7300 -in request -CA "$3.pem" -CAkey "$3.key" -CAcreateserial -out "$1.pem" \
+        -extfile <( extensions "$4" "$5" ) 2>/dev/null
 }
 
 embed() {

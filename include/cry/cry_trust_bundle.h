@@ -7,10 +7,10 @@
 
 PB_BEGIN_DECLS
 
-/* A bundle is a stream with a header (pb_header.h) of the type "CRY_TRUST_BUNDLE", whose store holds
-   the token under "token" and facts about the writer under "info". The body is the data. Nothing is
-   signed or verified here: sign the token before, and verify the unpacked token against the
-   unpacked data (cryTrustTokenTryVerify) before you use the data.
+/* A bundle is a stream with a header (pb_header.h) of the type "CRY_TRUST_BUNDLE", whose store
+   holds the token under "token" and facts about the writer under "info". The body is the data.
+   Nothing is signed or verified here: sign the token before, and verify the unpacked token against
+   the unpacked data (cryTrustTokenTryVerify) before you use the data.
 
    The functions block as the sources and sinks do. Null arguments abort with the name of the
    parameter. */

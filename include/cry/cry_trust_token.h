@@ -77,9 +77,9 @@ PB_EXPORT void cryTrustTokenSetSignature( CRY_TRUST_TOKEN **tok, PB_BUFFER *sign
 /* cryTrustTokenDelSignature: removes it. */
 PB_EXPORT void cryTrustTokenDelSignature( CRY_TRUST_TOKEN **tok );
 
-/* cryTrustTokenStore: a new store with the keys "certificate", "extraCertificates" (stores), "time",
-   "metaData" (the store itself), "hashAlgorithm" (its name) and "signature" (the store of a PEM
-   object with the label "TOKEN SIGNATURE"); absent values are not written. */
+/* cryTrustTokenStore: a new store with the keys "certificate", "extraCertificates" (stores),
+   "time", "metaData" (the store itself), "hashAlgorithm" (its name) and "signature" (the store of a
+   PEM object with the label "TOKEN SIGNATURE"); absent values are not written. */
 PB_EXPORT PB_STORE *cryTrustTokenStore( CRY_TRUST_TOKEN *tok );
 /* cryTrustTokenRestore: the token in such a store, never null. A value that is missing or cannot be
    read keeps its default. A null store aborts ("store"). */

@@ -1,4 +1,3 @@
-#include <cry/cry_module.h>
 #include <cry/cry_trust_bundle.h>
 #include <pb/pb_header.h>
 #include <pb/pb_header_info.h>
@@ -17,7 +16,7 @@ pb::Ref<PB_HEADER> headerOf( CRY_TRUST_TOKEN *tok )
     pb::Ref<PB_HEADER_INFO> info   = pb::adopt( pbHeaderInfoGenerate() );
     pb::Ref<PB_STORE>       store  = pb::adopt(
         pb::StoreWriter().sub( "token", tok, cryTrustTokenStore ).sub( "info", info.get(), pbHeaderInfoStore ).take() );
-    pbHeaderSetModuleVersion( header.handle(), pb::adopt( pbModuleVersion( cryModule() ) ).get() );
+    pbHeaderSetModuleVersion( header.handle(), pb::adopt( pbModuleVersion( cryTrustTokenSort()->module ) ).get() );
     pbHeaderSetStore( header.handle(), store.get() );
     return header;
 }
