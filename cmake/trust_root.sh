@@ -45,7 +45,7 @@ issue() {
 embed() {
     local file=$1 out=$2 text
     [ -r "$file" ] || fail "the trust root $file cannot be read"
-    [ "$( grep -c -e '-----BEGIN ' "$file" )" = 1 ] || fail "the trust root $file must be one PEM block, and is $( grep -c -e '-----BEGIN ' "$file" )"
+    [ "$( grep -c -e '-----BEGIN ' "$file" )" = 1 ] || fail "the trust root $file must be one PEM block"
     openssl x509 -in "$file" -noout 2>/dev/null || fail "the trust root $file is not a certificate in PEM"
     text=$( openssl x509 -in "$file" -noout -text )
     grep -q 'Public Key Algorithm: rsaEncryption' <<<"$text" || fail "the trust root $file must have an RSA key"
@@ -53,8 +53,8 @@ embed() {
     [ "$( openssl x509 -in "$file" -noout -subject_hash )" = "$( openssl x509 -in "$file" -noout -issuer_hash )" ] ||
         fail "the trust root $file is not self-signed: its issuer is another one"
     openssl x509 -in "$file" -noout -checkend 0 >/dev/null || fail "the trust root $file has expired"
-    openssl verify -check_ss_sig -no-CApath -no-CAstore -CAfile "$file" "$file" >/dev/null 2>&1 ||
-        fail "the trust root $file does not verify: $( openssl verify -check_ss_sig -no-CApath -no-CAstore -CAfile "$file" "$file" 2>&1 | grep -m1 '^error' )"
+    text=$( openssl verify -check_ss_sig -no-CApath -no-CAstore -CAfile "$file" "$file" 2>&1 ) ||
+        fail "the trust root $file does not verify: $( grep -m1 '^error' <<<"$text" )"
     text=$( openssl x509 -in "$file" | paste -sd '|' )
     printf '// The built-in root of trust tokens: the lines of its PEM text, joined by "|".\n#define CRY_TRUST_ROOT_TEXT "%s"\n' "$text" >"$out.new"
     chmod 0644 "$out.new"
