@@ -7,6 +7,7 @@ set -euo pipefail
 umask 077
 new=
 fail() { echo "$*" >&2; exit 1; }
+command -v openssl >/dev/null || fail "the command openssl is not here"
 
 extensions() {
     printf 'subjectKeyIdentifier=hash\nbasicConstraints=critical,CA:%s\nkeyUsage=critical,%s\n' "$1" "$2"
