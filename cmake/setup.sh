@@ -19,10 +19,10 @@ need_packages() {
 
 # What the libraries and the tool are built with.
 build_packages=( g++ cmake ninja-build pkg-config libssl-dev libunistring-dev libidn2-dev libasio-dev
-    libcli11-dev nlohmann-json3-dev ca-certificates )
+    libcli11-dev nlohmann-json3-dev ca-certificates openssl )
 
 # What the tests need beside that.
-test_packages=( clang-16 lld-16 clang-format-16 libclang-rt-16-dev libgtest-dev libbenchmark-dev liblzma-dev python3 abigail-tools binutils openssl
+test_packages=( clang-16 lld-16 clang-format-16 libclang-rt-16-dev libgtest-dev libbenchmark-dev liblzma-dev python3 abigail-tools binutils
     python3-cryptography-vectors python3-jsonschema gnutls-bin git doxygen groff-base )
 
 # quietly LOG COMMAND...: runs a command and shows its output only when it fails.

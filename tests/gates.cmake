@@ -26,6 +26,7 @@ gate( gate_layers ${python} ${architecture}/check_layers.py )
 gate( gate_lines ${python} ${architecture}/check_lines.py )
 gate( gate_format ${architecture}/check_format.sh )
 gate( gate_self_test ${python} ${architecture}/test_gates.py )
+gate( gate_trust_root ${python} ${architecture}/test_trust_root.py )
 
 # Instrumented builds are not installed.
 if( NOT CRY_SANITIZE AND NOT CRY_COVERAGE )

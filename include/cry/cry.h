@@ -25,6 +25,8 @@
 #include <cry/cry_sign_convert.h>
 #include <cry/cry_sign_signer.h>
 #include <cry/cry_sign_verifier.h>
+#include <cry/cry_trust_bundle.h>
+#include <cry/cry_trust_token.h>
 #include <cry/cry_uuid.h>
 #include <cry/cry_uuid_string_flags.h>
 #include <cry/cry_uuid_variant.h>

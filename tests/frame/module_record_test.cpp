@@ -76,8 +76,8 @@ const std::vector<Case> &cases()
 
 std::string markerOf( const Case &each )
 {
-    return std::string( "###QM_VERSION### orvelletr-" FRAME_VERSION " (Linux, " ) + processor + ", " FRAME_BUILD_KIND "), " + each.name + " " +
-        each.version;
+    return std::string( "###QM_VERSION### orvelletr-" FRAME_VERSION " (Linux, " ) + processor + ", " +
+        ( std::string( each.name ) == "cry" ? FRAME_CRY_BUILD_KIND : FRAME_BUILD_KIND ) + "), " + each.name + " " + each.version;
 }
 
 class ModuleRecord : public testing::TestWithParam<size_t>
