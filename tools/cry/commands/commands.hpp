@@ -64,6 +64,13 @@ void addVaultList( CLI::App &command, int &exit );
 void addVaultShow( CLI::App &command, int &exit );
 void addVaultSet( CLI::App &command, int &exit );
 void addVaultDelete( CLI::App &command, int &exit );
+void addTokenSign( CLI::App &command, int &exit );
+void addTokenVerify( CLI::App &command, int &exit );
+void addTokenShow( CLI::App &command, int &exit );
+void addTokenRoot( CLI::App &command, int &exit );
+void addBundlePack( CLI::App &command, int &exit );
+void addBundleUnpack( CLI::App &command, int &exit );
+void addBundleVerify( CLI::App &command, int &exit );
 void addNameCheck( CLI::App &command, int &exit );
 
 }
