@@ -29,7 +29,7 @@ void tool::TokenVerdict::addTo( nlohmann::ordered_json &json ) const
     if( !why.empty() )
         json["reason"] = why;
     json["time"] = way.time;
-    if( !way.chain.empty() )
+    if( why.empty() )
         json["chain"] = factsJson( way.chain );
     json["token"] = tokenJson( token.get() );
 }
