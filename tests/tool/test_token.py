@@ -2,12 +2,14 @@
 """`cry token`, with the signer of a development build. CRY_TOOL names the program."""
 
 import json
+import os
 import unittest
 
 import token_fixture
 from peers import openssl
+from terminal import run_on_terminal
 from token_fixture import EXTRA, NOT_ITS_SIGNATURE, SIGNER, SIGNERS, TIME, TokenTest, stranger, undecodable
-from tool import DATA, IN_THE_WAY, PASSWORD, data, mode_of, run, secret
+from tool import DATA, IN_THE_WAY, MIB, PASSWORD, data, mode_of, run, secret
 
 NOT_TO_THE_ROOT = "its certificate does not lead to the built-in root at "
 
@@ -55,6 +57,14 @@ class Signing(TokenTest):
         plain = run("token", "show", self.sign("--no-time"))
         self.assertIn("time         no time\n", plain.text)
         self.assertIn("metadata     no metadata\n", plain.text)
+
+    def test_ProgressIsShownAtATerminal(self):
+        large, out = self.write("large", b""), self.folder() / "out"
+        os.truncate(large, 65 * MIB)
+        result = run_on_terminal("token", "sign", *SIGNER, *EXTRA, "--out", out, large, on={"err"})
+        self.assertEqual(result.code, 0)
+        self.assertIn(b"] 100% ", result.err)
+        self.assertTrue(result.err.endswith(b"\r\x1b[K"))
 
     def test_FileOfTheCertificateMayHaveTheOthers(self):
         both = self.write("both.pem", b"".join((SIGNERS / f"{name}.pem").read_bytes() for name in ("signer", "intermediate")))

@@ -38,7 +38,10 @@ std::string tool::TokenVerdict::text( const std::string &path ) const
 {
     if( !why.empty() )
         return red( "bad" ) + ": " + why + "\n";
-    return green( "good" ) + ": the token is for " + nameOf( path ) + ", and its certificate leads to the built-in root at " + way.time + "\n" +
-        "signer       " + nameOrNone( Facts( way.chain.front().get() ).subject ) + "\n" + "root         " +
+    std::string text = green( "good" ) + ": the token is for " + nameOf( path ) + ", and its certificate leads to the built-in root at " + way.time +
+        "\n";
+    if( way.chain.empty() ) // it has expired since the module looked
+        return text;
+    return text + "signer       " + nameOrNone( Facts( way.chain.front().get() ).subject ) + "\nroot         " +
         nameOrNone( Facts( way.chain.back().get() ).subject ) + ( isDevelopmentRoot() ? "  (a development root)" : "" ) + "\n";
 }
