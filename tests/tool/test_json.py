@@ -55,7 +55,7 @@ class Schema(IdentityTest):
             ["inspect", file("ec.crt")], ["convert", "--to", "der", file("ec.crt"), "--out", self.folder() / "out"],
             ["tn-list", self.listed_numbers()], ["tn-list", file("ec.crt")],
             ["hash", data], ["hash", data, "/nowhere"], ["hash", "--check", self.write("sums", run("hash", data).out)], ["roots", "--count"],
-            *self.vault_commands(), *self.stack_commands(),
+            *self.vault_commands(), *self.stack_commands(), *self.token_commands(),
             ["hmac", "--key-hex", "00", data], ["random", "3"], ["random", "--base64", "3"], ["uuid"], ["uuid", "--parse", "x"],
             ["uuid", "--parse", "6ba7b810-9dad-11d1-80b4-00c04fd430c8"], ["key", "generate", "ec", "P-256"], ["key", "public", key],
             ["key", "info", key], ["key", "curves"],
@@ -83,6 +83,15 @@ class Schema(IdentityTest):
                  ["options", *pair, "--out", self.folder() / "out"], ["normalize", "--config", identity],
                  ["normalize", "--config", identity, "--out", self.folder() / "out"])  # fmt: skip
         return [["stack", *step] for step in steps]
+
+    def token_commands(self):
+        """A token whose certificate leads nowhere. They are run in this order."""
+        folder = self.folder()
+        token, bundle = folder / "token", folder / "bundle"
+        return [["token", "sign", "--key", file("ec.key"), "--certificate", file("ec.crt"), "--out", token, data], ["token", "verify", token, data],
+                ["token", "show", token], ["token", "root"], ["bundle", "pack", "--token", token, "--out", bundle, data],
+                ["bundle", "unpack", "--out", folder / "out", bundle], ["bundle", "unpack", "--no-verify", "--out", folder / "out", bundle],
+                ["bundle", "verify", bundle]]  # fmt: skip
 
     def crl(self):
         """An empty list of the certificate ec.crt."""

@@ -67,6 +67,13 @@ void addVaultDelete( CLI::App &command, int &exit );
 void addStackRun( CLI::App &command, int &exit );
 void addStackNormalize( CLI::App &command, int &exit );
 void addStackOptions( CLI::App &command, int &exit );
+void addTokenSign( CLI::App &command, int &exit );
+void addTokenVerify( CLI::App &command, int &exit );
+void addTokenShow( CLI::App &command, int &exit );
+void addTokenRoot( CLI::App &command, int &exit );
+void addBundlePack( CLI::App &command, int &exit );
+void addBundleUnpack( CLI::App &command, int &exit );
+void addBundleVerify( CLI::App &command, int &exit );
 void addNameCheck( CLI::App &command, int &exit );
 
 }

@@ -1,6 +1,10 @@
 // A file descriptor that is closed at the end of its scope.
 #pragma once
 
+#include <pb/pb_base.h>
+
+#include <cerrno>
+#include <cstddef>
 #include <unistd.h>
 
 namespace tool
@@ -20,5 +24,21 @@ struct Descriptor
     Descriptor( const Descriptor & )            = delete;
     Descriptor &operator=( const Descriptor & ) = delete;
 };
+
+// Writes all bytes; 0 or a number of <errno.h>.
+inline int writeAll( int descriptor, const PB_BYTE *bytes, size_t left )
+{
+    while( left )
+    {
+        ssize_t count = write( descriptor, bytes, left );
+        if( count < 0 && errno == EINTR )
+            continue;
+        if( count < 0 )
+            return errno;
+        bytes += count;
+        left -= (size_t)count;
+    }
+    return 0;
+}
 
 }

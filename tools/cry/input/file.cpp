@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -106,6 +107,47 @@ void tool::forEachPiece( const std::string &path, const std::function<void( cons
         take( piece.data(), (PB_INT)count );
         progress.advance( count );
     }
+}
+
+struct tool::FileSource::State
+{
+    Stream                  stream;
+    Progress                progress;
+    std::exception_ptr      problem;
+    pb::Ref<PB_BYTE_SOURCE> source;
+
+    explicit State( const std::string &path ) :
+        stream( path ), progress( path, stream.size() ), source( pb::adopt( pbCallbackByteSourceCreate( read, nullptr, this ) ) )
+    {
+    }
+
+    // No exception may pass through the module.
+    static PB_INT read( void *closure, PB_BYTE *to, PB_INT max )
+    {
+        State &state = *(State *)closure;
+        try
+        {
+            size_t count = state.stream.readSome( to, (size_t)max );
+            state.progress.advance( count );
+            return (PB_INT)count;
+        }
+        catch( ... )
+        {
+            state.problem = std::current_exception();
+            return -1;
+        }
+    }
+};
+
+tool::FileSource::FileSource( const std::string &path ) : state( std::make_unique<State>( path ) ) {}
+tool::FileSource::~FileSource() = default;
+
+PB_BYTE_SOURCE *tool::FileSource::source() const { return state->source.get(); }
+
+void tool::FileSource::check() const
+{
+    if( state->problem )
+        std::rethrow_exception( state->problem );
 }
 
 void tool::warnIfOthersCanRead( const std::string &path, const std::string &what )

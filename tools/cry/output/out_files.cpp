@@ -19,27 +19,7 @@ namespace
 
 std::string folderOf( const std::string &path ) { return fs::path( path ).parent_path().string(); }
 
-// A name in the folder of a file that no other file has in practice.
-std::string nameBeside( const std::string &path )
-{
-    PB_BYTE random[8];
-    char    name[2 * sizeof random + 1];
-    pbRandomBytes( random, sizeof random );
-    for( size_t index = 0; index < sizeof random; index++ )
-        std::snprintf( name + 2 * index, 3, "%02x", random[index] );
-    return folderOf( path ) + "/.new-" + name;
-}
-
 int resultOf( int status ) { return status == 0 ? 0 : errno; }
-
-void syncFolder( const std::string &path )
-{
-    int folder = open( folderOf( path ).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC );
-    if( folder < 0 )
-        return;
-    fsync( folder );
-    close( folder );
-}
 
 }
 
@@ -50,6 +30,37 @@ fs::path tool::placeOf( const std::string &path )
     for( int links = 0; links < 40 && fs::is_symlink( place, ignored ); links++ )
         place = place.parent_path() / fs::read_symlink( place, ignored );
     return fs::weakly_canonical( fs::absolute( place, ignored ), ignored );
+}
+
+std::string tool::nameBeside( const std::string &path )
+{
+    PB_BYTE random[8];
+    char    name[2 * sizeof random + 1];
+    pbRandomBytes( random, sizeof random );
+    for( size_t index = 0; index < sizeof random; index++ )
+        std::snprintf( name + 2 * index, 3, "%02x", random[index] );
+    return folderOf( path ) + "/.new-" + name;
+}
+
+void tool::syncFolder( const std::string &path )
+{
+    int folder = open( folderOf( path ).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC );
+    if( folder < 0 )
+        return;
+    fsync( folder );
+    close( folder );
+}
+
+int tool::renameWithoutReplacing( const std::string &from, const std::string &to )
+{
+    int problem = resultOf( renameat2( AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE ) );
+    if( problem != EINVAL && problem != ENOSYS )
+        return problem;
+    // The file system does not know this flag.
+    problem = resultOf( link( from.c_str(), to.c_str() ) );
+    if( !problem )
+        unlink( from.c_str() );
+    return problem;
 }
 
 tool::OutputFiles::~OutputFiles()

@@ -12,6 +12,16 @@ namespace tool
 // Where a file is, at the end of all links, whether it is there or not.
 std::filesystem::path placeOf( const std::string &path );
 
+// A name in the folder of a file that no other file has in practice.
+std::string nameBeside( const std::string &path );
+
+// Puts the name of a file on the disk, if the file system can do that.
+void syncFolder( const std::string &path );
+
+// Gives a new file its name if no file has it. Returns 0 or a number of <errno.h>, EEXIST if there
+// is one.
+int renameWithoutReplacing( const std::string &from, const std::string &to );
+
 // Gives files their names only after all of them are on the disk. If a name cannot be given, those
 // before it get their old content back. What went to standard output or into a device stays there.
 class OutputFiles

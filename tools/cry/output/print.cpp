@@ -1,12 +1,12 @@
 #include "output/print.hpp"
 
+#include "input/descriptor.hpp"
 #include "output/error.hpp"
 #include "output/notices.hpp"
 #include "output/terminal.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
-#include <cerrno>
 #include <cstdio>
 #include <unistd.h>
 
@@ -63,17 +63,8 @@ void tool::printNameLine( std::string_view line )
 void tool::printSecret( PB_BUFFER *content )
 {
     flushOutput();
-    const PB_BYTE *bytes = pbBufferBytes( content );
-    for( size_t left = (size_t)pbBufferLength( content ); left; )
-    {
-        ssize_t count = write( STDOUT_FILENO, bytes, left );
-        if( count < 0 && errno == EINTR )
-            continue;
-        if( count < 0 )
-            throw OutputError( errno );
-        bytes += count;
-        left -= (size_t)count;
-    }
+    if( int problem = writeAll( STDOUT_FILENO, pbBufferBytes( content ), (size_t)pbBufferLength( content ) ) )
+        throw OutputError( problem );
 }
 
 static std::string dumped( nlohmann::ordered_json result, int indent, void ( *addNotices )( nlohmann::ordered_json & ) )
