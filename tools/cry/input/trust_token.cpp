@@ -1,17 +1,16 @@
 #include "input/trust_token.hpp"
 
+#include "commands/verify_session.hpp"
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
 #include "input/store_file.hpp"
 #include "options/value.hpp"
 #include "output/error.hpp"
-#include "output/explain.hpp"
 #include "output/notices.hpp"
 #include "text/convert.hpp"
 #include "text/printable.hpp"
 
 #include <algorithm>
-#include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry_trust_root.inc>
 #include <pb/pb_module.h>
 #include <pb/pb_store_codec.h>
@@ -113,16 +112,21 @@ tool::WayToRoot::WayToRoot( CRY_TRUST_TOKEN *tok )
         return;
     }
     pb::Ref<CRY_X509_CERTIFICATES> extra = pb::adopt( cryTrustTokenExtraCertificates( tok ) ), trusted = pb::adopt( cryX509CertificatesCreate() );
-    if( !extra )
-        extra = pb::adopt( cryX509CertificatesCreate() );
     append( trusted, { trustRoot() } );
-    pb::Ref<CRY_X509_CERTIFICATES> found = pb::adopt(
-        cry___X509CertificateChainTryVerifyCertificate( certificate.get(), extra.get(), trusted.get(), tm.get() ) );
+    pb::Ref<CRY_X509_STACK_OPTIONS> options = pb::adopt( cryX509StackOptionsCreate() );
+    cryX509StackOptionsSetTrustedCertificates( options.handle(), trusted.get() );
+    pb::Ref<CRY_X509_POLICY> policy = pb::adopt( cryX509PolicyCreate() );
+    cryX509PolicySetTime( policy.handle(), tm.get() );
+    Validation validation( createSession( options.get() ).get(), policy.get(), certificate.get(), extra.get() );
+    validation.wait();
+    pb::Ref<CRY_X509_CERTIFICATES> found = pb::adopt( cryX509ValidatorCertificateChain( validation.get() ) );
     if( !found )
     {
-        Reason reason = explain( certificate.get(), extra.get(), trusted.get(), tm.get() );
-        problem = "its certificate does not lead to the built-in root at " + time + ": " + reason.text + " (error " + std::to_string( reason.code ) +
-            " at depth " + std::to_string( reason.depth ) + ")";
+        Failure failure( pb::adopt( cryX509ValidatorFailure( validation.get() ) ).get() );
+        problem = "its certificate does not lead to the built-in root at " + time + ": " +
+            ( failure.code ? failure.codeText + " (error " + std::to_string( *failure.code ) + " at depth " +
+                        std::to_string( failure.depth.value_or( -1 ) ) + ")"
+                           : failure.sentence );
     }
     else if( cryX509CertificatesCertificatesLength( found.get() ) < 2 )
         problem = "its certificate is the root itself, whose own signature does not count";
