@@ -252,12 +252,12 @@ class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
     NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check", "tn-list",
-                "vault show", "vault delete")
+                "vault show", "vault delete", "token verify", "bundle unpack", "bundle verify")
     FORCE = ("vault set", "vault delete")  # beside those with --out
     OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
-           "request generate", "pkcs12 read", "pkcs12 write")  # fmt: skip
+           "request generate", "pkcs12 read", "pkcs12 write", "token sign", "bundle pack", "bundle unpack")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
-                "pkcs12 read", "pkcs12 write", "vault set")  # fmt: skip
+                "pkcs12 read", "pkcs12 write", "vault set", "token sign")  # fmt: skip
 
     @staticmethod
     def listed(*group):
@@ -293,13 +293,19 @@ class EveryCommand(KeysTest):
             "vault show": ["a", "--state-dir", scratch / "state"],
             "vault set": ["a", "--key", key, "--certificate", certificate, "--state-dir", scratch / "state"],
             "vault delete": ["a", "--state-dir", scratch / "state"],
+            "token sign": ["--key", key, "--certificate", certificate, "--out", "-", data],
+            "token verify": [data, data],
+            "token show": [data],
+            "bundle pack": ["--token", data, "--out", "-", data],
+            "bundle unpack": ["--out", "-", data],
+            "bundle verify": [data],
             "name check": ["a"],
         }
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "name"])
-        self.assertEqual(len(self.all), 27)
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "token", "bundle", "name"])
+        self.assertEqual(len(self.all), 34)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:
