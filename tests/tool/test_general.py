@@ -252,12 +252,13 @@ class EveryCommand(KeysTest):
     """All commands and groups, as `cry --help` lists them."""
 
     NEGATIVE = ("verify", "hash", "uuid", "key info", "signature check", "request check", "crl check", "name check", "tn-list",
-                "vault show", "vault delete")
+                "vault show", "vault delete", "token verify", "bundle unpack", "bundle verify")
     FORCE = ("vault set", "vault delete")  # beside those with --out
     OUT = ("convert", "hmac", "random", "uuid", "key generate", "key public", "signature make", "signature convert", "certificate generate",
-           "request generate", "pkcs12 read", "pkcs12 write", "stack normalize", "stack options")  # fmt: skip
+           "request generate", "pkcs12 read", "pkcs12 write", "stack normalize", "stack options",
+           "token sign", "bundle pack", "bundle unpack")  # fmt: skip
     PASSWORD = ("inspect", "key public", "key info", "signature make", "signature check", "certificate generate", "request generate", "request check",
-                "pkcs12 read", "pkcs12 write", "vault set", "stack options")  # fmt: skip
+                "pkcs12 read", "pkcs12 write", "vault set", "stack options", "token sign")  # fmt: skip
 
     @staticmethod
     def listed(*group):
@@ -295,13 +296,19 @@ class EveryCommand(KeysTest):
             "vault delete": ["a", "--state-dir", scratch / "state"],
             "stack run": ["--once", "--config", "-"],
             "stack normalize": ["--config", "-"],
+            "token sign": ["--key", key, "--certificate", certificate, "--out", "-", data],
+            "token verify": [data, data],
+            "token show": [data],
+            "bundle pack": ["--token", data, "--out", "-", data],
+            "bundle unpack": ["--out", "-", data],
+            "bundle verify": [data],
             "name check": ["a"],
         }
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "stack", "name"])
-        self.assertEqual(len(self.all), 30)
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "stack", "token", "bundle", "name"])
+        self.assertEqual(len(self.all), 37)
 
     def test_HelpTellsTheExitCodes(self):
         for command in self.all:

@@ -113,9 +113,9 @@ class Signing(TokenTest):
             ("", ":1: is not JSON at column 1"),
             ('{"a": "\xe9"}'.encode("latin-1"), ":1: is not JSON at column "),
             ("{} {}", ":1: is not JSON at column 4"),
-            ('{"a": [0, {"b": 1.5}]}', ': "a[1].b" is a number with a fraction or an exponent, or of more than 64 bits'),
-            ('{"a": 9223372036854775808}', ': "a" is a number with'),
-            ('{"a": {"b": 1, "b": 2}}', ': "a.b" is there twice'),
+            ('{"a": [0, {"b": 1.5}]}', ": 'a[1].b' is a number with a fraction or an exponent, or of more than 64 bits"),
+            ('{"a": 9223372036854775808}', ": 'a' is a number with"),
+            ('{"a": {"b": 1, "b": 2}}', ": 'a.b' is there twice"),
             ("[1]", ": is a list in JSON, not an object"),
             ("1", ": is not a JSON object that can be read"),
             ('{"a": ' + "[" * 200 + "]" * 200 + "}", ": more than 128 objects and lists lie in one another"),
@@ -166,7 +166,7 @@ class Verifying(TokenTest):
             ("", ":1: is not JSON at column 1"),
             ("[]", ": is a list in JSON, not an object"),
             ("{}", ": holds nothing that a trust token has"),
-            (json.dumps({**store, "header": {"type": "CRY_VAULT\x1b[1m"}}), r': is of the type "CRY_VAULT\u{1B}[1m", not a trust token'),
+            (json.dumps({**store, "header": {"type": "CRY_VAULT\x1b[1m"}}), r": is of the type 'CRY_VAULT\u{1B}[1m', not a trust token"),
             ("{" * 100000, ":1: is not JSON at column "),
         ):
             path = self.write("other.token", content)
@@ -187,7 +187,9 @@ class Verifying(TokenTest):
             path = self.edited(token, **changed)
             result = run("token", "verify", path, data)
             with self.subTest(changed):
-                self.assertEqual(result.code, 1)
+                # The digest that is missing is SHA-512, as it was.
+                same = changed == {"metaData": {}} or list(changed) == ["hashAlgorithm"]
+                self.assertEqual(result.code, 0 if same else 1)
                 warning = f"cry: warning: {path}: what cannot be read in the token counts as missing: {', '.join(lost)}\n"
                 self.assertEqual(result.message, warning if lost else "")
                 self.assertEqual(run("token", "show", path).message, result.message)

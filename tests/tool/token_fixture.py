@@ -1,6 +1,7 @@
 """Tokens of the signer that a development build makes."""
 
 import json
+import time
 import unittest
 from pathlib import Path
 
@@ -10,7 +11,7 @@ from tool import TOOL, ToolTest, data, run, scratch
 SIGNERS = Path(TOOL).resolve().parents[1] / "development-trust"
 SIGNER = ["--key", SIGNERS / "signer.key", "--certificate", SIGNERS / "signer.pem"]
 EXTRA = ["--extra", SIGNERS / "intermediate.pem"]
-TIME = "2026-01-31T12:00:00Z"
+TIME = time.strftime("%Y-%m-%dT12:00:00Z", time.gmtime(time.time() + 2 * 86400))  # the signer is valid then
 NOT_ITS_SIGNATURE = "the signature is not that of the token and this data"
 
 
