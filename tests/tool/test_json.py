@@ -125,10 +125,9 @@ class Schema(IdentityTest):
         for name, kind in members(SCHEMA):
             kinds.setdefault(name, set()).add(json.dumps(kind))
         # One command has not all verdicts or variants. Files have a digest, a MAC or a verdict.
-        # Keys and names have a type. Each kind of item has other members. The chain of a good token
-        # is never empty.
+        # Keys and names have a type. Each kind of item has other members.
         several = {name for name, kind in kinds.items() if len(kind) > 1}
-        self.assertEqual(several, {"verdict", "variant", "files", "type", "value", "kind", "chain"})
+        self.assertEqual(several, {"verdict", "variant", "files", "type", "value", "kind"})
         for name, kind in (("key", "key"), ("certificate", "certificate"), ("file", "path"), ("out", "path"), ("error", "problem")):
             self.assertEqual(kinds[name], {json.dumps({"$ref": f"#/$defs/{kind}"})})
 
