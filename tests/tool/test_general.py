@@ -307,7 +307,8 @@ class EveryCommand(KeysTest):
         return [*command, *needed.get(" ".join(command), [])]
 
     def test_HelpListsThem(self):
-        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "stack", "token", "bundle", "name"])
+        self.assertEqual(list(self.groups), ["key", "signature", "certificate", "request", "crl", "pkcs12", "vault", "stack", "token", "bundle",
+                                             "name"])  # fmt: skip
         self.assertEqual(len(self.all), 37)
 
     def test_HelpTellsTheExitCodes(self):
