@@ -48,9 +48,12 @@ embed() {
     [ -r "$file" ] || fail "the trust root $file cannot be read"
     [ "$( grep -c -e '-----BEGIN ' "$file" )" = 1 ] || fail "the trust root $file must be one PEM block"
     openssl x509 -in "$file" -noout 2>/dev/null || fail "the trust root $file is not a certificate in PEM"
-    text=$( openssl x509 -in "$file" -noout -text )
+    # Only the key and the extension are printed, so that no name can look like them.
+    text=$( openssl x509 -in "$file" -noout -text -certopt \
+        no_header,no_version,no_serial,no_signame,no_validity,no_subject,no_issuer,no_sigdump,no_extensions )
     grep -q 'Public Key Algorithm: rsaEncryption' <<<"$text" || fail "the trust root $file must have an RSA key"
-    grep -A1 'X509v3 Basic Constraints' <<<"$text" | grep -q 'CA:TRUE' || fail "the trust root $file is not the certificate of a CA"
+    text=$( openssl x509 -in "$file" -noout -ext basicConstraints 2>/dev/null )
+    grep -q '^ *CA:TRUE' <<<"$text" || fail "the trust root $file is not the certificate of a CA"
     [ "$( openssl x509 -in "$file" -noout -subject_hash )" = "$( openssl x509 -in "$file" -noout -issuer_hash )" ] ||
         fail "the trust root $file is not self-signed: its issuer is another one"
     openssl x509 -in "$file" -noout -checkend 0 >/dev/null || fail "the trust root $file has expired"

@@ -147,8 +147,8 @@ pb::Ref<PB_STRING> errorText( Failure *failure, CRY_X509_INFO *info, PB_STRING *
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
     case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
         if( issuer && pbStringLength( issuer ) > 0 )
-            return format( "does not lead to a trusted certificate: its issuer %s is not there", harmless( issuer ).get() );
-        return format( "does not lead to a trusted certificate: its issuer is not there" );
+            return format( "does not lead to a trusted certificate: its issuer %s is neither given nor trusted", harmless( issuer ).get() );
+        return format( "does not lead to a trusted certificate: its issuer is neither given nor trusted" );
     case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
     case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
         return format( "is self-signed and not trusted" );

@@ -93,9 +93,9 @@ TEST( CryX509ValidatorFailure, TellsThatAnIssuerIsMissing )
         { X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE } )
     {
         EXPECT_EQ( refused( error, 0, issued( "CN=host" ) ),
-            "the certificate CN=host (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=Root is not there" );
+            "the certificate CN=host (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=Root is neither given nor trusted" );
         EXPECT_EQ( refused( error, 2, issued( "", "" ) ),
-            "the certificate (intermediate, depth 2) does not lead to a trusted certificate: its issuer is not there" );
+            "the certificate (intermediate, depth 2) does not lead to a trusted certificate: its issuer is neither given nor trusted" );
     }
 }
 
@@ -157,7 +157,7 @@ TEST( CryX509ValidatorFailure, HasNoCharactersThatPlayWithATerminal )
 {
     std::string sentence = refused( X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, 0, issued( "CN=a\tb\xE2\x80\xAE", "CN=c\xEF\xBB\xBF" ) );
     EXPECT_EQ( sentence,
-        "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{feff} is not there" );
+        "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{feff} is neither given nor trusted" );
 }
 
 TEST( CryX509ValidatorFailure, StoresWhatItHas )
