@@ -157,7 +157,8 @@ TEST( CryX509ValidatorFailure, HasNoCharactersThatPlayWithATerminal )
 {
     std::string sentence = refused( X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, 0, issued( "CN=a\tb\xE2\x80\xAE", "CN=c\xEF\xBB\xBF" ) );
     EXPECT_EQ( sentence,
-        "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=c\\u{feff} is neither given nor trusted" );
+        "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: "
+        "its issuer CN=c\\u{feff} is neither given nor trusted" );
 }
 
 TEST( CryX509ValidatorFailure, StoresWhatItHas )
