@@ -11,7 +11,8 @@ PB_OBJECT_TYPE( CS_SORT_BACKEND );
 /* A CS_SORT_BACKEND cannot change; any thread may use it. */
 
 /* CS_STORE_PRIVATE: the flag for reading a configuration with its private keys and other secrets.
-   Without it a backend leaves them out. All other bits are for the backend. */
+   With 0 a backend leaves them out. Other values mean what the backend says; for the stacks of
+   `cry`, everything but 0 is CS_STORE_PRIVATE. */
 #define CS_STORE_PRIVATE ( (PB_INT)1 )
 
 PB_BEGIN_DECLS

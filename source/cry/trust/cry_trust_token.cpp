@@ -118,7 +118,9 @@ PB_STORE *cryTrustTokenStore( CRY_TRUST_TOKEN *tok )
 CRY_TRUST_TOKEN *cryTrustTokenRestore( PB_STORE *store )
 {
     PB_CHECK( store );
-    CRY_TRUST_TOKEN *tok = cryTrustTokenCreate();
+    // A part that is skipped is not a failure.
+    openssl::ErrorMark detour;
+    CRY_TRUST_TOKEN   *tok = cryTrustTokenCreate();
     pb::StoreReader( store )
         .sub( "certificate", tok->certificate, cryX509CertificateTryRestore )
         .sub( "extraCertificates", tok->extraCertificates, cryX509CertificatesRestore )
@@ -171,6 +173,16 @@ bool leadsToRoot( Token *tok )
     return chain && cryX509CertificatesCertificatesLength( chain.get() ) >= 2;
 }
 
+bool verify( Token *tok, PB_BYTE_SOURCE *data )
+{
+    // A key that OpenSSL cannot decode would abort below.
+    if( !tok->certificate || !cryX509CertificateHasPublicKey( tok->certificate ) || !leadsToRoot( tok ) || !tok->signature )
+        return false;
+    pb::Ref<CRY_PKEY_PUBLIC>   key      = pb::adopt( cryX509CertificatePublicKey( tok->certificate ) );
+    pb::Ref<CRY_SIGN_VERIFIER> verifier = pb::adopt( key ? crySignVerifierTryCreate( tok->hashAlgorithm, key.get(), tok->signature ) : nullptr );
+    return verifier && feed( verifier.get(), crySignVerifierUpdate, tok, data ) && crySignVerifierFinal( verifier.get() );
+}
+
 }
 
 PB_BOOL cryTrustTokenTrySign( CRY_TRUST_TOKEN **tok, CRY_PKEY_PRIVATE *privateKey, PB_BYTE_SOURCE *dataByteSource )
@@ -197,12 +209,11 @@ PB_BOOL cryTrustTokenTryVerify( CRY_TRUST_TOKEN *tok, PB_BYTE_SOURCE *dataByteSo
 {
     PB_CHECK( tok );
     PB_CHECK( dataByteSource );
-    // A key that OpenSSL cannot decode would abort below.
-    if( !tok->certificate || !cryX509CertificateHasPublicKey( tok->certificate ) || !leadsToRoot( tok ) || !tok->signature )
-        return PB_FALSE;
-    pb::Ref<CRY_PKEY_PUBLIC>   key      = pb::adopt( cryX509CertificatePublicKey( tok->certificate ) );
-    pb::Ref<CRY_SIGN_VERIFIER> verifier = pb::adopt( key ? crySignVerifierTryCreate( tok->hashAlgorithm, key.get(), tok->signature ) : nullptr );
-    return verifier && feed( verifier.get(), crySignVerifierUpdate, tok, dataByteSource ) && crySignVerifierFinal( verifier.get() );
+    openssl::ErrorMark errors;
+    if( verify( tok, dataByteSource ) )
+        return PB_TRUE;
+    errors.keep();
+    return PB_FALSE;
 }
 
 PB_BOOL cryTrustTokenTryVerifyWithBuffer( CRY_TRUST_TOKEN *tok, PB_BUFFER *dataBuffer )

@@ -6,6 +6,8 @@
 #include "x509/cry_x509_certificates.hpp"
 #include "x509/cry_x509_verification.hpp"
 
+#include <openssl_module/internal/openssl_errors.hpp>
+
 namespace
 {
 
@@ -81,5 +83,10 @@ CRY_X509_CERTIFICATES *cry___X509CertificateChainTryVerifyCertificate(
     PB_CHECK( certificate );
     PB_CHECK( trustedCertificates );
     PB_CHECK( tm );
-    return cry::x509::verifyChain( certificate, extraCertificates, trustedCertificates, tm ).chain.take();
+    // OpenSSL leaves the reasons why it passed over other certificates.
+    openssl::ErrorMark errors;
+    cry::x509::Verdict verdict = cry::x509::verifyChain( certificate, extraCertificates, trustedCertificates, tm );
+    if( !verdict )
+        errors.keep();
+    return verdict.chain.take();
 }

@@ -161,6 +161,8 @@ PB_STORE *cryX509CertificatesStore( CRY_X509_CERTIFICATES *certs )
 CRY_X509_CERTIFICATES *cryX509CertificatesRestore( PB_STORE *store )
 {
     PB_CHECK( store );
+    // A part that is skipped is not a failure.
+    openssl::ErrorMark     detour;
     CRY_X509_CERTIFICATES *certs = pb::create<CRY_X509_CERTIFICATES>();
     certs->certificates          = pb::restoreEach( store, cryX509CertificateTryRestore );
     return certs;

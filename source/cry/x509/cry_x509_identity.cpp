@@ -2,6 +2,8 @@
 
 #include <pb/stored.hpp>
 
+#include <openssl_module/internal/openssl_errors.hpp>
+
 struct CRY_X509_IDENTITY : PB_OBJ
 {
     CRY_PKEY_PRIVATE      *privateKey;
@@ -69,6 +71,8 @@ PB_STORE *cryX509IdentityStore( CRY_X509_IDENTITY *ident, PB_BOOL includePrivate
 CRY_X509_IDENTITY *cryX509IdentityRestore( PB_STORE *store )
 {
     PB_CHECK( store );
+    // A part that is skipped is not a failure.
+    openssl::ErrorMark detour;
     CRY_X509_IDENTITY *ident = cryX509IdentityCreate();
     pb::StoreReader( store )
         .sub( "privateKey", ident->privateKey, cryPkeyPrivateTryRestore )

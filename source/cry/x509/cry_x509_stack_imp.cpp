@@ -18,6 +18,7 @@
 #include "x509/cry_x509_system.hpp"
 
 #include <openssl_module/internal/openssl_errors.hpp>
+#include <optional>
 
 static constexpr PB_INT keyBits       = 2048;
 static constexpr PB_INT validDays     = 28;
@@ -194,14 +195,17 @@ static cry::Step cry___X509StackImpStateNull( Imp *imp ) PB_NEEDS( *imp->region,
         return STATE_NULL;
     }
     pb::Ref<CRY_X509_STACK_OPTIONS> options = pb::share( imp->extOptions );
+    pb::Ref<PB_STORE>               configuration;
     if( imp->intOptions != options.get() )
     {
         pb::OutOfRegion out( imp->region );
         if( trStreamActive( imp->trStream ) && differ( imp->intOptions, options.get() ) )
-            trStreamSetConfiguration( imp->trStream, pb::adopt( cryX509StackOptionsStore( options.get(), PB_FALSE, 0 ) ).get() );
+            configuration = pb::adopt( cryX509StackOptionsStore( options.get(), PB_FALSE, 0 ) );
     }
     if( pbProcessHalted( imp->isProcess ) )
         return STATE_NULL;
+    if( configuration )
+        trStreamSetConfiguration( imp->trStream, configuration.get() );
     pb::assign( imp->intOptions, options.get() );
     return STATE_IDENTITY;
 }
@@ -369,19 +373,33 @@ static cry::Step cry___X509StackImpStateTrustIdentity( Imp *imp ) PB_NEEDS( *imp
     return STATE_COMMIT;
 }
 
-// Traces the state that is to be published.
-static void traceState( Imp *imp ) PB_NEEDS( processRole )
+// The stores for the trace of the state that is to be published; made outside the region. Nothing if
+// nobody listens.
+struct StateTrace
 {
-    if( !trStreamActive( imp->trStream ) )
-        return;
-    if( imp->intIdentity )
-        trStreamSetPropertyCstrStore( imp->trStream, "cryIdentity", -1, pb::adopt( cryX509IdentityStore( imp->intIdentity, PB_FALSE ) ).get() );
-    else
-        trStreamDelPropertyCstr( imp->trStream, "cryIdentity", -1 );
-    trStreamSetPropertyCstrStore(
-        imp->trStream, "cryTrustedCertificates", -1, pb::adopt( cryX509CertificatesStore( imp->intTrustedCertificates ) ).get() );
-    trStreamSetPropertyCstrStore( imp->trStream, "cryTrustedSans", -1, pb::adopt( cryX509SansStore( imp->intTrustedSans ) ).get() );
-}
+    pb::Ref<PB_STORE> identity, trustedCertificates, trustedSans;
+
+    explicit StateTrace( Imp *imp ) PB_NEEDS( processRole )
+    {
+        if( !trStreamActive( imp->trStream ) )
+            return;
+        identity            = pb::adopt( imp->intIdentity ? cryX509IdentityStore( imp->intIdentity, PB_FALSE ) : nullptr );
+        trustedCertificates = pb::adopt( cryX509CertificatesStore( imp->intTrustedCertificates ) );
+        trustedSans         = pb::adopt( cryX509SansStore( imp->intTrustedSans ) );
+    }
+
+    void set( TR_STREAM *stream ) const
+    {
+        if( !trustedSans )
+            return;
+        if( identity )
+            trStreamSetPropertyCstrStore( stream, "cryIdentity", -1, identity.get() );
+        else
+            trStreamDelPropertyCstr( stream, "cryIdentity", -1 );
+        trStreamSetPropertyCstrStore( stream, "cryTrustedCertificates", -1, trustedCertificates.get() );
+        trStreamSetPropertyCstrStore( stream, "cryTrustedSans", -1, trustedSans.get() );
+    }
+};
 
 static cry::Step cry___X509StackImpStateCommit( Imp *imp ) PB_NEEDS( *imp->region, processRole )
 {
@@ -395,16 +413,18 @@ static cry::Step cry___X509StackImpStateCommit( Imp *imp ) PB_NEEDS( *imp->regio
     pb::Ref<CRY_X509_SANS>          trustedSans         = pb::share( imp->cnfTrustedSans );
     bool                            identityChanged, trustChanged, optionsChanged;
     cry::ossl::Ptr<X509_STORE>      x509Store;
+    std::optional<StateTrace>       trace;
     {
         pb::OutOfRegion out( imp->region );
         identityChanged = differ( identity.get(), imp->intIdentity );
         trustChanged    = differ( trustedCertificates.get(), imp->intTrustedCertificates ) || differ( trustedSans.get(), imp->intTrustedSans );
         optionsChanged  = differ( options.get(), imp->intOptions );
         x509Store.reset( cry___X509CertificatesCreateOpensslX509Store( imp->intTrustedCertificates ) );
-        traceState( imp );
+        trace.emplace( imp );
     }
     if( pbProcessHalted( imp->isProcess ) )
         return STATE_COMMIT;
+    trace->set( imp->trStream );
     pb::assign( imp->cnfOptions, imp->intOptions );
     pb::assign( imp->cnfIdentity, imp->intIdentity );
     pb::assign( imp->cnfTrustedCertificates, imp->intTrustedCertificates );

@@ -36,7 +36,7 @@ static constexpr cry::Named reasons[] = {
 namespace
 {
 
-constexpr PB_INT mostNamesShown = 8;
+constexpr PB_INT mostNamesShown = 8, mostCharactersShown = 500;
 
 pb::Ref<PB_STRING> format( const char *text, auto... arguments ) { return pb::adopt( pbStringCreateFromFormatCstr( text, -1, arguments... ) ); }
 
@@ -44,13 +44,17 @@ pb::Ref<PB_STRING> format( const char *text, auto... arguments ) { return pb::ad
 bool isHarmful( PB_CHAR character )
 {
     auto in = [character]( PB_CHAR first, PB_CHAR last ) { return character >= first && character <= last; };
-    return in( 0, 0x1F ) || in( 0x7F, 0x9F ) || in( 0x200B, 0x200F ) || in( 0x2028, 0x202E ) || in( 0x2060, 0x2069 ) || character == 0xFEFF;
+    return in( 0, 0x1F ) || in( 0x7F, 0x9F ) || character == 0x61C || in( 0x200B, 0x200F ) || in( 0x2028, 0x202E ) || in( 0x2060, 0x2069 ) ||
+        character == 0xFEFF || in( 0xFFF9, 0xFFFB );
 }
 
+// The text with such characters escaped; only the first characters of a long one, since a name that
+// a peer chooses would fill the log.
 pb::Ref<PB_STRING> harmless( PB_STRING *text )
 {
     pb::Ref<PB_STRING> result = pb::adopt( pbStringCreate() );
-    for( PB_INT index = 0; index < pbStringLength( text ); index++ )
+    PB_INT             length = pbStringLength( text ), shown = length > mostCharactersShown ? mostCharactersShown : length;
+    for( PB_INT index = 0; index < shown; index++ )
     {
         PB_CHAR character = pbStringCharAt( text, index );
         if( isHarmful( character ) )
@@ -58,6 +62,8 @@ pb::Ref<PB_STRING> harmless( PB_STRING *text )
         else
             pbStringAppendChar( result.handle(), character );
     }
+    if( shown < length )
+        pbStringAppendCstr( result.handle(), "...", -1 );
     return result;
 }
 
@@ -147,8 +153,8 @@ pb::Ref<PB_STRING> errorText( Failure *failure, CRY_X509_INFO *info, PB_STRING *
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
     case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
         if( issuer && pbStringLength( issuer ) > 0 )
-            return format( "does not lead to a trusted certificate: its issuer %s is neither given nor trusted", harmless( issuer ).get() );
-        return format( "does not lead to a trusted certificate: its issuer is neither given nor trusted" );
+            return format( "does not lead to a trusted certificate: none that can be its issuer %s is given or trusted", harmless( issuer ).get() );
+        return format( "does not lead to a trusted certificate: none that can be its issuer is given or trusted" );
     case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
     case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
         return format( "is self-signed and not trusted" );

@@ -222,6 +222,8 @@ static cry::Step cry___X509ValidatorImpStateChain( Imp *imp ) PB_NEEDS( *imp->is
             chain    = pb::adopt( cryX509CertificatesStore( certs.get() ) );
             subjects = pb::adopt( cry___X509CertificatesStoreSubjects( certs.get() ) );
         }
+        if( pbProcessHalted( imp->isProcess ) )
+            return STATE_CHAIN;
         trStreamSetPropertyCstrStore( imp->trStream, "cryCertificateChain", -1, chain.get() );
         trStreamSetPropertyCstrStore( imp->trStream, "cryCertificateChainSubjects", -1, subjects.get() );
     }

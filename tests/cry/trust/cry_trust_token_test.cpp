@@ -531,3 +531,12 @@ TEST_F( CryTrustTokenSigner, WhatSucceedsLeavesNoErrors )
     ASSERT_FALSE( errors.empty() );
     EXPECT_EQ( errors.front(), raisedError );
 }
+
+TEST_F( CryTrustToken, PartsThatAreSkippedLeaveNoErrors )
+{
+    std::string broken = "[\"-----BEGIN CERTIFICATE-----\",\"AAEC\",\"-----END CERTIFICATE-----\"]";
+    takeErrors();
+    raiseError();
+    restored( "{\"certificate\":" + broken + ",\"extraCertificates\":[" + broken + "]}" );
+    EXPECT_EQ( takeErrors(), std::vector<unsigned long>{ raisedError } );
+}

@@ -93,9 +93,11 @@ TEST( CryX509ValidatorFailure, TellsThatAnIssuerIsMissing )
         { X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE } )
     {
         EXPECT_EQ( refused( error, 0, issued( "CN=host" ) ),
-            "the certificate CN=host (leaf, depth 0) does not lead to a trusted certificate: its issuer CN=Root is neither given nor trusted" );
+            "the certificate CN=host (leaf, depth 0) does not lead to a trusted certificate: "
+            "none that can be its issuer CN=Root is given or trusted" );
         EXPECT_EQ( refused( error, 2, issued( "", "" ) ),
-            "the certificate (intermediate, depth 2) does not lead to a trusted certificate: its issuer is neither given nor trusted" );
+            "the certificate (intermediate, depth 2) does not lead to a trusted certificate: "
+            "none that can be its issuer is given or trusted" );
     }
 }
 
@@ -158,7 +160,7 @@ TEST( CryX509ValidatorFailure, HasNoCharactersThatPlayWithATerminal )
     std::string sentence = refused( X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, 0, issued( "CN=a\tb\xE2\x80\xAE", "CN=c\xEF\xBB\xBF" ) );
     EXPECT_EQ( sentence,
         "the certificate CN=a\\09b\\u{202e} (leaf, depth 0) does not lead to a trusted certificate: "
-        "its issuer CN=c\\u{feff} is neither given nor trusted" );
+        "none that can be its issuer CN=c\\u{feff} is given or trusted" );
 }
 
 TEST( CryX509ValidatorFailure, StoresWhatItHas )
@@ -249,4 +251,15 @@ TEST( CryX509ValidatorFailure, OfAValidatorHasTheNamesAndTheTime )
     time_t seconds;
     ASSERT_TRUE( pbTimeTryConvertToTimeT( pb::adopt( cryX509ValidatorFailureTime( failure.get() ) ).get(), &seconds ) );
     EXPECT_LE( std::abs( std::difftime( ::time( nullptr ), seconds ) ), 60 );
+}
+
+TEST( CryX509ValidatorFailure, ShowsOnlyTheBeginOfALongName )
+{
+    std::string one = "\xC3\xA9";
+    std::string name;
+    for( int index = 0; index < 60000; index++ )
+        name += one;
+    std::string sentence = refused( X509_V_ERR_CERT_SIGNATURE_FAILURE, 0, issued( "CN=" + name ) );
+    EXPECT_LT( sentence.size(), 1200u );
+    EXPECT_TRUE( sentence.ends_with( one + "... (leaf, depth 0) has a signature that is not its issuer's" ) ) << sentence.substr( 900 );
 }
