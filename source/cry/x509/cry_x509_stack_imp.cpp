@@ -373,8 +373,8 @@ static cry::Step cry___X509StackImpStateTrustIdentity( Imp *imp ) PB_NEEDS( *imp
     return STATE_COMMIT;
 }
 
-// The stores for the trace of the state that is to be published; made outside the region. Nothing if
-// nobody listens.
+// The stores for the trace of the state that is to be published; made outside the region. Nothing
+// if nobody listens.
 struct StateTrace
 {
     pb::Ref<PB_STORE> identity, trustedCertificates, trustedSans;

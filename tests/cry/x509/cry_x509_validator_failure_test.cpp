@@ -255,11 +255,15 @@ TEST( CryX509ValidatorFailure, OfAValidatorHasTheNamesAndTheTime )
 
 TEST( CryX509ValidatorFailure, ShowsOnlyTheBeginOfALongName )
 {
-    std::string one = "\xC3\xA9";
+    // OpenSSL limits a common name, but not their number.
     std::string name;
-    for( int index = 0; index < 60000; index++ )
-        name += one;
-    std::string sentence = refused( X509_V_ERR_CERT_SIGNATURE_FAILURE, 0, issued( "CN=" + name ) );
+    for( int number = 0; number < 50; number++ )
+    {
+        name += number ? "/CN=" : "CN=";
+        for( int index = 0; index < 60; index++ )
+            name += "\xC3\xA9";
+    }
+    std::string sentence = refused( X509_V_ERR_CERT_SIGNATURE_FAILURE, 0, issued( name ) );
     EXPECT_LT( sentence.size(), 1200u );
-    EXPECT_TRUE( sentence.ends_with( one + "... (leaf, depth 0) has a signature that is not its issuer's" ) ) << sentence.substr( 900 );
+    EXPECT_TRUE( sentence.ends_with( "... (leaf, depth 0) has a signature that is not its issuer's" ) ) << sentence;
 }
