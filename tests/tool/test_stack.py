@@ -135,6 +135,12 @@ class Normalize(StackTest):
         self.assertEqual(result.json(), {"identity": {}, "trustedCertificates": [text_of("ec").splitlines()], "trustIdentity": True,
                                          "policyFlags": PREFIX + "DISABLE_VALIDATION"})  # fmt: skip
 
+    def test_ListInPlaceOfAnIdentityIsNotUsed(self):
+        for content in (["x"], [{}, ["y"]], [[]]):
+            result = run("stack", "normalize", "--config", "-", stdin=json.dumps({"identity": content}).encode())
+            self.assertEqual((result.code, result.json()), (0, {"identity": {}}))
+            self.assertEqual(result.message, "cry: warning: standard input: not used, since it is unknown or cannot be read: 'identity'\n")
+
     def test_WhatIsNoConfigurationIsRefusedWithItsPlace(self):
         for text, place, reason in (
             ("", "", "is empty"),

@@ -25,14 +25,20 @@ tool::EndSignals::EndSignals() : asserted( pb::adopt( pbSignalCreate() ) )
     pthread_sigmask( SIG_BLOCK, &signals, nullptr );
     waiter = std::thread( [this] {
         int number;
-        while( sigwait( &signals, &number ) != 0 )
-            ;
+        // Somebody else may send the destructor's signal.
+        do
+        {
+            if( sigwait( &signals, &number ) != 0 )
+                number = SIGUSR1;
+        }
+        while( number == SIGUSR1 && !over );
         pbSignalAssert( asserted.get() );
     } );
 }
 
 tool::EndSignals::~EndSignals()
 {
+    over = true;
     if( !pbSignalAsserted( asserted.get() ) )
         pthread_kill( waiter.native_handle(), SIGUSR1 );
     waiter.join();

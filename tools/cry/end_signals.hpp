@@ -1,6 +1,7 @@
 // An orderly end of commands that run until somebody ends them.
 #pragma once
 
+#include <atomic>
 #include <csignal>
 #include <pb/pb_signal.h>
 #include <pb/ref.hpp>
@@ -25,6 +26,7 @@ public:
 private:
     pb::Ref<PB_SIGNAL> asserted;
     sigset_t           signals;
+    std::atomic<bool>  over = false;
     std::thread        waiter;
 };
 

@@ -92,15 +92,15 @@ private:
     void follow();
     void look();
     void reload();
-    void tell( const tool::InputError &problem );
+    void tell( const tool::InputError &found, std::string &known );
     bool isSystem() const;
 
     Options                         &options;
     pb::Ref<PB_OBJ>                  object;
     pb::Ref<CRY_X509_SESSION>        session;
     std::optional<tool::WatchedFile> vault;
-    bool                             loaded = false; // another configuration was set, and is not published yet
-    std::string                      problem;        // of the file, told last
+    bool                             loaded = false;            // another configuration was set, and is not published yet
+    std::string                      fileProblem, vaultProblem; // told last
     Clock::time_point                nextLook, nextRoots;
 };
 
@@ -197,11 +197,11 @@ void Stack::printNews( const News &news, const tool::Certificates &added, const 
 }
 
 // Tells once that a file cannot be read, however often it is looked at.
-void Stack::tell( const tool::InputError &found )
+void Stack::tell( const tool::InputError &found, std::string &known )
 {
-    if( found.what() == problem )
+    if( found.what() == known )
         return;
-    problem = found.what();
+    known = found.what();
     News news;
     news.problem.emplace( found, "; what was read before stays" );
     tool::printError( news.problem->what() );
@@ -241,7 +241,7 @@ void Stack::reload()
     if( options.file->isThere() && !options.file->isRegular() )
         throw tool::InputError( options.config, "is not a file any more" );
     tool::Configuration read = tool::readConfiguration( options.config );
-    problem.clear();
+    fileProblem.clear();
     if( pbBufferEquals( read.content.get(), options.current.content.get() ) )
         return;
     options.current = read;
@@ -255,13 +255,23 @@ void Stack::look()
     {
         if( options.file && options.file->changed() )
             reload();
-        // Other processes change the vault through its file.
-        if( vault && vault->changed() )
-            tool::vaultItems( options.state.directory );
     }
     catch( const tool::InputError &found )
     {
-        tell( found );
+        tell( found, fileProblem );
+    }
+    try
+    {
+        // Other processes change the vault through its file.
+        if( vault && vault->changed() )
+        {
+            tool::vaultItems( options.state.directory );
+            vaultProblem.clear();
+        }
+    }
+    catch( const tool::InputError &found )
+    {
+        tell( found, vaultProblem );
     }
     if( Clock::now() >= nextRoots )
     {

@@ -27,7 +27,7 @@ public:
         bool operator==( const Key & ) const = default;
     };
 
-    // The most values and bytes of text in one generation. A single longer text is kept, too.
+    // The most values and bytes of text in one generation. A longer text is not kept.
     BoundedCache( size_t values, size_t textBytes ) : mostValues( values ), mostBytes( textBytes ) {}
 
     std::optional<Value> find( const Key &key )
@@ -48,6 +48,8 @@ public:
 
     void add( Key key, Value value )
     {
+        if( key.text.size() > mostBytes )
+            return;
         Values          dropped;
         std::lock_guard lock( mutex );
         makeRoom( key.text.size(), dropped );

@@ -167,6 +167,8 @@ void addUnused( PB_STORE *kept, PB_STORE *all, const std::string &above, Unused 
         }
         else if( at < 0 )
             unused.add( path );
+        else if( key == "identity" && inner && pbStoreIsArray( inner.get() ) )
+            unused.add( path );
         else if( key == "identity" && inner && keptInner )
             addUnused( keptInner.get(), inner.get(), "identity.", unused );
         else if( key == "policyFlags" )

@@ -20,8 +20,6 @@ std::string faint( std::string_view text );
 void printNameLine( std::string_view line );
 
 void print( std::string_view text );
-// A line with the name of a file: as it is, or harmless if standard output is a terminal.
-void printNameLine( std::string_view line );
 
 // The result of a command as JSON, indented, with a line end. The format, warnings and problems are
 // put in here.

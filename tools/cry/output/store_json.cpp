@@ -26,14 +26,17 @@ nlohmann::ordered_json entryJson( PB_STORE *store, PB_INT index )
 
 nlohmann::ordered_json tool::storeJson( PB_STORE *store )
 {
-    bool                   isArray = pbStoreIsArray( store );
-    nlohmann::ordered_json json    = isArray ? nlohmann::ordered_json::array() : nlohmann::ordered_json::object();
-    for( PB_INT index = 0; index < pbStoreLength( store ); index++ )
+    using Object = nlohmann::ordered_json::object_t;
+    if( pbStoreIsArray( store ) )
     {
-        if( isArray )
-            json.push_back( entryJson( store, index ) );
-        else
-            json[take( pbStoreKeyAt( store, index ) )] = entryJson( store, index );
+        nlohmann::ordered_json list = nlohmann::ordered_json::array();
+        for( PB_INT index = 0; index < pbStoreLength( store ); index++ )
+            list.push_back( entryJson( store, index ) );
+        return list;
     }
-    return json;
+    // A store has each key once. The map would look through all of them for each new one.
+    Object members;
+    for( PB_INT index = 0; index < pbStoreLength( store ); index++ )
+        members.Object::Container::emplace_back( take( pbStoreKeyAt( store, index ) ), entryJson( store, index ) );
+    return members;
 }
