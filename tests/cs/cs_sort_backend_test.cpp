@@ -2,6 +2,7 @@
 
 #include <pb/locks.hpp>
 
+#include "cry/x509/stacks.hpp"
 #include "cs/toys.hpp"
 #include "support/environment.hpp"
 
@@ -147,7 +148,7 @@ void repeat( int times, Functions... functions )
 TEST( CsSortBackend, ALookUpGivesALiveOneOrNoneWhileOthersComeAndGo )
 {
     made             = 0;
-    PB_INT before    = pbObjLiveCount();
+    PB_INT before    = aliveAtRest(); // an earlier test may have runs left
     auto   comeAndGo = [] { toys::creatingBackend( &toys::sort, createCounted ); };
     auto   look      = [] {
         if( pb::Ref<CS_SORT_BACKEND> backend = lookup() )
@@ -160,7 +161,7 @@ TEST( CsSortBackend, ALookUpGivesALiveOneOrNoneWhileOthersComeAndGo )
     repeat( 20000, comeAndGo, comeAndGo, look, look, [&make] { make(); } );
     EXPECT_EQ( made, got );
     EXPECT_FALSE( lookup() );
-    EXPECT_EQ( pbObjLiveCount(), before );
+    EXPECT_EQ( aliveAtRest(), before );
 }
 
 TEST( CsSortBackend, ALookUpAlwaysFindsOneThatStays )
