@@ -13,7 +13,14 @@ if( TARGET cry_tool )
         string( REGEX REPLACE ".*/test_(.*)[.]py" "tool_\\1" name ${file} )
         # -B: no compiled Python in the source tree.
         add_test( NAME ${name} COMMAND ${Python3_EXECUTABLE} -B ${file} )
-        set_tests_properties( ${name} PROPERTIES LABELS tool TIMEOUT 900
+        # Some tests need a program that is not instrumented. The others run only in the build with
+        # the address sanitizer, which sees more.
+        file( STRINGS ${file} plain REGEX "instrumented|assertNothingLeaks|CRY_FREED|CRY_TRACES|limited" )
+        set( labels tool )
+        if( plain )
+            list( APPEND labels plain )
+        endif()
+        set_tests_properties( ${name} PROPERTIES LABELS "${labels}" TIMEOUT 900
             ENVIRONMENT "CRY_TOOL=$<TARGET_FILE:cry_tool>;CRY_FREED_MEMORY=$<TARGET_FILE:freed_memory>;CRY_TRACES=$<TARGET_FILE:tool_traces>" )
     endforeach()
 endif()
