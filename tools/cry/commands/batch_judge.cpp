@@ -41,10 +41,7 @@ pb::Ref<CRY_X509_SANS> sansOf( const std::vector<std::string> &names )
 {
     if( names.empty() )
         throw tool::InputError( "names: the list is empty" );
-    pb::Ref<CRY_X509_SANS> sans = pb::adopt( cryX509SansCreate() );
-    for( const std::string &name : names )
-        cryX509SansSet( sans.handle(), tool::sanValue( name, "names" ).get() );
-    return sans;
+    return tool::sansValue( names, "names" );
 }
 
 // The list of fingerprints.

@@ -48,8 +48,7 @@ int writePkcs12( Options &options )
     std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain  = tool::readCertificates( options.certificate );
     pb::Ref<CRY_X509_CERTIFICATES>             extras = pb::adopt( cryX509CertificatesCreate() );
     tool::append( extras, chain, 1 );
-    for( const std::string &file : options.extra )
-        tool::append( extras, tool::readCertificates( file ) );
+    tool::appendFiles( extras, options.extra );
     pb::Ref<CRY_PKCS12> pkcs12 = pb::adopt( cryPkcs12TryCreate( chain[0].get(), key.privateKey.get(), extras.get() ) );
     if( !pkcs12 )
         throw tool::InputError( options.key, "the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );

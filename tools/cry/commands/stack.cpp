@@ -113,8 +113,7 @@ void addMode( CLI::App &command, const std::string &option, std::optional<std::s
 pb::Ref<CRY_X509_CERTIFICATES> certificatesOf( const std::vector<std::string> &files )
 {
     pb::Ref<CRY_X509_CERTIFICATES> all = pb::adopt( cryX509CertificatesCreate() );
-    for( const std::string &file : files )
-        tool::append( all, tool::readCertificates( file ) );
+    tool::appendFiles( all, files );
     return all;
 }
 
@@ -154,10 +153,7 @@ pb::Ref<CRY_X509_STACK_OPTIONS> stackOptions( MakeOptions &options )
         cryX509StackOptionsSetPolicyFlags( made.handle(), tool::policyFlagsOf( options.policy, "--policy" ) );
     if( options.trustIdentity || options.noTrustIdentity )
         cryX509StackOptionsSetTrustIdentity( made.handle(), options.trustIdentity );
-    pb::Ref<CRY_X509_SANS> sans = pb::adopt( cryX509SansCreate() );
-    for( const std::string &name : options.trustedSans )
-        cryX509SansSet( sans.handle(), tool::sanValue( name, "--trusted-san" ).get() );
-    cryX509StackOptionsSetTrustedSans( made.handle(), sans.get() );
+    cryX509StackOptionsSetTrustedSans( made.handle(), tool::sansValue( options.trustedSans, "--trusted-san" ).get() );
     cryX509StackOptionsSetTrustedCertificates( made.handle(), certificatesOf( options.trust ).get() );
     cryX509StackOptionsSetSynchronizedTrustedCertificates( made.handle(), certificatesOf( options.synchronized ).get() );
     if( !options.identity.key.empty() )

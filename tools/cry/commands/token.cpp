@@ -1,6 +1,7 @@
 #include "commands/commands.hpp"
 #include "input/certificate_file.hpp"
 #include "input/file.hpp"
+#include "input/identity_files.hpp"
 #include "input/key_file.hpp"
 #include "input/pem.hpp"
 #include "input/signing_check.hpp"
@@ -66,12 +67,8 @@ pb::Ref<CRY_TRUST_TOKEN> unsignedToken( const SignOptions &options, const tool::
     std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain  = tool::readCertificates( options.certificate );
     pb::Ref<CRY_X509_CERTIFICATES>             extras = pb::adopt( cryX509CertificatesCreate() );
     tool::append( extras, chain, 1 );
-    for( const std::string &file : options.extra )
-        tool::append( extras, tool::readCertificates( file ) );
-    if( !cryX509CertificateHasPublicKey( chain[0].get() ) )
-        throw tool::InputError( options.certificate, "the key of the certificate cannot be read" );
-    if( !cryX509CertificateCheckPrivateKey( chain[0].get(), key.privateKey.get() ) )
-        throw tool::InputError( options.key, "the private key does not belong to the certificate in " + tool::nameOf( options.certificate ) );
+    tool::appendFiles( extras, options.extra );
+    tool::checkBelongs( key, chain[0].get(), options.certificate );
     pb::Ref<CRY_TRUST_TOKEN> tok = pb::adopt( cryTrustTokenCreate() );
     cryTrustTokenSetCertificate( tok.handle(), chain[0].get() );
     cryTrustTokenSetExtraCertificates( tok.handle(), extras.get() );

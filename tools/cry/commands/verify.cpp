@@ -60,8 +60,7 @@ public:
         cryX509StackOptionsSetPolicyFlags( stackOptions.handle(), flags );
         if( hosts.given() )
             cryX509PolicySetAcceptableSans( withHosts.handle(), hosts.wanted() );
-        for( const std::string &file : options.intermediates )
-            tool::append( intermediates, tool::readCertificates( file ) );
+        tool::appendFiles( intermediates, options.intermediates );
         session = tool::createSession( stackOptions.get() );
     }
 

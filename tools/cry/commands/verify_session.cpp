@@ -94,15 +94,10 @@ pb::Ref<CRY_X509_STACK_OPTIONS> tool::createStackOptions( const TrustOptions &op
         throw InputError( "nothing is trusted: give --trust FILE, or leave out --no-system" );
     pb::Ref<CRY_X509_STACK_OPTIONS> stackOptions = pb::adopt( cryX509StackOptionsCreate() );
     cryX509StackOptionsSetPolicyFlags( stackOptions.handle(), policyFlagsOf( options ) );
-
-    pb::Ref<CRY_X509_SANS> sans = pb::adopt( cryX509SansCreate() );
-    for( const std::string &text : options.trustedSans )
-        cryX509SansSet( sans.handle(), sanValue( text, "--trusted-san" ).get() );
-    cryX509StackOptionsSetTrustedSans( stackOptions.handle(), sans.get() );
+    cryX509StackOptionsSetTrustedSans( stackOptions.handle(), sansValue( options.trustedSans, "--trusted-san" ).get() );
 
     pb::Ref<CRY_X509_CERTIFICATES> trusted = pb::adopt( cryX509CertificatesCreate() );
-    for( const std::string &file : options.trust )
-        append( trusted, readCertificates( file ) );
+    appendFiles( trusted, options.trust );
     cryX509StackOptionsSetTrustedCertificates( stackOptions.handle(), trusted.get() );
     if( !options.noSystem )
         cryX509StackOptionsSetTrustMode( stackOptions.handle(), CRY_X509_STACK_TRUST_MODE_SYSTEM );

@@ -73,6 +73,12 @@ void tool::append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<pb::Ref
         cryX509CertificatesAppendCertificate( to.handle(), certificates[index].get() );
 }
 
+void tool::appendFiles( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<std::string> &files )
+{
+    for( const std::string &file : files )
+        append( to, readCertificates( file ) );
+}
+
 tool::Certificates tool::without( const Certificates &all, const Certificates &others )
 {
     auto der = []( CRY_X509_CERTIFICATE *certificate ) { return derOf<X509>( cry___X509CertificatePeekOpensslX509( certificate ), i2d_X509 ); };

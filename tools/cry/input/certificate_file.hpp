@@ -25,6 +25,8 @@ pb::Ref<CRY_X509_CERTIFICATE> certificateInDer( PB_BUFFER *der, std::string &rea
 // The members of a list, and how they get into one.
 std::vector<pb::Ref<CRY_X509_CERTIFICATE>> elements( CRY_X509_CERTIFICATES *certificates );
 void append( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<pb::Ref<CRY_X509_CERTIFICATE>> &certificates, size_t from = 0 );
+// Those of several files, one file after another.
+void appendFiles( pb::Ref<CRY_X509_CERTIFICATES> &to, const std::vector<std::string> &files );
 
 using Certificates = std::vector<pb::Ref<CRY_X509_CERTIFICATE>>;
 

@@ -16,6 +16,14 @@ void tool::IdentityFiles::addTo( CLI::App &command )
     addRepeated( command, "--extra", extra, "FILE", "further certificates; may be given several times" );
 }
 
+void tool::checkBelongs( const Key &key, CRY_X509_CERTIFICATE *certificate, const std::string &certificateFile )
+{
+    if( !cryX509CertificateHasPublicKey( certificate ) )
+        throw InputError( certificateFile, "the key of the certificate cannot be read" );
+    if( !cryX509CertificateCheckPrivateKey( certificate, key.privateKey.get() ) )
+        throw InputError( key.file, "the private key does not belong to the certificate in " + nameOf( certificateFile ) );
+}
+
 pb::Ref<CRY_X509_IDENTITY> tool::IdentityFiles::read()
 {
     std::vector<std::string> inputs = extra;
@@ -25,12 +33,8 @@ pb::Ref<CRY_X509_IDENTITY> tool::IdentityFiles::read()
     std::vector<pb::Ref<CRY_X509_CERTIFICATE>> chain  = readCertificates( certificate );
     pb::Ref<CRY_X509_CERTIFICATES>             extras = pb::adopt( cryX509CertificatesCreate() );
     append( extras, chain, 1 );
-    for( const std::string &file : extra )
-        append( extras, readCertificates( file ) );
-    if( !cryX509CertificateHasPublicKey( chain[0].get() ) )
-        throw InputError( certificate, "the key of the certificate cannot be read" );
-    if( !cryX509CertificateCheckPrivateKey( chain[0].get(), read.privateKey.get() ) )
-        throw InputError( key, "the private key does not belong to the certificate in " + nameOf( certificate ) );
+    appendFiles( extras, extra );
+    checkBelongs( read, chain[0].get(), certificate );
     if( crySignCanSign( CRY_HASH_ALGORITHM_SHA2_256, read.privateKey.get() ) )
         checkCanSign( read, CRY_HASH_ALGORITHM_SHA2_256 );
     pb::Ref<CRY_X509_IDENTITY> identity = pb::adopt( cryX509IdentityCreate() );

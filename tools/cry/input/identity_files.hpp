@@ -1,6 +1,7 @@
 // The files of which an identity is made.
 #pragma once
 
+#include "input/key_file.hpp"
 #include "input/password.hpp"
 
 #include <cry/cry_x509_identity.h>
@@ -12,6 +13,10 @@
 
 namespace tool
 {
+
+// Throws InputError if the key of the certificate cannot be read, or if it is not that of the
+// private key.
+void checkBelongs( const Key &key, CRY_X509_CERTIFICATE *certificate, const std::string &certificateFile );
 
 // The options --key, --certificate and --extra of a command.
 struct IdentityFiles

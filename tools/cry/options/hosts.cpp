@@ -34,6 +34,14 @@ pb::Ref<CRY_X509_SAN> tool::sanValue( const std::string &text, const std::string
     return san;
 }
 
+pb::Ref<CRY_X509_SANS> tool::sansValue( const std::vector<std::string> &texts, const std::string &option )
+{
+    pb::Ref<CRY_X509_SANS> sans = pb::adopt( cryX509SansCreate() );
+    for( const std::string &text : texts )
+        cryX509SansSet( sans.handle(), sanValue( text, option ).get() );
+    return sans;
+}
+
 void tool::HostOptions::addTo( CLI::App &command )
 {
     CLI::Option *host = addRepeated(

@@ -17,6 +17,8 @@ namespace tool
 // The name that an option gives. Throws InputError, which names the option, for a text that is
 // neither a domain name nor an IP address.
 pb::Ref<CRY_X509_SAN> sanValue( const std::string &text, const std::string &option );
+// All names that it gives.
+pb::Ref<CRY_X509_SANS> sansValue( const std::vector<std::string> &texts, const std::string &option );
 
 // The options --host and --no-wildcards of a command.
 struct HostOptions
