@@ -13,6 +13,7 @@
 
 #include "openssl_der.hpp"
 #include "openssl_key_decoding.hpp"
+#include "openssl_shortcuts.hpp"
 
 namespace
 {
@@ -203,3 +204,7 @@ PB_BOOL openssl___SetKeyDecodingContextUsed( PB_BOOL used )
     Process &own = process();
     return keyDecodingInUse.exchange( used && !own.problem ? own.keyDecoding : nullptr ) != nullptr;
 }
+
+PB_BOOL openssl___ShortcutsUsed() { return openssl::shortcutsUsed(); }
+
+PB_BOOL openssl___SetShortcutsUsed( PB_BOOL used ) { return openssl::shortcutsInUse.exchange( used != PB_FALSE ); }

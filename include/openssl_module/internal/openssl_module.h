@@ -36,6 +36,14 @@ PB_EXPORT EVP_PKEY *openssl___TryParsePublicKeyFast( const PB_BYTE *der, PB_INT 
 /* openssl___IsCanonicalPublicKey: whether OpenSSL would write the key in exactly these bytes. Ask
    only for bytes that openssl___TryParsePublicKeyFast parsed. False if that is not known. */
 PB_EXPORT PB_BOOL openssl___IsCanonicalPublicKey( const PB_BYTE *der, PB_INT length );
+/* openssl___IsCanonicalCertificate: whether d2i_X509 surely accepts these bytes, all of them, in
+   the default context and in the key-decoding context, and i2d_X509 gives them back unchanged.
+   False if that is not known. */
+PB_EXPORT PB_BOOL openssl___IsCanonicalCertificate( const PB_BYTE *der, PB_INT length );
+/* openssl___IsCanonicalPrivateKey: whether OpenSSL surely reads these bytes, all of them, as an RSA
+   or named-curve EC key in a PrivateKeyInfo (RFC 5208), in both contexts, and writes the key in
+   the same bytes. False if that is not known. */
+PB_EXPORT PB_BOOL openssl___IsCanonicalPrivateKey( const PB_BYTE *der, PB_INT length );
 /* openssl___ContextOf: the library context for operations with a key: the key-decoding context for
    keys that were parsed there, null (the default context) for all others. */
 PB_EXPORT OSSL_LIB_CTX *openssl___ContextOf( const EVP_PKEY *pkey );
@@ -48,6 +56,14 @@ PB_EXPORT OSSL_LIB_CTX *openssl___LegacyContext( void );
 /* openssl___SetKeyDecodingContextUsed: switches the fast paths off, or on again if the self-check
    passed. Returns the setting before. For tests and benchmarks. */
 PB_EXPORT PB_BOOL openssl___SetKeyDecodingContextUsed( PB_BOOL used );
+
+/* openssl___ShortcutsUsed: whether work is avoided whose result is known: certificates and keys
+   that are parsed at their first use, kept certificates and signatures, look-ups in place of filled
+   stores, and ways around libcrypto's general interfaces. */
+PB_EXPORT PB_BOOL openssl___ShortcutsUsed( void );
+/* openssl___SetShortcutsUsed: switches all of that on or off and returns the setting before.
+   Results are equal in both settings. For tests and benchmarks. */
+PB_EXPORT PB_BOOL openssl___SetShortcutsUsed( PB_BOOL used );
 
 PB_END_DECLS
 
