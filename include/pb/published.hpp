@@ -38,6 +38,9 @@ public:
         return made;
     }
 
+    // Gives the field its value at once. Nobody else may hold the object.
+    void set( T *made ) { value.store( made, std::memory_order_release ); }
+
     // Empties the field, for example before an edit. Nobody else may hold the object.
     void clear()
     {

@@ -12,6 +12,13 @@
 // If the canonical text is the DER in base 64 under one label, tryWrite uses encodeUnderLabel, and
 // tryRead ends with withCanonical. No contract is checked here: the exported functions check, with
 // texts of their own.
+//
+// A type can make its OpenSSL object at the first use. Then the field is a pb::Published, the
+// struct has a field `deferred`, and the traits also have:
+//
+//   bool isCanonical( CRY_PEM * )           whether the PEM object is canonical, and OpenSSL surely
+//                                           reads it
+//   Handle *parse( CRY_PEM * )              the OpenSSL object of such a PEM object
 #pragma once
 
 #include "base/cry_pem.hpp"
@@ -21,6 +28,7 @@
 #include <cry/internal/cry_pem.h>
 
 #include <cstring>
+#include <pb/published.hpp>
 
 namespace cry::ossl
 {
@@ -31,6 +39,13 @@ struct Reading
 {
     Handle          *handle;
     pb::Ref<CRY_PEM> canonical;
+};
+
+// Deferring: the traits of a type that can make its OpenSSL object at the first use.
+template<class Traits>
+concept Deferring = requires( CRY_PEM *pem ) {
+    Traits::isCanonical( pem );
+    Traits::parse( pem );
 };
 
 template<class Traits>
@@ -52,10 +67,30 @@ struct PemObject
     // For a handle whose canonical text is known.
     static Object *createUse( Handle *handle, pb::Ref<CRY_PEM> canonical )
     {
-        Object *obj          = pb::create<Object>();
-        obj->*Traits::handle = handle;
-        obj->pem             = canonical.take();
+        Object *obj = pb::create<Object>();
+        if constexpr( Deferring<Traits> )
+            ( obj->*Traits::handle ).set( handle );
+        else
+            obj->*Traits::handle = handle;
+        obj->pem = canonical.take();
         return obj;
+    }
+
+    // For a canonical text that OpenSSL surely reads.
+    static Object *createDeferred( pb::Ref<CRY_PEM> canonical )
+    {
+        Object *obj   = createUse( nullptr, std::move( canonical ) );
+        obj->deferred = PB_TRUE;
+        return obj;
+    }
+
+    // The OpenSSL object; null only if there is no memory for making it.
+    static Handle *handleOf( Object *obj )
+    {
+        if constexpr( Deferring<Traits> )
+            return ( obj->*Traits::handle ).getOrMake( [obj] { return Traits::parse( obj->pem ); } );
+        else
+            return obj->*Traits::handle;
     }
 
     static Object *tryCreateUpRef( Handle *handle ) { return Traits::upRef( handle ) == 1 ? tryCreateUse( handle ) : nullptr; }
@@ -64,6 +99,11 @@ struct PemObject
 
     static Object *tryCreateFromPem( CRY_PEM *pem )
     {
+        if constexpr( Deferring<Traits> )
+        {
+            if( Traits::isCanonical( pem ) )
+                return createDeferred( pb::share( pem ) );
+        }
         Reading<Handle> reading = Traits::tryRead( pem );
         if( reading.canonical )
             return createUse( reading.handle, std::move( reading.canonical ) );

@@ -6,6 +6,8 @@
 #include <cry/internal/cry_x509_system.h>
 #include <pb/module.hpp>
 
+#include "x509/cry_x509_known_certificates.hpp"
+
 #define CRY_MODULE_GLOBAL( Name )                     \
     {                                                 \
         cry___##Name##Startup, cry___##Name##Shutdown \
@@ -55,6 +57,7 @@ static void shutdown()
 {
     for( size_t index = std::size( moduleGlobalTable ); index-- > 0; )
         moduleGlobalTable[index].shutdown();
+    cry::x509::forgetKnown();
 }
 
 PB_MODULE_DEFINE( cry, "Cryptography", "0.2", "bn cs in openssl pb rfc tr", startup, halt, shutdown )

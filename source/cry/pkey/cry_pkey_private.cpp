@@ -15,12 +15,14 @@
 struct CRY_PKEY_PRIVATE : PB_OBJ
 {
     CRY_PEM                     *pem;
-    EVP_PKEY                    *pkey;
+    pb::Published<EVP_PKEY *>    pkey;
     cry::pkey::SignatureContexts signatureContexts;
+    PB_BOOL                      deferred; // pkey is made at its first use, from exactly the data of pem
 };
 
-static constexpr auto privateFields = pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::signatureContexts>;
-static constexpr auto privateOrder  = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
+static constexpr auto privateFields =
+    pb::fields<&CRY_PKEY_PRIVATE::pem, &CRY_PKEY_PRIVATE::pkey, &CRY_PKEY_PRIVATE::signatureContexts, &CRY_PKEY_PRIVATE::deferred>;
+static constexpr auto privateOrder = pb::someFields<&CRY_PKEY_PRIVATE::pem>;
 
 PB_SORT_OF_FIELDS( cry, PkeyPrivate, CRY_PKEY_PRIVATE, priv, privateFields, privateOrder )
 
@@ -32,6 +34,19 @@ struct PrivateTraits
     using Object                 = CRY_PKEY_PRIVATE;
     using Handle                 = EVP_PKEY;
     static constexpr auto handle = &Object::pkey;
+
+    static bool isCanonical( CRY_PEM *pem )
+    {
+        PB_BUFFER *data = cry::pem::data( pem );
+        return openssl___ShortcutsUsed() && cry::pem::hasLabel( pem, PEM_STRING_PKCS8INF ) &&
+            openssl___IsCanonicalPrivateKey( pbBufferBytes( data ), pbBufferLength( data ) );
+    }
+
+    static EVP_PKEY *parse( CRY_PEM *pem )
+    {
+        openssl::ErrorMark detour;
+        return tryRead( pem ).handle;
+    }
 
     static cry::ossl::Reading<EVP_PKEY> tryRead( CRY_PEM *pem )
     {
@@ -77,6 +92,13 @@ struct PrivateTraits
 
 using Private = cry::ossl::PemObject<PrivateTraits>;
 
+EVP_PKEY *opensslPkey( CRY_PKEY_PRIVATE *priv )
+{
+    EVP_PKEY *pkey = Private::handleOf( priv );
+    PB_CHECK( pkey );
+    return pkey;
+}
+
 }
 
 CRY_PKEY_PRIVATE *cryPkeyPrivateTryCreateFromPem( CRY_PEM *pem ) { return PB_CHECK( pem ), Private::tryCreateFromPem( pem ); }
@@ -93,15 +115,18 @@ CRY_PEM *cryPkeyPrivatePem( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), 
 
 PB_STORE *cryPkeyPrivateStore( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), cryPemStore( priv->pem ); }
 
-EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), priv->pkey; }
+EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), opensslPkey( priv ); }
 
-CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv ) { return PB_CHECK( priv ), cry___PkeyInfoCreateFromOpensslEvpPkey( priv->pkey ); }
+CRY_PKEY_INFO *cryPkeyPrivateInfo( CRY_PKEY_PRIVATE *priv )
+{
+    return PB_CHECK( priv ), cry___PkeyInfoCreateFromOpensslEvpPkey( opensslPkey( priv ) );
+}
 
 CRY_PKEY_PUBLIC *cryPkeyPrivatePublicKey( CRY_PKEY_PRIVATE *priv )
 {
     PB_CHECK( priv );
     // The copy goes through the text, so that it shares nothing with the private key.
-    pb::Ref<CRY_PEM> pem = cry::ossl::writeThroughText( [priv]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, priv->pkey ); } );
+    pb::Ref<CRY_PEM> pem = cry::ossl::writeThroughText( [priv]( BIO *bio ) { return PEM_write_bio_PUBKEY( bio, opensslPkey( priv ) ); } );
     return pem ? cryPkeyPublicTryCreateFromPem( pem.get() ) : nullptr;
 }
 
@@ -112,11 +137,11 @@ CRY_PKEY_PRIVATE *cry::pkey::createPrivateUse( EVP_PKEY *pkey, pb::Ref<CRY_PEM> 
 
 size_t cry::pkey::signatureRoom( CRY_PKEY_PRIVATE *priv )
 {
-    int size = EVP_PKEY_get_size( priv->pkey );
+    int size = EVP_PKEY_get_size( opensslPkey( priv ) );
     return size > 0 ? (size_t)size : 0;
 }
 
 bool cry::pkey::trySign( CRY_PKEY_PRIVATE *priv, PB_INT alg, const PB_BYTE *digest, PB_BYTE *signature, size_t *signatureLength )
 {
-    return priv->signatureContexts.trySign( priv->pkey, alg, digest, signature, signatureLength );
+    return priv->signatureContexts.trySign( opensslPkey( priv ), alg, digest, signature, signatureLength );
 }

@@ -8,6 +8,8 @@
 
 #include "common/cry_ossl_pem_object.hpp"
 #include "pkey/cry_pkey_public.hpp"
+#include "x509/cry_x509_certificate.hpp"
+#include "x509/cry_x509_known_certificates.hpp"
 
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -17,11 +19,12 @@
 
 struct CRY_X509_CERTIFICATE : PB_OBJ
 {
-    CRY_PEM *pem;
-    X509    *x509;
+    CRY_PEM              *pem;
+    pb::Published<X509 *> x509;
+    PB_BOOL               deferred; // x509 is made at its first use, from exactly the data of pem
 };
 
-static constexpr auto certificateFields = pb::fields<&CRY_X509_CERTIFICATE::pem, &CRY_X509_CERTIFICATE::x509>;
+static constexpr auto certificateFields = pb::fields<&CRY_X509_CERTIFICATE::pem, &CRY_X509_CERTIFICATE::x509, &CRY_X509_CERTIFICATE::deferred>;
 static constexpr auto certificateOrder  = pb::someFields<&CRY_X509_CERTIFICATE::pem>;
 
 PB_SORT_OF_FIELDS( cry, X509Certificate, CRY_X509_CERTIFICATE, cert, certificateFields, certificateOrder )
@@ -29,11 +32,29 @@ PB_SORT_OF_FIELDS( cry, X509Certificate, CRY_X509_CERTIFICATE, cert, certificate
 namespace
 {
 
+// Whether the data is a certificate that OpenSSL surely reads, and writes in the same bytes.
+bool isCanonicalData( PB_BUFFER *data )
+{
+    return openssl___ShortcutsUsed() && !pbBufferSensitive( data ) &&
+        openssl___IsCanonicalCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
+}
+
 struct CertificateTraits
 {
     using Object                 = CRY_X509_CERTIFICATE;
     using Handle                 = X509;
     static constexpr auto handle = &Object::x509;
+
+    static bool isCanonical( CRY_PEM *pem ) { return cry::pem::hasLabel( pem, PEM_STRING_X509 ) && isCanonicalData( cry::pem::data( pem ) ); }
+
+    static X509 *parse( CRY_PEM *pem )
+    {
+        PB_BUFFER *data = cry::pem::data( pem );
+        if( X509 *known = cry::x509::tryShareKnown( data ) )
+            return known;
+        openssl::ErrorMark detour;
+        return openssl___TryParseCertificate( pbBufferBytes( data ), pbBufferLength( data ) );
+    }
 
     static cry::ossl::Reading<X509> tryRead( CRY_PEM *pem )
     {
@@ -59,6 +80,13 @@ struct CertificateTraits
 
 using Certificate = cry::ossl::PemObject<CertificateTraits>;
 
+X509 *opensslX509( CRY_X509_CERTIFICATE *cert )
+{
+    X509 *x509 = Certificate::handleOf( cert );
+    PB_CHECK( x509 );
+    return x509;
+}
+
 }
 
 CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf )
@@ -66,6 +94,8 @@ CRY_X509_CERTIFICATE *cryX509CertificateTryCreateFromDer( PB_BUFFER *buf )
     PB_CHECK( buf );
     if( !PB_INT_TO_SIGNED_INT_CONV_OK( pbBufferLength( buf ) ) )
         return nullptr;
+    if( isCanonicalData( buf ) )
+        return Certificate::createDeferred( cry::pem::create( cry::pem::labelString( PEM_STRING_X509 ), pb::share( buf ) ) );
     X509 *x509 = openssl___TryParseCertificate( pbBufferBytes( buf ), pbBufferLength( buf ) );
     if( !x509 )
         ERR_clear_error();
@@ -89,7 +119,10 @@ CRY_PEM *cryX509CertificatePem( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( 
 
 PB_STORE *cryX509CertificateStore( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cryPemStore( cert->pem ); }
 
-CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cry___X509InfoCreateFromOpensslX509( cert->x509 ); }
+CRY_X509_INFO *cryX509CertificateInfo( CRY_X509_CERTIFICATE *cert )
+{
+    return PB_CHECK( cert ), cry___X509InfoCreateFromOpensslX509( opensslX509( cert ) );
+}
 
 PB_BUFFER *cryX509CertificateTryFingerprint( CRY_X509_CERTIFICATE *cert, CRY_HASH_ALGORITHM alg )
 {
@@ -150,8 +183,9 @@ PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *c
 {
     PB_CHECK( cert );
     openssl::ErrorMark              detour;
-    cry::ossl::Ptr<CRL_DIST_POINTS> points( (CRL_DIST_POINTS *)X509_get_ext_d2i( cert->x509, NID_crl_distribution_points, nullptr, nullptr ) );
-    pb::Ref<PB_VECTOR>              distributions;
+    cry::ossl::Ptr<CRL_DIST_POINTS> points(
+        (CRL_DIST_POINTS *)X509_get_ext_d2i( opensslX509( cert ), NID_crl_distribution_points, nullptr, nullptr ) );
+    pb::Ref<PB_VECTOR> distributions;
     for( int index = 0; index < sk_DIST_POINT_num( points.get() ); index++ )
     {
         pb::Ref<CRY_X509_CRL_DISTRIBUTION> dist = tryCreateDistribution( sk_DIST_POINT_value( points.get(), index ) );
@@ -164,28 +198,34 @@ PB_VECTOR *cryX509CertificateRevocationListDistribution( CRY_X509_CERTIFICATE *c
 CRY_PKEY_PUBLIC *cryX509CertificatePublicKey( CRY_X509_CERTIFICATE *cert )
 {
     PB_CHECK( cert );
-    EVP_PKEY *pkey = X509_get0_pubkey( cert->x509 );
+    EVP_PKEY *pkey = X509_get0_pubkey( opensslX509( cert ) );
     PB_CHECK( pkey );
-    return cry::pkey::tryCopyPublic( pkey, X509_get_X509_PUBKEY( cert->x509 ) );
+    return cry::pkey::tryCopyPublic( pkey, X509_get_X509_PUBKEY( opensslX509( cert ) ) );
 }
 
 PB_BOOL cryX509CertificateHasPublicKey( CRY_X509_CERTIFICATE *cert )
 {
     PB_CHECK( cert );
     openssl::ErrorMark detour;
-    return X509_get0_pubkey( cert->x509 ) != nullptr;
+    return X509_get0_pubkey( opensslX509( cert ) ) != nullptr;
 }
 
 PB_BOOL cryX509CertificateCheckPrivateKey( CRY_X509_CERTIFICATE *cert, CRY_PKEY_PRIVATE *privateKey )
 {
     PB_CHECK( cert );
     PB_CHECK( privateKey );
-    return X509_check_private_key( cert->x509, cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) ) == 1;
+    return X509_check_private_key( opensslX509( cert ), cry___PkeyPrivatePeekOpensslEvpPkey( privateKey ) ) == 1;
 }
 
 CRY_X509_TN_AUTH_LIST *cryX509CertificateTNAuthList( CRY_X509_CERTIFICATE *cert )
 {
-    return PB_CHECK( cert ), cry___X509TNAuthListCreateFromOpensslX509( cert->x509 );
+    return PB_CHECK( cert ), cry___X509TNAuthListCreateFromOpensslX509( opensslX509( cert ) );
 }
 
-X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), cert->x509; }
+X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert ) { return PB_CHECK( cert ), opensslX509( cert ); }
+
+X509 *cry::x509::peekIfMade( CRY_X509_CERTIFICATE *cert ) { return cert->x509.get(); }
+
+bool cry::x509::isDeferred( CRY_X509_CERTIFICATE *cert ) { return cert->deferred; }
+
+PB_BUFFER *cry::x509::peekDer( CRY_X509_CERTIFICATE *cert ) { return cry::pem::data( cert->pem ); }

@@ -3,7 +3,9 @@
 #include <cry/internal/cry_x509_certificate.h>
 
 #include "common/cry_ossl.hpp"
+#include "x509/cry_x509_certificate.hpp"
 #include "x509/cry_x509_certificates.hpp"
+#include "x509/cry_x509_known_certificates.hpp"
 #include "x509/cry_x509_verification.hpp"
 
 #include <openssl_module/internal/openssl_errors.hpp>
@@ -11,19 +13,32 @@
 namespace
 {
 
+pb::Ref<CRY_X509_CERTIFICATE> tryFind( CRY_X509_CERTIFICATES *certs, X509 *x509 )
+{
+    for( CRY_X509_CERTIFICATE *cert : cry::x509::each( certs ) )
+    {
+        if( cry::x509::peekIfMade( cert ) == x509 )
+            return pb::share( cert );
+    }
+    return {};
+}
+
 // The caller's object that holds this OpenSSL certificate, else a new object; null if it cannot be
 // made. OpenSSL gives back the same pointers that it was given, so comparing pointers is enough.
-pb::Ref<CRY_X509_CERTIFICATE> objectOf( const cry::x509::Question &question, X509 *x509 )
+// Equal certificates can share one OpenSSL certificate; then it counts which of them OpenSSL used.
+pb::Ref<CRY_X509_CERTIFICATE> objectOf( const cry::x509::Question &question, X509 *x509, bool trusted )
 {
-    if( cry___X509CertificatePeekOpensslX509( question.certificate ) == x509 )
+    if( trusted )
+    {
+        if( pb::Ref<CRY_X509_CERTIFICATE> cert = tryFind( question.trusted, x509 ) )
+            return cert;
+    }
+    if( cry::x509::peekIfMade( question.certificate ) == x509 )
         return pb::share( question.certificate );
     for( CRY_X509_CERTIFICATES *certs : { question.extra, question.trusted } )
     {
-        for( CRY_X509_CERTIFICATE *cert : cry::x509::each( certs ) )
-        {
-            if( cry___X509CertificatePeekOpensslX509( cert ) == x509 )
-                return pb::share( cert );
-        }
+        if( pb::Ref<CRY_X509_CERTIFICATE> cert = tryFind( certs, x509 ) )
+            return cert;
     }
     return pb::adopt( cry___X509CertificateTryCreateFromOpensslX509Copy( x509 ) );
 }
@@ -51,17 +66,24 @@ cry::x509::Verdict cry::x509::verifyChain( const Question &question, time_t seco
     X509                       *leaf         = cry___X509CertificatePeekOpensslX509( question.certificate );
     if( !verification.verify( question.x509Store, leaf, x509Extra.get(), seconds ) )
     {
-        X509 *x509 = verification.certificate();
-        return { {}, verification.code(), verification.depth(), x509 ? objectOf( question, x509 ) : pb::Ref<CRY_X509_CERTIFICATE>(), false };
+        X509                         *x509  = verification.certificate();
+        int                           depth = verification.depth();
+        pb::Ref<CRY_X509_CERTIFICATE> cert;
+        if( x509 )
+            cert = objectOf( question, x509, depth >= verification.untrusted() );
+        return { {}, verification.code(), depth, std::move( cert ), false };
     }
 
     pb::Ref<CRY_X509_CERTIFICATES> chain = pb::adopt( cryX509CertificatesCreate() );
     STACK_OF( X509 ) *x509Chain          = verification.chain();
+    int untrusted                        = verification.untrusted();
     for( int index = 0; index < sk_X509_num( x509Chain ); index++ )
     {
-        pb::Ref<CRY_X509_CERTIFICATE> cert = objectOf( question, sk_X509_value( x509Chain, index ) );
+        pb::Ref<CRY_X509_CERTIFICATE> cert = objectOf( question, sk_X509_value( x509Chain, index ), index >= untrusted );
         if( !cert )
             return { {}, X509_V_ERR_UNSPECIFIED, index, {}, true };
+        if( index > 0 && index < untrusted )
+            keepKnown( cert.get() );
         cryX509CertificatesAppendCertificate( chain.handle(), cert.get() );
     }
     PB_CHECK_AT( site, cryX509CertificatesCertificatesLength( chain.get() ) >= 1 );

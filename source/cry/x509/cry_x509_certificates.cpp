@@ -3,24 +3,25 @@
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_decode.h>
-#include <pb/containers.hpp>
 
-#include "base/cry_pem.hpp"
 #include "common/cry_ossl.hpp"
+#include "x509/cry_x509_certificate_lookup.hpp"
 
 #include <openssl_module/internal/openssl_errors.hpp>
 #include <pb/published.hpp>
 #include <pb/stored.hpp>
-#include <string_view>
 
 struct CRY_X509_CERTIFICATES : PB_OBJ
 {
-    PB_VECTOR                  *certificates;
-    pb::Published<X509_STORE *> x509Store; // made from the certificates, dropped with every edit
+    PB_VECTOR *certificates;
+    // Made from the certificates, dropped with every edit. The store uses the index.
+    pb::Published<X509_STORE *>              x509Store;
+    pb::Published<cry::x509::SubjectIndex *> index;
 };
 
-static constexpr auto certificatesFields = pb::fields<&CRY_X509_CERTIFICATES::certificates, &CRY_X509_CERTIFICATES::x509Store>;
-static constexpr auto certificatesOrder  = pb::someFields<&CRY_X509_CERTIFICATES::certificates>;
+static constexpr auto certificatesFields =
+    pb::fields<&CRY_X509_CERTIFICATES::certificates, &CRY_X509_CERTIFICATES::x509Store, &CRY_X509_CERTIFICATES::index>;
+static constexpr auto certificatesOrder = pb::someFields<&CRY_X509_CERTIFICATES::certificates>;
 
 PB_SORT_OF_FIELDS( cry, X509Certificates, CRY_X509_CERTIFICATES, certs, certificatesFields, certificatesOrder )
 
@@ -29,6 +30,7 @@ static PB_VECTOR **writable( CRY_X509_CERTIFICATES **certs )
 {
     CRY_X509_CERTIFICATES *target = pb::makeWritable( certs, cryX509CertificatesCreateFrom );
     target->x509Store.clear();
+    target->index.clear();
     return &target->certificates;
 }
 
@@ -185,34 +187,17 @@ PB_STORE *cry___X509CertificatesStoreSubjects( CRY_X509_CERTIFICATES *certs )
     return store.take();
 }
 
-// Adds certificates as X509_STORE_add_cert does: each once, and in order. That function is slower,
-// since it sorts the whole store for each certificate.
-static void fillStore( X509_STORE *x509Store, PB_VECTOR *certificates )
-{
-    STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
-    pb::StdSet<std::string_view> known;
-    for( CRY_X509_CERTIFICATE *cert : pb::each<CRY_X509_CERTIFICATE>( certificates ) )
-    {
-        PB_BUFFER *der = cry::pem::data( pb::adopt( cryX509CertificatePem( cert ) ).get() );
-        if( !known.emplace( (const char *)pbBufferBytes( der ), (size_t)pbBufferLength( der ) ).second )
-            continue;
-        X509_OBJECT *object = X509_OBJECT_new();
-        PB_CHECK( object );
-        PB_CHECK( X509_OBJECT_set1_X509( object, cry___X509CertificatePeekOpensslX509( cert ) ) > 0 );
-        PB_CHECK( sk_X509_OBJECT_push( objects, object ) > 0 );
-    }
-}
-
 X509_STORE *cry___X509CertificatesCreateOpensslX509Store( CRY_X509_CERTIFICATES *certs )
 {
-    PB_CHECK( certs );
-    X509_STORE *x509Store = X509_STORE_new();
-    PB_CHECK( x509Store );
-    fillStore( x509Store, certs->certificates );
-    return x509Store;
+    return PB_CHECK( certs ), cry::x509::createStore( certs );
+}
+
+const cry::x509::SubjectIndex &cry::x509::subjectIndex( CRY_X509_CERTIFICATES *certs )
+{
+    return *certs->index.getOrMake( [certs] { return pb::make<SubjectIndex>( certs->certificates ); } );
 }
 
 X509_STORE *cry::x509::cachedStore( CRY_X509_CERTIFICATES *certs )
 {
-    return certs->x509Store.getOrMake( [certs] { return cry___X509CertificatesCreateOpensslX509Store( certs ); } );
+    return certs->x509Store.getOrMake( [certs] { return createLookupStore( certs, Collection::lent ); } );
 }

@@ -3,6 +3,9 @@
 #include <cry/internal/cry_x509_stack.h>
 #include <pb/sort.hpp>
 
+#include "x509/cry_x509_session.hpp"
+#include "x509/cry_x509_session_imp.hpp"
+
 struct CRY_X509_SESSION : PB_OBJ
 {
     CRY_X509_STACK         *stack;
@@ -45,6 +48,8 @@ X509_STORE *cry___X509SessionPeekOpensslX509Store( CRY_X509_SESSION *sess )
 {
     return PB_CHECK( sess ), cry___X509SessionImpPeekOpensslX509Store( sess->imp );
 }
+
+X509_STORE *cry::x509::verificationStore( CRY_X509_SESSION *sess ) { return verificationStore( sess->imp ); }
 
 PB_BOOL cryX509SessionIdentityChanged( CRY_X509_SESSION *sess ) { return PB_CHECK( sess ), cry___X509SessionImpIdentityChanged( sess->imp ); }
 PB_BOOL cryX509SessionTrustChanged( CRY_X509_SESSION *sess ) { return PB_CHECK( sess ), cry___X509SessionImpTrustChanged( sess->imp ); }

@@ -2,6 +2,8 @@
 #include <pb/sort.hpp>
 
 #include "common/cry_ossl.hpp"
+#include "x509/cry_x509_certificate_lookup.hpp"
+#include "x509/cry_x509_session_imp.hpp"
 
 struct CRY___X509_SESSION_IMP : PB_OBJ
 {
@@ -77,7 +79,14 @@ CRY_X509_CERTIFICATES *cry___X509SessionImpTrustedCertificates( CRY___X509_SESSI
 
 CRY_X509_SANS *cry___X509SessionImpTrustedSans( CRY___X509_SESSION_IMP *imp ) { return PB_CHECK( imp ), pb::shareOrNull( imp->trustedSans ); }
 
-X509_STORE *cry___X509SessionImpPeekOpensslX509Store( CRY___X509_SESSION_IMP *imp ) { return PB_CHECK( imp ), imp->intX509Store; }
+X509_STORE *cry___X509SessionImpPeekOpensslX509Store( CRY___X509_SESSION_IMP *imp )
+{
+    PB_CHECK( imp );
+    cry::x509::fillLookupStore( imp->intX509Store );
+    return imp->intX509Store;
+}
+
+X509_STORE *cry::x509::verificationStore( CRY___X509_SESSION_IMP *imp ) { return imp->intX509Store; }
 
 PB_BOOL cry___X509SessionImpIdentityChanged( CRY___X509_SESSION_IMP *imp ) { return PB_CHECK( imp ), pbSignalAsserted( imp->identityChangedSignal ); }
 

@@ -4,7 +4,6 @@
 #include <cry/cry_generate_rsa_key_pair.h>
 #include <cry/cry_vault.h>
 #include <cry/cry_x509_system.h>
-#include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_stack_imp.h>
 #include <pb/locks.hpp>
 #include <pb/pb_module.h>
@@ -15,6 +14,7 @@
 #include "common/cry_ossl.hpp"
 #include "common/cry_state_machine.hpp"
 #include "vault/cry_vault.hpp"
+#include "x509/cry_x509_certificate_lookup.hpp"
 #include "x509/cry_x509_system.hpp"
 
 #include <openssl_module/internal/openssl_errors.hpp>
@@ -419,7 +419,7 @@ static cry::Step cry___X509StackImpStateCommit( Imp *imp ) PB_NEEDS( *imp->regio
         identityChanged = differ( identity.get(), imp->intIdentity );
         trustChanged    = differ( trustedCertificates.get(), imp->intTrustedCertificates ) || differ( trustedSans.get(), imp->intTrustedSans );
         optionsChanged  = differ( options.get(), imp->intOptions );
-        x509Store.reset( cry___X509CertificatesCreateOpensslX509Store( imp->intTrustedCertificates ) );
+        x509Store.reset( cry::x509::createLookupStore( imp->intTrustedCertificates, cry::x509::Collection::held ) );
         trace.emplace( imp );
     }
     if( pbProcessHalted( imp->isProcess ) )

@@ -3,7 +3,6 @@
 #include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_sans.h>
-#include <cry/internal/cry_x509_session.h>
 #include <cry/internal/cry_x509_validator_imp.h>
 #include <pb/locks.hpp>
 #include <pb/published.hpp>
@@ -12,6 +11,7 @@
 #include "common/cry_ossl.hpp"
 #include "common/cry_state_machine.hpp"
 #include "x509/cry_x509_certificate_chain.hpp"
+#include "x509/cry_x509_session.hpp"
 #include "x509/cry_x509_validator_failure.hpp"
 
 #include <openssl/x509v3.h>
@@ -155,7 +155,7 @@ Refusal verify( Imp *imp, pb::Ref<CRY_X509_CERTIFICATES> &chain )
 
     pb::Ref<CRY_X509_CERTIFICATES> trusted = pb::adopt( cryX509SessionTrustedCertificates( imp->session ) );
     cry::x509::Verdict             verdict = cry::x509::verifyChain(
-        { imp->certificate, imp->extraCertificates, trusted.get(), cry___X509SessionPeekOpensslX509Store( imp->session ) }, seconds );
+        { imp->certificate, imp->extraCertificates, trusted.get(), cry::x509::verificationStore( imp->session ) }, seconds );
     if( verdict )
     {
         chain = std::move( verdict.chain );

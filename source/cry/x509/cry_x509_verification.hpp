@@ -57,6 +57,9 @@ public:
     // The chain of a certificate that verifies, leaf first, lent.
     STACK_OF( X509 ) * chain() const { return X509_STORE_CTX_get0_chain( x509StoreCtx ); }
 
+    // The number of certificates at the beginning of the chain that do not come from the store.
+    int untrusted() const { return X509_STORE_CTX_get_num_untrusted( x509StoreCtx ); }
+
 private:
     pb::Site        caller;
     X509_STORE_CTX *x509StoreCtx;
