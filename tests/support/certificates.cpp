@@ -48,7 +48,7 @@ EVP_PKEY *generate( KeyKind kind )
     return pkey;
 }
 
-void setName( X509_NAME *name, std::string_view subject )
+void setName( X509_NAME *name, std::string_view subject, int type )
 {
     while( !subject.empty() )
     {
@@ -56,8 +56,7 @@ void setName( X509_NAME *name, std::string_view subject )
         size_t           equal = part.find( '=' );
         std::string      field( part.substr( 0, equal ) );
         std::string_view value = part.substr( equal + 1 );
-        EXPECT_EQ(
-            X509_NAME_add_entry_by_txt( name, field.c_str(), MBSTRING_UTF8, (const unsigned char *)value.data(), (int)value.size(), -1, 0 ), 1 )
+        EXPECT_EQ( X509_NAME_add_entry_by_txt( name, field.c_str(), type, (const unsigned char *)value.data(), (int)value.size(), -1, 0 ), 1 )
             << part;
         subject.remove_prefix( part.size() == subject.size() ? part.size() : part.size() + 1 );
     }
@@ -106,7 +105,7 @@ Cert support::makeCertificate( const CertificateFields &fields )
     EXPECT_NE( BN_to_ASN1_INTEGER( serial, X509_get_serialNumber( x509 ) ), nullptr );
     BN_free( serial );
 
-    setName( X509_get_subject_name( x509 ), fields.subject );
+    setName( X509_get_subject_name( x509 ), fields.subject, fields.nameType );
     EXPECT_EQ( X509_set_issuer_name( x509, X509_get_subject_name( issuer ) ), 1 );
     EXPECT_EQ( ASN1_TIME_set_string_X509( X509_getm_notBefore( x509 ), fields.notBefore.c_str() ), 1 );
     EXPECT_EQ( ASN1_TIME_set_string_X509( X509_getm_notAfter( x509 ), fields.notAfter.c_str() ), 1 );

@@ -50,7 +50,8 @@ struct CertificateFields
     std::vector<std::pair<std::string, std::string>> extensions = {};  // the syntax of OpenSSL's configuration files
     int                                              version    = 3;
     std::string                                      digest     = "SHA256";
-    bool                                             pssSigned  = false; // RSA-PSS instead of PKCS#1 v1.5, for an RSA key
+    bool                                             pssSigned  = false;         // RSA-PSS instead of PKCS#1 v1.5, for an RSA key
+    int                                              nameType   = MBSTRING_UTF8; // or a type as V_ASN1_BMPSTRING, for values that are its bytes
 };
 
 Cert makeCertificate( const CertificateFields &fields );

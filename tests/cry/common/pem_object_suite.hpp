@@ -128,7 +128,7 @@ struct CertificateType
         }
         Cert large = makeCertificate(
             { .subject = "CN=large", .subjectKey = key( KeyKind::p256 ), .extensions = { { "subjectAltName", manyNames() } } } );
-        list.push_back( { "large", large, false } );
+        list.push_back( { "large", large, openssl___ShortcutsUsed() == PB_TRUE } );
         return list;
     }
 
@@ -285,16 +285,19 @@ struct PkeyType
     static EVP_PKEY *unwritable() { return EVP_PKEY_new(); }
     static FreeWatch watch( EVP_PKEY *pkey ) { return FreeWatch( pkey ); }
 
-    static std::vector<Sample<EVP_PKEY>> samples()
+    // `sharing`: whether canonical texts of keys that the fast path knows are shared.
+    static std::vector<Sample<EVP_PKEY>> samplesOf( bool sharing )
     {
         std::vector<Sample<EVP_PKEY>> list;
         for( KeyKind kind : allKeyKinds )
         {
             for( int number : { 0, 1 } )
-                list.push_back( { nameOf( kind ) + std::to_string( number ), key( kind, number ), false } );
+                list.push_back( { nameOf( kind ) + std::to_string( number ), key( kind, number ) } );
         }
         for( const char *type : { "ED448", "X25519", "X448", "SM2" } )
-            list.push_back( { type, newKey( type ), false } );
+            list.push_back( { type, newKey( type ) } );
+        for( Sample<EVP_PKEY> &each : list )
+            each.shared = sharing && ( EVP_PKEY_is_a( each.handle.get(), "RSA" ) || EVP_PKEY_is_a( each.handle.get(), "EC" ) );
         return list;
     }
 };
@@ -304,7 +307,10 @@ struct PrivateType : PkeyType
     PEM_OBJECT_FUNCTIONS( CRY_PKEY_PRIVATE, PkeyPrivate, EVP_PKEY, OpensslEvpPkey )
     static constexpr auto        upRef     = cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef;
     static constexpr const char *label     = PEM_STRING_PKCS8INF;
-    static constexpr bool        sensitive = true, sharesSensitive = false;
+    static constexpr bool        sensitive = true, sharesSensitive = true;
+
+    // A canonical text is shared if the key is not parsed before its first use.
+    static std::vector<Sample<EVP_PKEY>> samples() { return samplesOf( openssl___ShortcutsUsed() ); }
 
     static EVP_PKEY *read( BIO *bio ) { return PEM_read_bio_PrivateKey( bio, nullptr, noPassPhrase, nullptr ); }
     static int       write( BIO *bio, EVP_PKEY *pkey ) { return PEM_write_bio_PKCS8PrivateKey( bio, pkey, nullptr, nullptr, 0, nullptr, nullptr ); }
@@ -342,14 +348,7 @@ struct PublicType : PkeyType
     static EVP_PKEY *read( BIO *bio ) { return PEM_read_bio_PUBKEY( bio, nullptr, noPassPhrase, nullptr ); }
     static int       write( BIO *bio, EVP_PKEY *pkey ) { return PEM_write_bio_PUBKEY( bio, pkey ); }
 
-    // Only the fast path recognises a canonical text and shares it.
-    static std::vector<Sample<EVP_PKEY>> samples()
-    {
-        std::vector<Sample<EVP_PKEY>> list = PkeyType::samples();
-        for( Sample<EVP_PKEY> &each : list )
-            each.shared = EVP_PKEY_is_a( each.handle.get(), "RSA" ) || EVP_PKEY_is_a( each.handle.get(), "EC" );
-        return list;
-    }
+    static std::vector<Sample<EVP_PKEY>> samples() { return samplesOf( true ); }
 
     static std::vector<Block> otherForms( EVP_PKEY *pkey ) { return { { label, withLongerLength( spkiOf( pkey ) ) } }; }
 

@@ -1,0 +1,79 @@
+#include <openssl_module/internal/openssl_module.h>
+
+#include "support/certificates.hpp"
+#include "support/text.hpp"
+
+#include <gtest/gtest.h>
+#include <map>
+
+using namespace support;
+
+namespace
+{
+
+constexpr PB_INT unknown = -1;
+
+PB_INT keyOf( const Cert &cert )
+{
+    std::string bytes = der( cert );
+    PB_INT      key = unknown, ofName = unknown;
+    PB_BOOL     known = openssl___TrySubjectKey( (const PB_BYTE *)bytes.data(), (PB_INT)bytes.size(), &key );
+    EXPECT_EQ( openssl___TryNameKey( X509_get_subject_name( cert.get() ), &ofName ), known );
+    EXPECT_EQ( ofName, key );
+    return known ? key : unknown;
+}
+
+Cert named( const std::string &subject, int type = V_ASN1_UTF8STRING )
+{
+    return makeCertificate( { .subject = subject, .subjectKey = key( KeyKind::ed25519 ), .nameType = type } );
+}
+
+}
+
+TEST( OpensslNameKey, IsEqualIfOpensslHoldsTheNamesEqual )
+{
+    std::vector<Cert> certs;
+    for( const char *subject : { "CN=Example Root", "CN=EXAMPLE rOOT", "CN=  Example    Root ", "CN=Example\tRoot", "CN=Example Roo",
+             "O=Example Root", "O=Example/CN=Root", "CN=Root/O=Example", "O=EXAMPLE/CN= root", "", "CN=Example Root/CN=Example Root" } )
+        for( int type :
+            { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING, V_ASN1_VISIBLESTRING, V_ASN1_NUMERICSTRING, V_ASN1_OCTET_STRING } )
+            certs.push_back( named( subject, type ) );
+    certs.push_back( named( "CN=J\xC3\xB6rg" ) );
+    certs.push_back( named( "CN=j\xC3\xB6RG" ) );
+    certs.push_back( named( "CN=J\xC3\x96rg" ) );
+    int equal = 0, differ = 0;
+    for( const Cert &a : certs )
+        for( const Cert &b : certs )
+        {
+            PB_INT keyA = keyOf( a ), keyB = keyOf( b );
+            EXPECT_NE( keyA, unknown );
+            if( X509_NAME_cmp( X509_get_subject_name( a.get() ), X509_get_subject_name( b.get() ) ) == 0 )
+                EXPECT_EQ( keyA, keyB ) << der( a ) << der( b ), equal++;
+            differ += keyA != keyB;
+        }
+    EXPECT_GT( equal, 300 );
+    EXPECT_GT( differ, 3000 );
+}
+
+TEST( OpensslNameKey, IsNotKnownIfATextWouldBeConverted )
+{
+    EXPECT_EQ( keyOf( named( "CN=Example", V_ASN1_T61STRING ) ), unknown );
+    EXPECT_EQ( keyOf( named( std::string( "CN=\0E\0x", 7 ), V_ASN1_BMPSTRING ) ), unknown );
+    EXPECT_EQ( keyOf( named( std::string( "CN=\0\0\0E", 7 ), V_ASN1_UNIVERSALSTRING ) ), unknown );
+    EXPECT_EQ( keyOf( named( "CN=J\xF6rg", V_ASN1_IA5STRING ) ), unknown );
+    PB_INT key;
+    for( std::string bytes : { "", "\x30", "\x30\x02\x05", "no certificate" } )
+        EXPECT_FALSE( openssl___TrySubjectKey( (const PB_BYTE *)bytes.data(), (PB_INT)bytes.size(), &key ) );
+}
+
+TEST( OpensslNameKey, EveryCutCertificateHasNoKeyOrOne )
+{
+    std::string bytes = der( chainOf( KeyKind::p256 ).leaf );
+    PB_INT      key;
+    for( size_t length = 0; length < bytes.size(); length++ )
+    {
+        // A copy, so that the sanitizer sees each byte that is read behind it.
+        std::vector<PB_BYTE> cut( bytes.begin(), bytes.begin() + (long)length );
+        EXPECT_FALSE( openssl___TrySubjectKey( cut.data(), (PB_INT)cut.size(), &key ) ) << length;
+    }
+}
