@@ -1,0 +1,158 @@
+#include <openssl_module/internal/openssl_errors.hpp>
+#include <openssl_module/internal/openssl_key_limits.h>
+#include <openssl_module/internal/openssl_module.h>
+#include <pb/containers.hpp>
+#include <pb/sort.hpp>
+
+#include <functional>
+#include <mutex>
+#include <openssl/ec.h>
+#include <openssl/objects.h>
+
+#include "openssl_walk.hpp"
+
+// The bytes are secret: nothing here copies them, and the time does not depend on the values of
+// private numbers. OpenSSL gets only the public point.
+namespace openssl
+{
+
+namespace
+{
+
+// A named curve. Its group is made at the first use, once, and never freed. After that nothing
+// changes, so all threads may use it.
+struct Curve
+{
+    int                                       nid;
+    std::once_flag                            once;
+    EC_GROUP                                 *group = nullptr; // null if libcrypto cannot make it
+    pb::StdVector<PB_BYTE, pb::ProcessMemory> order;           // as long as the octets of private keys
+    size_t                                    pointSize = 0;   // of an uncompressed point
+
+    explicit Curve( int wanted ) : nid( wanted ) {}
+};
+
+// The key is the content of the curve's OBJECT IDENTIFIER, in libcrypto's own table.
+using Curves = pb::StdMap<Bytes, Curve, std::less<>, pb::ProcessMemory>;
+
+Curves *createCurves()
+{
+    Curves                                            *curves = pb::make<Curves, pb::ProcessMemory>();
+    pb::StdVector<EC_builtin_curve, pb::ProcessMemory> known( EC_get_builtin_curves( nullptr, 0 ) );
+    EC_get_builtin_curves( known.data(), known.size() );
+    for( const EC_builtin_curve &each : known )
+    {
+        const ASN1_OBJECT *object = OBJ_nid2obj( each.nid );
+        // Keys on the curve SM2 load as another kind of key. Two old curves have no identifier.
+        if( each.nid != NID_sm2 && object && OBJ_length( object ) > 0 )
+            curves->try_emplace( Bytes( OBJ_get0_data( object ), OBJ_length( object ) ), each.nid );
+    }
+    return curves;
+}
+
+void createGroup( Curve &curve )
+{
+    curve.group = EC_GROUP_new_by_curve_name( curve.nid );
+    if( !curve.group )
+        return;
+    curve.pointSize = 1 + 2 * (size_t)( ( EC_GROUP_get_degree( curve.group ) + 7 ) / 8 );
+    curve.order.resize( (size_t)( ( EC_GROUP_order_bits( curve.group ) + 7 ) / 8 ) );
+    BN_bn2binpad( EC_GROUP_get0_order( curve.group ), curve.order.data(), (int)curve.order.size() );
+}
+
+// The curve with its group, or null.
+const Curve *curveOf( const Walk &oid )
+{
+    static Curves *const curves = createCurves();
+
+    Curves::iterator found = curves->find( oid.bytes() );
+    if( found == curves->end() )
+        return nullptr;
+    Curve &curve = found->second;
+    std::call_once( curve.once, createGroup, std::ref( curve ) );
+    return curve.group ? &curve : nullptr;
+}
+
+// Whether it is at least 1 and less than the order. They have the same size.
+bool isInRange( const Walk &number, Bytes order )
+{
+    unsigned borrow = 0, any = 0;
+    for( size_t index = order.size(); index-- > 0; )
+    {
+        borrow = ( (unsigned)number[index] - order[index] - borrow ) >> 8 & 1;
+        any |= number[index];
+    }
+    return any != 0 && borrow != 0;
+}
+
+bool isOnCurve( const EC_GROUP *group, const Walk &bytes )
+{
+    EC_POINT *point   = EC_POINT_new( group );
+    bool      onCurve = point && EC_POINT_oct2point( group, point, bytes.data(), bytes.size(), nullptr ) == 1;
+    EC_POINT_free( point );
+    return onCurve;
+}
+
+bool isEcKey( const Walk &curveOid, Walk key )
+{
+    Walk parts, number, tagged, point;
+    if( !key.takeLast( tagSequence, parts ) || !parts.takeSmall( 1 ) || !parts.take( tagOctetString, number ) ||
+        !parts.takeLast( tagPublicKey, tagged ) || !tagged.takeBytes( point ) || !tagged.empty() )
+        return false;
+    ErrorMark    detour;
+    const Curve *curve = curveOf( curveOid );
+    if( !curve || number.size() != curve->order.size() || point.size() != curve->pointSize || point[0] != uncompressedPoint )
+        return false;
+    return isInRange( number, { curve->order.data(), curve->order.size() } ) && isOnCurve( curve->group, point );
+}
+
+constexpr size_t mostNumberBytes = OPENSSL___MOST_KEY_BITS / 8, fewestModulusBytes = 64;
+
+// Removes an INTEGER that is at least 1, without leading zeros, and gives its bytes.
+bool takeNumber( Walk &rest, Walk &number )
+{
+    if( !rest.take( tagInteger, number ) || number.empty() )
+        return false;
+    if( number[0] != 0 )
+        return number[0] < 0x80 && number.size() <= mostNumberBytes;
+    return number.size() >= 2 && number[1] >= 0x80 && number.size() - 1 <= mostNumberBytes;
+}
+
+bool isRsaKey( Walk key )
+{
+    Walk numbers, number;
+    if( !key.takeLast( tagSequence, numbers ) || !numbers.takeSmall( 0 ) || !takeNumber( numbers, number ) || number.size() < fewestModulusBytes )
+        return false;
+    // The exponents, the primes, and the three numbers for the Chinese remainder theorem.
+    for( int left = 7; left > 0; left-- )
+    {
+        if( !takeNumber( numbers, number ) )
+            return false;
+    }
+    return numbers.empty();
+}
+
+bool isCanonicalPrivateKey( Walk der )
+{
+    static constexpr PB_BYTE rsaEncryption[] = { 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01 };
+    static constexpr PB_BYTE ecPublicKey[]   = { 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01 };
+
+    Walk info, algorithm, oid, curve, key;
+    if( !der.takeLast( tagSequence, info ) || !info.takeSmall( 0 ) || !info.take( tagSequence, algorithm ) || !info.takeLast( tagOctetString, key ) ||
+        !algorithm.take( tagOid, oid ) )
+        return false;
+    if( oid.is( { rsaEncryption, sizeof rsaEncryption } ) )
+        return algorithm.takeNull() && algorithm.empty() && isRsaKey( key );
+    return oid.is( { ecPublicKey, sizeof ecPublicKey } ) && algorithm.takeLast( tagOid, curve ) && isEcKey( curve, key );
+}
+
+}
+
+}
+
+PB_BOOL openssl___IsCanonicalPrivateKey( const PB_BYTE *der, PB_INT length )
+{
+    PB_CHECK( der );
+    PB_CHECK( length >= 0 );
+    return length <= openssl::mostWalked && openssl::isCanonicalPrivateKey( { der, (size_t)length } );
+}
