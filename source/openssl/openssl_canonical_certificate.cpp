@@ -95,7 +95,7 @@ bool isBmp( const Walk &text )
     return true;
 }
 
-// The value of an attribute in a name, after which nothing comes. OpenSSL accepts all bytes in texts
+// The value of an attribute in a name; nothing comes after it. OpenSSL accepts all bytes in texts
 // with one byte for each character.
 bool isText( Walk &rest )
 {

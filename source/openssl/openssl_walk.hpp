@@ -1,4 +1,4 @@
-// Strict steps over DER (X.690) for the walkers that decide without OpenSSL if it accepts some bytes
+// Strict steps over DER (X.690), for walkers: they decide without OpenSSL if it accepts some bytes
 // and writes them unchanged. A walker may refuse everything that is not usual, so a step knows only
 // one form of each element, and lengths of at most two bytes.
 #pragma once

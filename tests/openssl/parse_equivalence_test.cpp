@@ -9,6 +9,7 @@
 
 #include "common/cry_ossl.hpp"
 #include "openssl_der.hpp"
+#include "support/der_tree.hpp"
 #include "support/files.hpp"
 #include "support/json.hpp"
 #include "support/key_decoding.hpp"
@@ -157,9 +158,10 @@ std::string difference( const std::string &textA, const std::string &textB )
 // input.
 struct Tally
 {
-    PB_INT all      = 0;
-    PB_INT accepted = 0;
-    PB_INT fast     = 0; // parsed in the key-decoding context
+    PB_INT all       = 0;
+    PB_INT accepted  = 0;
+    PB_INT fast      = 0; // parsed in the key-decoding context
+    PB_INT canonical = 0; // known to be accepted and written in the same bytes, without OpenSSL
 };
 
 #define SAME( textA, textB, what ) EXPECT_EQ( difference( textA, textB ), "" ) << what << " of " << id << " " << hex( data.substr( 0, 2000 ) )
@@ -204,9 +206,18 @@ void checkCertificateDer( const std::string &id, const std::string &data, Tally 
         EXPECT_TRUE( cryX509CertificateEquals( certs[true].get(), certs[false].get() ) ) << id;
     }
     ERR_clear_error();
+    bool canonical = openssl___IsCanonicalCertificate( in, (PB_INT)data.size() );
+    EXPECT_EQ( takeErrors(), "" ) << id;
+    if( canonical )
+    {
+        ASSERT_TRUE( bare ) << id << " " << hex( data.substr( 0, 2000 ) );
+        EXPECT_EQ( at, in + data.size() ) << id;
+        SAME( bareText( bare.get() ), contentOf( textOf( PEM_STRING_X509, data ).get() ), "canonical and bare DER" );
+    }
     tally.all++;
     tally.accepted += !!bare;
     tally.fast += isKeyDecodingProvider( keys[true] );
+    tally.canonical += canonical;
 }
 
 void checkCertificatePem( const std::string &id, const std::string &label, const std::string &data, Tally &tally )
@@ -274,9 +285,17 @@ void checkPrivate( const std::string &id, const std::string &label, const std::s
         EXPECT_FALSE( isKeyDecodingProvider( pkeyOf( keys[false].get() ) ) ) << id;
     }
     ERR_clear_error();
+    bool canonical = label == PEM_STRING_PKCS8INF && openssl___IsCanonicalPrivateKey( (const PB_BYTE *)data.data(), (PB_INT)data.size() );
+    EXPECT_EQ( takeErrors(), "" ) << id;
+    if( canonical )
+    {
+        EXPECT_TRUE( isKeyDecodingProvider( pkeyOf( keys[true].get() ) ) ) << id;
+        SAME( wanted, contentOf( textOf( label, data ).get() ) + describe( bare.get() ), "canonical and bare " + label );
+    }
     tally.all++;
     tally.accepted += !!keys[true];
     tally.fast += isKeyDecodingProvider( pkeyOf( keys[true].get() ) );
+    tally.canonical += canonical;
 }
 
 void checkPublic( const std::string &id, const std::string &data, Tally &tally )
@@ -548,97 +567,6 @@ const Material &material( std::string_view name )
     return materials()[0];
 }
 
-// DER as a tree. It is written again with one error.
-struct Node
-{
-    unsigned char     tag = 0;
-    std::string       front; // bytes before the children: the unused bits of a BIT STRING
-    std::string       content;
-    std::vector<Node> children;
-    bool              nested = false;
-};
-
-bool parseNodes( std::string_view in, std::vector<Node> &out );
-
-bool parseNode( std::string_view &in, Node &node )
-{
-    openssl::Bytes rest( (const PB_BYTE *)in.data(), in.size() );
-    if( in.empty() || ( in[0] & 0x1F ) == 0x1F )
-        return false;
-    node.tag               = (unsigned char)in[0];
-    openssl::Bytes content = openssl::take( rest, node.tag );
-    if( !content.data() )
-        return false;
-    node.content = std::string( (const char *)content.data(), content.size() );
-    in           = in.substr( in.size() - rest.size() );
-    if( node.tag & 0x20 )
-        return node.nested = true, parseNodes( node.content, node.children );
-    // DER in a string counts as its children.
-    std::string_view inner = node.content;
-    if( node.tag == 0x03 && inner.starts_with( '\0' ) && inner.size() > 2 && inner[1] == 0x30 )
-    {
-        node.front = std::string( 1, '\0' );
-        inner.remove_prefix( 1 );
-    }
-    else if( node.tag != 0x04 || !inner.starts_with( '\x30' ) )
-        return true;
-    std::vector<Node> children;
-    if( parseNodes( inner, children ) )
-    {
-        node.children = std::move( children );
-        node.nested   = true;
-    }
-    return true;
-}
-
-bool parseNodes( std::string_view in, std::vector<Node> &out )
-{
-    while( !in.empty() )
-    {
-        out.emplace_back();
-        if( !parseNode( in, out.back() ) )
-            return false;
-    }
-    return true;
-}
-
-std::string lengthOf( size_t length, int extra )
-{
-    std::string bytes;
-    for( size_t left = length; left; left >>= 8 )
-        bytes.insert( bytes.begin(), (char)left );
-    if( length < 0x80 && !extra )
-        return std::string( 1, (char)length );
-    while( extra-- > 0 )
-        bytes.insert( bytes.begin(), 0 );
-    return std::string( 1, (char)( 0x80 | bytes.size() ) ) + bytes;
-}
-
-// Writes a tree. change( node, written ) may change the bytes of each node.
-std::string writeNode( const Node &node, const std::function<std::string( const Node &, const std::string & )> &change )
-{
-    std::string content = node.content;
-    if( node.nested )
-    {
-        content = node.front;
-        for( const Node &child : node.children )
-            content += writeNode( child, change );
-    }
-    return change( node, content );
-}
-
-std::string plainly( const Node &node, const std::string &content )
-{
-    return std::string( 1, (char)node.tag ) + lengthOf( content.size(), 0 ) + content;
-}
-
-void collect( const Node &node, std::vector<const Node *> &all )
-{
-    all.push_back( &node );
-    for( const Node &child : node.children )
-        collect( child, all );
-}
-
 // One error at each element.
 std::vector<std::string> structuralMutations( const std::string &der )
 {
@@ -743,8 +671,10 @@ TEST( ParseEquivalence, AgreesOnThePackagedVectors )
     corpus.check( certificate, key, pub );
     EXPECT_GT( certificate.accepted, 400 );
     EXPECT_GT( certificate.fast, 400 );
+    EXPECT_GE( certificate.canonical * 100, certificate.accepted * 97 );
     EXPECT_GE( key.accepted, 25 );
     EXPECT_GE( key.fast, 5 );
+    EXPECT_GE( key.canonical, 5 );
     EXPECT_GT( pub.fast, 400 );
 }
 
@@ -767,6 +697,7 @@ TEST( ParseEquivalence, AgreesOnThePublicKeyVectors )
     EXPECT_GE( certificate.fast, 8 );
     EXPECT_GT( key.accepted, 200 );
     EXPECT_GT( key.fast, 150 );
+    EXPECT_GT( key.canonical, 150 );
     EXPECT_GT( pub.fast, 100 );
 }
 
@@ -787,6 +718,7 @@ TEST( ParseEquivalence, AgreesOnThePublicCertificateVectors )
     EXPECT_GT( certificate.all, 1000 );
     EXPECT_GT( certificate.accepted, 900 );
     EXPECT_GT( certificate.fast, 900 );
+    EXPECT_GT( certificate.canonical, 900 );
     EXPECT_LT( certificate.accepted, certificate.all );
 }
 
@@ -817,6 +749,7 @@ TEST( ParseEquivalence, AgreesOnTheLeavesOfChains )
     Tally certificate, key, pub;
     corpus.check( certificate, key, pub );
     EXPECT_GT( certificate.fast, 200 );
+    EXPECT_GE( certificate.canonical * 100, certificate.accepted * 97 );
 }
 
 // libcrypto has irregular rules for the bodies that it accepts under each label, so all
@@ -879,6 +812,7 @@ TEST( ParseEquivalence, AgreesOnMutatedPrivateKeys )
     EXPECT_GT( tally.all, 1500 );
     EXPECT_GT( tally.accepted, 200 );
     EXPECT_GT( tally.fast, 100 );
+    EXPECT_GT( tally.canonical, 100 );
     EXPECT_LT( tally.accepted, tally.all / 2 );
 }
 
@@ -915,6 +849,7 @@ TEST( ParseEquivalence, AgreesOnMutatedCertificates )
     EXPECT_GT( tally.all, 4000 );
     EXPECT_GT( tally.accepted, 1000 );
     EXPECT_GT( tally.fast, 500 );
+    EXPECT_GT( tally.canonical, 500 );
 }
 
 TEST( ParseEquivalence, AgreesOnMutatedPublicKeys )
