@@ -110,10 +110,7 @@ PB_BUFFER *cryPemEncode( CRY_PEM *pem )
     pb::Ref<PB_BUFFER> text = pb::adopt(
         pb___BufferCreateLength( ends + rfc___BaseEncodedLength( bytes, RFC_BASE_64 ) + lines * (PB_INT)lineEnd.size(), (PB_BYTE **)&to ) );
     to = put( put( put( put( to, begin ), label ), dashes ), lineEnd );
-    forEachLine( pem->data, [&]( const PB_BYTE *from, PB_INT count ) {
-        rfc___BaseEncodeBytes( from, count, RFC_BASE_64, to );
-        to = put( to + rfc___BaseEncodedLength( count, RFC_BASE_64 ), lineEnd );
-    } );
+    to += rfc___BaseEncodeLines( pbBufferBytes( pem->data ), bytes, to );
     put( put( put( put( to, end ), label ), dashes ), lineEnd );
     if( pbBufferSensitive( pem->data ) )
         pbBufferSetSensitive( text.handle() );

@@ -145,10 +145,19 @@ private:
     Body               body;
 };
 
+// Takes the lines of one block if it is written as most programs write it: no empty lines in it, no
+// white space, no comments, lines of 64 characters and a shorter last one, one kind of line end (LF
+// or CR LF). Null for every other text. Then no line is taken, and the text may still be a block.
+pb::Ref<CRY_PEM>        tryReadUsual( TextLines &lines );
+inline pb::Ref<CRY_PEM> tryReadUsual( StringLines & ) { return {}; }
+
 // Takes the lines of one block.
 template<class Lines>
 Outcome readBlock( Lines &lines, pb::Ref<CRY_PEM> &pem )
 {
+    pem = tryReadUsual( lines );
+    if( pem )
+        return Outcome::block;
     BlockParts parts;
     Damage     damage;
     Outcome    outcome = readLines( lines, parts, damage );
