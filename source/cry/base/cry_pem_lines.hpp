@@ -14,6 +14,9 @@
 namespace cry::pem
 {
 
+// A full line of a body.
+inline constexpr PB_INT lineBytes = 48, lineCharacters = 64;
+
 // Whether a label names secret content.
 inline bool isSensitive( std::string_view label ) { return label.ends_with( "PRIVATE KEY" ); }
 

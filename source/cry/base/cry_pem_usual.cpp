@@ -6,8 +6,6 @@ namespace cry::pem
 namespace
 {
 
-constexpr size_t lineBytes = 48, lineCharacters = 64;
-
 // The label of a BEGIN line in its usual form, with its LF or CR LF.
 struct BeginLine
 {
@@ -50,7 +48,7 @@ pb::Ref<PB_BUFFER> tryDecodeBody( std::string_view body, bool crlf, bool sensiti
     if( !body.ends_with( lineEnd ) )
         return {};
     // The last line may have padding, also if it has 64 characters.
-    size_t           lineLength = lineCharacters + lineEnd.size();
+    size_t           lineLength = (size_t)lineCharacters + lineEnd.size();
     size_t           lines      = ( body.size() - 1 ) / lineLength;
     std::string_view lastLine   = body.substr( lines * lineLength );
     if( lastLine.size() <= lineEnd.size() )
@@ -59,7 +57,7 @@ pb::Ref<PB_BUFFER> tryDecodeBody( std::string_view body, bool crlf, bool sensiti
     if( lastLine.size() % 4 )
         return {};
     size_t padding = !lastLine.ends_with( '=' ) ? 0 : lastLine.ends_with( "==" ) ? 2 : 1;
-    PB_INT before  = (PB_INT)( lines * lineBytes );
+    PB_INT before  = (PB_INT)lines * lineBytes;
     PB_INT last    = (PB_INT)( lastLine.size() / 4 * 3 - padding );
 
     PB_BYTE           *to;
@@ -92,7 +90,7 @@ pb::Ref<CRY_PEM> tryReadUsual( TextLines &lines )
     pb::Ref<PB_BUFFER> data = tryDecodeBody( body, first.crlf, lines.sensitive() || isSensitive( first.label ) );
     if( !data )
         return {};
-    size_t lineLength = lineCharacters + ( first.crlf ? 2 : 1 );
+    size_t lineLength = (size_t)lineCharacters + ( first.crlf ? 2 : 1 );
     lines.skip( (PB_INT)( ( body.size() + lineLength - 1 ) / lineLength ) + 2, bodyEnd + endLength );
     return create( labelString( first.label ), std::move( data ) );
 }
