@@ -2,8 +2,10 @@
 #include "pairs.hpp"
 
 #include <cry/cry_pem.h>
+#include <rfc/rfc_base.h>
 
 #include <memory>
+#include <openssl/evp.h>
 #include <openssl/pem.h>
 
 void bench::registerPem()
@@ -34,5 +36,20 @@ void bench::registerPem()
             char *data;
             benchmark::DoNotOptimize( BIO_get_mem_data( bio, &data ) );
             BIO_free( bio );
+        } );
+
+    // The room for the text is there in both cases.
+    auto room = std::make_shared<std::string>( 2 * der->size(), 0 );
+    pair(
+        "base 64 encode, certificate",
+        [der, room] {
+            rfc___BaseEncodeBytes( (const PB_BYTE *)der->data(), (PB_INT)der->size(), RFC_BASE_64, room->data() );
+            benchmark::DoNotOptimize( room->data() );
+            benchmark::ClobberMemory();
+        },
+        [der, room] {
+            EVP_EncodeBlock( (unsigned char *)room->data(), (const unsigned char *)der->data(), (int)der->size() );
+            benchmark::DoNotOptimize( room->data() );
+            benchmark::ClobberMemory();
         } );
 }

@@ -2,6 +2,7 @@
 // the same blocks, and what was decoded encodes to a text that decodes to itself.
 #include <cry/internal/cry_pem.h>
 
+#include "../source/rfc/rfc_base64.hpp"
 #include "start.hpp"
 
 using namespace fuzz;
@@ -67,6 +68,10 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     pb::Ref<PB_VECTOR> pems  = pb::adopt( cryPemVectorTryDecode( text.get() ) );
     FUZZ_CHECK( pbVectorEquals( pems.get(), pb::adopt( cryPemVectorTryDecodeFromStringVector( lines.get() ) ).get() ) );
     FUZZ_CHECK( pbVectorEquals( pems.get(), oneByOne( lines ).get() ) );
+
+    rfc::base64::setVectorsUsed( false );
+    FUZZ_CHECK( pbVectorEquals( pems.get(), pb::adopt( cryPemVectorTryDecode( text.get() ) ).get() ) );
+    rfc::base64::setVectorsUsed( true );
 
     pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( text.get() ) );
     FUZZ_CHECK( cryPemEquals( pem.get(), pb::adopt( cryPemTryDecodeFromStringVector( lines.get() ) ).get() ) );

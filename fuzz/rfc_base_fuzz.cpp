@@ -1,10 +1,37 @@
 // Base 16, 32 and 64: what decodes is exactly what its data encodes to, and every data comes back
-// from its text.
+// from its text. Both ways of base 64 give the same.
 #include "start.hpp"
+
+#include "../source/rfc/rfc_base64.hpp"
 
 #include <string>
 
 using namespace fuzz;
+
+namespace
+{
+
+void compareWays( std::string_view input, PB_INT kind )
+{
+    pb::Ref<PB_BUFFER> whole = buffer( input ), texts[2], datas[2];
+    std::string        lines[2], bytes[2];
+    PB_BOOL            good[2];
+    PB_INT             count = (PB_INT)input.size();
+    for( bool vectors : { false, true } )
+    {
+        rfc::base64::setVectorsUsed( vectors );
+        texts[vectors] = pb::adopt( rfcBaseEncode( whole.get(), kind ) );
+        datas[vectors] = pb::adopt( rfcBaseTryDecode( whole.get(), kind ) );
+        lines[vectors].resize( (size_t)( rfc___BaseEncodedLength( count, RFC_BASE_64 ) + ( count + 47 ) / 48 * 2 ) );
+        FUZZ_CHECK( rfc___BaseEncodeLines( (const PB_BYTE *)input.data(), count, lines[vectors].data() ) == (PB_INT)lines[vectors].size() );
+        bytes[vectors].resize( input.size() );
+        good[vectors] = rfc___BaseTryDecodeLines( input.data(), count, kind == RFC_BASE_64, (PB_BYTE *)bytes[vectors].data() );
+    }
+    FUZZ_CHECK( pbBufferEquals( texts[0].get(), texts[1].get() ) && pbBufferEquals( datas[0].get(), datas[1].get() ) && lines[0] == lines[1] );
+    FUZZ_CHECK( good[0] == good[1] && ( !good[0] || bytes[0] == bytes[1] ) );
+}
+
+}
 
 int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
 {
@@ -14,6 +41,9 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     PB_INT           lineLength = takeByte( input );
     uint8_t          layout     = takeByte( input );
     PB_INT           flags = layout & RFC_BASE_FLAGS_MASK, nlf = ( layout >> 2 ) % 5;
+
+    if( kind >= RFC_BASE_64 )
+        compareWays( input, kind );
 
     // As text. It is strict, so a text that decodes is the only one of its data.
     pb::Ref<PB_BUFFER> text = buffer( input );

@@ -1,6 +1,8 @@
 // Finding blocks in any text: they lie in it one after the other, their line numbers are those of
-// counting, and each found alone is the same block.
+// counting, each found alone is the same block, and a search without any shortcut finds the same.
 #include "start.hpp"
+
+#include <algorithm>
 
 using namespace fuzz;
 
@@ -27,6 +29,35 @@ bool begins( std::string_view line, std::string_view boundary )
     return first != line.npos && line.substr( first ).starts_with( boundary );
 }
 
+// The first block in a text that begins with line 1, from all its lines.
+bool findSimply( std::string_view text, RFC_ENCAPSULATION &found )
+{
+    bool   open = false;
+    PB_INT line = 1;
+    for( size_t at = 0; at < text.size(); line++ )
+    {
+        size_t           end     = std::min( text.find_first_of( "\r\n", at ), text.size() );
+        std::string_view current = text.substr( at, end - at );
+        if( begins( current, "-----BEGIN " ) )
+        {
+            if( open )
+                return true;
+            open  = true;
+            found = { (PB_INT)at, 0, line, line, PB_FALSE };
+        }
+        if( open )
+        {
+            found.length   = (PB_INT)end - found.offset;
+            found.endLine  = line;
+            found.complete = begins( current, "-----END " );
+            if( found.complete )
+                return true;
+        }
+        at = end + ( text.substr( end, 2 ) == "\r\n" ? 2 : 1 );
+    }
+    return open;
+}
+
 }
 
 int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
@@ -39,6 +70,10 @@ int LLVMFuzzerTestOneInput( const uint8_t *bytes, size_t size )
     while( find( text, offset, line, found ) )
     {
         FUZZ_CHECK( found.offset >= (PB_INT)offset && found.length > 0 && found.offset + found.length <= (PB_INT)size );
+        RFC_ENCAPSULATION simple;
+        FUZZ_CHECK( findSimply( text.substr( offset ), simple ) );
+        FUZZ_CHECK( simple.offset + (PB_INT)offset == found.offset && simple.length == found.length && simple.complete == found.complete );
+        FUZZ_CHECK( simple.line + line - 1 == found.line && simple.endLine + line - 1 == found.endLine );
         std::string_view block = text.substr( (size_t)found.offset, (size_t)found.length );
         FUZZ_CHECK( begins( block, "-----BEGIN " ) );
         FUZZ_CHECK(

@@ -33,6 +33,13 @@ PB_EXPORT void rfc___BaseEncodeBytes( const PB_BYTE *bytes, PB_INT byteCount, PB
    `length` bytes, and returns their number. Returns -1 if the text does not decode. `text` and
    `bytes` may begin at the same address. */
 PB_EXPORT PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, PB_BYTE *bytes );
+/* rfc___BaseEncodeLines: encodes `byteCount` bytes in base 64 to `text`, in lines of 64 characters.
+   Every line ends with CR LF, the last one too. Returns the number of characters. */
+PB_EXPORT PB_INT rfc___BaseEncodeLines( const PB_BYTE *bytes, PB_INT byteCount, char *text );
+/* rfc___BaseTryDecodeLines: decodes `length` characters of base 64 that are whole lines of 64
+   characters without padding. Every line ends with LF, or with CR LF if `crlf` is true. Writes 48
+   bytes for each line. False for every other text; bytes may have been written then. */
+PB_EXPORT PB_BOOL rfc___BaseTryDecodeLines( const char *text, PB_INT length, PB_BOOL crlf, PB_BYTE *bytes );
 
 PB_END_DECLS
 

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstring>
 
+#include "rfc_base64.hpp"
+
 namespace
 {
 
@@ -43,35 +45,8 @@ const Encoding &encodingOf( PB_INT kind ) { return encodings[kind - 1]; }
 
 constexpr PB_BYTE lineEnds[5][3] = { { 0 }, { 1, '\n' }, { 1, '\r' }, { 1, 0x85 }, { 2, '\r', '\n' } };
 
-// Base 64 has a loop of its own, three bytes at a time: keys and certificates use it.
-void encode64( const Encoding &encoding, const PB_BYTE *&bytes, PB_INT &left, char *&text )
-{
-    for( ; left >= 3; left -= 3, bytes += 3, text += 4 )
-    {
-        uint32_t group = (uint32_t)bytes[0] << 16 | (uint32_t)bytes[1] << 8 | bytes[2];
-        text[0]        = encoding.alphabet[group >> 18];
-        text[1]        = encoding.alphabet[group >> 12 & 63];
-        text[2]        = encoding.alphabet[group >> 6 & 63];
-        text[3]        = encoding.alphabet[group & 63];
-    }
-}
-
-// Decodes whole groups of four valid characters and stops at the first other character.
-void decode64( const Encoding &encoding, const char *&text, PB_INT &left, PB_BYTE *&bytes )
-{
-    for( ; left >= 4; left -= 4, text += 4, bytes += 3 )
-    {
-        PB_BYTE a = encoding.values[(PB_BYTE)text[0]];
-        PB_BYTE b = encoding.values[(PB_BYTE)text[1]];
-        PB_BYTE c = encoding.values[(PB_BYTE)text[2]];
-        PB_BYTE d = encoding.values[(PB_BYTE)text[3]];
-        if( ( a | b | c | d ) & 0xC0 )
-            return;
-        bytes[0] = (PB_BYTE)( a << 2 | b >> 4 );
-        bytes[1] = (PB_BYTE)( b << 4 | c >> 2 );
-        bytes[2] = (PB_BYTE)( c << 6 | d );
-    }
-}
+// Base 64 has code of its own: keys and certificates use it.
+rfc::base64::Alphabet alphabetOf( PB_INT kind ) { return kind == RFC_BASE_64 ? rfc::base64::Alphabet::standard : rfc::base64::Alphabet::url; }
 
 }
 
@@ -93,7 +68,7 @@ void rfc___BaseEncodeBytes( const PB_BYTE *bytes, PB_INT byteCount, PB_INT kind,
     const Encoding &encoding = encodingOf( kind );
     char           *end      = text + rfc___BaseEncodedLength( byteCount, kind );
     if( encoding.bits == 6 )
-        encode64( encoding, bytes, byteCount, text );
+        return rfc::base64::encode( alphabetOf( kind ), bytes, byteCount, text );
     uint32_t held = 0;
     int      bits = 0;
     for( ; byteCount > 0; byteCount-- )
@@ -119,7 +94,12 @@ PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, P
         return -1;
     PB_BYTE *begin = bytes;
     if( encoding.bits == 6 )
-        decode64( encoding, text, length, bytes );
+    {
+        PB_INT groups = rfc::base64::decodeGroups( alphabetOf( kind ), text, length, bytes );
+        text += 4 * groups;
+        length -= 4 * groups;
+        bytes += 3 * groups;
+    }
     uint32_t held = 0;
     int      bits = 0;
     PB_INT   used = 0;
@@ -147,6 +127,22 @@ PB_INT rfc___BaseTryDecodeBytes( const char *text, PB_INT length, PB_INT kind, P
             return -1;
     }
     return bytes - begin;
+}
+
+PB_INT rfc___BaseEncodeLines( const PB_BYTE *bytes, PB_INT byteCount, char *text )
+{
+    PB_CHECK( bytes || !byteCount );
+    PB_CHECK( byteCount >= 0 );
+    return rfc::base64::encodeLines( bytes, byteCount, text ) - text;
+}
+
+PB_BOOL rfc___BaseTryDecodeLines( const char *text, PB_INT length, PB_BOOL crlf, PB_BYTE *bytes )
+{
+    PB_CHECK( text || !length );
+    PB_CHECK( length >= 0 );
+    PB_CHECK( bytes || !length );
+    PB_INT lineLength = rfc::base64::lineCharacters + ( crlf ? 2 : 1 );
+    return length % lineLength == 0 && rfc::base64::tryDecodeLines( text, length / lineLength, crlf ? 2 : 1, bytes );
 }
 
 static PB_BUFFER *createEmptyLike( PB_BUFFER *source )

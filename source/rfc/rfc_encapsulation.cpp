@@ -1,3 +1,4 @@
+#include <rfc/internal/rfc_line_end.hpp>
 #include <rfc/rfc_encapsulation.h>
 
 #include <string_view>
@@ -6,29 +7,34 @@ namespace
 {
 
 // Reads a text line by line. LF, CR LF and CR end a line.
-struct Lines
+class Lines
 {
-    std::string_view text;
-    size_t           at;
-    PB_INT           line;
+public:
+    Lines( std::string_view wholeText, size_t offset, PB_INT number ) : line( number ), text( wholeText ) { begin( offset ); }
 
     bool             more() const { return at < text.size(); }
-    std::string_view current() const
-    {
-        size_t end = text.find_first_of( "\r\n", at );
-        return text.substr( at, end == text.npos ? text.npos : end - at );
-    }
+    size_t           offset() const { return at; }
+    std::string_view current() const { return text.substr( at, end - at ); }
+
     void next()
     {
-        at = text.find_first_of( "\r\n", at );
-        if( at == text.npos )
-        {
-            at = text.size();
-            return;
-        }
-        at += text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n' ? 2 : 1;
+        if( end == text.size() )
+            return begin( end );
         line++;
+        begin( end + ( text[end] == '\r' && end + 1 < text.size() && text[end + 1] == '\n' ? 2 : 1 ) );
     }
+
+    PB_INT line;
+
+private:
+    void begin( size_t offset )
+    {
+        at  = offset;
+        end = (size_t)( rfc::findLineEnd<'\n', '\r'>( text.data() + at, text.data() + text.size() ) - text.data() );
+    }
+
+    std::string_view text;
+    size_t           at, end; // of the current line
 };
 
 // A boundary may have blanks before it.
@@ -47,12 +53,12 @@ PB_BOOL rfcEncapsulationFindNext( const PB_BYTE *text, PB_INT length, PB_INT off
     PB_CHECK( offset >= 0 );
     PB_CHECK( offset <= length );
     PB_CHECK( found );
-    Lines lines{ { (const char *)text, (size_t)length }, (size_t)offset, line };
+    Lines lines( { (const char *)text, (size_t)length }, (size_t)offset, line );
     while( lines.more() && !begins( lines.current(), "-----BEGIN " ) )
         lines.next();
     if( !lines.more() )
         return PB_FALSE;
-    *found = { (PB_INT)lines.at, (PB_INT)lines.current().size(), lines.line, lines.line, PB_FALSE };
+    *found = { (PB_INT)lines.offset(), (PB_INT)lines.current().size(), lines.line, lines.line, PB_FALSE };
     for( lines.next(); lines.more(); lines.next() )
     {
         std::string_view current = lines.current();
@@ -60,7 +66,7 @@ PB_BOOL rfcEncapsulationFindNext( const PB_BYTE *text, PB_INT length, PB_INT off
         // If a block has no END line, the next block must still be found.
         if( !found->complete && begins( current, "-----BEGIN " ) )
             break;
-        found->length  = (PB_INT)( lines.at + current.size() ) - found->offset;
+        found->length  = (PB_INT)( lines.offset() + current.size() ) - found->offset;
         found->endLine = lines.line;
         if( found->complete )
             break;

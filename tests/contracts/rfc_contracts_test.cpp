@@ -46,6 +46,11 @@ TEST( RfcContracts, BaseBytes )
     EXPECT_ABORT( file, "text || !length", rfc___BaseTryDecodeBytes( nullptr, 4, RFC_BASE_64, bytes ) );
     EXPECT_ABORT( file, "length >= 0", rfc___BaseTryDecodeBytes( text, -4, RFC_BASE_64, bytes ) );
     EXPECT_ABORT( file, "bytes || !length", rfc___BaseTryDecodeBytes( text, 4, RFC_BASE_64, nullptr ) );
+    EXPECT_ABORT( file, "byteCount >= 0", rfc___BaseEncodeLines( bytes, -1, text ) );
+    EXPECT_ABORT( file, "bytes || !byteCount", rfc___BaseEncodeLines( nullptr, 1, text ) );
+    EXPECT_ABORT( file, "text || !length", rfc___BaseTryDecodeLines( nullptr, 65, PB_FALSE, bytes ) );
+    EXPECT_ABORT( file, "length >= 0", rfc___BaseTryDecodeLines( text, -65, PB_FALSE, bytes ) );
+    EXPECT_ABORT( file, "bytes || !length", rfc___BaseTryDecodeLines( text, 65, PB_FALSE, nullptr ) );
 }
 
 TEST( RfcContracts, TextThatIsLongerThanACountCanSay )

@@ -3,9 +3,8 @@
 #pragma once
 
 #include <pb/pb_base.h>
+#include <rfc/internal/rfc_line_end.hpp>
 
-#include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace cry::pem
@@ -41,6 +40,16 @@ public:
     // The number of the line that next() gave last, counted from 1.
     PB_INT number() const { return lineNumber; }
 
+    // The text behind the lines that were given.
+    std::string_view rest() const { return { at, (size_t)( last - at ) }; }
+
+    // Passes over so many lines with so many characters, line ends included.
+    void skip( PB_INT lines, size_t characters )
+    {
+        at += characters;
+        lineNumber += lines;
+    }
+
     bool next( std::string_view &line )
     {
         while( at < last )
@@ -68,24 +77,11 @@ private:
         return line;
     }
 
-    // The place of the next such character; the end of the text if there is none. The search is
-    // repeated only after the last place was passed. So the time is linear for all kinds of line
-    // ends.
-    const char *nextOf( char wanted, const char *&place ) const
-    {
-        if( !place || place < at )
-        {
-            place = (const char *)std::memchr( at, wanted, (size_t)( last - at ) );
-            place = place ? place : last;
-        }
-        return place;
-    }
-
     // LF, CR LF, CR and NEL end a line.
     std::string_view rawLine()
     {
         lineNumber++;
-        const char      *lineEnd = std::min( { nextOf( '\n', lf ), nextOf( '\r', cr ), nextOf( '\x85', nel ) } );
+        const char      *lineEnd = rfc::findLineEnd<'\n', '\r', '\x85'>( at, last );
         std::string_view line( at, (size_t)( lineEnd - at ) );
         at = lineEnd == last ? last : lineEnd + ( *lineEnd == '\r' && lineEnd + 1 < last && lineEnd[1] == '\n' ? 2 : 1 );
         return line;
@@ -93,9 +89,6 @@ private:
 
     const char *at;
     const char *last;
-    const char *lf         = nullptr;
-    const char *cr         = nullptr;
-    const char *nel        = nullptr;
     PB_INT      lineNumber = 0;
     bool        secret;
 };

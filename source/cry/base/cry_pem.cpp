@@ -81,8 +81,9 @@ bool cry::pem::hasLabel( CRY_PEM *pem, const char *text ) { return pbStringEqual
 namespace
 {
 
-constexpr PB_INT           lineBytes = 48; // 64 characters
-constexpr std::string_view lineEnd   = "\r\n";
+using cry::pem::lineBytes, cry::pem::lineCharacters;
+
+constexpr std::string_view lineEnd = "\r\n";
 
 char *put( char *to, std::string_view text ) { return (char *)std::memcpy( to, text.data(), text.size() ) + text.size(); }
 
@@ -110,10 +111,7 @@ PB_BUFFER *cryPemEncode( CRY_PEM *pem )
     pb::Ref<PB_BUFFER> text = pb::adopt(
         pb___BufferCreateLength( ends + rfc___BaseEncodedLength( bytes, RFC_BASE_64 ) + lines * (PB_INT)lineEnd.size(), (PB_BYTE **)&to ) );
     to = put( put( put( put( to, begin ), label ), dashes ), lineEnd );
-    forEachLine( pem->data, [&]( const PB_BYTE *from, PB_INT count ) {
-        rfc___BaseEncodeBytes( from, count, RFC_BASE_64, to );
-        to = put( to + rfc___BaseEncodedLength( count, RFC_BASE_64 ), lineEnd );
-    } );
+    to += rfc___BaseEncodeLines( pbBufferBytes( pem->data ), bytes, to );
     put( put( put( put( to, end ), label ), dashes ), lineEnd );
     if( pbBufferSensitive( pem->data ) )
         pbBufferSetSensitive( text.handle() );
@@ -129,7 +127,7 @@ PB_VECTOR *cryPemEncodeToStringVector( CRY_PEM *pem )
 
     append( pb::adopt( pbStringCreateFromFormatCstr( "-----BEGIN %s-----", -1, pem->label ) ) );
     forEachLine( pem->data, [&]( const PB_BYTE *from, PB_INT count ) {
-        char text[64];
+        char text[lineCharacters];
         rfc___BaseEncodeBytes( from, count, RFC_BASE_64, text );
         PB_INT             length = rfc___BaseEncodedLength( count, RFC_BASE_64 );
         pb::Ref<PB_STRING> line   = pb::adopt( pbStringCreateFromCstr( text, length ) );

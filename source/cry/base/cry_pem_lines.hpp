@@ -14,6 +14,9 @@
 namespace cry::pem
 {
 
+// A full line of a body.
+inline constexpr PB_INT lineBytes = 48, lineCharacters = 64;
+
 // Whether a label names secret content.
 inline bool isSensitive( std::string_view label ) { return label.ends_with( "PRIVATE KEY" ); }
 
@@ -145,10 +148,19 @@ private:
     Body               body;
 };
 
+// Takes the lines of one block if it is written as most programs write it: no empty lines in it, no
+// white space, no comments, lines of 64 characters and a shorter last one, one kind of line end (LF
+// or CR LF). Null for every other text. Then no line is taken, and the text may still be a block.
+pb::Ref<CRY_PEM>        tryReadUsual( TextLines &lines );
+inline pb::Ref<CRY_PEM> tryReadUsual( StringLines & ) { return {}; }
+
 // Takes the lines of one block.
 template<class Lines>
 Outcome readBlock( Lines &lines, pb::Ref<CRY_PEM> &pem )
 {
+    pem = tryReadUsual( lines );
+    if( pem )
+        return Outcome::block;
     BlockParts parts;
     Damage     damage;
     Outcome    outcome = readLines( lines, parts, damage );

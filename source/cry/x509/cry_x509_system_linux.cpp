@@ -3,8 +3,6 @@
 #include <cry/internal/cry_x509_system.h>
 #include <cry/internal/cry_x509_system_places.h>
 #include <pb/containers.hpp>
-#include <pb/pb_boxed_int.h>
-#include <pb/pb_dict.h>
 #include <pb/pb_path_file.h>
 #include <pb/ref.hpp>
 #include <rfc/rfc_encapsulation.h>
@@ -15,8 +13,28 @@
 #include <string_view>
 #include <sys/stat.h>
 
+#include "base/cry_pem_lines.hpp"
+
 namespace
 {
+
+// An order of PEM objects that is cheap to find out: most data differ in their length or soon after
+// the start.
+struct Before
+{
+    bool operator()( const pb::Ref<CRY_PEM> &a, const pb::Ref<CRY_PEM> &b ) const
+    {
+        PB_BUFFER *dataA = cry::pem::data( a.get() ), *dataB = cry::pem::data( b.get() );
+        PB_INT     length = pbBufferLength( dataA );
+        if( length != pbBufferLength( dataB ) )
+            return length < pbBufferLength( dataB );
+        int order = std::memcmp( pbBufferBytes( dataA ), pbBufferBytes( dataB ), (size_t)length );
+        return order ? order < 0 : pbStringCompare( cry::pem::label( a.get() ), cry::pem::label( b.get() ) ) < 0;
+    }
+};
+
+// Certificates by their PEM.
+using CertificateMap = pb::StdMap<pb::Ref<CRY_PEM>, pb::Ref<CRY_X509_CERTIFICATE>, Before>;
 
 // The roots that were read so far, each once.
 class Roots
@@ -28,7 +46,7 @@ public:
         {
             pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificatesCertificateAt( knownCertificates, index ) );
             pb::Ref<CRY_PEM>              pem  = pb::adopt( cryX509CertificatePem( cert.get() ) );
-            pbDictSetObjKey( parsed.handle(), pem.obj(), cert.obj() );
+            parsed.insert_or_assign( std::move( pem ), std::move( cert ) );
         }
     }
 
@@ -40,9 +58,26 @@ public:
         pb::Ref<PB_BUFFER> text = pb::adopt( pbPathFileTryReadBuffer( name.get(), CRY___X509_SYSTEM_PLACE_MAX_LENGTH ) );
         if( !text )
             return;
-        RFC_ENCAPSULATION block{};
-        while( rfcEncapsulationFindNext( pbBufferBytes( text.get() ), pbBufferLength( text.get() ), block.offset + block.length, 1, &block ) )
-            addBlock( pb::adopt( pbBufferCreateFromInner( text.get(), block.offset, block.length ) ) );
+        std::string_view rest( (const char *)pbBufferBytes( text.get() ), (size_t)pbBufferLength( text.get() ) );
+        for( ;; )
+        {
+            // Nearly all bundles have one usual block after the other. No search is needed there.
+            cry::pem::TextLines lines( rest );
+            if( pb::Ref<CRY_PEM> pem = cry::pem::tryReadUsual( lines ) )
+            {
+                add( pem );
+                rest = lines.rest();
+                continue;
+            }
+            RFC_ENCAPSULATION block;
+            if( !rfcEncapsulationFindNext( (const PB_BYTE *)rest.data(), (PB_INT)rest.size(), 0, 1, &block ) )
+                return;
+            rest.remove_prefix( (size_t)block.offset );
+            if( pb::Ref<CRY_PEM> pem = pb::adopt( cry::pem::tryReadSingle( cry::pem::TextLines( rest.substr( 0, (size_t)block.length ) ) ) ) )
+                add( pem );
+            rest.remove_prefix( (size_t)block.length );
+            rest.remove_prefix( rest.starts_with( "\r\n" ) ? 2 : !rest.empty() );
+        }
     }
 
     // Adds the files of a directory that are named by a hash, in the order of their names.
@@ -73,23 +108,22 @@ private:
             name.find_first_not_of( "0123456789", 9 ) == name.npos;
     }
 
-    void addBlock( pb::Ref<PB_BUFFER> text )
+    void add( const pb::Ref<CRY_PEM> &pem )
     {
-        pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( text.get() ) );
-        if( !pem )
-            return;
-        pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt( cryX509CertificateFrom( pbDictObjKey( parsed.get(), pem.obj() ) ) );
+        auto                          same = parsed.find( pem );
+        pb::Ref<CRY_X509_CERTIFICATE> cert = same != parsed.end() ? pb::share( same->second.get() )
+                                                                  : pb::adopt( cryX509CertificateTryCreateFromPem( pem.get() ) );
         if( !cert )
-            cert = pb::adopt( cryX509CertificateTryCreateFromPem( pem.get() ) );
-        if( !cert || pbDictHasObjKey( known.get(), cert.obj() ) )
             return;
-        pbDictSetObjKey( known.handle(), cert.obj(), cert.obj() );
-        cryX509CertificatesAppendCertificate( certificates.handle(), cert.get() );
+        // The text of the block may have another label, or data after the certificate.
+        pb::Ref<CRY_PEM> canonical = pb::adopt( cryX509CertificatePem( cert.get() ) );
+        if( known.try_emplace( std::move( canonical ), pb::share( cert.get() ) ).second )
+            cryX509CertificatesAppendCertificate( certificates.handle(), cert.get() );
     }
 
     pb::Ref<CRY_X509_CERTIFICATES> certificates = pb::adopt( cryX509CertificatesCreate() );
-    pb::Ref<PB_DICT>               known        = pb::adopt( pbDictCreate() );
-    pb::Ref<PB_DICT>               parsed       = pb::adopt( pbDictCreate() ); // from the PEM to the certificate
+    CertificateMap                 known;
+    CertificateMap                 parsed; // certificates that need not be parsed again
 };
 
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <random>
 #include <set>
 
 using namespace support;
@@ -46,6 +47,52 @@ bool isStrictBase64( std::string body )
     return !padding || alphabet.find( body.back() ) % ( padding == 1 ? 4 : 16 ) == 0;
 }
 
+// A line and its number.
+using Line = std::pair<std::string, PB_INT>;
+
+// The lines that are not empty and no comments, found one byte after the other.
+std::vector<Line> linesOf( const std::string &text )
+{
+    std::vector<std::string> all( 1 );
+    for( size_t at = 0; at < text.size(); at++ )
+    {
+        if( text[at] != '\n' && text[at] != '\r' && text[at] != '\x85' )
+        {
+            all.back() += text[at];
+            continue;
+        }
+        at += text.substr( at, 2 ) == "\r\n";
+        all.emplace_back();
+    }
+    std::vector<Line> lines;
+    for( size_t index = 0; index < all.size(); index++ )
+    {
+        static constexpr char space[] = " \t\n\v\f\r\x85\xA0";
+        size_t                first   = all[index].find_first_not_of( space );
+        if( first != std::string::npos && all[index][first] != '#' )
+            lines.emplace_back( all[index].substr( first, all[index].find_last_not_of( space ) + 1 - first ), (PB_INT)index + 1 );
+    }
+    return lines;
+}
+
+}
+
+TEST( CryPemReader, FindsTheLinesThatASearchByteByByteFinds )
+{
+    static const std::string pieces[] = { "\n", "\r", "\r\n", "\x85", "\n\r", " ", "\t", "\v", "\f", "\xA0", "#", "A", "# text", std::string( 1, 0 ),
+        "\x0B\x0C\x0E\x8A\x84", std::string( 64, 'A' ), std::string( 300, 'B' ), "\xFF" };
+    std::mt19937             random{ 144 };
+    for( int round = 0; round < 20000; round++ )
+    {
+        std::string text;
+        for( size_t count = random() % 12; count; count-- )
+            text += pieces[random() % std::size( pieces )];
+        cry::pem::TextLines lines( text );
+        std::vector<Line>   found;
+        for( std::string_view line; lines.next( line ); )
+            found.emplace_back( line, lines.number() );
+        ASSERT_EQ( found, linesOf( text ) ) << hex( text );
+    }
 }
 
 TEST( CryPemReader, SaysWhatIsWrongAndWhere )

@@ -12,6 +12,8 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/x509_vfy.h>
+#include <random>
+#include <rfc/rfc_encapsulation.h>
 #include <set>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -114,6 +116,48 @@ TEST( CryX509SystemLinux, EveryKindOfLineEndIsTaken )
         content.resize( content.find_last_not_of( "\r\n" ) + 1 );
         EXPECT_EQ( loadText( content ), ( Ders{ der( root( 1 ) ), der( root( 2 ) ) } ) ) << "no line end after the last line";
     }
+}
+
+TEST( CryX509SystemLinux, UsualAndOtherBlocksMayStandInAnyOrder )
+{
+    auto withEnds = []( std::string text, const std::string &end ) {
+        for( size_t at = 0; ( at = text.find( '\n', at ) ) != text.npos; at += end.size() )
+            text.replace( at, 1, end );
+        return text;
+    };
+    std::vector<std::string> pieces = { "\n", "\r", "\r\n", "\x85", " ", "text\n", "# text\n", "-----BEGIN A-----\n",
+        "-----BEGIN CERTIFICATE-----\nAAAA\n", "-----END CERTIFICATE-----\n", "-----END ", "-----BEGIN A-----\nAAAA\n-----END A-----\n" };
+    for( int number = 1; number <= 3; number++ )
+    {
+        std::string text = pemText( root( number ) ), spaced = text;
+        spaced.insert( text.find( '\n' ) + 5, " \n" );
+        for( const std::string &piece : { text, withEnds( text, "\r\n" ), withEnds( text, "\r" ), withEnds( text, "\x85" ),
+                 text.substr( 0, text.size() - 1 ), spaced, " " + text } )
+            pieces.push_back( piece );
+    }
+    std::mt19937 random{ 20260611 };
+    size_t       found = 0;
+    for( int round = 0; round < 400; round++ )
+    {
+        std::string content;
+        for( size_t count = 1 + random() % 8; count; count-- )
+            content += pieces[random() % pieces.size()];
+        // One block after the other, each found and read for itself.
+        Ders              wanted;
+        RFC_ENCAPSULATION block{};
+        while( rfcEncapsulationFindNext( (const PB_BYTE *)content.data(), (PB_INT)content.size(), block.offset + block.length, 1, &block ) )
+        {
+            pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( buf( content.substr( (size_t)block.offset, (size_t)block.length ) ).get() ) );
+            pb::Ref<CRY_X509_CERTIFICATE> cert = pem ? pb::adopt( cryX509CertificateTryCreateFromPem( pem.get() ) ) : pb::Ref<CRY_X509_CERTIFICATE>();
+            std::string one = cert ? bytes( pb::adopt( cryPemData( pb::adopt( cryX509CertificatePem( cert.get() ) ).get() ) ) ) : "";
+            if( cert && std::find( wanted.begin(), wanted.end(), one ) == wanted.end() )
+                wanted.push_back( one );
+        }
+        ASSERT_EQ( loadText( content ), wanted ) << content;
+        found += wanted.size();
+    }
+    ERR_clear_error();
+    EXPECT_GT( found, 300u );
 }
 
 TEST( CryX509SystemLinux, BlocksThatDoNotParseAreLeftOut )
