@@ -135,7 +135,7 @@ extern "C" const char *OSSL_PROVIDER_get0_name( const OSSL_PROVIDER *provider )
 TEST( ForeignDigests, APreferredProviderIsNotPassedBy )
 {
     std::string constant = hex( std::string( digestLength, (char)foreignByte ) );
-    EXPECT_FALSE( cry::digestIsDefaultProviders( mine ) );
+    EXPECT_FALSE( cry::defaultProvidersDigest( mine ) );
     EXPECT_FALSE( isTakenDirectly( mine ) );
     for( bool shortcuts : { false, true } )
     {
@@ -149,7 +149,7 @@ TEST( ForeignDigests, DigestsThatItDoesNotHaveAreTheDefaultProviders )
     for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
     {
         if( alg != mine )
-            EXPECT_TRUE( cry::digestIsDefaultProviders( alg ) ) << alg;
+            EXPECT_TRUE( cry::defaultProvidersDigest( alg ) ) << alg;
         EXPECT_EQ( digest( alg, true ), digest( alg, false ) ) << alg;
         EXPECT_EQ( mac( alg, true ), mac( alg, false ) ) << alg;
     }
@@ -189,6 +189,7 @@ TEST( ForeignDigests, AnEngineThatAHostMadeTheDefaultIsNotPassedBy )
     static EVP_MD *method = EVP_MD_meth_new( NID_sha1, NID_undef );
     EVP_MD_meth_set_result_size( method, 20 );
     EVP_MD_meth_set_input_blocksize( method, 64 );
+    EVP_MD_meth_set_app_datasize( method, 8 );
     EVP_MD_meth_set_init( method, []( EVP_MD_CTX * ) { return 1; } );
     EVP_MD_meth_set_update( method, []( EVP_MD_CTX *, const void *, size_t ) { return 1; } );
     EVP_MD_meth_set_final( method, []( EVP_MD_CTX *, unsigned char *to ) {

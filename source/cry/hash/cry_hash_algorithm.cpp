@@ -57,7 +57,7 @@ PB_ENUM *cry___HashAlgorithmEnum;
 static constinit struct
 {
     std::atomic<const EVP_MD *> md;
-    std::atomic<bool>           defaults;
+    std::atomic<int>            defaults; // the NID, or 0
 } digests[PB_SIZEOF_ARRAY( algorithms )];
 
 void cry___HashAlgorithmStartup()
@@ -103,10 +103,10 @@ const EVP_MD *cry::digestOf( PB_INT alg )
         // The lookup is repeated, since the host may load a provider with this digest after the
         // start.
         known = openssl___Digest( algorithms[alg].opensslName );
-        digests[alg].defaults.store( known && openssl___IsDefaultProviders( known ), std::memory_order_relaxed );
+        digests[alg].defaults.store( known && openssl___IsDefaultProviders( known ) ? EVP_MD_get_type( known ) : 0, std::memory_order_relaxed );
         digests[alg].md.store( known, std::memory_order_release );
     }
     return known;
 }
 
-bool cry::digestIsDefaultProviders( PB_INT alg ) { return digestOf( alg ) && digests[alg].defaults.load( std::memory_order_relaxed ); }
+int cry::defaultProvidersDigest( PB_INT alg ) { return digests[alg].defaults.load( std::memory_order_relaxed ); }

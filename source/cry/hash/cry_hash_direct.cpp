@@ -48,15 +48,15 @@ using Sha384 = Digest<SHA512_CTX, SHA384_Init, SHA384_Update, SHA384_Final, SHA5
 using Sha512 = Digest<SHA512_CTX, SHA512_Init, SHA512_Update, SHA512_Final, SHA512_CBLOCK, SHA512_DIGEST_LENGTH>;
 
 // OpenSSL asks an engine that a host made the default for a digest, even if a provider has it.
-bool engineComputes( PB_INT alg )
+bool engineComputes( [[maybe_unused]] int nid )
 {
 #ifndef OPENSSL_NO_ENGINE
-    ENGINE *engine = ENGINE_get_digest_engine( EVP_MD_get_type( cry::digestOf( alg ) ) );
+    ENGINE *engine = ENGINE_get_digest_engine( nid );
     if( engine )
         ENGINE_finish( engine );
     return engine != nullptr;
 #else
-    return alg < 0;
+    return false;
 #endif
 }
 
@@ -65,7 +65,8 @@ bool engineComputes( PB_INT alg )
 template<class Compute>
 bool tryDirectly( PB_INT alg, Compute compute )
 {
-    if( !openssl___ShortcutsUsed() || !cry::digestIsDefaultProviders( alg ) || alg > CRY_HASH_ALGORITHM_SHA2_512 || engineComputes( alg ) )
+    int nid = cry::defaultProvidersDigest( alg );
+    if( !nid || alg > CRY_HASH_ALGORITHM_SHA2_512 || !openssl___ShortcutsUsed() || engineComputes( nid ) )
         return false;
     auto with = [&]<class Kind>( Kind &&digest ) { return compute( digest ); };
     switch( alg )

@@ -83,7 +83,7 @@ TEST( CryHashDirect, IsUsedForAllDigestsOfTheDefaultProviderThatHaveLowLevelFunc
     for( PB_INT alg = 0; alg < algorithms; alg++ )
     {
         Shortcuts on( true );
-        EXPECT_TRUE( cry::digestIsDefaultProviders( alg ) ) << alg;
+        EXPECT_TRUE( cry::defaultProvidersDigest( alg ) ) << alg;
         EXPECT_EQ( directDigest( alg, {} ) != "(refused)", hasLowLevelFunctions( alg ) ) << alg;
         EXPECT_EQ( directHmac( alg, "key", "data" ) != "(refused)", hasLowLevelFunctions( alg ) ) << alg;
         Shortcuts off( false );
