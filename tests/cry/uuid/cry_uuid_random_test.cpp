@@ -194,14 +194,17 @@ TEST( CryUuidRandom, NoThreadGetsWhatAnotherOneGot )
 {
     constexpr size_t threads = 8, draws = 100000;
 
+    // Numbers are sorted faster than arrays.
+    using Number = unsigned __int128;
+
     Shortcuts                on( true );
-    std::vector<Sixteen>     seen( threads * draws );
+    std::vector<Number>      seen( threads * draws );
     std::vector<std::thread> running;
     for( size_t thread = 0; thread < threads; thread++ )
     {
         running.emplace_back( [&seen, thread] {
             for( size_t draw = 0; draw < draws; draw++ )
-                seen[thread * draws + draw] = drawn();
+                randomBytes( (PB_BYTE *)&seen[thread * draws + draw] );
         } );
     }
     for( std::thread &each : running )
