@@ -1,4 +1,5 @@
 // A process that forks. Its children and grandchildren draw random bytes for UUIDs.
+#include "support/sanitizers.hpp"
 #include "support/shortcuts.hpp"
 #include "support/text.hpp"
 #include "uuid/cry_uuid_random.hpp"
@@ -19,7 +20,8 @@ using namespace cry::uuid;
 namespace
 {
 
-constexpr size_t forks = 200, draws = 40;
+// With a sanitizer, a fork takes much longer.
+constexpr size_t forks = WITH_ADDRESS_SANITIZER || WITH_THREAD_SANITIZER ? 40 : 200, draws = 40;
 
 using Sixteen = std::array<PB_BYTE, 16>;
 

@@ -173,11 +173,12 @@ TEST( CryUuidRandom, DestructorsOfOtherKeysMayStillAsk )
     static int           rounds;
     PB_INT               before = blocks();
     rounds                      = 0;
-    // The destructor sets its key again, so one of its calls comes after the block is gone.
+    // The destructor sets its key again, so one of its calls comes after the block is gone. OpenSSL
+    // and sanitizers need the last two rounds for their own keys.
     ASSERT_EQ( pthread_key_create( &late,
                    []( void *value ) {
                        EXPECT_NE( hexOf( drawn() ), hexOf( drawn() ) );
-                       if( ++rounds < 3 )
+                       if( ++rounds < 2 )
                            pthread_setspecific( late, value );
                    } ),
         0 );
@@ -185,7 +186,7 @@ TEST( CryUuidRandom, DestructorsOfOtherKeysMayStillAsk )
         pthread_setspecific( late, &late );
         drawn();
     } );
-    EXPECT_EQ( rounds, 3 );
+    EXPECT_EQ( rounds, 2 );
     EXPECT_EQ( blocks(), before );
     pthread_key_delete( late );
 }
