@@ -14,7 +14,9 @@ PB_OBJECT_TYPE( CRY_UUID );
 
 PB_BEGIN_DECLS
 
-/* cryUuidCreate: a new random UUID (RFC 4122, 4.4). */
+/* cryUuidCreate: a new random UUID (RFC 4122, 4.4). A thread takes the bytes of 32 UUIDs from
+   OpenSSL's generator at a time (docs/conventions.md, "Random UUIDs"). If the generator fails, the
+   bytes come from the operating system. */
 PB_EXPORT CRY_UUID *cryUuidCreate( void );
 /* cryUuidCreateNil: the nil UUID (RFC 4122, 4.1.7), all bytes zero. */
 PB_EXPORT CRY_UUID *cryUuidCreateNil( void );

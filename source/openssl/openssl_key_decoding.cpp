@@ -140,6 +140,15 @@ OSSL_LIB_CTX *createKeyDecodingContext( const char **reason )
 
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider ) { return provider && provider == filtering; }
 
+// The context of the source reads no configuration file and nobody adds providers to it, so the
+// source is surely the built-in one. Every instance of it has the same table of functions.
+bool isDefaultProvider( const OSSL_PROVIDER *provider )
+{
+    const OSSL_PROVIDER *builtIn = filter ? filter->source : nullptr;
+    return provider && builtIn && std::string_view( OSSL_PROVIDER_get0_name( provider ) ) == "default" &&
+        OSSL_PROVIDER_get0_dispatch( provider ) == OSSL_PROVIDER_get0_dispatch( builtIn );
+}
+
 X509 *parseCertificateIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length )
 {
     X509 *x509 = X509_new_ex( keyDecoding, nullptr );

@@ -17,6 +17,9 @@ OSSL_LIB_CTX *createKeyDecodingContext( const char **reason );
 // Whether this is the key-decoding context's provider.
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider );
 
+// Whether this is libcrypto's built-in default provider, in any library context.
+bool isDefaultProvider( const OSSL_PROVIDER *provider );
+
 // These functions parse in the key-decoding context.
 X509     *parseCertificateIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length );
 EVP_PKEY *parsePrivateKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_INT length );

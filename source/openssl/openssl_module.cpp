@@ -142,6 +142,8 @@ const EVP_MD *openssl___Digest( const char *name )
         process().digests, name, []( OSSL_LIB_CTX *everybodys, const char *wanted ) { return EVP_MD_fetch( everybodys, wanted, nullptr ); } );
 }
 
+PB_BOOL openssl___IsDefaultProviders( const EVP_MD *md ) { return PB_CHECK( md ), openssl::isDefaultProvider( EVP_MD_get0_provider( md ) ); }
+
 const EVP_CIPHER *openssl___Cipher( const char *name )
 {
     PB_CHECK( name );

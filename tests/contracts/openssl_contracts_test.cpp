@@ -10,6 +10,7 @@ TEST( OpensslContracts, Algorithms )
     EXPECT_ABORT( file, "name", openssl___Digest( nullptr ) );
     EXPECT_ABORT( file, "name", openssl___Cipher( nullptr ) );
     EXPECT_ABORT( file, "digestName", openssl___Hmac( nullptr ) );
+    EXPECT_ABORT( file, "md", openssl___IsDefaultProviders( nullptr ) );
 }
 
 TEST( OpensslContracts, Parsers )

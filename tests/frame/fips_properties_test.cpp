@@ -1,4 +1,6 @@
 // A host whose default properties ask for a FIPS provider before the libraries start.
+#include <cry/cry_hash.h>
+#include <cry/cry_mac.h>
 #include <openssl_module/openssl_module.h>
 #include <pb/pb.h>
 #include <pb/ref.hpp>
@@ -15,5 +17,12 @@ TEST( FipsProperties, KeysAreNotDecodedInTheCopyOfTheDefaultProvider )
     EXPECT_FALSE( opensslKeyDecodingContextUsed() );
     pb::Ref<PB_STRING> state = pb::adopt( opensslKeyDecodingContextState() );
     EXPECT_STREQ( pbStringPeekUtf8( state.get(), nullptr ), "not used: the default properties ask for a FIPS provider" );
+    // No provider satisfies the properties here, so nothing may compute a digest instead.
+    pb::Ref<PB_BUFFER> data = pb::adopt( pbBufferCreateFromBytes( "abc", 3 ) );
+    for( PB_INT alg = 0; alg <= CRY_HASH_ALGORITHM_SHA3_512; alg++ )
+    {
+        EXPECT_FALSE( pb::adopt( cryHashTryCompute( alg, data.get() ) ) ) << alg;
+        EXPECT_FALSE( pb::adopt( cryMacTryComputeHmac( alg, data.get(), data.get() ) ) ) << alg;
+    }
     pbRuntimeStop();
 }

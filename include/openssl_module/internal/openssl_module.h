@@ -14,6 +14,10 @@ PB_BEGIN_DECLS
    first call and kept for the life of the process. Null if this libcrypto does not have it. Owned
    by the module. */
 PB_EXPORT const EVP_MD *openssl___Digest( const char *name );
+/* openssl___IsDefaultProviders: whether libcrypto's built-in default provider computes this digest.
+   Then libcrypto's low-level functions are the same code. A provider from elsewhere does not count,
+   even if its name is "default". */
+PB_EXPORT PB_BOOL openssl___IsDefaultProviders( const EVP_MD *md );
 
 /* openssl___Cipher: the same for a cipher. */
 PB_EXPORT const EVP_CIPHER *openssl___Cipher( const char *name );

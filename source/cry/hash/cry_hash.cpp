@@ -5,6 +5,7 @@
 #include "common/cry_update.hpp"
 #include "hash/cry_hash.hpp"
 #include "hash/cry_hash_algorithm.hpp"
+#include "hash/cry_hash_direct.hpp"
 
 struct CRY_HASH : PB_OBJ
 {
@@ -95,6 +96,8 @@ bool cry::tryDigest( PB_INT alg, std::initializer_list<PB_BUFFER *> parts, PB_BY
     const EVP_MD *md = digestOf( alg );
     if( !md )
         return false;
+    if( tryDigestDirectly( alg, parts, digest ) )
+        return true;
     // A context keeps its input until it is used again, so secrets do not go through a context that
     // is kept.
     bool kept = true;

@@ -5,6 +5,7 @@
 #include "common/cry_ossl.hpp"
 #include "common/cry_update.hpp"
 #include "hash/cry_hash_algorithm.hpp"
+#include "hash/cry_hash_direct.hpp"
 
 #include <atomic>
 #include <openssl/hmac.h>
@@ -132,6 +133,12 @@ bool tryComputeHere( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out, 
     return true;
 }
 
+// OpenSSL has to have HMAC with this digest, even if it is not asked to compute it.
+bool tryComputeDirectly( PB_INT alg, PB_BUFFER *key, PB_BUFFER *data, PB_BYTE *out )
+{
+    return preparedOf( alg ) && cry::tryHmacDirectly( alg, key, data, out );
+}
+
 #ifndef OPENSSL_NO_DEPRECATED_3_0
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -164,5 +171,8 @@ PB_BUFFER *cryMacTryComputeHmac( CRY_HASH_ALGORITHM alg, PB_BUFFER *key, PB_BUFF
     PB_BYTE           *out;
     size_t             outsize = (size_t)cryHashAlgorithmDigestSizeBits( alg ) / 8;
     pb::Ref<PB_BUFFER> result  = pb::adopt( pb___BufferCreateLength( (PB_INT)outsize, &out ) );
-    return tryComputeFast( alg, key, data, out, outsize ) || tryComputeHere( alg, key, data, out, outsize ) ? result.take() : nullptr;
+    return tryComputeDirectly( alg, key, data, out ) || tryComputeFast( alg, key, data, out, outsize ) ||
+            tryComputeHere( alg, key, data, out, outsize )
+        ? result.take()
+        : nullptr;
 }

@@ -1,7 +1,8 @@
 #include <cry/cry_hash.h>
-#include <cry/cry_random.h>
 #include <cry/cry_uuid.h>
 #include <pb/sort.hpp>
+
+#include "uuid/cry_uuid_random.hpp"
 
 #include <cstring>
 #include <string_view>
@@ -35,7 +36,7 @@ static void setVersion( CRY_UUID *uuid, PB_BYTE version )
 CRY_UUID *cryUuidCreate()
 {
     CRY_UUID *uuid = pb::create<CRY_UUID>();
-    cryRandomBytes( uuid->uuid, PB_SIZEOF( uuid->uuid ) );
+    cry::uuid::randomBytes( uuid->uuid );
     setVersion( uuid, randomVersion );
     return uuid;
 }
@@ -129,6 +130,20 @@ constexpr int digitValue( char c )
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
+// Writes the eight digits of four bytes, all at once in one number.
+void writeDigits( char *to, const PB_BYTE *bytes, bool uppercase )
+{
+    constexpr uint64_t each = 0x0101010101010101;
+
+    // The first byte is in the lowest bits, and so is its first digit.
+    uint64_t values = bytes[0] | (uint64_t)bytes[1] << 16 | (uint64_t)bytes[2] << 32 | (uint64_t)bytes[3] << 48;
+    values          = ( values >> 4 | values << 8 ) & each * 0xF;
+    uint64_t letter = ( values + each * 6 ) >> 4 & each; // 1 for each value above 9
+    uint64_t digits = values + each * '0' + letter * ( uppercase ? 'A' - '0' - 10 : 'a' - '0' - 10 );
+    for( unsigned index = 0; index < 8; index++ )
+        to[index] = (char)( digits >> 8 * index );
+}
+
 }
 
 CRY_UUID *cryUuidTryCreateFromString( PB_STRING *source )
@@ -175,17 +190,19 @@ CRY_UUID *cryUuidTryCreateFromStringWcstr( const wchar_t *text, PB_INT length )
 PB_STRING *cryUuidToStringWithFlags( CRY_UUID *uuid, CRY_UUID_STRING_FLAGS flags )
 {
     PB_CHECK( uuid );
-    const char *digits    = flags & CRY_UUID_STRING_FLAG_UPPERCASE ? "0123456789ABCDEF" : "0123456789abcdef";
-    char        separator = flags & CRY_UUID_STRING_FLAG_LOW_LINE ? '_' : '-';
-    char        text[textLengthWrapped];
-    char       *first = text + PB_SIZEOF_ARRAY( wrappings ), *last = first;
-    for( size_t index = 0; index < sizeof uuid->uuid; index++ )
-    {
-        *last++ = digits[uuid->uuid[index] >> 4];
-        *last++ = digits[uuid->uuid[index] & 0xF];
-        if( separatorAfter( index ) )
-            *last++ = separator;
-    }
+    bool  uppercase = flags & CRY_UUID_STRING_FLAG_UPPERCASE;
+    char  separator = flags & CRY_UUID_STRING_FLAG_LOW_LINE ? '_' : '-';
+    char  text[textLengthWrapped];
+    char *first = text + PB_SIZEOF_ARRAY( wrappings ), *last = first + textLength;
+    char  digits[2 * sizeof uuid->uuid];
+    for( size_t index = 0; index < sizeof uuid->uuid; index += 4 )
+        writeDigits( digits + 2 * index, uuid->uuid + index, uppercase );
+    std::memcpy( first, digits, 8 );
+    std::memcpy( first + 9, digits + 8, 4 );
+    std::memcpy( first + 14, digits + 12, 4 );
+    std::memcpy( first + 19, digits + 16, 4 );
+    std::memcpy( first + 24, digits + 20, 12 );
+    first[8] = first[13] = first[18] = first[23] = separator;
     for( auto &wrapping : wrappings )
     {
         if( flags & wrapping.flag )

@@ -8,6 +8,7 @@
 
 #include "support/certificates.hpp"
 #include "support/contract.hpp"
+#include "support/shortcuts.hpp"
 #include "support/text.hpp"
 
 #include <algorithm>
@@ -115,7 +116,7 @@ pb::Ref<CRY_PKEY_PRIVATE> privateKey( int number = 0 )
     return pb::adopt( cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( key( KeyKind::p256, number ).get() ) );
 }
 
-constexpr PB_INT sha256 = CRY_HASH_ALGORITHM_SHA2_256;
+constexpr PB_INT sha256 = CRY_HASH_ALGORITHM_SHA2_256, sha3 = CRY_HASH_ALGORITHM_SHA3_256;
 
 }
 
@@ -126,7 +127,12 @@ TEST( Exhaustion, Digests )
     // For sensitive data, a new context is made.
     pb::Ref<PB_BUFFER> secret = buf( "abc" );
     pbBufferSetSensitive( secret.handle() );
+    EXPECT_EQ( abortsIn( file, [&] { pb::adopt( cryHashTryCompute( sha3, secret.get() ) ); } ), Texts{ "mdCtx" } );
+    Shortcuts off( false );
     EXPECT_EQ( abortsIn( file, [&] { pb::adopt( cryHashTryCompute( sha256, secret.get() ) ); } ), Texts{ "mdCtx" } );
+    // The low-level functions need no memory.
+    Shortcuts on( true );
+    EXPECT_EQ( allocationsOf( [&] { pb::adopt( cryHashTryCompute( sha256, secret.get() ) ); } ), 0 );
 }
 
 TEST( Exhaustion, SignersAndVerifiers )
@@ -145,7 +151,8 @@ TEST( Exhaustion, MacsAndCiphersAreNull )
     // These calls do not abort: without memory they give null.
     pb::Ref<PB_BUFFER> key = buf( std::string( 16, 'k' ) );
     EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryCreateHmac( sha256, key.get() ) ); } ).empty() );
-    EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryComputeHmac( sha256, key.get(), key.get() ) ); } ).empty() );
+    for( PB_INT alg : { sha256, sha3 } )
+        EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryMacTryComputeHmac( alg, key.get(), key.get() ) ); } ).empty() );
     EXPECT_TRUE( abortsOf( [&] { pb::adopt( cryAesTryCreate( CRY_AES_MODE_ECB, CRY_AES_OPERATION_ENCRYPT, key.get() ) ); } ).empty() );
     allocationsLeft = 0;
     EXPECT_FALSE( pb::adopt( cryMacTryCreateHmac( sha256, key.get() ) ) );
