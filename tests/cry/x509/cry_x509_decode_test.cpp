@@ -213,8 +213,8 @@ TEST( CryX509DecodeName, OtherCharactersAreWrittenAsOpensslWritesThem )
     }
 }
 
-// Every value of one and two bytes, also at the ends of a longer value; of the types that are not
-// UTF-8 every eleventh.
+// Every value of one and two bytes, also at the ends and in the middle of a longer value; of the
+// types that are not UTF-8 every eleventh.
 TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
 {
     Name name( X509_NAME_new(), X509_NAME_free );
@@ -224,7 +224,8 @@ TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
         for( int pair = 0; pair < 0x10000; pair += type == V_ASN1_UTF8STRING ? 1 : 11 )
         {
             const char first = (char)( pair >> 8 ), last = (char)pair;
-            for( const std::string &value : { std::string( 1, last ), std::string{ first, last }, std::string{ first, 'x', ' ', last } } )
+            for( const std::string &value :
+                { std::string( 1, last ), std::string{ first, last }, std::string{ first, 'x', ' ', last }, std::string{ 'x', first, last, 'y' } } )
             {
                 setValue( name.get(), 0, type, value );
                 expectPrinted( name.get() );
