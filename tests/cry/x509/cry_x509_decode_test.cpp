@@ -421,6 +421,42 @@ TEST( CryX509DecodeTime, AnotherTypeOrNoDataIsNone )
     }
 }
 
+TEST( CryX509DecodeTime, ANegativeLengthIsNone )
+{
+    for( int type : { V_ASN1_UTCTIME, V_ASN1_GENERALIZEDTIME } )
+    {
+        ASN1_TIME *time = ASN1_STRING_type_new( type );
+        ASSERT_EQ( ASN1_STRING_set( time, "20250101000000Z", -1 ), 1 );
+        time->length = -1;
+        EXPECT_EQ( cry___X509TryDecodeAsn1Time( time ), nullptr );
+        ASN1_STRING_free( time );
+    }
+}
+
+// From 1950 to 9999, in steps of about 40 days.
+TEST( CryX509DecodeTime, WhatOpensslMakesOfADateDecodesToIt )
+{
+    int count = 0;
+    for( time_t at = -631152000; at <= 253402300799; at += 3464153 )
+    {
+        ASN1_TIME *own = ASN1_TIME_set( nullptr, at ), *general = ASN1_GENERALIZEDTIME_set( nullptr, at );
+        struct tm  parts;
+        ASSERT_TRUE( own && general && gmtime_r( &at, &parts ) );
+        char wanted[32];
+        strftime( wanted, sizeof wanted, "%Y-%m-%dT%H:%M:%SZ", &parts );
+        for( const ASN1_TIME *time : { own, general } )
+        {
+            pb::Ref<PB_TIME> decoded = pb::adopt( cry___X509TryDecodeAsn1Time( time ) );
+            ASSERT_TRUE( decoded ) << wanted;
+            ASSERT_EQ( text( pb::adopt( pbTimeToString( decoded.get() ) ) ), wanted );
+        }
+        count += ASN1_STRING_type( own ) == V_ASN1_UTCTIME;
+        ASN1_STRING_free( own );
+        ASN1_STRING_free( general );
+    }
+    EXPECT_GT( count, 900 ) << "the years to 2049 are UTC times";
+}
+
 TEST( CryX509DecodeTime, EveryKindOfCertificateTimeDecodes )
 {
     for( auto [written, wanted] : { std::pair( "19500101000000Z", "1950-01-01T00:00:00Z" ), std::pair( "20491231235959Z", "2049-12-31T23:59:59Z" ),
