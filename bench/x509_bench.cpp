@@ -201,7 +201,7 @@ void registerNames()
     }
 }
 
-// Few names need an escape; these are printed by OpenSSL in both ways.
+// Few names need an escape.
 void registerEscapedName( const bench::Certificate &leaf )
 {
     std::shared_ptr<X509> x509( bench::plainCertificate( leaf.der ), X509_free );

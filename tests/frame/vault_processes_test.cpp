@@ -9,15 +9,30 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <set>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace support;
 namespace fs = std::filesystem;
+
+// If it is set, a process ends when it renames a file.
+static bool killedByRename;
+
+// Replaces the function of the C library in this program.
+extern "C" int deadly_rename( const char *from, const char *to ) __asm__( "rename" );
+int            deadly_rename( const char *from, const char *to )
+{
+    if( killedByRename )
+        kill( getpid(), SIGKILL );
+    return renameat( AT_FDCWD, from, AT_FDCWD, to );
+}
 
 namespace
 {
@@ -187,6 +202,55 @@ TEST_F( VaultProcesses, AKilledSaveLeavesTheOldOrTheNewContent )
     EXPECT_GE( kills, 5 );
     EXPECT_GT( shared->saves, 0 );
     std::printf( "%d kills, %d complete saves\n", kills, shared->saves.load() );
+}
+
+TEST_F( VaultProcesses, ALaterSaveRemovesWhatAKilledSaveLeft )
+{
+    auto save = [] {
+        setItem( "one", newIdentity().get() );
+        return cry___VaultSave() ? good : noSave;
+    };
+    auto names = [this] {
+        std::set<std::string> found;
+        for( const auto &entry : fs::directory_iterator( directory ) )
+            found.insert( entry.path().filename() );
+        return found;
+    };
+    ASSERT_EQ( resultOf( child( [&] { return killedByRename = true, save(); } ) ), -1 );
+    std::set<std::string> after = names();
+    ASSERT_EQ( after.erase( "cry_vault.lock" ), 1u );
+    ASSERT_EQ( after.size(), 1u );
+    std::string       left = *after.begin();
+    std::ifstream     in( directory / left );
+    const std::string content{ std::istreambuf_iterator<char>( in ), {} };
+    EXPECT_EQ( left.rfind( ".new-", 0 ), 0u ) << left;
+    EXPECT_NE( content.find( "PRIVATE KEY" ), content.npos );
+
+    auto make = [&]( const char *name, const std::string &bytes ) { std::ofstream( directory / name ) << bytes; };
+    make( ".new-0123456789abcde0", "" );
+    make( ".new-0123456789abcde1", content.substr( 0, 20 ) );
+    std::set<std::string> others{ "cry_vault.lock", "cry_vault.qmstore" };
+    auto                  other = [&]( const char *name ) { return *others.insert( name ).first; };
+    for( const char *name :
+        { ".new-0123456789abcde", ".new-0123456789abcdef0", ".new-0123456789ABCDEF", ".old-0123456789abcdef", "new-0123456789abcdef" } )
+        make( other( name ).c_str(), content );
+    make( other( ".new-0123456789abcde2" ).c_str(), "{\n  \"header\": {\n    \"type\": \"CRY_OTHER\"" );
+    make( other( ".new-0123456789abcde3" ).c_str(), "a file of the host" );
+    make( other( ".new-0123456789abcde4" ).c_str(), content );
+    fs::create_hard_link( directory / ".new-0123456789abcde4", directory / other( "second name" ) );
+    make( other( "target" ).c_str(), content );
+    fs::create_symlink( "target", directory / other( ".new-0123456789abcde5" ) );
+    fs::create_directory( directory / other( ".new-0123456789abcde6" ) );
+    ASSERT_EQ( mkfifo( ( directory / other( ".new-0123456789abcde7" ) ).c_str(), 0600 ), 0 );
+
+    // Another process may just be writing it.
+    EXPECT_EQ( resultOf( child( save ) ), good );
+    EXPECT_TRUE( names().count( left ) );
+    for( const std::string &name : names() )
+        fs::last_write_time( directory / name, fs::file_time_type::clock::now() - std::chrono::hours( 2 ) );
+    make( other( ".new-0123456789abcde8" ).c_str(), content );
+    EXPECT_EQ( resultOf( child( save ) ), good );
+    EXPECT_EQ( names(), others );
 }
 
 TEST_F( VaultProcesses, ProcessesThatHoldTheLockLoseNothing )

@@ -151,7 +151,7 @@ class Normalize(StackTest):
             ('{"a": 9223372036854775808}', ":1", "a number is too large (column 26)"),
             ('{"a":' * 200, ":1", "there are too many objects and lists in one another (column 641)"),
             ('\ufeff{}', "", "begins with a byte order mark, which JSON does not have"),
-            ("[]", "", "is a list, not an object with the settings of a stack"),
+            ("[]", "", "is a list, not an object"),
             ("5", "", "is JSON, but neither an object nor of a size that can be read"),
             ('{"header": {"type": "CRY_VAULT"}, "store": {}}', "", "is a store of the type 'CRY_VAULT', not CRY_X509_STACK"),
         ):

@@ -27,7 +27,8 @@ PB_EXPORT PB_BOOL cry___VaultLoad( void );
 /* cry___VaultSave: writes the file. At every moment there is a complete file or backup, also if the
    process is killed or the disk is full. It makes the state directory (0700) if that is missing.
    False if it cannot be written, or if another process does not give the lock back within ten
-   seconds. Blocks until the content is on the disk. */
+   seconds. Blocks until the content is on the disk. If a save is killed, a file .new-... with the
+   new content can be left in the directory. A later save removes it when it is an hour old. */
 PB_EXPORT PB_BOOL cry___VaultSave( void );
 
 /* cry___VaultHalt: empties the vault for good; only the module's own hook calls it. */

@@ -10,6 +10,9 @@
 #include <pb/pb_path_file.h>
 #include <pb/pb_runtime.h>
 #include <pb/stored.hpp>
+#include <string_view>
+
+#include "vault/cry_vault_leftovers.hpp"
 
 static constexpr char   fileType[]           = "CRY_VAULT";
 static constexpr PB_INT lockTimeMilliseconds = 10000;
@@ -127,6 +130,13 @@ pb::Ref<PB_BUFFER> encode( PB_STORE *store )
     pbStoreHeaderSetModuleVersion( header.handle(), version.get() );
     pbStoreHeaderGenerateInfo( header.handle() );
     return pb::adopt( pbStoreTryEncode( store, header.get() ) );
+}
+
+// The bytes of a file up to the end of its type, which no file but a vault's begins with.
+std::string_view beginOf( PB_BUFFER *content )
+{
+    std::string_view text( (const char *)pbBufferBytes( content ), (size_t)pbBufferLength( content ) );
+    return text.substr( 0, text.find( fileType ) + sizeof fileType );
 }
 
 // Writes the backup first, if there is a file. So there is always one complete file.
@@ -270,7 +280,10 @@ PB_BOOL cry___VaultSave()
         return PB_FALSE;
     transfers++;
     pb::Ref<PB_BUFFER> content = encode( storeOf( now.get() ).get() );
-    return content && writeFiles( paths, content.get() );
+    if( !content )
+        return PB_FALSE;
+    cry::vault::removeLeftovers( paths.directory.get(), beginOf( content.get() ) );
+    return writeFiles( paths, content.get() );
 }
 
 void cry___VaultStartup() PB_UNCHECKED

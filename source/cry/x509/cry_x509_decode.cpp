@@ -5,7 +5,9 @@
 
 #include "common/cry_ossl_pem_object.hpp"
 
+#include <algorithm>
 #include <openssl/crypto.h>
+#include <openssl_module/internal/openssl_module.h>
 #include <string_view>
 
 // Escapes and order are those of RFC 2253, but a blank follows each comma. OpenSSL's one-line form
@@ -30,20 +32,41 @@ bool isBytewise( const ASN1_STRING *string )
     return type == V_ASN1_UTF8STRING || type == V_ASN1_PRINTABLESTRING || type == V_ASN1_IA5STRING;
 }
 
-// Writes a value. False if it needs an escape or may not be UTF-8.
+bool isControl( char c ) { return (unsigned char)c < ' ' || c == '\x7F'; }
+
+bool needsEscape( char c ) { return isControl( c ) || c == '"' || c == '\\'; }
+
+// Writes a value as OpenSSL does. False if OpenSSL must do it.
 bool tryWriteValue( const ASN1_STRING *value, pb::StdString<> &text )
 {
-    std::string_view view   = viewOf( value );
-    bool             isUtf8 = ASN1_STRING_type( value ) == V_ASN1_UTF8STRING;
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string_view           view   = viewOf( value );
+    bool                       isUtf8 = ASN1_STRING_type( value ) == V_ASN1_UTF8STRING;
     // OpenSSL puts no quotes around a number sign that is alone.
-    bool quotes = view.starts_with( ' ' ) || view.ends_with( ' ' ) || ( view.starts_with( '#' ) && view.size() > 1 );
+    bool   quotes  = view.starts_with( ' ' ) || view.ends_with( ' ' ) || ( view.starts_with( '#' ) && view.size() > 1 );
+    size_t escapes = 0;
     for( char c : view )
     {
-        if( (unsigned char)c < ' ' || c == '"' || c == '\\' || c == '\x7F' || ( (unsigned char)c >= 0x80 && !isUtf8 ) )
+        if( (unsigned char)c >= 0x80 && !isUtf8 )
             return false;
+        escapes += needsEscape( c );
         quotes |= c == ',' || c == '+' || c == ';' || c == '<' || c == '>';
     }
-    text.append( quotes ? "\"" : "" ).append( view ).append( quotes ? "\"" : "" );
+    if( escapes && !openssl___ShortcutsUsed() )
+        return false;
+    text.append( quotes ? "\"" : "" );
+    for( ; escapes; escapes-- )
+    {
+        size_t plain = (size_t)( std::find_if( view.begin(), view.end(), needsEscape ) - view.begin() );
+        char   c     = view[plain];
+        text.append( view, 0, plain ).append( 1, '\\' );
+        if( isControl( c ) )
+            text.append( { digits[(size_t)c / 16], digits[(size_t)c % 16] } );
+        else
+            text += c;
+        view.remove_prefix( plain + 1 );
+    }
+    text.append( view ).append( quotes ? "\"" : "" );
     return true;
 }
 

@@ -213,8 +213,8 @@ TEST( CryX509DecodeName, OtherCharactersAreWrittenAsOpensslWritesThem )
     }
 }
 
-// Every value of one and two bytes, also at the ends of a longer value; of the types that are not
-// UTF-8 every eleventh.
+// Every value of one and two bytes, also at the ends and in the middle of a longer value; of the
+// types that are not UTF-8 every eleventh.
 TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
 {
     Name name( X509_NAME_new(), X509_NAME_free );
@@ -224,7 +224,8 @@ TEST( CryX509DecodeName, ShortValuesAreWrittenAsOpensslWritesThem )
         for( int pair = 0; pair < 0x10000; pair += type == V_ASN1_UTF8STRING ? 1 : 11 )
         {
             const char first = (char)( pair >> 8 ), last = (char)pair;
-            for( const std::string &value : { std::string( 1, last ), std::string{ first, last }, std::string{ first, 'x', ' ', last } } )
+            for( const std::string &value :
+                { std::string( 1, last ), std::string{ first, last }, std::string{ first, 'x', ' ', last }, std::string{ 'x', first, last, 'y' } } )
             {
                 setValue( name.get(), 0, type, value );
                 expectPrinted( name.get() );
@@ -418,6 +419,42 @@ TEST( CryX509DecodeTime, AnotherTypeOrNoDataIsNone )
         EXPECT_EQ( cry___X509TryDecodeAsn1Time( time ), nullptr );
         ASN1_STRING_free( time );
     }
+}
+
+TEST( CryX509DecodeTime, ANegativeLengthIsNone )
+{
+    for( int type : { V_ASN1_UTCTIME, V_ASN1_GENERALIZEDTIME } )
+    {
+        ASN1_TIME *time = ASN1_STRING_type_new( type );
+        ASSERT_EQ( ASN1_STRING_set( time, "20250101000000Z", -1 ), 1 );
+        time->length = -1;
+        EXPECT_EQ( cry___X509TryDecodeAsn1Time( time ), nullptr );
+        ASN1_STRING_free( time );
+    }
+}
+
+// From 1950 to 9999, in steps of about 40 days.
+TEST( CryX509DecodeTime, WhatOpensslMakesOfADateDecodesToIt )
+{
+    int count = 0;
+    for( time_t at = -631152000; at <= 253402300799; at += 3464153 )
+    {
+        ASN1_TIME *own = ASN1_TIME_set( nullptr, at ), *general = ASN1_GENERALIZEDTIME_set( nullptr, at );
+        struct tm  parts;
+        ASSERT_TRUE( own && general && gmtime_r( &at, &parts ) );
+        char wanted[32];
+        strftime( wanted, sizeof wanted, "%Y-%m-%dT%H:%M:%SZ", &parts );
+        for( const ASN1_TIME *time : { own, general } )
+        {
+            pb::Ref<PB_TIME> decoded = pb::adopt( cry___X509TryDecodeAsn1Time( time ) );
+            ASSERT_TRUE( decoded ) << wanted;
+            ASSERT_EQ( text( pb::adopt( pbTimeToString( decoded.get() ) ) ), wanted );
+        }
+        count += ASN1_STRING_type( own ) == V_ASN1_UTCTIME;
+        ASN1_STRING_free( own );
+        ASN1_STRING_free( general );
+    }
+    EXPECT_GT( count, 900 ) << "the years to 2049 are UTC times";
 }
 
 TEST( CryX509DecodeTime, EveryKindOfCertificateTimeDecodes )

@@ -279,6 +279,9 @@ void Stack::look()
         if( isSystem() )
             cry___X509SystemTrustedCertificatesReload();
     }
+    // Standard error has them, and no object will.
+    if( !options.json )
+        tool::forgetNotices();
 }
 
 bool isOutputClosed()

@@ -3,120 +3,111 @@
 #include "input/file.hpp"
 #include "output/error.hpp"
 #include "text/convert.hpp"
-#include "text/printable.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <pb/pb_store_codec.h>
 #include <set>
-#include <string_view>
 #include <vector>
 
 namespace
 {
 
-// Finds out why a text is not a store. Its functions are called as the text is read; false ends
-// that.
-class Finder
+// A place in the text, which says how far the text was read.
+struct Place
 {
-public:
-    std::string problem;
-    size_t      at = 0; // the byte at which the text is not JSON, from 1 on; 0 if it is JSON
+    using iterator_category = std::input_iterator_tag;
+    using value_type        = char;
+    using difference_type   = std::ptrdiff_t;
+    using pointer           = const char *;
+    using reference         = const char &;
 
-    bool null() { return take(); }
-    bool boolean( bool ) { return take(); }
-    bool number_integer( int64_t ) { return take(); }
-    bool number_unsigned( uint64_t value ) { return take() && ( value <= INT64_MAX || refuseNumber() ); }
-    bool number_float( double, const std::string & ) { return take() && refuseNumber(); }
-    bool string( std::string & ) { return take(); }
-    bool binary( std::vector<uint8_t> & ) { return take(); }
-    bool start_object( size_t ) { return open( false ); }
-    bool start_array( size_t ) { return open( true ); }
-    bool end_object() { return close(); }
-    bool end_array() { return close(); }
-    bool key( std::string &name )
-    {
-        levels.back().name = name;
-        return levels.back().names.insert( name ).second || refuse( "is there twice" );
-    }
-    bool parse_error( size_t position, const std::string &, const nlohmann::detail::exception & )
-    {
-        at = std::max( position, (size_t)1 );
-        return false;
-    }
+    const char  *at;
+    const char **reached;
 
-private:
-    struct Level
-    {
-        bool                  isArray;
-        size_t                count = 0;
-        std::string           name;
-        std::set<std::string> names;
-    };
-
-    bool take()
-    {
-        if( !levels.empty() )
-            levels.back().count++;
-        return true;
-    }
-    bool open( bool isArray )
-    {
-        take();
-        if( levels.size() == PB_STORE_DEPTH_MAX )
-        {
-            problem = "more than " + std::to_string( PB_STORE_DEPTH_MAX ) + " objects and lists lie in one another";
-            return false;
-        }
-        levels.push_back( { isArray, 0, {}, {} } );
-        return true;
-    }
-    bool close()
-    {
-        levels.pop_back();
-        return true;
-    }
-    bool refuseNumber() { return refuse( "is a number with a fraction or an exponent, or of more than 64 bits" ); }
-    bool refuse( const char *reason )
-    {
-        std::string place;
-        for( const Level &each : levels )
-            place += each.isArray ? "[" + std::to_string( each.count - 1 ) + "]" : ( place.empty() ? "" : "." ) + each.name;
-        problem = tool::shown( place ) + " " + reason;
-        return false;
-    }
-
-    std::vector<Level> levels;
+    const char &operator*() const { return *( *reached = at ); }
+    Place      &operator++() { return at++, *this; }
+    Place       operator++( int ) { return { at++, reached }; }
+    bool        operator==( const Place &other ) const { return at == other.at; }
+    bool        operator!=( const Place &other ) const { return at != other.at; }
 };
 
-tool::InputError notAStore( const std::string &path, std::string_view text )
+// Reads a text as JSON and keeps the reason why it is not a store. What the text says is not in the
+// reason, since it may be a part of a private key.
+struct Reasons : nlohmann::json_sax<nlohmann::json>
 {
-    Finder finder;
-    bool   isJson = nlohmann::json::sax_parse( text.begin(), text.end(), &finder );
-    if( finder.at )
+    std::string                        reason;
+    std::vector<std::set<std::string>> open; // the keys in each object or array
+
+    bool refuse( const std::string &why )
     {
-        std::string_view before = text.substr( 0, std::min( finder.at - 1, text.size() ) );
-        size_t           begin  = before.rfind( '\n' ) + 1; // 0 if there is no line end
-        return { path, "is not JSON at column " + std::to_string( before.size() - begin + 1 ),
-            1 + (PB_INT)std::count( before.begin(), before.end(), '\n' ) };
+        reason = why;
+        return false;
     }
-    if( !isJson && !finder.problem.empty() )
-        return { path, finder.problem };
-    return { path, "is not a JSON object that can be read" };
-}
+    bool begin()
+    {
+        open.emplace_back();
+        return open.size() <= (size_t)PB_STORE_DEPTH_MAX || refuse( "there are too many objects and lists in one another" );
+    }
+    bool end()
+    {
+        open.pop_back();
+        return true;
+    }
 
-}
+    bool null() override { return true; }
+    bool boolean( bool ) override { return true; }
+    bool number_integer( number_integer_t ) override { return true; }
+    bool number_unsigned( number_unsigned_t value ) override
+    {
+        return value <= (number_unsigned_t)std::numeric_limits<PB_INT>::max() || refuse( "a number is too large" );
+    }
+    bool number_float( number_float_t, const string_t & ) override { return refuse( "a number has a fraction or an exponent, or is too large" ); }
+    bool string( string_t & ) override { return true; }
+    bool binary( binary_t & ) override { return true; }
+    bool start_object( size_t ) override { return begin(); }
+    bool key( string_t &name ) override { return open.back().insert( name ).second || refuse( "a key occurs twice in one object" ); }
+    bool end_object() override { return end(); }
+    bool start_array( size_t ) override { return begin(); }
+    bool end_array() override { return end(); }
+    bool parse_error( size_t, const std::string &, const nlohmann::json::exception &problem ) override
+    {
+        std::string text  = problem.what();
+        size_t      after = text.find( "parsing " ), dash = after == text.npos ? after : text.find( " - ", after );
+        text = dash == text.npos ? "" : text.substr( dash + 3 );
+        return refuse( "is not JSON" + ( text.empty() ? "" : ": " + text.substr( 0, text.find( "; last read" ) ) ) );
+    }
+};
 
-tool::StoreFile tool::readStore( const std::string &path )
+tool::InputError problemOf( const std::string &path, PB_BUFFER *content )
 {
-    pb::Ref<PB_BUFFER>       content = readWhole( path );
+    const char *begin = (const char *)pbBufferBytes( content ), *end = begin + pbBufferLength( content ), *reached = begin;
+    if( begin == end )
+        return { path, "is empty" };
+    if( tool::startsWith( content, "\xEF\xBB\xBF" ) )
+        return { path, "begins with a byte order mark, which JSON does not have" };
+    Reasons reasons;
+    nlohmann::json::sax_parse( Place{ begin, &reached }, Place{ end, &reached }, &reasons );
+    if( reasons.reason.empty() )
+        return { path, "is JSON, but neither an object nor of a size that can be read" };
+    PB_INT      line = 1 + std::count( begin, reached, '\n' );
+    const char *from = std::find( std::make_reverse_iterator( reached ), std::make_reverse_iterator( begin ), '\n' ).base();
+    return { path, reasons.reason + " (column " + std::to_string( reached - from + 1 ) + ")", line };
+}
+
+}
+
+tool::StoreFile tool::readStore( const std::string &path, Content kind )
+{
+    pb::Ref<PB_BUFFER>       content = readWhole( path, kind );
     pb::Ref<PB_STORE_HEADER> header;
     pb::Ref<PB_STORE>        store = pb::adopt( pbStoreTryDecode( content.get(), header.handle() ) );
     if( !store )
-        throw notAStore( path, { (const char *)pbBufferBytes( content.get() ), (size_t)pbBufferLength( content.get() ) } );
+        throw problemOf( path, content.get() );
     if( pbStoreIsArray( store.get() ) )
-        throw InputError( path, "is a list in JSON, not an object" );
-    StoreFile file{ store, {} };
+        throw InputError( path, "is a list, not an object" );
+    StoreFile file{ content, store, {} };
     if( header )
         file.type = take( pbStoreHeaderType( header.get() ) );
     return file;

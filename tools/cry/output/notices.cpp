@@ -59,5 +59,7 @@ void tool::addNotices( nlohmann::ordered_json &json )
 void tool::moveNotices( nlohmann::ordered_json &json )
 {
     addNotices( json );
-    notices() = Notices();
+    forgetNotices();
 }
+
+void tool::forgetNotices() { notices() = Notices(); }

@@ -32,5 +32,7 @@ nlohmann::ordered_json problemJson( const InputError &problem );
 void addNotices( nlohmann::ordered_json &json );
 // The same; then they are forgotten, since further objects follow.
 void moveNotices( nlohmann::ordered_json &json );
+// For a command that runs for long and prints no JSON.
+void forgetNotices();
 
 }
