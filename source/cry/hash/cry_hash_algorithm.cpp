@@ -7,8 +7,6 @@
 
 #include "common/cry_enumeration.hpp"
 
-#include <atomic>
-
 namespace
 {
 
@@ -53,12 +51,8 @@ static_assert( cry::isDense( names ), "enumerants count from 0" );
 
 PB_ENUM *cry___HashAlgorithmEnum;
 
-// `defaults` is stored first, so it is known as soon as the digest is.
-static constinit struct
-{
-    std::atomic<const EVP_MD *> md;
-    std::atomic<int>            defaults; // the NID, or 0
-} digests[PB_SIZEOF_ARRAY( algorithms )];
+constinit cry::FetchedDigest cry::fetchedDigests[];
+static_assert( PB_SIZEOF_ARRAY( cry::fetchedDigests ) == PB_SIZEOF_ARRAY( algorithms ) );
 
 void cry___HashAlgorithmStartup()
 {
@@ -95,18 +89,12 @@ const char *cry___HashAlgorithmOpensslDigestName( CRY_HASH_ALGORITHM alg )
     return algorithms[alg].opensslName;
 }
 
-const EVP_MD *cry::digestOf( PB_INT alg )
+const EVP_MD *cry::fetchDigest( PB_INT alg )
 {
-    const EVP_MD *known = digests[alg].md.load( std::memory_order_acquire );
-    if( !known )
-    {
-        // The lookup is repeated, since the host may load a provider with this digest after the
-        // start.
-        known = openssl___Digest( algorithms[alg].opensslName );
-        digests[alg].defaults.store( known && openssl___IsDefaultProviders( known ) ? EVP_MD_get_type( known ) : 0, std::memory_order_relaxed );
-        digests[alg].md.store( known, std::memory_order_release );
-    }
+    // The lookup is repeated, since the host may load a provider with this digest after the start.
+    FetchedDigest &digest = fetchedDigests[alg];
+    const EVP_MD  *known  = openssl___Digest( algorithms[alg].opensslName );
+    digest.defaults.store( known && openssl___IsDefaultProviders( known ) ? EVP_MD_get_type( known ) : 0, std::memory_order_relaxed );
+    digest.md.store( known, std::memory_order_release );
     return known;
 }
-
-int cry::defaultProvidersDigest( PB_INT alg ) { return digests[alg].defaults.load( std::memory_order_relaxed ); }
