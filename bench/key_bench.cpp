@@ -1,9 +1,7 @@
-#include "material.hpp"
-#include "pairs.hpp"
+#include "ours.hpp"
 
 #include <cry/cry_generate_ec_key_pair.h>
 #include <cry/cry_sign.h>
-#include <cry/cry_uuid.h>
 
 #include <cstdio>
 #include <memory>
@@ -26,15 +24,10 @@ std::string publicText( EVP_PKEY *pkey )
     return copy;
 }
 
-pb::Ref<CRY_PKEY_PRIVATE> ourPrivate( const std::string &text )
-{
-    return pb::adopt( cryPkeyPrivateTryCreateFromPem( pb::adopt( cryPemTryDecode( bench::buffer( text ).get() ) ).get() ) );
-}
-
 void registerSignatures( const std::string &kind, const std::string &keyPem )
 {
     EVP_PKEY  *plain = bench::plainPrivateKey( keyPem );
-    auto       ours  = std::make_shared<pb::Ref<CRY_PKEY_PRIVATE>>( ourPrivate( keyPem ) );
+    auto       ours  = std::make_shared<pb::Ref<CRY_PKEY_PRIVATE>>( bench::privateKeyFromPem( bench::buffer( keyPem ).get() ) );
     auto       pub   = std::make_shared<pb::Ref<CRY_PKEY_PUBLIC>>( pb::adopt( cryPkeyPrivatePublicKey( ours->get() ) ) );
     auto       text  = std::make_shared<std::string>( publicText( plain ) );
     EVP_PKEY  *plainPub;
@@ -99,11 +92,7 @@ void bench::registerKeys()
         [] { cryPkeyPrivateRelease( cryTryGenerateEcKeyPair( CRY_PKEY_EC_NAMED_CURVE_PRIME256V1 ) ); },
         [] { EVP_PKEY_free( EVP_EC_gen( "P-256" ) ); } );
     pair(
-        "UUID made, with text",
-        [] {
-            pb::Ref<CRY_UUID> uuid = pb::adopt( cryUuidCreate() );
-            pbStringRelease( cryUuidToString( uuid.get() ) );
-        },
+        "UUID made, with text", [] { bench::uuidText(); },
         [] {
             unsigned char b[16];
             char          text[37];

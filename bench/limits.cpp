@@ -8,6 +8,7 @@
 #include <bn/internal/bn_int.h>
 #include <chrono>
 #include <cry/cry.h>
+#include <cry/internal/cry_x509_system.h>
 #include <cstdio>
 #include <functional>
 #include <malloc.h>
@@ -154,6 +155,11 @@ int main()
     for( int index = 0; index < 100000; index++ )
         cryX509ValidatorRelease( makeValidator() );
     std::printf( "%-50s %8lld KiB\n", "100,000 validators dropped: resident more", residentKilobytes() - before );
+
+    auto   roots = pb::adopt( cry___X509SystemPlatformTrustedCertificatesLoad() );
+    PB_INT count = cryX509CertificatesCertificatesLength( roots.get() );
+    print( ( "platform's roots, loaded and held, " + std::to_string( count ) ).c_str(), 4,
+        [] { return cryX509CertificatesObj( cry___X509SystemPlatformTrustedCertificatesLoad() ); } );
 
     printLongest( "validator", 2, [&] { validate( session.get(), policy.get(), leaf.get() ); } );
     {

@@ -13,10 +13,11 @@ namespace bench
 {
 
 // `prepare` is called before each run and is not measured. Work that takes seconds is repeated only
-// `repetitions` times; 0 means as often as the program is told.
+// `repetitions` times, and a run does the work `iterations` times; 0 means as often as the program
+// is told.
 template<class Ours, class Plain>
 void pair(
-    const std::string &name, Ours ours, Plain plain, int threads = 1, std::function<void()> prepare = [] {}, int repetitions = 0 )
+    const std::string &name, Ours ours, Plain plain, int threads = 1, std::function<void()> prepare = [] {}, int repetitions = 0, int iterations = 0 )
 {
     auto run = [=]( const std::string &full, auto work ) {
         auto *made = benchmark::RegisterBenchmark( full.c_str(),
@@ -29,6 +30,8 @@ void pair(
                          ->UseRealTime();
         if( repetitions )
             made->Repetitions( repetitions );
+        if( iterations )
+            made->Iterations( iterations );
     };
     run( name + "/ours", ours );
     run( name + "/plain", plain );

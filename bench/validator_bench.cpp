@@ -1,7 +1,6 @@
 // Stacks, sessions and validators. "Plain" is the bare verification with one store that all
-// verifications share, which is the least that a program must do.
-#include "material.hpp"
-#include "pairs.hpp"
+// verifications share, which is the least that a program must do. It computes each signature.
+#include "ours.hpp"
 
 #include <chrono>
 #include <cry/cry.h>
@@ -17,51 +16,37 @@
 namespace
 {
 
-using Chain = std::array<bench::Certificate, 3>;
-
-pb::Ref<CRY_X509_CERTIFICATE> certificateOf( const bench::Certificate &each )
-{
-    return pb::adopt( cryX509CertificateTryCreateFromDer( bench::buffer( each.der ).get() ) );
-}
+using bench::Chain;
 
 // One chain: the peer's leaf and intermediate, and a session that trusts the root and the
 // platform's roots.
 struct World
 {
-    pb::Ref<CRY_X509_CERTIFICATE>  leaf;
-    pb::Ref<CRY_X509_CERTIFICATES> extra  = pb::adopt( cryX509CertificatesCreate() );
-    pb::Ref<CRY_X509_POLICY>       policy = pb::adopt( cryX509PolicyCreate() );
-    pb::Ref<CRY_X509_STACK>        stack;
-    pb::Ref<CRY_X509_SESSION>      session;
+    Chain                     chain;
+    bench::Presented          peer;
+    pb::Ref<CRY_X509_POLICY>  policy = pb::adopt( cryX509PolicyCreate() );
+    pb::Ref<CRY_X509_STACK>   stack;
+    pb::Ref<CRY_X509_SESSION> session;
 
-    explicit World( const Chain &chain ) : leaf( certificateOf( chain[0] ) )
+    explicit World( const Chain &from ) : chain( from ), peer( from )
     {
-        cryX509CertificatesAppendCertificate( extra.handle(), certificateOf( chain[1] ).get() );
-        auto trusted = pb::adopt( cryX509CertificatesCreate() );
-        cryX509CertificatesAppendCertificate( trusted.handle(), certificateOf( chain[2] ).get() );
         auto options = pb::adopt( cryX509StackOptionsCreate() );
-        cryX509StackOptionsSetTrustedCertificates( options.handle(), trusted.get() );
+        cryX509StackOptionsSetTrustedCertificates( options.handle(), bench::collectionOf( chain[2].der ).get() );
         cryX509StackOptionsSetTrustMode( options.handle(), CRY_X509_STACK_TRUST_MODE_SYSTEM );
         stack   = pb::adopt( cryX509StackCreate( options.get(), nullptr ) );
         session = pb::adopt( cryX509SessionCreate( stack.get(), nullptr ) );
     }
 
+    pb::Ref<CRY_X509_VALIDATOR> validator( const bench::Presented &of ) const
+    {
+        return pb::adopt( cryX509ValidatorCreate( session.get(), policy.get(), of.leaf.get(), of.extra.get(), nullptr ) );
+    }
+
     // The verification that a validator does, without the validator.
     void verifyBare() const
     {
-        STACK_OF( X509 ) *untrusted = sk_X509_new_null();
-        sk_X509_push( untrusted, cry___X509CertificatePeekOpensslX509( pb::adopt( cryX509CertificatesCertificateAt( extra.get(), 0 ) ).get() ) );
-        X509_STORE_CTX *context = X509_STORE_CTX_new();
-        X509_STORE_CTX_init(
-            context, cry___X509SessionPeekOpensslX509Store( session.get() ), cry___X509CertificatePeekOpensslX509( leaf.get() ), untrusted );
-        X509_VERIFY_PARAM *parameters = X509_VERIFY_PARAM_new();
-        X509_VERIFY_PARAM_set_depth( parameters, 255 );
-        X509_VERIFY_PARAM_set_flags( parameters, X509_V_FLAG_PARTIAL_CHAIN );
-        X509_STORE_CTX_set0_param( context, parameters );
-        if( X509_verify_cert( context ) != 1 )
-            std::abort();
-        X509_STORE_CTX_free( context );
-        sk_X509_free( untrusted );
+        bench::plainVerify( cry___X509SessionPeekOpensslX509Store( session.get() ), cry___X509CertificatePeekOpensslX509( peer.leaf.get() ),
+            cry___X509CertificatePeekOpensslX509( pb::adopt( cryX509CertificatesCertificateAt( peer.extra.get(), 0 ) ).get() ) );
     }
 };
 
@@ -71,7 +56,13 @@ constexpr int inFlight = 64, rounds = 40;
 class Stream
 {
 public:
-    explicit Stream( const World &from, bool withVerification = true ) : world( from ), verifies( withVerification ) {}
+    enum class Kind
+    {
+        sameObjects,
+        fromDer, // the certificates of the peer are parsed for each validator
+        withoutVerification,
+    };
+    explicit Stream( const World &from, Kind ofValidators = Kind::sameObjects ) : world( from ), kind( ofValidators ) {}
 
     void run()
     {
@@ -97,13 +88,18 @@ private:
         for( int index = 0; index < inFlight / 2; index++ )
         {
             Running each;
-            each.validator = pb::adopt( verifies
-                    ? cryX509ValidatorCreate( world.session.get(), world.policy.get(), world.leaf.get(), world.extra.get(), nullptr )
-                    : cry___X509ValidatorCreatePreValidated( world.session.get(), world.policy.get(), world.leaf.get(), nullptr ) );
+            each.validator = makeValidator();
             each.end       = pb::adopt( pbSignalCreate() );
             cryX509ValidatorEndAddSignalable( each.validator.get(), pb::adopt( pbSignalableCreateSignal( each.end.get() ) ).get() );
             running.push_back( std::move( each ) );
         }
+    }
+
+    pb::Ref<CRY_X509_VALIDATOR> makeValidator() const
+    {
+        if( kind == Kind::withoutVerification )
+            return pb::adopt( cry___X509ValidatorCreatePreValidated( world.session.get(), world.policy.get(), world.peer.leaf.get(), nullptr ) );
+        return world.validator( kind == Kind::fromDer ? bench::Presented( world.chain ) : world.peer );
     }
 
     void take()
@@ -120,7 +116,7 @@ private:
     }
 
     const World        &world;
-    bool                verifies;
+    Kind                kind;
     std::deque<Running> running;
 };
 
@@ -153,19 +149,30 @@ void timedPair( const std::string &name, clockid_t clock, int count, std::functi
 
 void registerKind( const std::string &kind, const Chain &chain )
 {
-    auto world = std::make_shared<World>( chain );
+    auto                   world = std::make_shared<World>( chain );
+    std::shared_ptr<World> plain;
+    {
+        bench::WithoutShortcuts without;
+        plain = std::make_shared<World>( chain );
+        plain->verifyBare();
+    }
+    auto bare = [plain] {
+        bench::WithoutShortcuts without;
+        for( int index = 0; index < Stream::count; index++ )
+            plain->verifyBare();
+    };
     timedPair(
-        "validator, 64 in flight, " + kind + ": processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count, [world] { Stream( *world ).run(); },
-        [world] {
-            for( int index = 0; index < Stream::count; index++ )
-                world->verifyBare();
-        } );
+        "validator, 64 in flight, " + kind + ": processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count, [world] { Stream( *world ).run(); }, bare );
+    timedPair(
+        "validator, 64 in flight, peer's chain from DER, " + kind + ": processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count,
+        [world] { Stream( *world, Stream::Kind::fromDer ).run(); }, bare );
     timedPair(
         "validator, 64 in flight, " + kind + ": time, two threads", CLOCK_MONOTONIC, Stream::count, [world] { Stream( *world ).run(); },
-        [world] {
-            auto half = [world] {
+        [plain] {
+            bench::WithoutShortcuts without;
+            auto                    half = [plain] {
                 for( int index = 0; index < Stream::count / 2; index++ )
-                    world->verifyBare();
+                    plain->verifyBare();
             };
             std::thread other( half );
             half();
@@ -175,12 +182,14 @@ void registerKind( const std::string &kind, const Chain &chain )
         "validator, one alone, " + kind + ": processor time", CLOCK_PROCESS_CPUTIME_ID, 1,
         [world] {
             auto end       = pb::adopt( pbSignalCreate() );
-            auto validator = pb::adopt(
-                cryX509ValidatorCreate( world->session.get(), world->policy.get(), world->leaf.get(), world->extra.get(), nullptr ) );
+            auto validator = world->validator( world->peer );
             cryX509ValidatorEndAddSignalable( validator.get(), pb::adopt( pbSignalableCreateSignal( end.get() ) ).get() );
             pbSignalWait( end.get(), -1 );
         },
-        [world] { world->verifyBare(); } );
+        [plain] {
+            bench::WithoutShortcuts without;
+            plain->verifyBare();
+        } );
 }
 
 }
@@ -191,7 +200,8 @@ void bench::registerValidators()
     registerKind( "RSA", material().rsa );
     registerKind( "EC", material().ec );
     timedPair(
-        "validator without verification, 64 in flight: processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count, [] { Stream( world, false ).run(); },
+        "validator without verification, 64 in flight: processor time", CLOCK_PROCESS_CPUTIME_ID, Stream::count,
+        [] { Stream( world, Stream::Kind::withoutVerification ).run(); },
         [] {
             for( int index = 0; index < Stream::count; index++ )
                 X509_STORE_CTX_free( X509_STORE_CTX_new() );

@@ -1,11 +1,6 @@
-#include "material.hpp"
-#include "pairs.hpp"
+#include "ours.hpp"
 
-#include <cry/cry_pkey_private.h>
-#include <cry/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate.h>
-#include <cry/internal/cry_x509_certificate_chain.h>
-#include <cry/internal/cry_x509_certificates.h>
 #include <cry/internal/cry_x509_info.h>
 #include <cry/internal/cry_x509_sans.h>
 #include <cry/internal/cry_x509_system.h>
@@ -21,31 +16,14 @@
 namespace
 {
 
-using Chain = std::array<bench::Certificate, 3>;
-
-pb::Ref<CRY_X509_CERTIFICATE> oursFromDer( const std::string &der )
-{
-    return pb::adopt( cryX509CertificateTryCreateFromDer( bench::buffer( der ).get() ) );
-}
+using bench::Chain;
 
 // What a program writes that verifies a chain: store, parameters, context, the result copied.
 void plainVerify( X509 *leaf, X509 *intermediate, X509 *root )
 {
     X509_STORE *store = X509_STORE_new();
     X509_STORE_add_cert( store, root );
-    STACK_OF( X509 ) *untrusted = sk_X509_new_null();
-    sk_X509_push( untrusted, intermediate );
-    X509_STORE_CTX *context = X509_STORE_CTX_new();
-    X509_STORE_CTX_init( context, store, leaf, untrusted );
-    X509_VERIFY_PARAM *parameters = X509_VERIFY_PARAM_new();
-    X509_VERIFY_PARAM_set_depth( parameters, 255 );
-    X509_VERIFY_PARAM_set_flags( parameters, X509_V_FLAG_PARTIAL_CHAIN );
-    X509_VERIFY_PARAM_set_time( parameters, time( nullptr ) );
-    X509_STORE_CTX_set0_param( context, parameters );
-    if( X509_verify_cert( context ) != 1 )
-        std::abort();
-    X509_STORE_CTX_free( context );
-    sk_X509_free( untrusted );
+    bench::plainVerify( store, leaf, intermediate );
     X509_STORE_free( store );
 }
 
@@ -78,20 +56,43 @@ void plainInfo( const X509 *x509 )
 
 struct OursChain
 {
-    pb::Ref<CRY_X509_CERTIFICATE>  leaf;
-    pb::Ref<CRY_X509_CERTIFICATES> extra = pb::adopt( cryX509CertificatesCreate() ), trusted = pb::adopt( cryX509CertificatesCreate() );
+    bench::Presented               presented;
+    pb::Ref<CRY_X509_CERTIFICATES> trusted;
 
-    explicit OursChain( const Chain &chain ) : leaf( oursFromDer( chain[0].der ) )
+    explicit OursChain( const Chain &chain ) : presented( chain ), trusted( bench::collectionOf( chain[2].der ) ) {}
+
+    void verify( PB_TIME *now ) const { presented.verify( trusted.get(), now ); }
+};
+
+// As fast as libcrypto can be: the certificates of the key-decoding context, whose keys cost least,
+// and a store that is kept. Each signature is computed.
+class TunedChain
+{
+public:
+    explicit TunedChain( const Chain &chain ) : store( X509_STORE_new() )
     {
-        cryX509CertificatesAppendCertificate( extra.handle(), oursFromDer( chain[1].der ).get() );
-        cryX509CertificatesAppendCertificate( trusted.handle(), oursFromDer( chain[2].der ).get() );
+        bench::WithoutShortcuts without;
+        for( size_t place = 0; place < chain.size(); place++ )
+        {
+            objects[place] = bench::certificateFromDer( chain[place].der );
+            x509s[place]   = cry___X509CertificatePeekOpensslX509( objects[place].get() );
+        }
+        X509_STORE_add_cert( store, x509s[2] );
+    }
+    ~TunedChain() { X509_STORE_free( store ); }
+    TunedChain( const TunedChain & )            = delete;
+    TunedChain &operator=( const TunedChain & ) = delete;
+
+    void verify() const
+    {
+        bench::WithoutShortcuts without;
+        bench::plainVerify( store, x509s[0], x509s[1] );
     }
 
-    void verify( PB_TIME *now ) const
-    {
-        if( !pb::adopt( cry___X509CertificateChainTryVerifyCertificate( leaf.get(), extra.get(), trusted.get(), now ) ) )
-            std::abort();
-    }
+private:
+    std::array<pb::Ref<CRY_X509_CERTIFICATE>, 3> objects;
+    std::array<X509 *, 3>                        x509s{};
+    X509_STORE                                  *store;
 };
 
 std::string hostName( int number ) { return "host-" + std::to_string( number ) + ".example.com"; }
@@ -212,6 +213,28 @@ void registerEscapedName( const bench::Certificate &leaf )
         [x509] { plainInfo( x509.get() ); } );
 }
 
+// Leaf and intermediate were never seen. The other side is ours without the shortcuts, as a
+// certificate that comes once should cost no more because others come again.
+void registerColdChain( const std::string &kind, const Chain &chain, std::shared_ptr<pb::Ref<PB_TIME>> now )
+{
+    auto chains  = std::make_shared<bench::NewChains>( chain, true );
+    auto trusted = std::make_shared<pb::Ref<CRY_X509_CERTIFICATES>>( bench::collectionOf( chain[2].der ) );
+    auto verify  = [chains, now]( CRY_X509_CERTIFICATES *trust ) { bench::Presented( chains->next() ).verify( trust, now->get() ); };
+
+    pb::Ref<CRY_X509_CERTIFICATES> computed;
+    {
+        bench::WithoutShortcuts without;
+        computed = bench::collectionOf( chain[2].der );
+    }
+    bench::pair(
+        "cold chain from DER, trust kept, " + kind, [verify, trusted] { verify( trusted->get() ); },
+        [verify, trusted = std::make_shared<pb::Ref<CRY_X509_CERTIFICATES>>( computed )] {
+            bench::WithoutShortcuts without;
+            verify( trusted->get() );
+        },
+        1, [chains] { chains->make(); }, 0, bench::NewChains::count );
+}
+
 void registerKind( const std::string &kind, const Chain &chain )
 {
     const std::string &der = chain[0].der;
@@ -226,11 +249,7 @@ void registerKind( const std::string &kind, const Chain &chain )
     const std::string &text    = chain[0].pem;
     auto               textBuf = std::make_shared<pb::Ref<PB_BUFFER>>( bench::buffer( text ) );
     bench::pair(
-        "certificate from PEM, " + kind,
-        [textBuf] {
-            pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( textBuf->get() ) );
-            cryX509CertificateRelease( cryX509CertificateTryCreateFromPem( pem.get() ) );
-        },
+        "certificate from PEM, " + kind, [textBuf] { bench::certificateFromPem( textBuf->get() ); },
         [&text] {
             BIO *bio = BIO_new_mem_buf( text.data(), (int)text.size() );
             X509_free( PEM_read_bio_X509( bio, nullptr, nullptr, nullptr ) );
@@ -240,11 +259,7 @@ void registerKind( const std::string &kind, const Chain &chain )
     const std::string &key    = chain[0].keyPem;
     auto               keyBuf = std::make_shared<pb::Ref<PB_BUFFER>>( bench::buffer( key ) );
     bench::pair(
-        "private key from PEM, " + kind,
-        [keyBuf] {
-            pb::Ref<CRY_PEM> pem = pb::adopt( cryPemTryDecode( keyBuf->get() ) );
-            cryPkeyPrivateRelease( cryPkeyPrivateTryCreateFromPem( pem.get() ) );
-        },
+        "private key from PEM, " + kind, [keyBuf] { bench::privateKeyFromPem( keyBuf->get() ); },
         [&key] {
             BIO *bio = BIO_new_mem_buf( key.data(), (int)key.size() );
             EVP_PKEY_free( PEM_read_bio_PrivateKey( bio, nullptr, nullptr, nullptr ) );
@@ -263,6 +278,8 @@ void registerKind( const std::string &kind, const Chain &chain )
             X509_free( root );
         } );
 
+    registerColdChain( kind, chain, now );
+
     auto                ours = std::make_shared<OursChain>( chain );
     std::vector<X509 *> plain;
     for( const bench::Certificate &each : chain )
@@ -270,13 +287,16 @@ void registerKind( const std::string &kind, const Chain &chain )
     // The leaf has an alternative name, the root has the usage extensions.
     for( size_t place : { 0, 2 } )
     {
-        auto cert = std::make_shared<pb::Ref<CRY_X509_CERTIFICATE>>( oursFromDer( chain[place].der ) );
+        auto cert = std::make_shared<pb::Ref<CRY_X509_CERTIFICATE>>( bench::certificateFromDer( chain[place].der ) );
         bench::pair(
             std::string( place ? "info of a root, " : "info of a leaf, " ) + kind,
             [cert] { cryX509InfoRelease( cryX509CertificateInfo( cert->get() ) ); }, [x509 = plain[place]] { plainInfo( x509 ); } );
     }
     bench::pair(
         "chain of three verified, " + kind, [now, ours] { ours->verify( now->get() ); }, [plain] { plainVerify( plain[0], plain[1], plain[2] ); } );
+    auto tuned = std::make_shared<TunedChain>( chain );
+    bench::pair(
+        "chain of three verified again, kept store, " + kind, [now, ours] { ours->verify( now->get() ); }, [tuned] { tuned->verify(); } );
 }
 
 }

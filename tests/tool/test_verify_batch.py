@@ -7,6 +7,7 @@ import functools
 import json
 import os
 import random
+import re
 import select
 import signal
 import subprocess
@@ -189,6 +190,26 @@ class Verdicts(BatchTest):
         self.assertEqual((result.code, [each["id"] for each in answers]), (0, [json.loads(each) for each in ids]))
         for text, given in list(zip(result.out.splitlines(), ids))[:7]:
             self.assertTrue(text.startswith(b'{"id":' + given + b","), text[:60])
+
+    def test_UsualLinesHaveTheAnswersOfAllOthers(self):
+        """Usual lines have a reader of their own. A line with the number of a character goes to the
+        parser of all other lines."""
+        ids = [b"0", b"10", b"9" * 18, b"9" * 19, b"-0", b"01", b"1.5", b"1 2", b'"\x7f"', b'"\x1f"', b'"\xc3\xa9"', b'"\\x"', b"[]", b"nul", b"",
+               b'"\\"\\\\\\/\\b\\f\\n\\r\\t"']  # fmt: skip
+        ids += [b'"' + b"x" * place + each + b"x" * (17 - place) + b'"' for place in range(18) for each in (b'\\"', b"\\\\", b"\x00", b"\x80", b'"')]
+        lines = [b'{"certificate":"%b","id":%b}' % (b64("root").encode(), each) for each in ids]
+        both = b64("leaf").encode(), b64("intermediate").encode()
+        lines += [b' { "certificate" :\t"%b" , "extraCertificates" : [ "%b" ] , "names":[]} \r' % both]
+        lines += [raw(line(id="x", names=["a.example"], trustedCertificates=[])), raw({"certificate": pki.text["leaf"]})]
+        lines += [raw(line()).replace(b"}", each) for each in (b",}", b"},", b"]", b"", b',"a":[1]}', b',"names":["a",]}', b',"names":["a" "b"]}')]
+
+        def withoutPlace(out):
+            return re.sub(rb"byte \d+", b"", out)
+
+        usual = self.batch(lines)[0]
+        parsed = self.batch([each.replace(b'"cert', b'"\\u0063ert', 1) for each in lines])[0]
+        self.assertEqual(withoutPlace(usual.out).splitlines(), withoutPlace(parsed.out).splitlines())
+        self.assertEqual([usual.out.count(each) for each in (b'"line":', b'"valid":true')], [69, 45])
 
     def test_ManyLinesWithFewChainsAndTrustSets(self):
         """Each verdict belongs to its line, whatever is remembered."""

@@ -2,6 +2,8 @@
 
 #include "text/printable.hpp"
 
+#include <cstdint>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 namespace
@@ -182,6 +184,157 @@ private:
     size_t           depth                      = 0;
 };
 
+// Reads the usual lines: ASCII, with texts, lists of texts and short numbers only. The parser takes
+// several times as long for them. Gives the same events as the parser.
+class UsualLine
+{
+public:
+    UsualLine( std::string_view line, Reader &to ) : rest( line ), reader( to ) {}
+
+    // False if it is no such line. Then the parser must read all of it, with another Reader.
+    bool read()
+    {
+        if( !take( '{' ) )
+            return false;
+        reader.start_object( unknownSize );
+        if( !take( '}' ) )
+        {
+            do
+            {
+                if( !readMember() )
+                    return false;
+            }
+            while( take( ',' ) );
+            if( !take( '}' ) )
+                return false;
+        }
+        reader.end_object();
+        skipBlanks();
+        return rest.empty();
+    }
+
+private:
+    static constexpr size_t unknownSize = (size_t)-1;
+
+    void skipBlanks()
+    {
+        size_t count = rest.find_first_not_of( " \t\r\n" );
+        rest.remove_prefix( count == rest.npos ? rest.size() : count );
+    }
+
+    bool take( char wanted )
+    {
+        skipBlanks();
+        if( !rest.starts_with( wanted ) )
+            return false;
+        rest.remove_prefix( 1 );
+        return true;
+    }
+
+    bool readMember()
+    {
+        if( !readText() )
+            return false;
+        reader.key( text );
+        if( !take( ':' ) )
+            return false;
+        skipBlanks();
+        if( rest.starts_with( '[' ) )
+            return readList();
+        return rest.starts_with( '"' ) ? readValue() : readNumber();
+    }
+
+    bool readList()
+    {
+        take( '[' );
+        reader.start_array( unknownSize );
+        if( !take( ']' ) )
+        {
+            do
+            {
+                if( !readValue() )
+                    return false;
+            }
+            while( take( ',' ) );
+            if( !take( ']' ) )
+                return false;
+        }
+        reader.end_array();
+        return true;
+    }
+
+    bool readValue()
+    {
+        if( !readText() )
+            return false;
+        reader.string( text );
+        return true;
+    }
+
+    bool readNumber()
+    {
+        constexpr size_t most = 18; // digits that fit into any integer
+
+        size_t count = rest.find_first_not_of( "0123456789" );
+        if( count == 0 || count > most || ( count > 1 && rest[0] == '0' ) || rest[count] == '.' || rest[count] == 'e' || rest[count] == 'E' )
+            return false;
+        Json::number_unsigned_t number = 0;
+        for( char digit : rest.substr( 0, count ) )
+            number = number * 10 + ( Json::number_unsigned_t )( digit - '0' );
+        rest.remove_prefix( count );
+        reader.number_unsigned( number );
+        return true;
+    }
+
+    bool readText()
+    {
+        static constexpr std::string_view escapes = "\"\\/bfnrt", meanings = "\"\\/\b\f\n\r\t";
+
+        if( !take( '"' ) )
+            return false;
+        text.clear();
+        while( true )
+        {
+            size_t count = plainCount();
+            text.append( rest, 0, count );
+            rest.remove_prefix( count );
+            if( rest.starts_with( '"' ) )
+                return take( '"' );
+            if( rest.size() < 2 || rest[0] != '\\' )
+                return false;
+            size_t place = escapes.find( rest[1] );
+            if( place == escapes.npos )
+                return false;
+            text += meanings[place];
+            rest.remove_prefix( 2 );
+        }
+    }
+
+    // The bytes that stand for themselves in a text, and stand before any other byte.
+    size_t plainCount() const
+    {
+        constexpr uint64_t ones = 0x0101010101010101, high = ones << 7;
+
+        auto hasZero = []( uint64_t word ) { return ( word - ones ) & ~word & high; };
+        // A word with another byte is always seen here; the bytes are looked at one by one then.
+        size_t count = 0;
+        for( uint64_t word; count + sizeof word <= rest.size(); count += sizeof word )
+        {
+            std::memcpy( &word, rest.data() + count, sizeof word );
+            if( ( word & high ) | ( ( word - ' ' * ones ) & high ) | hasZero( word ^ '"' * ones ) | hasZero( word ^ '\\' * ones ) )
+                break;
+        }
+        auto isPlain = []( char each ) { return each >= ' ' && (unsigned char)each < 0x80 && each != '"' && each != '\\'; };
+        while( count < rest.size() && isPlain( rest[count] ) )
+            count++;
+        return count;
+    }
+
+    std::string_view rest;
+    Reader          &reader;
+    std::string      text;
+};
+
 }
 
 tool::BatchLine tool::readBatchLine( std::string_view text )
@@ -194,6 +347,13 @@ tool::BatchLine tool::readBatchLine( std::string_view text )
         line.problem = "it is empty";
     if( !line.problem.empty() )
         return line;
+    Reader usualReader( line );
+    if( UsualLine( text, usualReader ).read() )
+    {
+        usualReader.finish();
+        return line;
+    }
+    line = {};
     Reader reader( line );
     if( Json::sax_parse( text.begin(), text.end(), &reader ) )
         reader.finish();
