@@ -1,5 +1,5 @@
-// Certificates that the walker accepts: OpenSSL accepts them, too, and writes the same bytes and the
-// same text.
+// Certificates that the walker accepts: OpenSSL accepts them, too, and writes the same bytes and
+// the same text.
 #include "canonical.hpp"
 #include "certificate.hpp"
 

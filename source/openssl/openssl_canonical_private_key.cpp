@@ -9,6 +9,7 @@
 #include <openssl/ec.h>
 #include <openssl/objects.h>
 
+#include "openssl_prime_curve.hpp"
 #include "openssl_walk.hpp"
 
 // The bytes are secret: nothing here copies them, and the time does not depend on the values of
@@ -21,13 +22,28 @@ namespace
 
 // A named curve. Its group is made at the first use, once, and never freed. After that nothing
 // changes, so all threads may use it.
+struct Group
+{
+    EC_GROUP  *group;
+    PrimeCurve prime;
+    // As long as the octets of private keys.
+    pb::StdVector<PB_BYTE, pb::ProcessMemory> order;
+    size_t                                    coordinateSize;
+
+    explicit Group( EC_GROUP *made ) :
+        group( made ), prime( made ), order( bytesFor( EC_GROUP_order_bits( made ) ) ), coordinateSize( bytesFor( EC_GROUP_get_degree( made ) ) )
+    {
+        BN_bn2binpad( EC_GROUP_get0_order( made ), order.data(), (int)order.size() );
+    }
+
+    static size_t bytesFor( int bits ) { return ( (size_t)bits + 7 ) / 8; }
+};
+
 struct Curve
 {
-    int                                       nid;
-    std::once_flag                            once;
-    EC_GROUP                                 *group = nullptr; // null if libcrypto cannot make it
-    pb::StdVector<PB_BYTE, pb::ProcessMemory> order;           // as long as the octets of private keys
-    size_t                                    pointSize = 0;   // of an uncompressed point
+    int            nid;
+    std::once_flag once;
+    Group         *group = nullptr; // null if libcrypto cannot make it
 
     explicit Curve( int wanted ) : nid( wanted ) {}
 };
@@ -52,16 +68,11 @@ Curves *createCurves()
 
 void createGroup( Curve &curve )
 {
-    curve.group = EC_GROUP_new_by_curve_name( curve.nid );
-    if( !curve.group )
-        return;
-    curve.pointSize = 1 + 2 * (size_t)( ( EC_GROUP_get_degree( curve.group ) + 7 ) / 8 );
-    curve.order.resize( (size_t)( ( EC_GROUP_order_bits( curve.group ) + 7 ) / 8 ) );
-    BN_bn2binpad( EC_GROUP_get0_order( curve.group ), curve.order.data(), (int)curve.order.size() );
+    if( EC_GROUP *made = EC_GROUP_new_by_curve_name( curve.nid ) )
+        curve.group = pb::make<Group, pb::ProcessMemory>( made );
 }
 
-// The curve with its group, or null.
-const Curve *curveOf( const Walk &oid )
+const Group *groupOf( const Walk &oid )
 {
     static Curves *const curves = createCurves();
 
@@ -70,7 +81,7 @@ const Curve *curveOf( const Walk &oid )
         return nullptr;
     Curve &curve = found->second;
     std::call_once( curve.once, createGroup, std::ref( curve ) );
-    return curve.group ? &curve : nullptr;
+    return curve.group;
 }
 
 // Whether it is at least 1 and less than the order. They have the same size.
@@ -85,25 +96,30 @@ bool isInRange( const Walk &number, Bytes order )
     return any != 0 && borrow != 0;
 }
 
-bool isOnCurve( const EC_GROUP *group, const Walk &bytes )
+// Whether it is an uncompressed point on the curve.
+bool isOnCurve( const Group &group, const Walk &bytes )
 {
-    EC_POINT *point   = EC_POINT_new( group );
-    bool      onCurve = point && EC_POINT_oct2point( group, point, bytes.data(), bytes.size(), nullptr ) == 1;
+    size_t size = group.coordinateSize;
+    if( bytes.size() != 1 + 2 * size || bytes[0] != uncompressedPoint )
+        return false;
+    if( group.prime.known() )
+        return group.prime.has( { bytes.data() + 1, size }, { bytes.data() + 1 + size, size } );
+    EC_POINT *point   = EC_POINT_new( group.group );
+    bool      onCurve = point && EC_POINT_oct2point( group.group, point, bytes.data(), bytes.size(), nullptr ) == 1;
     EC_POINT_free( point );
     return onCurve;
 }
 
-bool isEcKey( const Walk &curveOid, Walk key )
+bool isEcKey( const Walk &curve, Walk key )
 {
     Walk parts, number, tagged, point;
     if( !key.takeLast( tagSequence, parts ) || !parts.takeSmall( 1 ) || !parts.take( tagOctetString, number ) ||
         !parts.takeLast( tagPublicKey, tagged ) || !tagged.takeBytes( point ) || !tagged.empty() )
         return false;
     ErrorMark    detour;
-    const Curve *curve = curveOf( curveOid );
-    if( !curve || number.size() != curve->order.size() || point.size() != curve->pointSize || point[0] != uncompressedPoint )
-        return false;
-    return isInRange( number, { curve->order.data(), curve->order.size() } ) && isOnCurve( curve->group, point );
+    const Group *group = groupOf( curve );
+    return group && number.size() == group->order.size() && isInRange( number, { group->order.data(), group->order.size() } ) &&
+        isOnCurve( *group, point );
 }
 
 constexpr size_t mostNumberBytes = OPENSSL___MOST_KEY_BITS / 8, fewestModulusBytes = 64;

@@ -34,6 +34,19 @@ TEST( OpensslContracts, CanonicalPublicKey )
     EXPECT_FALSE( openssl___IsCanonicalPublicKey( der, 0 ) );
 }
 
+TEST( OpensslContracts, CanonicalCertificatesAndPrivateKeys )
+{
+    static constexpr char    certificates[] = "source/openssl/openssl_canonical_certificate.cpp";
+    static constexpr char    keys[]         = "source/openssl/openssl_canonical_private_key.cpp";
+    static constexpr PB_BYTE der[]          = { 0x30, 0x00 };
+    EXPECT_ABORT( certificates, "der", openssl___IsCanonicalCertificate( nullptr, 0 ) );
+    EXPECT_ABORT( certificates, "length >= 0", openssl___IsCanonicalCertificate( der, -1 ) );
+    EXPECT_FALSE( openssl___IsCanonicalCertificate( der, 0 ) );
+    EXPECT_ABORT( keys, "der", openssl___IsCanonicalPrivateKey( nullptr, 0 ) );
+    EXPECT_ABORT( keys, "length >= 0", openssl___IsCanonicalPrivateKey( der, -1 ) );
+    EXPECT_FALSE( openssl___IsCanonicalPrivateKey( der, 0 ) );
+}
+
 TEST( OpensslContracts, ContextOfAKey ) { EXPECT_ABORT( file, "pkey", openssl___ContextOf( nullptr ) ); }
 
 TEST( OpensslContracts, KeyLimits )
