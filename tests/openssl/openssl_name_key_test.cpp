@@ -35,8 +35,7 @@ TEST( OpensslNameKey, IsEqualIfOpensslHoldsTheNamesEqual )
     std::vector<Cert> certs;
     for( const char *subject : { "CN=Example Root", "CN=EXAMPLE rOOT", "CN=  Example    Root ", "CN=Example\tRoot", "CN=Example Roo",
              "O=Example Root", "O=Example/CN=Root", "CN=Root/O=Example", "O=EXAMPLE/CN= root", "", "CN=Example Root/CN=Example Root" } )
-        for( int type :
-            { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING, V_ASN1_VISIBLESTRING, V_ASN1_NUMERICSTRING, V_ASN1_OCTET_STRING } )
+        for( int type : { V_ASN1_UTF8STRING, V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING, V_ASN1_NUMERICSTRING } )
             certs.push_back( named( subject, type ) );
     certs.push_back( named( "CN=J\xC3\xB6rg" ) );
     certs.push_back( named( "CN=j\xC3\xB6RG" ) );
@@ -48,7 +47,8 @@ TEST( OpensslNameKey, IsEqualIfOpensslHoldsTheNamesEqual )
             PB_INT keyA = keyOf( a ), keyB = keyOf( b );
             EXPECT_NE( keyA, unknown );
             if( X509_NAME_cmp( X509_get_subject_name( a.get() ), X509_get_subject_name( b.get() ) ) == 0 )
-                EXPECT_EQ( keyA, keyB ) << der( a ) << der( b ), equal++;
+                EXPECT_EQ( keyA, keyB ) << der( a ) << der( b );
+            equal += X509_NAME_cmp( X509_get_subject_name( a.get() ), X509_get_subject_name( b.get() ) ) == 0;
             differ += keyA != keyB;
         }
     EXPECT_GT( equal, 300 );
@@ -73,7 +73,8 @@ TEST( OpensslNameKey, EveryCutCertificateHasNoKeyOrOne )
     for( size_t length = 0; length < bytes.size(); length++ )
     {
         // A copy, so that the sanitizer sees each byte that is read behind it.
-        std::vector<PB_BYTE> cut( bytes.begin(), bytes.begin() + (long)length );
-        EXPECT_FALSE( openssl___TrySubjectKey( cut.data(), (PB_INT)cut.size(), &key ) ) << length;
+        auto cut = std::make_unique<PB_BYTE[]>( length );
+        std::copy_n( bytes.begin(), length, cut.get() );
+        EXPECT_FALSE( openssl___TrySubjectKey( cut.get(), (PB_INT)length, &key ) ) << length;
     }
 }

@@ -7,6 +7,7 @@
 
 #include "cry/x509/stacks.hpp"
 #include "support/certificates.hpp"
+#include "support/shortcuts.hpp"
 #include "support/text.hpp"
 #include "x509/cry_x509_certificate.hpp"
 #include "x509/cry_x509_certificate_chain.hpp"
@@ -27,18 +28,6 @@ using Certificate  = pb::Ref<CRY_X509_CERTIFICATE>;
 using Certificates = pb::Ref<CRY_X509_CERTIFICATES>;
 
 constexpr time_t leafSeconds = 1719792000; // 2024-07-01
-
-// Sets the switch for the tests of one block.
-class Shortcuts
-{
-public:
-    explicit Shortcuts( bool used ) : before( openssl___SetShortcutsUsed( used ) ) {}
-    ~Shortcuts() { openssl___SetShortcutsUsed( before ); }
-    Shortcuts( const Shortcuts & ) = delete;
-
-private:
-    PB_BOOL before;
-};
 
 Certificate fresh( const Cert &cert ) { return pb::adopt( cryX509CertificateTryCreateFromDer( buf( der( cert ) ).get() ) ); }
 
@@ -309,13 +298,14 @@ TEST( CryX509CertificateLookup, ManyThreadsFindTheSameCertificates )
     Shortcuts         on( true );
     std::vector<Cert> roots;
     std::vector<Cert> leaves;
-    // Pairs of one subject: only the second one has issued the leaf.
+    // Pairs of one subject: only the second one has issued the leaf, and their key identifiers tell.
+    CertificateFields withId{ .extensions = { { "basicConstraints", "critical,CA:TRUE" }, { "subjectKeyIdentifier", "hash" } } };
     for( int number = 0; number < 8; number++ )
     {
         std::string subject = "CN=Pair " + std::to_string( number );
-        roots.push_back( authority( subject, 1 ) );
-        roots.push_back( authority( subject, 0 ) );
-        leaves.push_back( issued( "CN=leaf", 9, roots.back(), 0 ) );
+        roots.push_back( authority( subject, 1, withId ) );
+        roots.push_back( authority( subject, 0, withId ) );
+        leaves.push_back( issued( "CN=leaf", 9, roots.back(), 0, { .extensions = { { "authorityKeyIdentifier", "keyid" } } } ) );
     }
     for( int round = 0; round < 20; round++ )
     {
