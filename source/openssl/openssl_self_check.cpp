@@ -168,39 +168,33 @@ bool areSameKeys( EVP_PKEY *pkeyA, EVP_PKEY *pkeyB )
     return same;
 }
 
-// The first decoding keeps the group, the second one uses it.
 bool sameWithKeptGroups( OSSL_LIB_CTX *keyDecoding )
 {
+    auto        parse = [keyDecoding] { return parseCertificateIn( keyDecoding, ecCertificate, sizeof ecCertificate ); };
     Certificate ordinary( parseOrdinarily( ecCertificate, sizeof ecCertificate ) );
-    for( int time = 0; time < 2; time++ )
-    {
-        Certificate quick( parseCertificateIn( keyDecoding, ecCertificate, sizeof ecCertificate ) );
-        if( !ordinary.x509 || !quick.x509 || describe( ordinary.x509 ) != describe( quick.x509 ) || !areSameKeys( ordinary.key(), quick.key() ) )
-            return false;
-    }
-    return true;
+    // The first decoding keeps the group, the second one uses it.
+    Certificate first( parse() ), quick( parse() );
+    return ordinary.x509 && first.x509 && quick.x509 && describe( ordinary.x509 ) == describe( quick.x509 ) &&
+        areSameKeys( ordinary.key(), quick.key() );
 }
 
-// Verifies twice, with a changed signature and with a changed certificate in between.
+// Verifies a certificate twice, and also one with a changed signature and one with a changed serial
+// number. The signatures of the changed ones are checked after the true one is known.
 bool verifiesAsBefore( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, size_t length )
 {
-    for( int time = 0; time < 2; time++ )
-    {
-        Certificate good( parseCertificateIn( keyDecoding, der, (PB_INT)length ) );
-        if( !good.x509 || X509_verify( good.x509, good.key() ) != 1 )
-            return false;
-        // The last byte belongs to the signature. The serial number follows after the headers of
-        // three elements and the version.
-        for( size_t place : { length - 1, size_t( 4 + 4 + 5 + 2 ) } )
-        {
-            pb::StdString<> changed( (const char *)der, length );
-            changed[place] = (char)( changed[place] ^ 4 );
-            Certificate bad( parseCertificateIn( keyDecoding, (const PB_BYTE *)changed.data(), (PB_INT)length ) );
-            if( !bad.x509 || X509_verify( bad.x509, good.key() ) == 1 )
-                return false;
-        }
-    }
-    return true;
+    // Behind the headers of three elements and the version.
+    constexpr size_t serialNumber = 4 + 4 + 5 + 2;
+
+    auto parseChanged = [&]( size_t place ) {
+        pb::StdString<> changed( (const char *)der, length );
+        changed[place] = (char)( changed[place] ^ 4 );
+        return parseCertificateIn( keyDecoding, (const PB_BYTE *)changed.data(), (PB_INT)length );
+    };
+    Certificate good( parseCertificateIn( keyDecoding, der, (PB_INT)length ) ), otherSignature( parseChanged( length - 1 ) ),
+        otherNumber( parseChanged( serialNumber ) );
+    auto verifies = [&]( const Certificate &certificate ) { return X509_verify( certificate.x509, good.key() ) == 1; };
+    return good.x509 && otherSignature.x509 && otherNumber.x509 && verifies( good ) && !verifies( otherSignature ) && verifies( good ) &&
+        !verifies( otherNumber );
 }
 
 }
