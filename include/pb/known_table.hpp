@@ -118,7 +118,8 @@ private:
         {
             for( Entry &entry : entries )
             {
-                if( entry.value && entry.hash == hash && Bytes( entry.bytes, entry.length ) == bytes )
+                // A comparison of views of bytes would go byte by byte.
+                if( entry.value && entry.hash == hash && entry.length == bytes.size() && std::memcmp( entry.bytes, bytes.data(), bytes.size() ) == 0 )
                     return &entry;
             }
             return nullptr;

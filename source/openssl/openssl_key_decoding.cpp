@@ -1,5 +1,8 @@
 #include "openssl_key_decoding.hpp"
 
+#include "openssl_ec_decoder.hpp"
+#include "openssl_verify_operation.hpp"
+
 #include <pb/containers.hpp>
 
 #include <array>
@@ -13,9 +16,9 @@
 
 // OpenSSL 3.0 finds the decoder of a key by walking every key manager and every decoder of the
 // library context. If the only provider of a context offers few of them, this walk is short. The
-// provider here implements nothing. It gives out some entries of the tables of the default
-// provider. That provider is loaded into a context of its own, so that the process's default
-// context does not change.
+// provider here gives out some entries of the tables of the default provider. That provider is
+// loaded into a context of its own, so that the process's default context does not change. The
+// entries for signatures and for EC public keys are wrapped.
 namespace openssl
 {
 
@@ -26,6 +29,7 @@ constexpr size_t operations = 32;
 
 struct Filter
 {
+    OSSL_LIB_CTX                                                            *library;
     OSSL_PROVIDER                                                           *source;
     std::array<pb::StdVector<OSSL_ALGORITHM, pb::ProcessMemory>, operations> chosen;
 };
@@ -85,11 +89,32 @@ const OSSL_ALGORITHM *query( void *, int operation, int *noCache )
     return filter->chosen[(size_t)operation].data();
 }
 
+// The wrappers know how the default provider represents its keys. That is no public interface, so
+// they are used only for versions in which it was looked up.
+bool isReviewedVersion() { return OpenSSL_version_num() >> 20 == 0x300; }
+
+void wrapOperations( const OSSL_DISPATCH *core )
+{
+    for( OSSL_ALGORITHM &each : filter->chosen[OSSL_OP_SIGNATURE] )
+    {
+        if( each.implementation )
+            each.implementation = wrapSignatureFunctions(
+                isNamed( each.algorithm_names, { "RSA" } ) ? KeyKind::Rsa : KeyKind::Ec, each.implementation );
+    }
+    for( OSSL_ALGORITHM &each : filter->chosen[OSSL_OP_DECODER] )
+    {
+        if( each.implementation && isNamed( each.algorithm_names, { "EC" } ) && has( each.property_definition, "structure=SubjectPublicKeyInfo" ) )
+            each.implementation = wrapEcDecoder( each.implementation, filter->library, core );
+    }
+}
+
 const OSSL_DISPATCH providerFunctions[] = { { OSSL_FUNC_PROVIDER_QUERY_OPERATION, (void ( * )())query }, { 0, nullptr } };
 
 // The entries are called with the context of the provider to which they belong.
-int startProvider( const OSSL_CORE_HANDLE *, const OSSL_DISPATCH *, const OSSL_DISPATCH **functions, void **providerContext )
+int startProvider( const OSSL_CORE_HANDLE *, const OSSL_DISPATCH *core, const OSSL_DISPATCH **functions, void **providerContext )
 {
+    if( isReviewedVersion() )
+        wrapOperations( core );
     *functions       = providerFunctions;
     *providerContext = OSSL_PROVIDER_get0_provider_ctx( filter->source );
     return 1;
@@ -99,6 +124,7 @@ bool fillFilter()
 {
     OSSL_LIB_CTX *own = OSSL_LIB_CTX_new();
     filter            = pb::make<Filter, pb::ProcessMemory>();
+    filter->library   = own;
     filter->source    = own ? OSSL_PROVIDER_load( own, "default" ) : nullptr;
     if( !filter->source )
         return false;
@@ -136,6 +162,12 @@ OSSL_LIB_CTX *createKeyDecodingContext( const char **reason )
         return nullptr;
     *reason = nullptr;
     return keyDecoding;
+}
+
+void setProviderShortcutsUsed( bool knownSignatures, bool keptGroups )
+{
+    setKnownSignaturesUsed( knownSignatures && isReviewedVersion() );
+    setKeptGroupsUsed( keptGroups && isReviewedVersion() );
 }
 
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider ) { return provider && provider == filtering; }

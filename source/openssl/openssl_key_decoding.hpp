@@ -14,6 +14,10 @@ namespace openssl
 // `reason` gives the reason.
 OSSL_LIB_CTX *createKeyDecodingContext( const char **reason );
 
+// Whether the provider uses known signatures and kept groups of curves (at first it does not). Its
+// own check at the start decides. For versions of OpenSSL that were not reviewed, they stay unused.
+void setProviderShortcutsUsed( bool knownSignatures, bool keptGroups );
+
 // Whether this is the key-decoding context's provider.
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider );
 
@@ -28,5 +32,9 @@ EVP_PKEY *parsePublicKeyIn( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, PB_IN
 // Parses two built-in certificates in both contexts and compares the results. Null if they are
 // equal; otherwise the difference.
 const char *selfCheck( OSSL_LIB_CTX *keyDecoding );
+
+// Lets the provider use known signatures and kept groups, each of them only if results for the same
+// certificates do not change by it.
+void checkProviderShortcuts( OSSL_LIB_CTX *keyDecoding );
 
 }

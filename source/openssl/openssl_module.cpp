@@ -53,6 +53,8 @@ void startProcess()
     own.keyDecoding = openssl::createKeyDecodingContext( &own.problem );
     if( own.keyDecoding )
         own.problem = openssl::selfCheck( own.keyDecoding );
+    if( own.keyDecoding && !own.problem )
+        openssl::checkProviderShortcuts( own.keyDecoding );
     // The context's provider is a copy of the default provider, which such a policy does not allow.
     if( EVP_default_properties_is_fips_enabled( OSSL_LIB_CTX_get0_global_default() ) )
         own.problem = "the default properties ask for a FIPS provider";

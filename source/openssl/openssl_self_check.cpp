@@ -1,7 +1,12 @@
 #include "openssl_key_decoding.hpp"
 
+#include "openssl_known_signatures.hpp"
+#include "openssl_shortcuts.hpp"
+
 #include <cstring>
+#include <openssl/core_names.h>
 #include <openssl/crypto.h>
+#include <openssl/err.h>
 #include <openssl/pem.h>
 #include <pb/containers.hpp>
 
@@ -106,15 +111,90 @@ pb::StdString<> describe( X509 *x509 )
     return text;
 }
 
+struct Certificate
+{
+    X509 *x509;
+
+    explicit Certificate( X509 *parsed ) : x509( parsed ) {}
+    ~Certificate() { X509_free( x509 ); }
+    Certificate( const Certificate & )            = delete;
+    Certificate &operator=( const Certificate & ) = delete;
+
+    EVP_PKEY *key() const { return X509_get0_pubkey( x509 ); }
+};
+
+X509 *parseOrdinarily( const PB_BYTE *der, size_t length ) { return d2i_X509( nullptr, &der, (long)length ); }
+
 bool sameBothWays( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, size_t length )
 {
-    const unsigned char *at       = der;
-    X509                *ordinary = d2i_X509( nullptr, &at, (long)length );
-    X509                *quick    = parseCertificateIn( keyDecoding, der, (PB_INT)length );
-    bool                 same     = ordinary && quick && describe( ordinary ) == describe( quick );
-    X509_free( ordinary );
-    X509_free( quick );
+    Certificate ordinary( parseOrdinarily( der, length ) ), quick( parseCertificateIn( keyDecoding, der, (PB_INT)length ) );
+    return ordinary.x509 && quick.x509 && describe( ordinary.x509 ) == describe( quick.x509 );
+}
+
+// All values of a key: the names and bytes of its parameters, its group and its size.
+pb::StdString<> valuesOf( EVP_PKEY *pkey )
+{
+    pb::StdString<> text;
+    OSSL_PARAM     *parameters = nullptr;
+    if( EVP_PKEY_todata( pkey, EVP_PKEY_PUBLIC_KEY, &parameters ) != 1 )
+        return text;
+    for( const OSSL_PARAM *each = parameters; each->key; each++ )
+    {
+        text += each->key;
+        text += '=';
+        text.append( (const char *)each->data, each->data_size );
+        text += ';';
+    }
+    OSSL_PARAM_free( parameters );
+    for( const char *name :
+        { OSSL_PKEY_PARAM_GROUP_NAME, OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT, OSSL_PKEY_PARAM_EC_ENCODING, OSSL_PKEY_PARAM_DEFAULT_DIGEST } )
+    {
+        char   value[80] = "";
+        size_t length    = 0;
+        text += EVP_PKEY_get_utf8_string_param( pkey, name, value, sizeof value, &length ) == 1 ? value : "none";
+        text += ';';
+    }
+    for( int number : { EVP_PKEY_get_id( pkey ), EVP_PKEY_get_bits( pkey ), EVP_PKEY_get_security_bits( pkey ), EVP_PKEY_get_size( pkey ) } )
+        text += pb::decimal<>( number ) + ";";
+    return text;
+}
+
+bool areSameKeys( EVP_PKEY *pkeyA, EVP_PKEY *pkeyB )
+{
+    EVP_PKEY *copy = EVP_PKEY_dup( pkeyB );
+    bool      same = EVP_PKEY_eq( pkeyA, pkeyB ) == 1 && EVP_PKEY_eq( pkeyB, pkeyA ) == 1 && copy && EVP_PKEY_eq( copy, pkeyA ) == 1 &&
+        !valuesOf( pkeyA ).empty() && valuesOf( pkeyA ) == valuesOf( pkeyB ) && valuesOf( pkeyA ) == valuesOf( copy );
+    EVP_PKEY_free( copy );
     return same;
+}
+
+bool sameWithKeptGroups( OSSL_LIB_CTX *keyDecoding )
+{
+    auto        parse = [keyDecoding] { return parseCertificateIn( keyDecoding, ecCertificate, sizeof ecCertificate ); };
+    Certificate ordinary( parseOrdinarily( ecCertificate, sizeof ecCertificate ) );
+    // The first decoding keeps the group, the second one uses it.
+    Certificate first( parse() ), quick( parse() );
+    return ordinary.x509 && first.x509 && quick.x509 && describe( ordinary.x509 ) == describe( quick.x509 ) &&
+        areSameKeys( ordinary.key(), quick.key() );
+}
+
+// Verifies a certificate twice, and also one with a changed signature and one with a changed serial
+// number. The signatures of the changed ones are checked after the true one is known.
+bool verifiesAsBefore( OSSL_LIB_CTX *keyDecoding, const PB_BYTE *der, size_t length )
+{
+    // Behind the headers of three elements and the version.
+    constexpr size_t serialNumber = 4 + 4 + 5 + 2;
+
+    auto parseChanged = [&]( size_t place ) {
+        pb::StdString<> changed( (const char *)der, length );
+        changed[place] = (char)( changed[place] ^ 4 );
+        return parseCertificateIn( keyDecoding, (const PB_BYTE *)changed.data(), (PB_INT)length );
+    };
+    Certificate good( parseCertificateIn( keyDecoding, der, (PB_INT)length ) ), otherSignature( parseChanged( length - 1 ) ),
+        otherNumber( parseChanged( serialNumber ) );
+    auto verifies = [&]( const Certificate &certificate ) { return X509_verify( certificate.x509, good.key() ) == 1; };
+    return good.x509 && otherSignature.x509 && otherNumber.x509 && verifies( good ) && !verifies( otherSignature ) && verifies( good ) &&
+        !verifies( otherNumber );
 }
 
 }
@@ -126,6 +206,19 @@ const char *selfCheck( OSSL_LIB_CTX *keyDecoding )
     if( !sameBothWays( keyDecoding, ecCertificate, sizeof ecCertificate ) )
         return "an EC certificate parses differently in it";
     return nullptr;
+}
+
+void checkProviderShortcuts( OSSL_LIB_CTX *keyDecoding )
+{
+    bool before = shortcutsInUse.exchange( true );
+    setProviderShortcutsUsed( false, true );
+    bool keptGroups = sameWithKeptGroups( keyDecoding );
+    setProviderShortcutsUsed( true, keptGroups );
+    bool knownSignatures = verifiesAsBefore( keyDecoding, rsaCertificate, sizeof rsaCertificate ) &&
+        verifiesAsBefore( keyDecoding, ecCertificate, sizeof ecCertificate );
+    setProviderShortcutsUsed( knownSignatures, keptGroups );
+    forgetKnownSignatures();
+    shortcutsInUse.store( before );
 }
 
 }
