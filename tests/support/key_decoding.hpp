@@ -1,5 +1,5 @@
-// Switches the key-decoding context on or off while an object lives. While it is off, certificates and
-// keys are parsed when their objects are made, so that they are parsed with this setting.
+// Switches the key-decoding context on or off while an object lives. While it is off, certificates
+// and keys are parsed when their objects are made, so that they are parsed with this setting.
 #pragma once
 
 #include <openssl_module/internal/openssl_module.h>

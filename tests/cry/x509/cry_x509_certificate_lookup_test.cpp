@@ -298,7 +298,7 @@ TEST( CryX509CertificateLookup, ManyThreadsFindTheSameCertificates )
     Shortcuts         on( true );
     std::vector<Cert> roots;
     std::vector<Cert> leaves;
-    // Pairs of one subject: only the second one has issued the leaf, and their key identifiers tell.
+    // Pairs of one subject: only the second one has issued the leaf. Their key identifiers tell.
     CertificateFields withId{ .extensions = { { "basicConstraints", "critical,CA:TRUE" }, { "subjectKeyIdentifier", "hash" } } };
     for( int number = 0; number < 8; number++ )
     {
