@@ -4,12 +4,12 @@
 #include <pb/containers.hpp>
 #include <pb/sort.hpp>
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <openssl/ec.h>
 #include <openssl/objects.h>
 
-#include "openssl_prime_curve.hpp"
 #include "openssl_walk.hpp"
 
 // The bytes are secret: nothing here copies them, and the time does not depend on the values of
@@ -20,20 +20,45 @@ namespace openssl
 namespace
 {
 
-// A named curve. Its group is made at the first use, once, and never freed. After that nothing
-// changes, so all threads may use it.
+// What libcrypto needs for the check of a point.
+struct Room
+{
+    EC_POINT *point;
+    BN_CTX   *numbers;
+};
+
+// A named curve. Its group is made at the first use, once, and never freed. After that only the
+// room changes, so all threads may use it.
 struct Group
 {
-    EC_GROUP  *group;
-    PrimeCurve prime;
+    EC_GROUP *group;
     // As long as the octets of private keys.
     pb::StdVector<PB_BYTE, pb::ProcessMemory> order;
     size_t                                    coordinateSize;
+    // Kept between the checks, since making it takes as long as using it. Null while a thread uses
+    // it; another thread makes its own then.
+    mutable std::atomic<Room *> room{ nullptr };
 
     explicit Group( EC_GROUP *made ) :
-        group( made ), prime( made ), order( bytesFor( EC_GROUP_order_bits( made ) ) ), coordinateSize( bytesFor( EC_GROUP_get_degree( made ) ) )
+        group( made ), order( bytesFor( EC_GROUP_order_bits( made ) ) ), coordinateSize( bytesFor( EC_GROUP_get_degree( made ) ) )
     {
         BN_bn2binpad( EC_GROUP_get0_order( made ), order.data(), (int)order.size() );
+    }
+
+    Room *takeRoom() const
+    {
+        Room *kept = room.exchange( nullptr, std::memory_order_acquire );
+        return kept ? kept : pb::make<Room, pb::ProcessMemory>( EC_POINT_new( group ), BN_CTX_new() );
+    }
+
+    void giveRoom( Room *used ) const
+    {
+        Room *other = room.exchange( used, std::memory_order_acq_rel );
+        if( !other )
+            return;
+        EC_POINT_free( other->point );
+        BN_CTX_free( other->numbers );
+        pb::ProcessMemory::give( other );
     }
 
     static size_t bytesFor( int bits ) { return ( (size_t)bits + 7 ) / 8; }
@@ -102,11 +127,9 @@ bool isOnCurve( const Group &group, const Walk &bytes )
     size_t size = group.coordinateSize;
     if( bytes.size() != 1 + 2 * size || bytes[0] != uncompressedPoint )
         return false;
-    if( group.prime.known() )
-        return group.prime.has( { bytes.data() + 1, size }, { bytes.data() + 1 + size, size } );
-    EC_POINT *point   = EC_POINT_new( group.group );
-    bool      onCurve = point && EC_POINT_oct2point( group.group, point, bytes.data(), bytes.size(), nullptr ) == 1;
-    EC_POINT_free( point );
+    Room *room    = group.takeRoom();
+    bool  onCurve = room->point && room->numbers && EC_POINT_oct2point( group.group, room->point, bytes.data(), bytes.size(), room->numbers ) == 1;
+    group.giveRoom( room );
     return onCurve;
 }
 
