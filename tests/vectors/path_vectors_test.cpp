@@ -3,11 +3,16 @@
 // a validator is the corpus's own, or the case is an exception with its reason; what its failure
 // says is what OpenSSL says.
 #include <cry/cry_x509_validator.h>
+#include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
+#include <openssl_module/internal/openssl_module.h>
 
+#include "common/cry_ossl.hpp"
+#include "openssl_known_signatures.hpp"
 #include "support/exceptions.hpp"
 #include "support/files.hpp"
 #include "support/path_cases.hpp"
+#include "support/shortcuts.hpp"
 #include "support/text.hpp"
 
 #include <deque>
@@ -16,9 +21,85 @@
 #include <openssl/x509_vfy.h>
 
 using namespace support;
+using cry::ossl::Ptr;
 
 namespace
 {
+
+X509 *x509Of( const pb::Ref<CRY_X509_CERTIFICATE> &cert ) { return cry___X509CertificatePeekOpensslX509( cert.get() ); }
+
+// Result, error, depth, chain and all errors in the queue.
+std::string verified( const PathCase &one, X509_STORE *store )
+{
+    ERR_clear_error();
+    Ptr<STACK_OF( X509 )> extra( sk_X509_new_null() );
+    for( const pb::Ref<CRY_X509_CERTIFICATE> &each : one.ourExtra )
+        sk_X509_push( extra.get(), x509Of( each ) );
+    Ptr<X509_STORE_CTX> ctx( X509_STORE_CTX_new() );
+    EXPECT_EQ( X509_STORE_CTX_init( ctx.get(), store, x509Of( one.leaf.ours ), extra.get() ), 1 );
+    X509_VERIFY_PARAM *param = X509_VERIFY_PARAM_new();
+    X509_VERIFY_PARAM_set_depth( param, 255 );
+    X509_VERIFY_PARAM_set_flags( param, X509_V_FLAG_PARTIAL_CHAIN | X509_V_FLAG_CHECK_SS_SIGNATURE );
+    X509_VERIFY_PARAM_set_time( param, one.seconds );
+    X509_STORE_CTX_set0_param( ctx.get(), param );
+    std::string out = std::to_string( X509_verify_cert( ctx.get() ) );
+    for( int number : { X509_STORE_CTX_get_error( ctx.get() ), X509_STORE_CTX_get_error_depth( ctx.get() ) } )
+        out += " " + std::to_string( number );
+    STACK_OF( X509 ) *chain = X509_STORE_CTX_get0_chain( ctx.get() );
+    for( int index = 0; index < sk_X509_num( chain ); index++ )
+        out += " " + std::to_string( (uintptr_t)sk_X509_value( chain, index ) );
+    const char *file, *function, *data;
+    int         line, flags;
+    while( unsigned long code = ERR_get_error_all( &file, &line, &function, &data, &flags ) )
+        out += "\n" + std::to_string( code ) + " " + file + " " + std::to_string( line ) + " " + function + " " + data;
+    return out;
+}
+
+// The same chains with and without known signatures and kept groups. One case of four is enough:
+// many of them are alike.
+class WithShortcuts
+{
+public:
+    void add( const PathCase &one )
+    {
+        if( !one.parses || cases++ % 4 )
+            return;
+        // OpenSSL says what is wrong with an extension only at the first look at it.
+        X509_check_purpose( x509Of( one.leaf.ours ), -1, 0 );
+        for( const auto *list : { &one.ourExtra, &one.ourTrusted } )
+        {
+            for( const pb::Ref<CRY_X509_CERTIFICATE> &each : *list )
+                X509_check_purpose( x509Of( each ), -1, 0 );
+        }
+        Ptr<X509_STORE> store( X509_STORE_new() );
+        for( const pb::Ref<CRY_X509_CERTIFICATE> &each : one.ourTrusted )
+            X509_STORE_add_cert( store.get(), x509Of( each ) );
+        std::string results[3];
+        // Every second case begins with shortcuts.
+        for( size_t index = 0; index < std::size( results ); index++ )
+        {
+            Shortcuts used( ( index + compared ) % 2 == 0 );
+            results[index] = verified( one, store.get() );
+        }
+        for( const std::string &each : results )
+            EXPECT_EQ( each, results[0] ) << one.id;
+        compared++;
+        good += results[0].starts_with( "1 " );
+    }
+
+    void finish() const
+    {
+        EXPECT_GT( compared, 1000u );
+        EXPECT_GT( good, 100u );
+        if( opensslKeyDecodingContextUsed() )
+        {
+            EXPECT_GT( openssl::countKnownSignatures(), 100u );
+        }
+    }
+
+private:
+    size_t cases = 0, compared = 0, good = 0;
+};
 
 // Validators work while the next cases are read.
 class Corpora
@@ -143,7 +224,12 @@ private:
 TEST( PathVectors, ChainsAndVerdictsAreThoseOfOpensslAndOfTheCorpora )
 {
     NEED_VECTORS( folder );
-    Corpora corpora;
-    forEachPathCase( *folder, [&corpora]( const PathCase &one ) { corpora.add( one ); } );
+    Corpora       corpora;
+    WithShortcuts shortcuts;
+    forEachPathCase( *folder, [&]( const PathCase &one ) {
+        shortcuts.add( one );
+        corpora.add( one );
+    } );
+    shortcuts.finish();
     corpora.finish();
 }
