@@ -32,9 +32,9 @@ bool isComparableKey( KeyKind kind, void *key );
 bool isKeptMessage( Bytes message );
 
 // The signatures are in a table of at most mostKnownSignatures entries. Larger messages,
-// signatures and keys are not kept, so the table never takes more than 3 MiB. Real certificates
+// signatures and keys are not kept, so the table never takes more than 8 MiB. Real certificates
 // take less than a fifth of that.
-inline constexpr size_t mostKnownSignatures = 256, largestKeptMessage = 8192, largestKeptSignature = 1024, mostKeptKeyBits = 8192;
+inline constexpr size_t mostKnownSignatures = 1024, largestKeptMessage = 4096, largestKeptSignature = 1024, mostKeptKeyBits = 8192;
 
 // Whether this signature was kept: the key (for an EC key with its curve), the digest, the message
 // and the signature are equal.

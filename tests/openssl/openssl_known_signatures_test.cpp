@@ -626,12 +626,12 @@ TEST_F( KnownSignatures, AreBoundedAndAHotOneStays )
     EXPECT_EQ( openssl::countKnownSignatures(), 1u );
     for( int round = 0; round < 50; round++ )
     {
-        flood( 20 );
+        flood( (int)openssl::mostKnownSignatures / 16 );
         EXPECT_TRUE( isKnown( KeyKind::p256, good, hot ) ) << round;
         EXPECT_LE( openssl::countKnownSignatures(), openssl::mostKnownSignatures );
     }
     EXPECT_GT( openssl::countKnownSignatures(), openssl::mostKnownSignatures * 9 / 10 );
-    flood( 1500 );
+    flood( 4 * (int)openssl::mostKnownSignatures );
     EXPECT_FALSE( isKnown( KeyKind::p256, good, hot ) );
     EXPECT_EQ( verifyOnce( pub.get(), "SHA256", good, hot ), 1 );
     EXPECT_TRUE( isKnown( KeyKind::p256, good, hot ) );
