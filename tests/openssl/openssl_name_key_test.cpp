@@ -51,8 +51,8 @@ TEST( OpensslNameKey, IsEqualIfOpensslHoldsTheNamesEqual )
             equal += X509_NAME_cmp( X509_get_subject_name( a.get() ), X509_get_subject_name( b.get() ) ) == 0;
             differ += keyA != keyB;
         }
-    EXPECT_GT( equal, 300 );
-    EXPECT_GT( differ, 3000 );
+    EXPECT_GT( equal, 200 );
+    EXPECT_GT( differ, 1500 );
 }
 
 TEST( OpensslNameKey, IsNotKnownIfATextWouldBeConverted )

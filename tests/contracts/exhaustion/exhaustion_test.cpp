@@ -3,6 +3,7 @@
 #include <bn/bn_int.h>
 #include <cry/cry.h>
 #include <cry/internal/cry_pkey_private.h>
+#include <cry/internal/cry_x509_certificate.h>
 #include <cry/internal/cry_x509_certificate_chain.h>
 #include <cry/internal/cry_x509_key_usage.h>
 
@@ -25,9 +26,13 @@ namespace
 
 // For this thread: the number of allocations that succeed before one fails; below zero all succeed.
 thread_local int allocationsLeft = -1;
+// For this thread: all allocations fail.
+thread_local bool noMemory = false;
 
 bool fails()
 {
+    if( noMemory )
+        return true;
     if( allocationsLeft < 0 )
         return false;
     return allocationsLeft-- == 0;
@@ -170,7 +175,7 @@ TEST( Exhaustion, BigNumbers )
 TEST( Exhaustion, Chains )
 {
     static constexpr char         chainFile[] = "source/cry/x509/cry_x509_certificate_chain.cpp";
-    static constexpr char         storeFile[] = "source/cry/x509/cry_x509_certificates.cpp";
+    static constexpr char         storeFile[] = "source/cry/x509/cry_x509_certificate_lookup.cpp";
     Chain                         chain       = chainOf( KeyKind::p256 );
     pb::Ref<CRY_X509_CERTIFICATE> leaf = certificate( chain.leaf ), intermediate = certificate( chain.intermediate ),
                                   root   = certificate( chain.root );
@@ -188,9 +193,26 @@ TEST( Exhaustion, Chains )
         trusted = certificates( { root } );
         verify();
     };
-    EXPECT_EQ( textsIn( storeFile, abortsOf( made ) ), ( Texts{ "x509Store", "object", "sk_X509_OBJECT_push( objects, object ) > 0" } ) );
+    Texts wanted = { "x509Store", "object", "sk_X509_OBJECT_push( objects, object ) > 0" };
+    if( openssl___ShortcutsUsed() )
+        wanted.insert( wanted.begin() + 1, { "x509Lookup", "X509_STORE_set_ex_data( x509Store, lookupPlace(), lookup )" } );
+    EXPECT_EQ( textsIn( storeFile, abortsOf( made ) ), wanted );
     trusted = certificates( { root } );
     ASSERT_TRUE( verify() );
+}
+
+TEST( Exhaustion, FirstUseOfACertificate )
+{
+    pb::Ref<CRY_X509_CERTIFICATE> cert = pb::adopt(
+        cryX509CertificateTryCreateFromDer( buf( support::der( chainOf( KeyKind::p256 ).leaf ) ).get() ) );
+    noMemory    = true;
+    Abort abort = abortOf( [&] { cry___X509CertificatePeekOpensslX509( cert.get() ); } );
+    noMemory    = false;
+    ERR_clear_error();
+    EXPECT_EQ( abort.happened, openssl___ShortcutsUsed() == PB_TRUE );
+    if( abort.happened )
+        EXPECT_EQ( abort.expression, "x509" );
+    EXPECT_TRUE( cry___X509CertificatePeekOpensslX509( cert.get() ) );
 }
 
 TEST( Exhaustion, KeyUsage )
