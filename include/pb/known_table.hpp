@@ -14,9 +14,9 @@ namespace pb
 
 // KnownTable<T, Sets>: up to four values in each of `Sets` sets. The hash of the bytes, with a seed
 // of this process, chooses the set; the bytes are compared in full. A new value replaces one that
-// was not found for the longest time, so many values that come once do not drive out a few that
-// come often. A table is zero-initialised, in static memory, and never freed. Any thread may use
-// it.
+// was not found lately: a value that is found again before its set has taken four new ones stays,
+// however many come once. The bytes are cleansed when they go. A table is zero-initialised, in
+// static memory, and never freed. Any thread may use it.
 template<class T, size_t Sets>
 class KnownTable
 {
@@ -78,7 +78,7 @@ public:
         }
     }
 
-    // The number of values, and of the bytes that are kept with them.
+    // The number of values.
     size_t count()
     {
         size_t found = 0;
@@ -104,6 +104,8 @@ private:
         {
             if( value )
                 Field<T *>::release( value );
+            if( bytes )
+                pbMemCleanse( bytes, (PB_INT)length );
             ProcessMemory::give( bytes );
         }
     };

@@ -3,6 +3,7 @@
 
 #include <openssl/asn1.h>
 
+#include "openssl_key_decoding.hpp"
 #include "openssl_walk.hpp"
 
 // d2i_X509 accepts a certificate whose key it cannot decode, and it does not look into extensions.
@@ -229,5 +230,5 @@ PB_BOOL openssl___IsCanonicalCertificate( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return length <= openssl::mostWalked && openssl::isCanonicalCertificate( { der, (size_t)length } );
+    return openssl::isReviewedVersion() && length <= openssl::mostWalked && openssl::isCanonicalCertificate( { der, (size_t)length } );
 }

@@ -10,6 +10,7 @@
 #include <openssl/ec.h>
 #include <openssl/objects.h>
 
+#include "openssl_key_decoding.hpp"
 #include "openssl_walk.hpp"
 
 // The bytes are secret: nothing here copies them, and the time does not depend on the values of
@@ -25,6 +26,8 @@ struct Room
 {
     EC_POINT *point;
     BN_CTX   *numbers;
+
+    bool complete() const { return point && numbers; }
 };
 
 // A named curve. Its group is made at the first use, once, and never freed. After that only the
@@ -53,12 +56,13 @@ struct Group
 
     void giveRoom( Room *used ) const
     {
-        Room *other = room.exchange( used, std::memory_order_acq_rel );
-        if( !other )
+        if( used->complete() )
+            used = room.exchange( used, std::memory_order_acq_rel );
+        if( !used )
             return;
-        EC_POINT_free( other->point );
-        BN_CTX_free( other->numbers );
-        pb::ProcessMemory::give( other );
+        EC_POINT_free( used->point );
+        BN_CTX_free( used->numbers );
+        pb::ProcessMemory::give( used );
     }
 
     static size_t bytesFor( int bits ) { return ( (size_t)bits + 7 ) / 8; }
@@ -128,7 +132,7 @@ bool isOnCurve( const Group &group, const Walk &bytes )
     if( bytes.size() != 1 + 2 * size || bytes[0] != uncompressedPoint )
         return false;
     Room *room    = group.takeRoom();
-    bool  onCurve = room->point && room->numbers && EC_POINT_oct2point( group.group, room->point, bytes.data(), bytes.size(), room->numbers ) == 1;
+    bool  onCurve = room->complete() && EC_POINT_oct2point( group.group, room->point, bytes.data(), bytes.size(), room->numbers ) == 1;
     group.giveRoom( room );
     return onCurve;
 }
@@ -193,5 +197,5 @@ PB_BOOL openssl___IsCanonicalPrivateKey( const PB_BYTE *der, PB_INT length )
 {
     PB_CHECK( der );
     PB_CHECK( length >= 0 );
-    return length <= openssl::mostWalked && openssl::isCanonicalPrivateKey( { der, (size_t)length } );
+    return openssl::isReviewedVersion() && length <= openssl::mostWalked && openssl::isCanonicalPrivateKey( { der, (size_t)length } );
 }

@@ -89,10 +89,6 @@ const OSSL_ALGORITHM *query( void *, int operation, int *noCache )
     return filter->chosen[(size_t)operation].data();
 }
 
-// The wrappers know how the default provider represents its keys. That is no public interface, so
-// they are used only for versions in which it was looked up.
-bool isReviewedVersion() { return OpenSSL_version_num() >> 20 == 0x300; }
-
 void wrapOperations( const OSSL_DISPATCH *core )
 {
     for( OSSL_ALGORITHM &each : filter->chosen[OSSL_OP_SIGNATURE] )
@@ -168,6 +164,12 @@ void setProviderShortcutsUsed( bool knownSignatures, bool keptGroups )
 {
     setKnownSignaturesUsed( knownSignatures && isReviewedVersion() );
     setKeptGroupsUsed( keptGroups && isReviewedVersion() );
+}
+
+bool isReviewedVersion()
+{
+    static const bool reviewed = OpenSSL_version_num() >> 20 == 0x300;
+    return reviewed;
 }
 
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider ) { return provider && provider == filtering; }

@@ -18,6 +18,11 @@ OSSL_LIB_CTX *createKeyDecodingContext( const char **reason );
 // own check at the start decides. For versions of OpenSSL that were not reviewed, they stay unused.
 void setProviderShortcutsUsed( bool knownSignatures, bool keptGroups );
 
+// Whether this libcrypto is of a version in which it was looked up how the default provider
+// represents its keys, which is no public interface, and what its decoders accept. Other versions
+// are used without what depends on that.
+bool isReviewedVersion();
+
 // Whether this is the key-decoding context's provider.
 bool isKeyDecodingProvider( const OSSL_PROVIDER *provider );
 

@@ -21,11 +21,10 @@ namespace
 // A copy of a key. A later change of the key object does not reach it.
 struct KnownKey
 {
-    KeyKind     kind;
-    const void *method; // a host can replace OpenSSL's own operations
-    BIGNUM     *modulus, *exponent;
-    int         curve;
-    EC_POINT   *point;
+    KeyKind   kind;
+    BIGNUM   *modulus, *exponent;
+    int       curve;
+    EC_POINT *point;
 
     static KnownKey *copyOf( KeyKind kind, void *key );
     static void      free( KnownKey *known );
@@ -39,14 +38,12 @@ KnownKey *KnownKey::copyOf( KeyKind kind, void *key )
     if( kind == KeyKind::Rsa )
     {
         const RSA *rsa = (const RSA *)key;
-        known.method   = RSA_get_method( rsa );
         known.modulus  = BN_dup( RSA_get0_n( rsa ) );
         known.exponent = BN_dup( RSA_get0_e( rsa ) );
     }
     else
     {
         const EC_KEY *ec = (const EC_KEY *)key;
-        known.method     = EC_KEY_get_method( ec );
         known.curve      = EC_GROUP_get_curve_name( EC_KEY_get0_group( ec ) );
         known.point      = EC_POINT_dup( EC_KEY_get0_public_key( ec ), EC_KEY_get0_group( ec ) );
     }
@@ -72,11 +69,11 @@ bool KnownKey::equals( KeyKind otherKind, void *key ) const
     if( kind == KeyKind::Rsa )
     {
         const RSA *rsa = (const RSA *)key;
-        return RSA_get_method( rsa ) == method && BN_cmp( RSA_get0_n( rsa ), modulus ) == 0 && BN_cmp( RSA_get0_e( rsa ), exponent ) == 0;
+        return BN_cmp( RSA_get0_n( rsa ), modulus ) == 0 && BN_cmp( RSA_get0_e( rsa ), exponent ) == 0;
     }
     const EC_KEY   *ec    = (const EC_KEY *)key;
     const EC_GROUP *group = EC_KEY_get0_group( ec );
-    if( EC_KEY_get_method( ec ) != method || EC_GROUP_get_curve_name( group ) != curve )
+    if( EC_GROUP_get_curve_name( group ) != curve )
         return false;
     ErrorMark detour;
     return EC_POINT_cmp( group, EC_KEY_get0_public_key( ec ), point, nullptr ) == 0;
@@ -141,13 +138,13 @@ bool isComparableKey( KeyKind kind, void *key )
     {
         const RSA    *rsa     = (const RSA *)key;
         const BIGNUM *modulus = RSA_get0_n( rsa ), *exponent = RSA_get0_e( rsa );
-        return RSA_test_flags( rsa, RSA_FLAG_TYPE_MASK ) == RSA_FLAG_TYPE_RSA && modulus && exponent &&
-            BN_num_bits( modulus ) <= (int)mostKeptKeyBits && BN_num_bits( exponent ) <= (int)mostKeptKeyBits;
+        return RSA_get_method( rsa ) == RSA_PKCS1_OpenSSL() && RSA_test_flags( rsa, RSA_FLAG_TYPE_MASK ) == RSA_FLAG_TYPE_RSA && modulus &&
+            exponent && BN_num_bits( modulus ) <= (int)mostKeptKeyBits && BN_num_bits( exponent ) <= (int)mostKeptKeyBits;
     }
     const EC_KEY   *ec    = (const EC_KEY *)key;
     const EC_GROUP *group = EC_KEY_get0_group( ec );
     int             curve = group ? EC_GROUP_get_curve_name( group ) : NID_undef;
-    return curve != NID_undef && curve != NID_sm2 && EC_KEY_get0_public_key( ec );
+    return EC_KEY_get_method( ec ) == EC_KEY_OpenSSL() && curve != NID_undef && curve != NID_sm2 && EC_KEY_get0_public_key( ec );
 }
 
 bool isKeptMessage( Bytes message )

@@ -13,7 +13,7 @@ enum class KeyKind
 };
 
 // A signature and all that its verification depends on. The key is the key data of the default
-// provider, so canHoldKnownSignatures must be true for it.
+// provider, so isComparableKey must be true for it.
 struct SignedBytes
 {
     KeyKind kind;
@@ -23,7 +23,8 @@ struct SignedBytes
 };
 
 // Whether the key data is a public key of this kind that can be compared: an RSA key that is not
-// bound to PSS, or a point on a named curve other than SM2.
+// bound to PSS, or a point on a named curve other than SM2. OpenSSL's own operations must stand
+// behind it: a host can replace them.
 bool isComparableKey( KeyKind kind, void *key );
 
 // Whether the message is something that is public and is verified again and again: the signed part

@@ -1,41 +1,80 @@
+#include <openssl_module/internal/openssl_errors.hpp>
 #include <openssl_module/internal/openssl_module.h>
 #include <pb/sort.hpp>
 
 #include "openssl_der.hpp"
 
+#include <algorithm>
 #include <cstdint>
+#include <openssl/crypto.h>
 
 namespace
 {
 
 using openssl::Bytes;
 
-constexpr PB_BYTE tagSet = 0x31, tagPrintable = 0x13, tagT61 = 0x14, tagIa5 = 0x16, tagVisible = 0x1A, tagUniversal = 0x1C,
-                  tagBmp = 0x1E;
+constexpr PB_BYTE tagSet = 0x31, tagUtf8 = 0x0C, tagNumeric = 0x12, tagPrintable = 0x13, tagT61 = 0x14, tagIa5 = 0x16, tagVisible = 0x1A,
+                  tagUniversal = 0x1C, tagBmp = 0x1E;
+
+constexpr size_t longestValue = 65535;
 
 bool isSpace( PB_BYTE byte ) { return byte == ' ' || ( byte >= '\t' && byte <= '\r' ); }
 
 uint64_t mix( uint64_t state, PB_BYTE byte ) { return ( state ^ byte ) * 0x100000001B3; }
 
-// Adds a value to the state. OpenSSL compares texts as UTF-8, in lower case, with single blanks
-// between words. Texts that are equal then are equal here, without any white space. False if the
-// text would have to be converted, or put together.
-bool addValue( uint64_t &state, PB_BYTE tag, Bytes value )
+// Adds a text to the state. OpenSSL compares texts as UTF-8, in lower case, with single blanks
+// between words. Texts that are equal then are equal here, without any white space.
+void addText( uint64_t &state, Bytes text )
 {
-    bool inPieces = tag & 0x20, longTag = ( tag & 0x1F ) == 0x1F;
-    if( inPieces || longTag || tag == tagT61 || tag == tagUniversal || tag == tagBmp )
-        return false;
-    bool latin = tag == tagPrintable || tag == tagIa5 || tag == tagVisible;
-    for( PB_BYTE byte : value )
+    for( PB_BYTE byte : text )
     {
-        if( latin && byte >= 0x80 )
-            return false;
         if( byte >= 'A' && byte <= 'Z' )
             byte = (PB_BYTE)( byte + ( 'a' - 'A' ) );
         if( !isSpace( byte ) )
             state = mix( state, byte );
     }
-    return true;
+}
+
+// The same for a text that OpenSSL converts to UTF-8. False if it cannot.
+bool addConverted( uint64_t &state, PB_BYTE tag, Bytes text )
+{
+    openssl::ErrorMark detour;
+    ASN1_STRING       *string = ASN1_STRING_type_new( tag );
+    unsigned char     *utf8   = nullptr;
+    int                length = string && ASN1_STRING_set( string, text.data(), (int)text.size() ) == 1 ? ASN1_STRING_to_UTF8( &utf8, string ) : -1;
+    if( length >= 0 )
+        addText( state, { utf8, (size_t)length } );
+    OPENSSL_free( utf8 );
+    ASN1_STRING_free( string );
+    return length >= 0;
+}
+
+// Adds a value. False if it is no text, since OpenSSL can change its bytes (it clears the unused
+// bits of a BIT STRING), or if it is too long.
+bool addValue( uint64_t &state, PB_BYTE tag, Bytes value )
+{
+    if( value.size() > longestValue )
+        return false;
+    bool ascii = std::all_of( value.begin(), value.end(), []( PB_BYTE byte ) { return byte < 0x80; } );
+    switch( tag )
+    {
+    case tagPrintable:
+    case tagIa5:
+    case tagVisible:
+        if( !ascii )
+            return addConverted( state, tag, value );
+        [[fallthrough]];
+    case tagUtf8:
+    case tagNumeric:
+        addText( state, value );
+        return true;
+    case tagT61:
+    case tagUniversal:
+    case tagBmp:
+        return addConverted( state, tag, value );
+    default:
+        return false;
+    }
 }
 
 bool tryKeyOf( Bytes name, PB_INT *key )

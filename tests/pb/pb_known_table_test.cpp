@@ -1,5 +1,6 @@
 #include <pb/known_table.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <string>
@@ -143,6 +144,22 @@ TEST( PbSeededHash, DependsOnEachByteTheLengthAndTheSeed )
             EXPECT_NE( pb::seededHash( bytes( other ), 1 ), hash ) << length << " " << index;
         }
     }
+}
+
+// Words that would be zero behind a mask that is known to everybody.
+TEST( PbSeededHash, NoChosenWordsHideTheOthers )
+{
+    std::vector<uint64_t> hashes;
+    for( int number = 0; number < 1000; number++ )
+    {
+        uint64_t    words[] = { 0xC2B2AE3D27D4EB4F, 0, 0xD6E8FEB86659FD93, 0 };
+        std::string text    = std::to_string( number );
+        text.resize( 32 );
+        text.append( (const char *)words, sizeof words );
+        hashes.push_back( pb::seededHash( bytes( text.substr( 0, 24 + 32 ) ), 12345 ) );
+    }
+    std::sort( hashes.begin(), hashes.end() );
+    EXPECT_EQ( std::unique( hashes.begin(), hashes.end() ) - hashes.begin(), 1000 );
 }
 
 TEST( PbSeededHash, SpreadsSimilarTexts )

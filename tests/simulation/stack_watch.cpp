@@ -15,6 +15,7 @@
 #include "simulation/leaves.hpp"
 #include "simulation/probes.hpp"
 #include "simulation/toys.hpp"
+#include "x509/cry_x509_certificate_lookup.hpp"
 
 using leaves::Material;
 using leaves::material;
@@ -104,6 +105,8 @@ bool isKnown( CRY_X509_IDENTITY *identity )
 void checkStore( X509_STORE *store, CRY_X509_CERTIFICATES *trusted )
 {
     std::vector<X509 *> rest;
+    // It shows all that it would find for verifications.
+    cry::x509::fillLookupStore( store );
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( store );
     for( int index = 0; index < sk_X509_OBJECT_num( objects ); index++ )
         rest.push_back( X509_OBJECT_get0_X509( sk_X509_OBJECT_value( objects, index ) ) );

@@ -50,8 +50,8 @@ PB_EXPORT PB_BOOL openssl___IsCanonicalCertificate( const PB_BYTE *der, PB_INT l
 PB_EXPORT PB_BOOL openssl___IsCanonicalPrivateKey( const PB_BYTE *der, PB_INT length );
 /* openssl___TrySubjectKey, openssl___TryNameKey: a number for the subject of a certificate in DER,
    and for a name. If OpenSSL holds two names equal (X509_NAME_cmp), their numbers are equal; names
-   that differ can have one number too. False if the number is not known, since the name has texts
-   of unusual types. */
+   that differ can have one number too. False if the number is not known, since the name is
+   unusual. */
 PB_EXPORT PB_BOOL openssl___TrySubjectKey( const PB_BYTE *der, PB_INT length, PB_INT *key );
 PB_EXPORT PB_BOOL openssl___TryNameKey( const X509_NAME *name, PB_INT *key );
 /* openssl___ContextOf: the library context for operations with a key: the key-decoding context for
