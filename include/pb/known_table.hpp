@@ -61,9 +61,19 @@ public:
         removed.release();
     }
 
-    // Removes all values.
+    // Whether these bytes were noted lately. Notes them. For values that are kept only if they come
+    // again: cold memory costs more than making such a value once.
+    bool isNoted( Bytes bytes )
+    {
+        uint64_t hash = hashOf( bytes ) | 1;
+        return notes[( hash >> 1 ) % std::size( notes )].exchange( hash, std::memory_order_relaxed ) == hash;
+    }
+
+    // Removes all values and notes.
     void clear()
     {
+        for( std::atomic<uint64_t> &note : notes )
+            note.store( 0, std::memory_order_relaxed );
         for( Set &set : sets )
         {
             for( Entry &entry : set.entries )
@@ -161,7 +171,8 @@ private:
         return seededHash( bytes, known );
     }
 
-    Set                   sets[Sets] = {};
+    Set                   sets[Sets]      = {};
+    std::atomic<uint64_t> notes[4 * most] = {};
     std::atomic<uint64_t> seed{ 0 };
 };
 

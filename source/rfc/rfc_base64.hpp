@@ -1,6 +1,6 @@
 // The two ways to encode and decode base 64: with AVX2 if the processor has it, and with tables.
 // Both give the same results. The way with AVX2 finds no value in a table at a place that depends
-// on the data.
+// on the data, except for the last characters of a text that is decoded.
 #pragma once
 
 #include <pb/pb_base.h>

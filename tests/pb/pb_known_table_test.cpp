@@ -104,6 +104,21 @@ TEST( PbKnownTable, IsBoundedAndKeepsWhatIsFoundOften )
     EXPECT_EQ( alive, 0 );
 }
 
+TEST( PbKnownTable, NotesWhatCameLately )
+{
+    static constinit Table table;
+    EXPECT_FALSE( table.isNoted( bytes( "one" ) ) );
+    EXPECT_TRUE( table.isNoted( bytes( "one" ) ) );
+    EXPECT_FALSE( table.isNoted( bytes( "two" ) ) );
+    EXPECT_EQ( table.count(), 0u );
+    for( int number = 0; number < 10000; number++ )
+        table.isNoted( bytes( std::to_string( number ) ) );
+    EXPECT_FALSE( table.isNoted( bytes( "one" ) ) );
+    table.isNoted( bytes( "two" ) );
+    table.clear();
+    EXPECT_FALSE( table.isNoted( bytes( "two" ) ) );
+}
+
 TEST( PbKnownTable, ManyThreadsUseIt )
 {
     std::vector<std::thread> threads;

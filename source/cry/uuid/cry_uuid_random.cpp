@@ -24,7 +24,7 @@ using cry::uuid::onesInBlock;
 struct Block
 {
     PB_BYTE               bytes[bytesOfOne * onesInBlock];
-    PB_INT                left; // UUIDs; the used ones are at the end
+    volatile PB_INT       left; // UUIDs; the used ones are at the end
     volatile sig_atomic_t valid;
 };
 
@@ -95,9 +95,11 @@ bool tryFill( Block *empty )
 // signal handler may call fork, and the child goes on here.
 bool tryTake( Block *from, PB_BYTE *bytes )
 {
-    if( !from->left )
+    PB_INT left = from->left; // read once: in a child, the page is wiped between any two reads
+    if( left <= 0 )
         return false;
-    PB_BYTE *next = from->bytes + bytesOfOne * --from->left;
+    from->left    = left - 1;
+    PB_BYTE *next = from->bytes + bytesOfOne * ( left - 1 );
     std::memcpy( bytes, next, bytesOfOne );
     pbMemCleanse( next, bytesOfOne );
     std::atomic_signal_fence( std::memory_order_seq_cst );

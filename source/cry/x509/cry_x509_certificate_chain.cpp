@@ -25,12 +25,13 @@ pb::Ref<CRY_X509_CERTIFICATE> tryFind( CRY_X509_CERTIFICATES *certs, X509 *x509 
 
 // The caller's object that holds this OpenSSL certificate, else a new object; null if it cannot be
 // made. OpenSSL gives back the same pointers that it was given, so comparing pointers is enough.
-// Equal certificates can share one OpenSSL certificate; then it counts which of them OpenSSL used.
+// Deferred certificates can share one OpenSSL certificate; then it counts where OpenSSL found it.
 pb::Ref<CRY_X509_CERTIFICATE> objectOf( const cry::x509::Question &question, X509 *x509, bool trusted )
 {
     if( trusted )
     {
-        if( pb::Ref<CRY_X509_CERTIFICATE> cert = tryFind( question.trusted, x509 ) )
+        pb::Ref<CRY_X509_CERTIFICATE> cert = tryFind( question.trusted, x509 );
+        if( cert && cry::x509::isDeferred( cert.get() ) )
             return cert;
     }
     if( cry::x509::peekIfMade( question.certificate ) == x509 )

@@ -28,8 +28,9 @@ struct Lookup
     pb::Ref<CRY_X509_CERTIFICATES> held; // null if the collection is lent
     PB_VECTOR                     *certificates;
     const SubjectIndex            *index;
-    pb::StdVector<PB_BYTE>         added; // 1 for each that the store holds; the store's lock guards it
-    std::atomic<bool>              filled{ false };
+    pb::StdVector<PB_BYTE>         added;           // 1 for each that the store holds; the store's lock guards it
+    std::atomic<bool>              asked{ false };  // a verification searched the store
+    std::atomic<bool>              filled{ false }; // the store holds all
 };
 
 X509 *peekAt( const Lookup *lookup, PB_INT place )
@@ -47,23 +48,35 @@ void push( STACK_OF( X509_OBJECT ) * objects, X509 *x509 )
 
 // Adds the certificates that the store does not hold yet. A verification on another thread sees all
 // of them or none, since those of one subject compete.
-void add( X509_STORE *x509Store, Lookup *lookup, std::span<const SubjectIndex::Entry> entries, bool used )
+void add( X509_STORE *x509Store, Lookup *lookup, std::span<const SubjectIndex::Entry> entries )
 {
     // Parsed before the lock is taken.
     for( const SubjectIndex::Entry &entry : entries )
         peekAt( lookup, entry.place );
     PB_CHECK( X509_STORE_lock( x509Store ) );
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
-    used |= sk_X509_OBJECT_num( objects ) > 0;
     for( const SubjectIndex::Entry &entry : entries )
     {
         if( !std::exchange( lookup->added[(size_t)entry.place], 1 ) )
             push( objects, peekAt( lookup, entry.place ) );
     }
-    // OpenSSL would sort them at the next search.
-    if( used )
+    // OpenSSL sorts them at each search.
+    if( lookup->asked.load( std::memory_order_relaxed ) )
         sk_X509_OBJECT_sort( objects );
     X509_STORE_unlock( x509Store );
+}
+
+// OpenSSL has searched the store before it asks. Another thread may have filled it since then.
+int findHeld( X509_STORE *x509Store, const X509_NAME *name, X509_OBJECT *result )
+{
+    PB_CHECK( X509_STORE_lock( x509Store ) );
+    X509_OBJECT *held  = X509_OBJECT_retrieve_by_subject( X509_STORE_get0_objects( x509Store ), X509_LU_X509, name );
+    X509        *x509  = held ? X509_OBJECT_get0_X509( held ) : nullptr;
+    bool         found = x509 && X509_OBJECT_set1_X509( result, x509 ) == 1;
+    if( found )
+        X509_free( x509 );
+    X509_STORE_unlock( x509Store );
+    return found;
 }
 
 // Called by OpenSSL for a name that no certificate of the store has. OpenSSL takes a reference of
@@ -71,13 +84,17 @@ void add( X509_STORE *x509Store, Lookup *lookup, std::span<const SubjectIndex::E
 int findBySubject( X509_LOOKUP *x509Lookup, X509_LOOKUP_TYPE type, const X509_NAME *name, X509_OBJECT *result )
 {
     auto *lookup = (Lookup *)X509_LOOKUP_get_method_data( x509Lookup );
-    if( type != X509_LU_X509 || !lookup || lookup->filled.load( std::memory_order_acquire ) )
+    if( type != X509_LU_X509 || !lookup )
         return 0;
+    X509_STORE *x509Store = X509_LOOKUP_get_store( x509Lookup );
+    if( lookup->filled.load( std::memory_order_acquire ) )
+        return findHeld( x509Store, name, result );
+    lookup->asked.store( true, std::memory_order_relaxed );
     PB_INT                               key;
     std::span<const SubjectIndex::Entry> found = openssl___TryNameKey( name, &key ) ? lookup->index->find( key ) : lookup->index->all();
     if( found.empty() )
         return 0;
-    add( X509_LOOKUP_get_store( x509Lookup ), lookup, found, true );
+    add( x509Store, lookup, found );
     for( const SubjectIndex::Entry &entry : found )
     {
         X509 *x509 = peekAt( lookup, entry.place );
@@ -190,6 +207,6 @@ void cry::x509::fillLookupStore( X509_STORE *x509Store )
     auto *lookup = (Lookup *)X509_STORE_get_ex_data( x509Store, lookupPlace() );
     if( !lookup || lookup->filled.load( std::memory_order_acquire ) )
         return;
-    add( x509Store, lookup, lookup->index->inOrder(), false );
+    add( x509Store, lookup, lookup->index->inOrder() );
     lookup->filled.store( true, std::memory_order_release );
 }

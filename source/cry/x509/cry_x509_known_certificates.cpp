@@ -26,9 +26,9 @@ X509 *cry::x509::tryShareKnown( PB_BUFFER *der ) { return openssl___ShortcutsUse
 void cry::x509::keepKnown( CRY_X509_CERTIFICATE *cert )
 {
     // An OpenSSL certificate from somewhere else may have other inner values than these bytes have.
-    PB_BUFFER *der = peekDer( cert );
+    PB_BUFFER *der  = peekDer( cert );
     X509      *x509 = peekIfMade( cert );
-    if( openssl___ShortcutsUsed() && x509 && isDeferred( cert ) && pbBufferLength( der ) <= largestKept )
+    if( openssl___ShortcutsUsed() && x509 && isDeferred( cert ) && pbBufferLength( der ) <= largestKept && table.isNoted( view( der ) ) )
         table.keep( view( der ), [x509] { return shared( x509 ); } );
 }
 

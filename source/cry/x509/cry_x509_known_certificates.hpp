@@ -13,7 +13,8 @@ namespace cry::x509
 // A new reference to the kept certificate with exactly these bytes, or null.
 X509 *tryShareKnown( PB_BUFFER *der );
 
-// Keeps a certificate. Only for intermediate certificates of a chain that verified.
+// Keeps a certificate if this is not the first call for its bytes. Only for intermediate
+// certificates of a chain that verified.
 void keepKnown( CRY_X509_CERTIFICATE *cert );
 
 // Forgets all certificates.

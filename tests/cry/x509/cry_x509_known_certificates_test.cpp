@@ -69,6 +69,20 @@ TEST_F( CryX509KnownCertificates, TheIntermediateOfAChainThatVerifiedIsSharedBeh
     EXPECT_NE( handle( fresh( chain.root ) ), handle( fresh( chain.root ) ) );
 }
 
+TEST_F( CryX509KnownCertificates, AnIntermediateThatCameOnceIsNotKept )
+{
+    Chain        chain   = chainOf( KeyKind::rsa );
+    Certificates trusted = certificates( { fresh( chain.root ) } );
+    for( int kept : { 0, 1, 1 } )
+    {
+        Certificates extra = certificates( { fresh( chain.intermediate ) } );
+        Certificate  leaf  = fresh( chain.leaf );
+        ASSERT_TRUE(
+            pb::adopt( cry___X509CertificateChainTryVerifyCertificate( leaf.get(), extra.get(), trusted.get(), support::time( leafTime ).get() ) ) );
+        EXPECT_EQ( cry::x509::countKnown(), kept );
+    }
+}
+
 TEST_F( CryX509KnownCertificates, AnIntermediateThatIsTrustedTooIsTheTrustedObject )
 {
     Chain chain = chainOf( KeyKind::rsa );

@@ -279,7 +279,7 @@ void Stack::look()
         if( isSystem() )
             cry___X509SystemTrustedCertificatesReload();
     }
-    // Standard error has them, and no object will.
+    // They were printed to standard error, and no JSON object repeats them.
     if( !options.json )
         tool::forgetNotices();
 }
