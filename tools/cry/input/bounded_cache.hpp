@@ -6,13 +6,15 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace tool
 {
 
-// Any thread may use it. What has not been used for long is dropped: the values are in two
-// generations, and a value that is used goes to the younger one. When that is full, it takes the
-// place of the older one.
+// Any thread may use it. A value is kept when its text comes for the second time: most texts come
+// once, and their values would only fill the memory. What has not been used for long is dropped:
+// the values are in two generations, and a value that is used goes to the younger one. When that is
+// full, it takes the place of the older one.
 template<class Value>
 class BoundedCache
 {
@@ -52,6 +54,8 @@ public:
             return;
         Values          dropped;
         std::lock_guard lock( mutex );
+        if( std::exchange( once[key.hash % once.size()], key.hash ) != key.hash )
+            return;
         makeRoom( key.text.size(), dropped );
         younger.emplace( std::move( key ), std::move( value ) );
     }
@@ -73,10 +77,11 @@ private:
         bytes += length;
     }
 
-    std::mutex mutex;
-    Values     younger, older;
-    size_t     bytes = 0; // in the younger one; a text that two threads add at once counts twice
-    size_t     mostValues, mostBytes;
+    std::mutex          mutex;
+    std::vector<size_t> once = std::vector<size_t>( 8192 ); // hashes of texts that came lately
+    Values              younger, older;
+    size_t              bytes = 0; // in the younger one; a text that two threads add at once counts twice
+    size_t              mostValues, mostBytes;
 };
 
 }
