@@ -47,6 +47,22 @@ TEST( OpensslContracts, CanonicalCertificatesAndPrivateKeys )
     EXPECT_FALSE( openssl___IsCanonicalPrivateKey( der, 0 ) );
 }
 
+TEST( OpensslContracts, NameKeys )
+{
+    static constexpr char    names[] = "source/openssl/openssl_name_key.cpp";
+    static constexpr PB_BYTE der[]   = { 0x30, 0x00 };
+    PB_INT                   key;
+    EXPECT_ABORT( names, "der", openssl___TrySubjectKey( nullptr, 0, &key ) );
+    EXPECT_ABORT( names, "length >= 0", openssl___TrySubjectKey( der, -1, &key ) );
+    EXPECT_ABORT( names, "key", openssl___TrySubjectKey( der, 0, nullptr ) );
+    EXPECT_FALSE( openssl___TrySubjectKey( der, 0, &key ) );
+    EXPECT_ABORT( names, "name", openssl___TryNameKey( nullptr, &key ) );
+    X509_NAME *name = X509_NAME_new();
+    EXPECT_ABORT( names, "key", openssl___TryNameKey( name, nullptr ) );
+    EXPECT_TRUE( openssl___TryNameKey( name, &key ) );
+    X509_NAME_free( name );
+}
+
 TEST( OpensslContracts, ContextOfAKey ) { EXPECT_ABORT( file, "pkey", openssl___ContextOf( nullptr ) ); }
 
 TEST( OpensslContracts, KeyLimits )
