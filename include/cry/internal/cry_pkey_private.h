@@ -19,7 +19,8 @@ PB_EXPORT CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyUpRef( E
    keeps his reference. */
 PB_EXPORT CRY_PKEY_PRIVATE *cry___PkeyPrivateTryCreateFromOpensslEvpPkeyCopy( EVP_PKEY *pkey );
 /* cry___PkeyPrivatePeekOpensslEvpPkey: lends the OpenSSL key. It may only be read, and only while
-   the caller holds the object. */
+   the caller holds the object. It may be made at the first call; aborts if there is no memory for
+   it ("pkey"). */
 PB_EXPORT EVP_PKEY *cry___PkeyPrivatePeekOpensslEvpPkey( CRY_PKEY_PRIVATE *priv );
 
 PB_END_DECLS

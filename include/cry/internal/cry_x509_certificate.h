@@ -19,7 +19,8 @@ PB_EXPORT CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509UpR
    his reference. */
 PB_EXPORT CRY_X509_CERTIFICATE *cry___X509CertificateTryCreateFromOpensslX509Copy( X509 *x509 );
 /* cry___X509CertificatePeekOpensslX509: lends the OpenSSL certificate. It may only be read, and
-   only while the caller holds the object. */
+   only while the caller holds the object. It may be made at the first call, and equal certificates
+   may lend the same one. Aborts if there is no memory for it ("x509"). */
 PB_EXPORT X509 *cry___X509CertificatePeekOpensslX509( CRY_X509_CERTIFICATE *cert );
 
 PB_END_DECLS
