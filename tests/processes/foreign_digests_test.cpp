@@ -171,7 +171,7 @@ TEST( ForeignDigests, TheNameOfTheDefaultProviderIsNotEnough )
 TEST( ForeignDigests, TheFunctionsOfTheDefaultProviderAreNotEnough )
 {
     // These contexts are never freed, since the second provider uses what belongs to the first one.
-    OSSL_LIB_CTX *lending = OSSL_LIB_CTX_new(), *borrowing = OSSL_LIB_CTX_new();
+    static OSSL_LIB_CTX *lending = OSSL_LIB_CTX_new(), *borrowing = OSSL_LIB_CTX_new();
     lender = OSSL_PROVIDER_load( lending, "default" );
     ASSERT_NE( lender, nullptr );
     ASSERT_EQ( OSSL_PROVIDER_add_builtin( borrowing, "borrowing", startBorrowing ), 1 );
