@@ -28,9 +28,11 @@ struct Lookup
     pb::Ref<CRY_X509_CERTIFICATES> held; // null if the collection is lent
     PB_VECTOR                     *certificates;
     const SubjectIndex            *index;
-    pb::StdVector<PB_BYTE>         added;           // 1 for each that the store holds; the store's lock guards it
-    std::atomic<bool>              asked{ false };  // a verification searched the store
-    std::atomic<bool>              filled{ false }; // the store holds all
+    // 1 for each that the store holds. The store's lock guards it; it is atomic only because
+    // ThreadSanitizer does not see OpenSSL's locks.
+    pb::StdVector<std::atomic<PB_BYTE>> added;
+    std::atomic<bool>                   asked{ false };  // a verification searched the store
+    std::atomic<bool>                   filled{ false }; // the store holds all
 };
 
 X509 *peekAt( const Lookup *lookup, PB_INT place )
@@ -57,7 +59,7 @@ void add( X509_STORE *x509Store, Lookup *lookup, std::span<const SubjectIndex::E
     STACK_OF( X509_OBJECT ) *objects = X509_STORE_get0_objects( x509Store );
     for( const SubjectIndex::Entry &entry : entries )
     {
-        if( !std::exchange( lookup->added[(size_t)entry.place], 1 ) )
+        if( !lookup->added[(size_t)entry.place].exchange( 1, std::memory_order_relaxed ) )
             push( objects, peekAt( lookup, entry.place ) );
     }
     // OpenSSL sorts them at each search.
@@ -196,7 +198,7 @@ X509_STORE *cry::x509::createLookupStore( CRY_X509_CERTIFICATES *certs, Collecti
     PB_CHECK( x509Lookup );
     PB_VECTOR *vec    = peekVector( certs );
     auto      *lookup = pb::make<Lookup>( collection == Collection::held ? pb::share( certs ) : pb::Ref<CRY_X509_CERTIFICATES>(), vec, &index,
-        pb::StdVector<PB_BYTE>( (size_t)pbVectorLength( vec ) ) );
+        pb::StdVector<std::atomic<PB_BYTE>>( (size_t)pbVectorLength( vec ) ) );
     PB_CHECK( X509_LOOKUP_set_method_data( x509Lookup, lookup ) );
     PB_CHECK( X509_STORE_set_ex_data( x509Store, lookupPlace(), lookup ) );
     return x509Store;
