@@ -115,8 +115,8 @@ TEST( CryModule, LeavesNothingBehindInAHundredRoundsOfWork )
     pbRuntimeStop();
     PB_INT objects = pbObjLiveCount();
     size_t before  = threads();
-    // ThreadSanitizer keeps the stacks of threads that ended. After a hundred rounds they are larger
-    // than the machine's memory, and no later test can start a process.
+    // ThreadSanitizer keeps the stacks of threads that ended. After a hundred rounds they are
+    // larger than the machine's memory, and no later test can start a process.
     int rounds = WITH_THREAD_SANITIZER ? 25 : 100;
     for( int round = 0; round < rounds; round++ )
     {
