@@ -6,7 +6,7 @@
 #include <openssl_module/internal/openssl_module.h>
 
 #include "common/cry_ossl.hpp"
-#include "support/shortcuts.hpp"
+#include "support/shortcut_tests.hpp"
 #include "support/signatures.hpp"
 #include "support/text.hpp"
 
@@ -45,16 +45,6 @@ Ptr<EVP_PKEY> decoded( const std::string &spki )
 {
     const unsigned char *at = (const unsigned char *)spki.data();
     return Ptr<EVP_PKEY>( d2i_PUBKEY_ex( nullptr, &at, (long)spki.size(), quickContext(), nullptr ) );
-}
-
-std::string takeQueue()
-{
-    std::string out;
-    const char *file, *function, *data;
-    int         line, flags;
-    while( unsigned long code = ERR_get_error_all( &file, &line, &function, &data, &flags ) )
-        out += std::to_string( code ) + " " + file + " " + std::to_string( line ) + " " + function + " " + data + "\n";
-    return out;
 }
 
 // Everything that OpenSSL says about a key.
@@ -125,16 +115,8 @@ std::vector<std::string> curves()
     return names;
 }
 
-class EcDecoder : public testing::Test
+class EcDecoder : public ShortcutTest
 {
-protected:
-    void SetUp() override
-    {
-        if( !opensslKeyDecodingContextUsed() )
-            GTEST_SKIP() << "the key-decoding context is not used";
-    }
-
-    Shortcuts on{ true };
 };
 
 // The result and the errors with shortcuts off and on; on twice, because the first time may keep

@@ -6,7 +6,7 @@
 
 #include "common/cry_ossl.hpp"
 #include "support/certificates.hpp"
-#include "support/shortcuts.hpp"
+#include "support/shortcut_tests.hpp"
 #include "support/signatures.hpp"
 
 #include <atomic>
@@ -45,17 +45,6 @@ Ptr<EVP_PKEY> quickKey( EVP_PKEY *key )
 }
 
 OSSL_LIB_CTX *quickContext() { return openssl___ContextOf( quickKey( key( KeyKind::p256 ).get() ).get() ); }
-
-// The errors of the queue with all their parts except the thread, and the queue is empty after it.
-std::string takeQueue()
-{
-    std::string out;
-    const char *file, *function, *data;
-    int         line, flags;
-    while( unsigned long code = ERR_get_error_all( &file, &line, &function, &data, &flags ) )
-        out += std::to_string( code ) + " " + file + " " + std::to_string( line ) + " " + function + " " + data + "\n";
-    return out;
-}
 
 // A result with the errors behind it.
 struct Outcome
@@ -153,19 +142,16 @@ bool isKnown( KeyKind kind, const std::string &signature, const std::string &tex
     return false;
 }
 
-// Each test begins with an empty table and uses shortcuts, also if the other tests do not.
-class KnownSignatures : public testing::Test
+// Each test begins with an empty table.
+class KnownSignatures : public ShortcutTest
 {
 protected:
     void SetUp() override
     {
-        if( !opensslKeyDecodingContextUsed() )
-            GTEST_SKIP() << "the key-decoding context is not used";
+        ShortcutTest::SetUp();
         openssl::forgetKnownSignatures();
     }
     void TearDown() override { openssl::forgetKnownSignatures(); }
-
-    Shortcuts on{ true };
 };
 
 }
